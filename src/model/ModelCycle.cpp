@@ -1,0 +1,37 @@
+#include "model/ModelCycle.h"
+
+#include "model/ModelKeys.h"
+
+namespace zel {
+
+void LogInterfaceFailed(const char* operation, int line, std::int32_t status) {
+    LogPrint("getInterfaceReference failed, %s %d ret = %d\n", operation, line, status);
+}
+
+void LogCycleFailure(const char* text, const char* operation, int line, std::int32_t status) {
+    if (text == nullptr) {
+        LogInterfaceFailed(operation, line, status);
+    } else {
+        LogPrint(text, status);
+    }
+}
+
+ModelSession::ModelSession(const CallSite& site) {
+    const std::int32_t started = frame::Process::getInstance()->startAppMembersSync(CreateBizProxy);
+    if (started != 0) {
+        LogPrint("Start biz proxy failed, ret = %d\n", started);
+        return;
+    }
+    const std::int32_t found =
+        frame::Process::getInstance()->getInterfaceReference(m_interface, key::kRootInterface);
+    if (found != 0) {
+        LogInterfaceFailed(site.operation, site.line, found);
+        return;
+    }
+    m_root = m_interface->getRootInterface();
+    if (m_root == nullptr) {
+        LogPrint("pRootInterface is NULL\n");
+    }
+}
+
+}  // namespace zel

@@ -1,0 +1,124 @@
+// The factory commands, ids 0x1273 to 0x12BA: what each is for, what payload it takes, how it is answered.
+//
+// The decoder's dispatcher enforces the payload and reply columns; the line tool and the protocol reference
+// are made from the same table.
+#ifndef ZELFAC_PROTOCOL_COMMANDCATALOGUE_H
+#define ZELFAC_PROTOCOL_COMMANDCATALOGUE_H
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+namespace zel {
+
+// Ids that code refers to by name. Values are the protocol's.
+namespace command {
+constexpr std::uint16_t kReady = 0x1272;  // sent by the set until it is connected
+constexpr std::uint16_t kConnect = 0x1273;
+constexpr std::uint16_t kWritePcbSn = 0x1274;
+constexpr std::uint16_t kReadPcbSn = 0x1275;
+constexpr std::uint16_t kWriteMac = 0x1278;
+constexpr std::uint16_t kReadMac = 0x1279;
+constexpr std::uint16_t kReadWifiMac = 0x127B;
+constexpr std::uint16_t kKeyHdcp1 = 0x1281;
+constexpr std::uint16_t kCrcHdcp1 = 0x1282;
+constexpr std::uint16_t kKeyHdcp2 = 0x1283;
+constexpr std::uint16_t kCrcHdcp2 = 0x1284;
+constexpr std::uint16_t kKeyCiPlus = 0x1285;
+constexpr std::uint16_t kCrcCiPlus = 0x1286;
+constexpr std::uint16_t kKeyPressReport = 0x1287;
+constexpr std::uint16_t kSourceCheck = 0x1288;
+constexpr std::uint16_t kCamDetected = 0x128A;
+constexpr std::uint16_t kBacklightFull = 0x128D;
+constexpr std::uint16_t kBacklightOff = 0x128E;
+constexpr std::uint16_t kBacklightFullTwice = 0x128F;
+constexpr std::uint16_t kKeyInput = 0x1290;
+constexpr std::uint16_t kWifiProgress = 0x1292;
+constexpr std::uint16_t kWiredNetwork = 0x1293;
+constexpr std::uint16_t kBluetoothSearch = 0x1294;
+constexpr std::uint16_t kReadBacklight = 0x1295;
+constexpr std::uint16_t kReadRunningTime = 0x1296;
+constexpr std::uint16_t kReadSoftwareVersion = 0x1297;
+constexpr std::uint16_t kWriteTestResult = 0x1298;
+constexpr std::uint16_t kLeaveFactory = 0x1299;
+constexpr std::uint16_t kFinish = 0x129A;
+constexpr std::uint16_t kUsbPort = 0x129C;
+constexpr std::uint16_t kWriteMacTagged = 0x129D;
+constexpr std::uint16_t kNamedQuery = 0x129E;
+constexpr std::uint16_t kSetVolume = 0x129F;
+constexpr std::uint16_t kLed = 0x12A0;
+constexpr std::uint16_t kKeyEsnUlpkMac = 0x12A1;
+constexpr std::uint16_t kKeyWidevine = 0x12A2;
+constexpr std::uint16_t kCrcEsnUlpkMac = 0x12A3;
+constexpr std::uint16_t kCrcWidevine = 0x12A4;
+constexpr std::uint16_t kPanelAspectEthernet = 0x12A5;
+constexpr std::uint16_t kConfigFile = 0x12A7;
+constexpr std::uint16_t kReadRunningTimeAlso = 0x12AB;
+constexpr std::uint16_t kKeyNetflix = 0x12B3;
+constexpr std::uint16_t kCrcNetflix = 0x12B4;
+constexpr std::uint16_t kKeyCiPlusEcp = 0x12B9;
+constexpr std::uint16_t kCrcCiPlusEcp = 0x12BA;
+constexpr std::uint16_t kEmptyAnswer = 0xF0F0;  // answered empty by SendCommand, outside the command range
+}  // namespace command
+
+// Which payloads reach a command's handler. Any other payload drops the frame without a reply, except
+// KeyChunk's, which its handler refuses with a failure.
+enum class PayloadRule : std::uint8_t {
+    Any,         // not looked at before the handler
+    NotEmpty,    // at least one byte
+    MacText,     // exactly 17 bytes
+    VolumeByte,  // exactly one byte, 0 to 100
+    KeyChunk     // 1 to 64 bytes of a file; trailer A chunk index, trailer B number of chunks
+};
+
+// How a command is answered.
+enum class ReplyRule : std::uint8_t {
+    None,         // not at all
+    Status,       // one status byte: 0 success, 1 failure
+    StatusTwice,  // the same status reply two times
+    Failure,      // always status 1: not supported
+    Data,         // by a data query of the replies
+    KeyData,      // as Data, after the mark of the last finished key transfer has been cleared
+    Deferred      // status 1 when the chunk was refused; otherwise the file's own result, when it is complete
+};
+
+// What the handler's side of the house is, for listings.
+enum class CommandGroup : std::uint8_t {
+    Ignored,
+    Link,
+    Record,
+    Address,
+    Key,
+    Input,
+    Picture,
+    Sound,
+    Board,
+    Radio,
+    Network,
+    Finish
+};
+
+struct CommandInfo {
+    std::uint16_t id;
+    CommandGroup group;
+    PayloadRule payload;
+    ReplyRule reply;
+    std::string_view name;         // short name, empty for ignored ids
+    std::string_view payloadText;  // payload in words
+    std::string_view answerText;   // answer in words
+};
+
+constexpr std::uint16_t kFirstCommand = 0x1273;
+constexpr std::uint16_t kLastCommand = 0x12BA;
+constexpr std::size_t kCommandCount = kLastCommand - kFirstCommand + 1;
+static_assert(kCommandCount == 72, "the protocol has 72 command ids");
+
+extern const std::array<CommandInfo, kCommandCount> kCommandCatalogue;
+
+// The row of `id`, null outside the command range.
+const CommandInfo* FindCommand(std::uint16_t id);
+
+}  // namespace zel
+
+#endif

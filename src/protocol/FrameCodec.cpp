@@ -1,0 +1,56 @@
+#include "protocol/FrameCodec.h"
+
+#include <algorithm>
+#include <cstring>
+
+std::uint8_t FrameChecksum(const std::uint8_t* bytes, std::size_t size) {
+    std::uint8_t sum = 0;
+    for (std::size_t i = 0; i < size; ++i) {
+        sum = static_cast<std::uint8_t>(sum + bytes[i]);
+    }
+    return static_cast<std::uint8_t>(-sum);
+}
+
+namespace zel {
+
+WireFrame EncodeFrame(const UartFrame& frame) {
+    WireFrame wire{};
+    const std::size_t length = std::min<std::size_t>(frame.length, kMaxPayload);
+    auto& bytes = wire.bytes;
+    bytes[0] = kFrameStart;
+    bytes[1] = frame.kind;
+    bytes[2] = frame.commandHigh;
+    bytes[3] = frame.commandLow;
+    bytes[4] = static_cast<std::uint8_t>(length);
+    std::copy_n(frame.payload.begin(), length, bytes.begin() + kHeaderSize);
+    bytes[kHeaderSize + length] = frame.trailerA;
+    bytes[kHeaderSize + length + 1] = frame.trailerB;
+    bytes[kHeaderSize + length + 2] = FrameChecksum(bytes.data() + 1, length + 6);
+    bytes[kHeaderSize + length + 3] = kFrameEnd;
+    wire.size = length + kFrameOverhead;
+    return wire;
+}
+
+UartFrame MakeFrame(FrameKind kind, std::uint16_t commandId) {
+    UartFrame frame{};
+    frame.start = kFrameStart;
+    frame.kind = static_cast<std::uint8_t>(kind);
+    frame.commandHigh = static_cast<std::uint8_t>(commandId >> 8);
+    frame.commandLow = static_cast<std::uint8_t>(commandId);
+    frame.end = kFrameEnd;
+    return frame;
+}
+
+bool SetPayload(UartFrame& frame, std::string_view payload) {
+    const std::size_t length = std::min(payload.size(), kMaxPayload);
+    frame.payload.fill(0);
+    std::copy_n(payload.begin(), length, frame.payload.begin());
+    frame.length = static_cast<std::uint8_t>(length);
+    return length == payload.size();
+}
+
+std::string_view Payload(const UartFrame& frame) {
+    return {reinterpret_cast<const char*>(frame.payload.data()), std::min<std::size_t>(frame.length, kMaxPayload)};
+}
+
+}  // namespace zel

@@ -1,0 +1,15 @@
+// What makes data reach the flash: sync and remounts.
+#ifndef ZELFAC_SUPPORT_STORAGE_H
+#define ZELFAC_SUPPORT_STORAGE_H
+
+namespace zel {
+
+// sync(): returns when everything written so far would survive a power cut.
+void SyncStorage();
+
+// mount(2) of `mountPoint` with MS_REMOUNT alone: read-write. Returns 0, or -1 as mount(2) does.
+int RemountReadWrite(const char* mountPoint);
+
+}  // namespace zel
+
+#endif

@@ -1,0 +1,23 @@
+// Threads of the serial link and its workers.
+#ifndef ZELFAC_SUPPORT_THREAD_H
+#define ZELFAC_SUPPORT_THREAD_H
+
+#include <pthread.h>
+
+namespace zel {
+
+using ThreadEntry = void* (*)(void*);
+
+// Starts a thread with a stack of 1 MiB through the platform's thread wrappers. `line` is the caller's source
+// line. Returns 0 with the handle in `thread`, or an error number with `thread` untouched.
+int StartThread(pthread_t& thread, ThreadEntry entry, void* argument, int line);
+
+// pthread_join without the result; EDEADLK when a thread joins itself.
+int JoinThread(pthread_t thread);
+
+// Names the calling thread (at most 15 characters are kept by the kernel).
+void NameThread(const char* name);
+
+}  // namespace zel
+
+#endif
