@@ -1,0 +1,99 @@
+// The simulated set's middleware: what a television's services are to its applications. It keeps the model tree,
+// flash variables, factory metadata and keys, plays the application manager, and answers the client libraries of
+// simset/platform over a local socket.
+#ifndef SIMSET_CORE_MIDDLEWARE_H
+#define SIMSET_CORE_MIDDLEWARE_H
+
+#include <chrono>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "simset/core/Scheduler.h"
+
+namespace simset {
+
+// The state folder cannot be used (unreadable, not ours, disk full). what() says what to do about it.
+class StateError : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+// What the middleware asks of the board around it. An empty function is left out.
+struct Hooks {
+    // A process of the set called sync(). Runs on that process's connection thread, and the process waits until it
+    // returns; several may run at once.
+    std::function<void()> onSync;
+    // The reboot action was invoked. Runs on the middleware's timer thread: note the request and return, do not
+    // call PowerOff or destroy the middleware from here.
+    std::function<void()> onReboot;
+    // Something could not be kept, for example because the disk is full; `message` is one line for the user. Any
+    // thread; must not call the middleware.
+    std::function<void(const std::string& message)> onProblem;
+};
+
+// All operations may be called from any thread unless they say otherwise.
+class Middleware {
+  public:
+    // Opens `stateDir`/state.db, made as a factory-new set when it is missing, and appends to
+    // `stateDir`/trace.jsonl. The folder must exist; that no second simset uses it is the caller's care. Throws
+    // StateError. `scheduler` null: real time.
+    explicit Middleware(const std::filesystem::path& stateDir, std::unique_ptr<Scheduler> scheduler = nullptr);
+
+    // Ends every connection and thread. No hook is called afterwards.
+    ~Middleware();
+
+    Middleware(const Middleware&) = delete;
+    Middleware& operator=(const Middleware&) = delete;
+
+    // To be called before Listen.
+    void SetHooks(Hooks hooks);
+
+    // Accepts client libraries and reporters on the Unix socket `socketPath` (at most 107 bytes), which is made,
+    // replacing a socket left over, and removed at the end; a leading '@' stands for an abstract name, which needs
+    // no file and is the same in every mount namespace. The text belongs into SIMSET_SOCKET of the application's
+    // environment. To be called once. Throws std::system_error.
+    void Listen(const std::string& socketPath);
+
+    // The set gets power: what a television forgets without power (search results, the address, messages) is back
+    // at its start value, and trace times count from here. A new middleware is powered on.
+    void PowerOn();
+
+    // Drops all connections, registrations and running actions, as when the application's processes are gone, and
+    // refuses new ones until PowerOn. Values that the set keeps stay.
+    void PowerOff();
+
+    // Whether the ctl verb `verb` is the middleware's: model, flash, meta, keys, apm, behave, press, trace.
+    static bool HasVerb(const std::string& verb);
+
+    // Carries out a ctl verb with its arguments, for example {"model", "get", KEY}. Returns {"ok":true,"out":TEXT}
+    // with the text to print (lines with their line ends; may be empty), or {"ok":false,"error":TEXT} with one line
+    // that says what to do. Never throws for what the user typed. "press" waits until the application has taken the
+    // key, at most five seconds.
+    nlohmann::json Control(const std::vector<std::string>& verbAndArguments);
+
+    // How long behaviour `name` ("supervisor", …) takes to answer; nothing when it is switched off. An unknown name
+    // throws std::out_of_range.
+    std::optional<std::chrono::milliseconds> Behaviour(const std::string& name) const;
+
+    // Boot variables, past all faults and without a trace row; "" for one that was never set. SetFlash throws
+    // StateError.
+    std::string Flash(const std::string& name) const;
+    void SetFlash(const std::string& name, const std::string& value);
+
+    // Appends `row` (an object with "who" and what happened) to the trace; "seq" and "ms" are put in front.
+    void Trace(nlohmann::json row);
+
+  private:
+    class Impl;
+    std::unique_ptr<Impl> m_impl;
+};
+
+}  // namespace simset
+
+#endif
