@@ -1,0 +1,31 @@
+#include "UartManager/SharedState.h"
+#include "UartManager/UartManager.h"
+#include "model/ModelGlobals.h"
+#include "scripted/Script.h"
+
+namespace scripted {
+
+void ResetGlobals() {
+    factory_ready_val = 0;
+    m_i32ChannelCount = 0;
+    m_bPresetChannelFinish = false;
+    m_bGeTunerUuidFinish = false;
+    for (zel::SharedText* text : {&dst_ATV_tuner_uuid, &dst_DTV_tuner_uuid, &dst_DTVS2_tuner_uuid, &m_strAtvUuid,
+                                  &m_strDtvUuid, &m_strDtvS2Uuid, &m_strAtvNum, &m_strDtvNum}) {
+        text->Set("");
+    }
+    ptrFavListTabLelterator.reset();
+
+    m_bCurrentKeyFinish = false;
+    m_i32RetCheckPlayreadyYoutube = -1;
+    m_secondUpdateStatus = 0;
+    m_strSecondUpdateMessage.Set("");
+    m_u8WifiScanTestAPCount = 0;
+    m_u8BTScanTestAPCount = 0;
+
+    UartManager::m_UartInstance = nullptr;
+    UartManager::input_fd = -1;
+    UartManager::_bExitUartDebug = 1;
+}
+
+}  // namespace scripted

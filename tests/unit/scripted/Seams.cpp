@@ -1,0 +1,109 @@
+// The operating system's seams, played from the script.
+#include <algorithm>
+#include <cstring>
+
+#include "scripted/Script.h"
+#include "support/Delay.h"
+#include "support/File.h"
+#include "support/SerialPort.h"
+#include "support/Shell.h"
+#include "support/Storage.h"
+#include "support/Thread.h"
+
+using scripted::Answer;
+using scripted::Script;
+
+namespace zel {
+
+void DelayMicroseconds(std::uint32_t microseconds) {
+    Script::Current().Call("delay " + std::to_string(microseconds));
+}
+
+void DelaySeconds(std::uint32_t seconds) {
+    Script::Current().Call("delay-seconds " + std::to_string(seconds));
+}
+
+bool RunUnread(const std::string& command) {
+    return Script::Current().Call("popen " + command).result == 0;
+}
+
+int RunSystem(const std::string& command) {
+    return Script::Current().Call("system " + command).result;
+}
+
+std::string ReadOutput(const std::string& command) {
+    return Script::Current().Call("output " + command).text.value_or("");
+}
+
+void SyncStorage() {
+    Script::Current().Call("sync");
+}
+
+int RemountReadWrite(const char* mountPoint) {
+    return Script::Current().Call(std::string("remount ") + mountPoint).result;
+}
+
+File OpenFile(const std::string& path, const char* mode) {
+    Script& script = Script::Current();
+    return File(script.OpenFails(path) ? nullptr : std::fopen(script.FilePath(path).c_str(), mode));
+}
+
+Folder OpenFolder(const std::string& path) {
+    Script& script = Script::Current();
+    return Folder(script.OpenFails(path) ? nullptr : opendir(script.FilePath(path).c_str()));
+}
+
+int StartThread(pthread_t& thread, ThreadEntry entry, void* argument, int) {
+    Script& script = Script::Current();
+    const Answer answer = script.Call("start-thread");
+    if (answer.result == 0) {
+        script.KeepThread([entry, argument] { entry(argument); });
+        thread = pthread_self();
+    }
+    return answer.result;
+}
+
+int JoinThread(pthread_t) {
+    return Script::Current().Call("join").result;
+}
+
+void NameThread(const char* name) {
+    Script::Current().KeepThreadName(name);
+}
+
+int OpenSerialPort(const char* path) {
+    constexpr int kUsualDescriptor = 3;
+    return Script::Current().Call(std::string("serial.open ") + path, kUsualDescriptor).result;
+}
+
+void ConfigureSerialPort(int descriptor) {
+    Script::Current().Call("serial.configure " + std::to_string(descriptor));
+}
+
+ssize_t ReadSerialPort(int, std::uint8_t* bytes, std::size_t size) {
+    const Answer answer = Script::Current().Call("serial.read");
+    const std::string text = answer.text.value_or("");
+    if (text.size() > size) {
+        ADD_FAILURE() << "serial.read has room for " << size << " bytes only, the script gives " << text.size();
+    }
+    const std::size_t count = std::min(text.size(), size);
+    std::copy_n(text.begin(), count, bytes);
+    return answer.result != 0 ? answer.result : static_cast<ssize_t>(count);
+}
+
+ssize_t WriteSerialPort(int, const std::uint8_t* bytes, std::size_t size) {
+    constexpr char kDigits[] = "0123456789ABCDEF";
+    std::string call = "serial.write";
+    for (std::size_t i = 0; i < size; ++i) {
+        call += ' ';
+        call += kDigits[bytes[i] >> 4];
+        call += kDigits[bytes[i] & 0x0F];
+    }
+    return Script::Current().Call(call, static_cast<int>(size)).result;
+}
+
+void CloseSerialPort(int descriptor) {
+    Script::Current().Call("serial.close " + std::to_string(descriptor));
+}
+
+}  // namespace zel
