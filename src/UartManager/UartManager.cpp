@@ -1,0 +1,107 @@
+#include "UartManager/UartManager.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <new>
+
+#include "support/LogPrint.h"
+#include "support/Thread.h"
+
+UartManager* UartManager::m_UartInstance = nullptr;
+std::atomic<std::int32_t> UartManager::input_fd{-1};
+std::atomic<std::uint8_t> UartManager::_bExitUartDebug{1};
+
+UartManager* UartManager::GetInstance() {
+    if (m_UartInstance == nullptr) {
+        m_UartInstance = new (std::nothrow) UartManager;
+    }
+    return m_UartInstance;
+}
+
+UartManager::UartManager() {
+    _bExitUartDebug = 1;
+    pthread_mutexattr_t attr;
+    zel::ReportThreadError(pthread_mutexattr_init(&attr), __LINE__, "pthread_mutexattr_init(&attr)");
+    zel::ReportThreadError(pthread_mutexattr_settype(&attr, PTHREAD_MUTEX_NORMAL), __LINE__,
+                           "pthread_mutexattr_settype(&attr, PTHREAD_MUTEX_NORMAL)");
+    pthread_mutex_init(&m_sendMutex, &attr);
+    pthread_mutexattr_destroy(&attr);
+}
+
+UartManager::~UartManager() {
+    JoinReported(m_threadUartDebugMode, __LINE__, "pthread_join(m_threadUartDebugMode, &thread_result)",
+                 "threadSignalMonitor join failed", "Exit threadSignalMonitor Success.");
+    JoinReported(m_ZelUartCommandThreadId, __LINE__, "pthread_join(m_ZelUartCommandThreadId, &thread_result)",
+                 "m_ZelUartCommandThreadId join failed", "Exit m_ZelUartCommandThreadId Success.");
+    pthread_mutex_destroy(&m_sendMutex);
+}
+
+std::int32_t UartManager::Start() {
+    if (_bExitUartDebug == 0) {
+        return 1;
+    }
+    _bExitUartDebug = 0;
+    const int result = zel::StartThread(m_threadUartDebugMode, ZelInitThread, this, __LINE__);
+    if (result != 0) {
+        zel::ReportThreadError(result, __LINE__,
+                               "pthread_create(&m_threadUartDebugMode, &attr, ZelInitThread, this)");
+        _bExitUartDebug = 1;
+        return 0;
+    }
+    if (zel::StartThread(m_ZelUartCommandThreadId, ZelUartCommandThread, this, __LINE__) != 0) {
+        _bExitUartDebug = 1;
+        // The reader leaves by itself; without the join a prompt second Start would have two of them.
+        zel::JoinThread(m_threadUartDebugMode);
+        return 0;
+    }
+    return 1;
+}
+
+void UartManager::Stop() {
+    if (_bExitUartDebug.exchange(1) == 1) {
+        return;
+    }
+    JoinReported(m_threadUartDebugMode, __LINE__, "pthread_join(m_threadUartDebugMode, &thread_result)",
+                 "m_threadUartDebugStart join failed", "Exit m_threadUartDebugStart Success.");
+    JoinReported(m_ZelUartCommandThreadId, __LINE__, "pthread_join(m_ZelUartCommandThreadId, &thread_result)",
+                 "m_ZelUartCommandThreadId join failed", "Exit m_ZelUartCommandThreadId Success.");
+}
+
+void UartManager::JoinReported(pthread_t thread, int line, const char* call, const char* failed,
+                               const char* succeeded) {
+    const int result = zel::JoinThread(thread);
+    zel::ReportThreadError(result, line, call);
+    std::printf("%s", result == 0 ? succeeded : failed);
+}
+
+void UartManager::SetRunMode(std::uint8_t mode) {
+    m_u8RunMode = mode;
+}
+
+bool UartManager::IsFactoryMode() const {
+    return m_u8RunMode == static_cast<std::uint8_t>(zel::RunMode::Factory);
+}
+
+bool UartManager::IsAgingMode() const {
+    return m_u8RunMode == static_cast<std::uint8_t>(zel::RunMode::Aging);
+}
+
+bool UartManager::IsUsbUpdateMode() const {
+    return m_u8RunMode == static_cast<std::uint8_t>(zel::RunMode::UsbUpdate);
+}
+
+std::uint8_t UartManager::GetStatusChanged() const {
+    return m_u8StatusChanged;
+}
+
+void UartManager::SetStatusChanged(std::uint8_t changed) {
+    m_u8StatusChanged = changed;
+}
+
+int UartManager::LogPrint(const char* format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    const int printed = zel::LogPrintV(format, arguments);
+    va_end(arguments);
+    return printed;
+}

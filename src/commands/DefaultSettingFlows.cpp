@@ -1,0 +1,87 @@
+// What is set at start-up, before and after the link starts. No step stops a flow.
+
+#include <array>
+#include <cstdio>
+#include <list>
+#include <string>
+
+#include "UartManager/SharedState.h"
+#include "UartManager/UartManager.h"
+#include "factory_aux/FactoryAux.h"
+#include "model/ModelKeys.h"
+#include "support/LogPrint.h"
+#include "support/Shell.h"
+#include "support/Storage.h"
+
+namespace {
+
+// The set's partitions, in the order in which they are made writable.
+constexpr std::array<const char*, 9> kMountPoints = {
+    "/zodata/critical",        "/zodata/factory", "/zodata/model", "/var/local",  "/var/run",
+    "/vendor/tvconfig/config", "/config",         "/serialdata",   "/certificate"};
+
+constexpr std::int32_t kAspect16To9 = 0;
+constexpr std::int32_t kSpeakerArcMode = 3;
+
+void Check(std::int32_t result, const char* operation, int line) {
+    if (result != 0) {
+        zel::PrintFail(operation, line);
+    }
+}
+
+// Installs a key from the library's own source and checks it. Returns the check's result. Both lines show what
+// the write returned.
+std::int32_t InstallOwnKey(KEY key, const char* name) {
+    const std::int32_t written = writeKeys(std::list<std::string>{""}, key);
+    if (written != 0) {
+        std::printf("=========writeKeys %s ret:%d=========\n", name, written);
+    }
+    const std::int32_t checked = checkKeyFile(key);
+    if (checked != 0) {
+        std::printf("=========checkKeyFile %s ret:%d=========\n", name, written);
+    }
+    return checked;
+}
+
+}  // namespace
+
+void UartManager::ZelFacAutoTestBeforSetDefaultSetting() {
+    constexpr char kName[] = "ZelFacAutoTestBeforSetDefaultSetting";
+    ZelSetPresetChannel();
+    Check(ZelSetSource(zel::key::kSourceSwitch, "HDMI1"), kName, __LINE__);
+    for (const char* mountPoint : kMountPoints) {
+        const int result = zel::RemountReadWrite(mountPoint);
+        if (result != 0) {
+            std::printf(" %s %d mount fail, mount_res:%d\n", kName, __LINE__, result);
+        }
+    }
+    for (const char* mountPoint : kMountPoints) {
+        Check(zel::RunSystem(std::string("mount -o remount,rw ") + mountPoint), kName, __LINE__);
+    }
+    Check(zel::RunSystem("echo ForceFreerun=TRUE > /proc/utopia_mdb/xc"), kName, __LINE__);
+    Check(zel::RunSystem("echo 18 > /var/run/superwatch"), kName, __LINE__);
+    Check(ZelCheckIfSetSetRandomMAC(), kName, __LINE__);
+    Check(ZelSetValue(zel::key::kSpeakerArcMode, kSpeakerArcMode), kName, __LINE__);
+    Check(ZelSetAction(zel::key::kForceUnmute), kName, __LINE__);
+    Check(ZelPrintfConfig(), kName, __LINE__);
+}
+
+void UartManager::ZelFacAutoTestAfterSetDefaultSetting() {
+    constexpr char kName[] = "ZelFacAutoTestAfterSetDefaultSetting";
+    Check(ZelSetPQBypass(), kName, __LINE__);
+    Check(ZelSetAQEnable(0), kName, __LINE__);
+    Check(ZelSetAction(zel::key::kWiredSet), kName, __LINE__);
+    ZelWifiScan();
+    Check(ZelSetValue(zel::key::kVideoFormat, kAspect16To9), kName, __LINE__);
+    m_i32RetCheckPlayreadyYoutube = InstallOwnKey(KEY_PLAYREADY, "PLAYREADY");
+    m_i32RetCheckPlayreadyYoutube |= InstallOwnKey(KEY_YOUTUBE, "YOUTUBE");
+    std::printf(" %s %d m_i32RetCheckPlayreadyYoutube:%d\n", kName, __LINE__,
+                m_i32RetCheckPlayreadyYoutube.load());
+}
+
+void UartManager::ZelBurnModeBeforSetDefaultSetting() {
+    constexpr char kName[] = "ZelBurnModeBeforSetDefaultSetting";
+    Check(ZelSetValue(zel::key::kVideoApplyMode, 1), kName, __LINE__);
+    Check(ZelSetValue(zel::key::kLedFlicker, 1), kName, __LINE__);
+    Check(ZelSetValue(zel::key::kTestPattern, 0), kName, __LINE__);
+}

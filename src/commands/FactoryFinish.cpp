@@ -1,0 +1,53 @@
+// The end of the line: the handshake with the TV service and what is closed after it.
+
+#include "UartManager/UartManager.h"
+#include "flashenv/FlashEnv.h"
+#include "model/ModelCycle.h"
+#include "model/ModelGlobals.h"
+#include "model/ModelKeys.h"
+#include "model/Observers.h"
+#include "support/Delay.h"
+#include "support/Shell.h"
+#include "support/Storage.h"
+
+namespace {
+
+constexpr std::int32_t kConfirmationPolls = 40;
+constexpr std::uint32_t kPollMilliseconds = 500;
+constexpr std::uint32_t kAfterConfirmationMilliseconds = 100;
+
+void AwaitConfirmation() {
+    for (std::int32_t left = kConfirmationPolls; left > 0 && factory_ready_val != 1; --left) {
+        zel::DelayMilliseconds(kPollMilliseconds);
+    }
+    zel::DelayMilliseconds(kAfterConfirmationMilliseconds);
+}
+
+}  // namespace
+
+std::int32_t UartManager::ZelU5FactoryReady() {
+    const vumodelapi::ArgumentList arguments;
+    vumodelapi::ArgumentList results;
+    FactoryReadyActionObserver observer;
+    return zel::RunModelCycle<vumodelapi::Action>(
+        "ZelU5FactoryReady", {__LINE__, __LINE__, __LINE__},
+        {"connect failed, ret = %d\n", "invoke failed, ret = %d\n"}, zel::key::kFactoryReady, observer,
+        [&](vumodelapi::Action& action) { return action.invoke(arguments, results); }, AwaitConfirmation);
+}
+
+std::int32_t UartManager::ZelFactoryFinish(std::int32_t /*mode*/) {
+    FlashEnv::instance().setEnv("FactoryOpenState", "Off");
+    FlashEnv::instance().setEnv("FactoryOK", "On");
+    zel::RunSystem("mount -o remount,rw /zodata/critical");
+    zel::RunSystem("mount -o remount,rw /zodata/factory");
+    ZelU5FactoryReady();
+    if (factory_ready_val != 1) {
+        // Not confirmed: the partitions stay writable, so that the line can try again.
+        return 0;
+    }
+    zel::RunSystem("echo ForceFreerun=FLASE > /proc/utopia_mdb/xc");
+    zel::RunSystem("mount -o remount,ro /zodata/critical");
+    zel::RunSystem("mount -o remount,ro /zodata/factory");
+    zel::SyncStorage();
+    return 1;
+}

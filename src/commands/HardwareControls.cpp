@@ -1,0 +1,88 @@
+// Board lines, the fixed picture and sound states for measuring, and the one-shot ping.
+
+#include <array>
+
+#include "UartManager/UartManager.h"
+#include "model/ModelCycle.h"
+#include "model/ModelKeys.h"
+#include "model/Observers.h"
+#include "support/LogPrint.h"
+#include "support/Shell.h"
+
+namespace {
+
+struct Setting {
+    const char* key;
+    std::int32_t value;
+};
+
+constexpr std::array<Setting, 8> kMeasuringPicture = {{{zel::key::kVideoApplyMode, 1},
+                                                       {zel::key::kPictureMode, 1},
+                                                       {zel::key::kBrightness, 50},
+                                                       {zel::key::kContrast, 80},
+                                                       {zel::key::kColorIntensity, 50},
+                                                       {zel::key::kSharpness, 50},
+                                                       {zel::key::kHue, 0},
+                                                       {zel::key::kRgbOnly, 0}}};
+
+constexpr std::array<Setting, 11> kMeasuringSound = {{{zel::key::kSoundApplyMode, 1},
+                                                      {zel::key::kMainVolume, 90},
+                                                      {zel::key::kHeadphoneMode, 1},
+                                                      {zel::key::kHeadphoneVolume, 90},
+                                                      {zel::key::kEqualizer100Hz, 0},
+                                                      {zel::key::kEqualizer250Hz, 0},
+                                                      {zel::key::kEqualizer600Hz, 0},
+                                                      {zel::key::kEqualizer1kHz, 0},
+                                                      {zel::key::kEqualizer2k5Hz, 0},
+                                                      {zel::key::kEqualizer6kHz, 0},
+                                                      {zel::key::kEqualizer10kHz, 0}}};
+
+constexpr std::int32_t kDrcElement = 0;
+constexpr std::int32_t kPeqElement = 1;
+
+// Passes a write's result on, printing the failure line of `operation` when it failed.
+std::int32_t Reported(std::int32_t result, const char* operation, int line) {
+    if (result != 0) {
+        zel::PrintFail(operation, line);
+    }
+    return result;
+}
+
+}  // namespace
+
+std::int32_t UartManager::ZelSetGpio(const std::string& number, const std::string& value) {
+    vumodelapi::ArgumentList arguments(2);
+    arguments[0].values = number;
+    arguments[1].values = value;
+    vumodelapi::ArgumentList results;
+    ObserverActionImpl observer;
+    return zel::RunModelCycle<vumodelapi::Action>(
+        "ZelSetGpio", {__LINE__, __LINE__, __LINE__}, {"connect failed, ret = %d\n", "invoke failed, ret = %d\n"},
+        zel::key::kGpio, observer, [&](vumodelapi::Action& action) { return action.invoke(arguments, results); });
+}
+
+std::int32_t UartManager::ZelSetPQBypass() {
+    std::int32_t result = 0;
+    for (const Setting& setting : kMeasuringPicture) {
+        result = Reported(ZelSetValue(setting.key, setting.value), "ZelSetPQBypass", __LINE__);
+    }
+    return result;
+}
+
+std::int32_t UartManager::ZelSetAQEnable(std::int32_t enable) {
+    constexpr char kName[] = "ZelSetAQEnable";
+    for (const Setting& setting : kMeasuringSound) {
+        Reported(ZelSetValue(setting.key, setting.value), kName, __LINE__);
+    }
+    Reported(ZelSetValue(zel::key::kAutomaticVolume, enable), kName, __LINE__);
+    Reported(ZelSetVectorValue(zel::key::kSocDrc, kDrcElement, enable), kName, __LINE__);
+    return Reported(ZelSetVectorValue(zel::key::kDtsPeq, kPeqElement, enable), kName, __LINE__);
+}
+
+std::int32_t UartManager::ZelEthPingTest(const std::string& address) {
+    const std::string output = zel::ReadOutput("ping " + zel::ShellWord(address) + " -w 1");
+    const bool answered =
+        output.find("received") != std::string::npos && output.find(", 0 received") == std::string::npos;
+    LogPrint(answered ? "ip ok!\n" : "ip ng!\n");
+    return answered ? 1 : 0;
+}
