@@ -1,0 +1,103 @@
+#include <algorithm>
+#include <cstdio>
+#include <vector>
+
+#include "UartManager/SharedState.h"
+#include "UartManager/UartManager.h"
+#include "connectivity/ScanLimits.h"
+#include "model/ModelKeys.h"
+#include "support/Delay.h"
+#include "support/LogPrint.h"
+#include "support/Thread.h"
+
+namespace {
+
+constexpr std::uint32_t kRoundMilliseconds = 100;
+constexpr std::uint32_t kPauseSeconds = 5;
+constexpr std::int32_t kStartSearch = 1;
+constexpr std::int32_t kStopSearch = 0;
+constexpr int kNotReported = 110;  // the thread wrappers have reported it themselves
+
+void PrintRound(std::int32_t accessPoints, const zel::RadioScanState& scan) {
+    std::printf("wifidevice:%d APCount:%d m_u32WifiLevel:%d\n", accessPoints, m_u8WifiScanTestAPCount.load(),
+                static_cast<int>(scan.m_u32WifiLevel));
+}
+
+}  // namespace
+
+void UartManager::ZelWifiScan() {
+    const int result = zel::StartThread(m_threadWifiScan, ZelWifiScanThread, this, __LINE__);
+    if (result != 0 && result != kNotReported) {
+        zel::ReportThreadError(result, __LINE__,
+                               "pthread_create(&m_threadWifiScan, &attr, ZelWifiScanThread, this)");
+        std::printf(" %s %d \n", "ZelWifiScan", __LINE__);
+    }
+}
+
+void UartManager::RunWifiScanRound() {
+    const auto finish = [this] {
+        m_radioScan.fWifiScanning = 0;
+        ZelSetValue(zel::key::kAccessPointSearch, kStopSearch);
+    };
+    ZelSetValue(zel::key::kAccessPointSearch, kStartSearch);
+    zel::DelayMilliseconds(kRoundMilliseconds);
+    std::int32_t accessPoints = 0;
+    ZelGetValue(zel::key::kAccessPointCount, accessPoints);
+    if (accessPoints < 1) {
+        PrintRound(accessPoints, m_radioScan);
+        return;
+    }
+    std::vector<std::int32_t> signals;
+    ZelGetVectorValue(zel::key::kAccessPointSignal, signals);
+    std::uint32_t level = m_radioScan.m_u32WifiLevel;
+    for (const std::int32_t signal : signals) {
+        level = std::max(level, static_cast<std::uint32_t>(std::max(signal, 0)));
+    }
+    m_radioScan.m_u32WifiLevel = std::min(level, zel::kHighestLevel);
+    if (m_radioScan.m_u32WifiLevel > zel::kWeakSignal) {
+        finish();
+    }
+    if (++m_u8WifiScanTestAPCount > zel::kMostScanRounds) {
+        finish();
+    }
+    PrintRound(accessPoints, m_radioScan);
+}
+
+void* UartManager::ZelWifiScanThread(void* manager) {
+    zel::NameThread("ZelWifiScan Task");
+    UartManager& self = *static_cast<UartManager*>(manager);
+    zel::RadioScanState& scan = self.m_radioScan;
+    scan.fWifiScanning = 1;
+
+    std::vector<std::string> support;
+    if (self.ZelGetVectorString(zel::key::kBluetoothSupport, support) != 0) {
+        zel::PrintFail("ZelWifiScanThread", __LINE__);
+    }
+    support.resize(std::max<std::size_t>(support.size(), 4));
+    std::printf("=======iVetorBluetoothSupport[0]:%s [1]:%s [2]:%s [3]:%s=======\n", support[0].c_str(),
+                support[1].c_str(), support[2].c_str(), support[3].c_str());
+    const bool hasBluetooth = support[1].rfind('1', 0) == 0;
+
+    while (true) {
+        if (m_u8WifiScanTestAPCount <= zel::kLastScanRound && scan.m_u32WifiLevel <= zel::kWeakSignal &&
+            scan.fWifiScanning == 1) {
+            self.RunWifiScanRound();
+        }
+        if (hasBluetooth && scan.m_u32BTDeviceCount == 0 && m_u8BTScanTestAPCount < zel::kBluetoothAttempts) {
+            self.ZelBTSearchAP();
+        }
+        std::printf("wifi:%d bt:%d wificount:%d btcount:%d\n", static_cast<int>(scan.m_u32WifiLevel),
+                    static_cast<int>(scan.m_u32BTDeviceCount), m_u8WifiScanTestAPCount.load(),
+                    m_u8BTScanTestAPCount.load());
+        std::printf("fWifiScanning:%d fBTSearching:%d\n", scan.fWifiScanning.load(), scan.fBTSearching.load());
+        if (hasBluetooth && scan.fBTSearching == 1) {
+            continue;  // the next search follows at once
+        }
+        if (scan.fWifiScanning == 0) {
+            break;
+        }
+        zel::DelaySeconds(kPauseSeconds);
+    }
+    std::printf(" %s %d pthread_exit ZelWifiScanThread\n", "ZelWifiScanThread", __LINE__);
+    return nullptr;
+}
