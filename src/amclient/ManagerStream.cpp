@@ -1,0 +1,69 @@
+#include "amclient/ManagerStream.h"
+
+#include <poll.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+namespace zel {
+namespace {
+
+// A pipe that is writable takes this much without blocking, however full it is.
+constexpr std::size_t kPiece = 512;
+
+}  // namespace
+
+void ManagerStream::Attach(int descriptor) {
+    m_descriptor = descriptor;
+    m_begin = 0;
+    m_end = 0;
+}
+
+bool ManagerStream::Write(std::string_view text) {
+    if (m_descriptor < 0 || text.size() > kBacklogLimit - (m_end - m_begin)) {
+        return false;
+    }
+    if (text.size() > kBacklogLimit - m_end) {
+        std::memmove(m_bytes.data(), m_bytes.data() + m_begin, m_end - m_begin);
+        m_end -= m_begin;
+        m_begin = 0;
+    }
+    std::memcpy(m_bytes.data() + m_end, text.data(), text.size());
+    m_end += text.size();
+    Flush();
+    return m_descriptor >= 0;
+}
+
+void ManagerStream::Flush() {
+    bool wrote = false;
+    while (HasBacklog() && IsWritable()) {
+        // O_NONBLOCK would reach everybody who shares the open stream with us, so each piece is announced by poll.
+        const ssize_t written = write(m_descriptor, m_bytes.data() + m_begin, std::min(kPiece, m_end - m_begin));
+        if (written >= 0) {
+            m_begin += static_cast<std::size_t>(written);
+            wrote = true;
+        } else if (errno == EAGAIN) {
+            break;
+        } else if (errno != EINTR) {
+            Attach(-1);  // the manager has closed its end
+            return;
+        }
+    }
+    if (!HasBacklog()) {
+        // From the start again: pages beyond are touched only while the manager lags.
+        m_begin = 0;
+        m_end = 0;
+    }
+    if (wrote) {
+        fsync(m_descriptor);
+    }
+}
+
+bool ManagerStream::IsWritable() const {
+    pollfd stream{m_descriptor, POLLOUT, 0};
+    return poll(&stream, 1, 0) > 0;
+}
+
+}  // namespace zel

@@ -1,0 +1,34 @@
+#include "amclient/PendingLine.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace zel {
+
+PendingLine::PendingLine(char* buffer, std::size_t size) : m_buffer(buffer), m_size(size) {}
+
+bool PendingLine::Take(std::string_view& bytes) {
+    if (m_complete) {
+        std::memset(m_buffer, 0, m_length);
+        m_length = 0;
+        m_overlong = false;
+        m_complete = false;
+    }
+    if (m_length == 0) {
+        bytes.remove_prefix(std::min(bytes.find_first_not_of('\0'), bytes.size()));
+    }
+    const std::size_t newline = bytes.find('\n');
+    m_complete = newline != std::string_view::npos;
+    Append(bytes.substr(0, newline));
+    bytes.remove_prefix(m_complete ? newline + 1 : bytes.size());
+    return m_complete;
+}
+
+void PendingLine::Append(std::string_view piece) {
+    const std::size_t kept = std::min(piece.size(), m_size - 1 - m_length);
+    std::memcpy(m_buffer + m_length, piece.data(), kept);
+    m_length += kept;
+    m_overlong = m_overlong || kept < piece.size();
+}
+
+}  // namespace zel

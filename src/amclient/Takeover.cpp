@@ -1,0 +1,234 @@
+// Start and end of the command client: the streams, the threads, what they share.
+#include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "amclient/AmClientState.h"
+
+t_am_client g_am_client;
+t_cmdcvt_info g_cmdcvt_info;
+t_am_client* g_record = nullptr;
+pthread_t g_td = 0;
+pthread_t g_td_in = 0;
+std::atomic<std::int32_t> g_i4_done{0};
+pthread_mutex_t g_sendcmd_mutex = PTHREAD_MUTEX_INITIALIZER;
+
+namespace {
+
+constexpr int kDrainMilliseconds = 2000;
+
+char* AllocateWorkBuffer() {
+    return static_cast<char*>(std::calloc(kAmWorkBuffer, 1));
+}
+
+bool AllocateBuffers() {
+    t_cmdcvt_info& info = g_cmdcvt_info;
+    info.pendingLine = AllocateWorkBuffer();
+    info.passThrough = AllocateWorkBuffer();
+    info.value = AllocateWorkBuffer();
+    return info.pendingLine != nullptr && info.passThrough != nullptr && info.value != nullptr;
+}
+
+bool CreatePipe(t_pipe& made) {
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0) {
+        return false;
+    }
+    made = {ends[0], ends[1]};
+    return true;
+}
+
+// A wake-up, and a line for an application that does not read, must not block their writer.
+bool CreatePipes() {
+    t_cmdcvt_info& info = g_cmdcvt_info;
+    for (t_pipe* pipe : {&info.input, &info.output, &info.error, &info.relayWake, &info.readerWake}) {
+        if (!CreatePipe(*pipe)) {
+            return false;
+        }
+    }
+    for (const int end : {info.input.write, info.relayWake.write, info.readerWake.write}) {
+        fcntl(end, F_SETFL, O_NONBLOCK);
+    }
+    return true;
+}
+
+// A process that was started with a standard stream closed must not find one of our pipes there.
+void OpenStandardDescriptors() {
+    int descriptor;
+    do {
+        descriptor = open("/dev/null", O_RDWR);
+    } while (descriptor >= 0 && descriptor <= STDERR_FILENO);
+    AmClose(descriptor);
+}
+
+// Keeps the real stream (the shells that the application starts do not see it) and puts `end` in its place.
+int Replace(int standard, int& end) {
+    const int saved = fcntl(standard, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    dup2(end, standard);
+    AmClose(end);
+    return saved;
+}
+
+void TakeStreamsOver() {
+    t_cmdcvt_info& info = g_cmdcvt_info;
+    std::fflush(stdout);
+    info.realInput = Replace(STDIN_FILENO, info.input.read);
+    info.savedOutput = Replace(STDOUT_FILENO, info.output.write);
+    info.savedError = Replace(STDERR_FILENO, info.error.write);
+    info.realOutput.Attach(info.savedOutput);
+    info.realError.Attach(info.savedError);
+    // A pipe would be fully buffered: lines are to reach the manager when they are printed.
+    std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
+}
+
+void GiveStreamsBack() {
+    std::fflush(stdout);
+    for (const auto& [saved, standard] :
+         {std::pair{g_cmdcvt_info.realInput, STDIN_FILENO}, std::pair{g_cmdcvt_info.savedOutput, STDOUT_FILENO},
+          std::pair{g_cmdcvt_info.savedError, STDERR_FILENO}}) {
+        if (saved >= 0) {
+            dup2(saved, standard);
+        }
+    }
+}
+
+void Release() {
+    t_cmdcvt_info& info = g_cmdcvt_info;
+    {
+        const AmSendLock lock;
+        info.realOutput.Attach(-1);
+        info.realError.Attach(-1);
+    }
+    for (t_pipe* pipe : {&info.input, &info.output, &info.error, &info.relayWake, &info.readerWake}) {
+        AmClose(pipe->read);
+        AmClose(pipe->write);
+    }
+    AmClose(info.realInput);
+    AmClose(info.savedOutput);
+    AmClose(info.savedError);
+    for (char** buffer : {&info.pendingLine, &info.passThrough, &info.value}) {
+        std::free(*buffer);
+        *buffer = nullptr;
+    }
+}
+
+void WriteToManager(const char* text) {
+    const AmSendLock lock;
+    g_cmdcvt_info.realOutput.Write(text);
+}
+
+void IgnoreSignal(int) {}
+
+// A manager that has closed its end is no reason to die. A handler, because unlike an ignored signal it is not
+// handed down to the shells that the application starts.
+void SurviveBrokenPipes() {
+    struct sigaction action {};
+    action.sa_handler = IgnoreSignal;
+    action.sa_flags = SA_RESTART;
+    sigaction(SIGPIPE, &action, nullptr);
+}
+
+bool StartRelay() {
+    g_cmdcvt_info.relayRuns = true;
+    if (pthread_create(&g_td, nullptr, AmRelayThread, nullptr) == 0) {
+        return true;
+    }
+    g_cmdcvt_info.relayRuns = false;
+    g_td = 0;
+    return false;
+}
+
+void StopRelay() {
+    AmWake(g_cmdcvt_info.relayWake);
+    pthread_join(g_td, nullptr);
+}
+
+}  // namespace
+
+std::int32_t AmClientInit(t_am_client* client) {
+    if (client == nullptr) {
+        return kAmInitFailed;
+    }
+    g_record = client;
+    std::fprintf(stderr, "am client init [%s]\n", client->name);
+    if (!AllocateBuffers()) {
+        std::fputs("CMD_CONVERT: calloc error!!!\n\n", stderr);
+        Release();
+        return kAmInitFailed;
+    }
+    OpenStandardDescriptors();
+    if (!CreatePipes()) {
+        std::fputs("CMD_CONVERT: create pipe error!!!\n\n", stderr);
+        Release();
+        return kAmInitFailed;
+    }
+    SurviveBrokenPipes();
+    TakeStreamsOver();
+    g_i4_done = 0;
+    WriteToManager("am client thread start \n");
+    if (!StartRelay()) {
+        WriteToManager("thread start failed\n");
+        GiveStreamsBack();
+        Release();
+        return kAmInitFailed;
+    }
+    if (pthread_create(&g_td_in, nullptr, AmReaderThread, nullptr) != 0) {
+        WriteToManager("in thread start failed\n");
+        GiveStreamsBack();
+        g_i4_done = 1;
+        StopRelay();
+        Release();
+        return kAmInitFailed;
+    }
+    std::atexit(AmClientDrain);
+    return 0;
+}
+
+std::int32_t AmClientShutdown() {
+    if (g_i4_done != 0 || g_td == 0) {
+        return 0;
+    }
+    if (g_i4_done.exchange(1) != 0) {
+        return 0;
+    }
+    if (AmOnReaderThread()) {
+        return kAmFailed;
+    }
+    std::fflush(stdout);
+    StopRelay();
+    AmWake(g_cmdcvt_info.readerWake);
+    pthread_join(g_td_in, nullptr);
+    Release();
+    return 0;
+}
+
+void AmClientDrain() {
+    std::fflush(stdout);
+    t_cmdcvt_info& info = g_cmdcvt_info;
+    if (!info.relayRuns) {
+        return;
+    }
+    const std::uint32_t asked = ++info.drainAsked;
+    AmWake(info.relayWake);
+    for (int waited = 0; waited < kDrainMilliseconds && info.relayRuns && info.drainDone < asked; ++waited) {
+        poll(nullptr, 0, 1);
+    }
+}
+
+void AmWake(const t_pipe& wake) {
+    constexpr char kQuit[] = "quit\n";
+    // A full pipe wakes its reader as well.
+    [[maybe_unused]] const ssize_t written = write(wake.write, kQuit, std::strlen(kQuit));
+}
+
+void AmClose(int& descriptor) {
+    if (descriptor >= 0) {
+        close(descriptor);
+        descriptor = -1;
+    }
+}

@@ -1,0 +1,106 @@
+#include "test_adapter/StatusScreen.h"
+
+#include <cstdio>
+
+namespace {
+
+constexpr const char* kFontPath = "/config/font/DejaVuSans.ttf";
+constexpr int kFontsPerWidth = 42;
+
+// `call` is the text of what gave `result`.
+void Check(DFBResult result, int line, const char* call) {
+    if (result != DFB_OK) {
+        std::fprintf(stderr, "%s <%d>:\n\t", "./src/test_adapter", line);
+        DirectFBErrorFatal(call, result);
+    }
+}
+
+template <typename Interface>
+void Release(Interface*& interface) {
+    if (interface != nullptr) {
+        interface->Release(interface);
+        interface = nullptr;
+    }
+}
+
+void SetColor(IDirectFBSurface* surface, zel::Color color) {
+    surface->SetColor(surface, color.red, color.green, color.blue, color.alpha);
+}
+
+}  // namespace
+
+StatusScreen::StatusScreen(int* argc, char*** argv) {
+    Check(DirectFBInit(argc, argv), 521, "DirectFBInit( &argc, &argv )");
+    Check(DirectFBCreate(&dfb), 522, "DirectFBCreate( &dfb )");
+    Check(dfb->GetDisplayLayer(dfb, DLID_PRIMARY, &layer), 527,
+          "dfb->GetDisplayLayer( dfb, DLID_PRIMARY, &layer )");
+    layer->SetCooperativeLevel(layer, DLSCL_ADMINISTRATIVE);
+    layer->GetConfiguration(layer, &layer_config);
+    CreateFont();
+    CreateWindow();
+}
+
+StatusScreen::~StatusScreen() {
+    Release(m_events);
+    Release(font);
+    Release(surf);
+    Release(win);
+    Release(layer);
+    Release(dfb);
+}
+
+void StatusScreen::CreateFont() {
+    DFBFontDescription desc{};
+    desc.flags = DFDESC_HEIGHT;
+    desc.height = layer_config.width / kFontsPerWidth;
+    Check(dfb->CreateFont(dfb, kFontPath, &desc, &font), 542,
+          "dfb->CreateFont( dfb, \"/config/font/DejaVuSans.ttf\", &desc, &font )");
+    font->GetHeight(font, &fontheight);
+}
+
+void StatusScreen::CreateWindow() {
+    DFBWindowDescription desc{};
+    desc.flags = static_cast<DFBWindowDescriptionFlags>(DWDESC_POSX | DWDESC_POSY | DWDESC_WIDTH | DWDESC_HEIGHT |
+                                                        DWDESC_CAPS);
+    desc.posx = 0;
+    desc.posy = 0;
+    desc.width = static_cast<unsigned>(layer_config.width);
+    desc.height = static_cast<unsigned>(layer_config.height);
+    desc.caps = DWCAPS_ALPHACHANNEL;
+    Check(layer->CreateWindow(layer, &desc, &win), 559, "layer->CreateWindow( layer, &desc, &win )");
+    win->GetSurface(win, &surf);
+    dfb->CreateInputEventBuffer(dfb, DICAPS_ALL, DFB_FALSE, &m_events);
+    Check(surf != nullptr ? surf->SetFont(surf, font) : DFB_FAILURE, 567, "surf->SetFont( surf, font )");
+}
+
+void StatusScreen::Show(const zel::Picture& picture) {
+    const std::lock_guard<std::mutex> lock(m_drawMutex);
+    if (picture.background) {
+        const zel::Color& color = *picture.background;
+        surf->Clear(surf, color.red, color.green, color.blue, color.alpha);
+    }
+    if (picture.band) {
+        SetColor(surf, picture.band->color);
+        surf->FillRectangle(surf, 0, picture.band->row * fontheight, layer_config.width, fontheight);
+    }
+    for (const zel::PictureText& text : picture.texts) {
+        SetColor(surf, text.color);
+        surf->DrawString(surf, text.text.c_str(), -1, text.column * fontheight, text.row * fontheight,
+                         DSTF_TOPLEFT);
+    }
+    surf->Flip(surf, nullptr, DSFLIP_NONE);
+    if (!m_visible) {
+        // Only now, so that the panel never shows an undrawn window.
+        win->SetOpacity(win, 0xFF);
+        m_visible = true;
+    }
+}
+
+zel::InputWait StatusScreen::WaitForInput(std::uint32_t milliseconds) {
+    DFBInputEvent event{};
+    if (m_events == nullptr || m_events->WaitForEventWithTimeout(m_events, 0, milliseconds) != DFB_OK ||
+        m_events->GetEvent(m_events, DFB_EVENT(&event)) != DFB_OK) {
+        return zel::InputWait::None;
+    }
+    return event.clazz == DFEC_INPUT ? zel::InputWait::FirstClass : zel::InputWait::Other;
+}
