@@ -27,6 +27,15 @@ struct KeyTransferState {
     std::atomic<std::uint16_t> receivedCount{0};            // distinct chunks stored
     std::array<std::atomic<std::uint8_t>, 256> received{};  // by chunk index, 1 stored
     std::atomic<std::uint8_t> busy{0};                      // 1 while a worker is started or runs
+
+    // No transfer, no chunks; `busy` stays.
+    void Clear() {
+        for (std::atomic<std::uint8_t>& flag : received) {
+            flag = 0;
+        }
+        receivedCount = 0;
+        currentId = 0;
+    }
 };
 
 // The radio searches.

@@ -32,6 +32,9 @@ std::string ReadUpTo(std::FILE* file, std::size_t limit);
 // The text that reading at most `limit` bytes into a zeroed buffer gives: what stands before the first zero byte.
 std::string ReadTextUpTo(std::FILE* file, std::size_t limit);
 
+// Writes `bytes` and hands them to the system. False when not all of them could be written.
+bool WriteAll(std::FILE* file, const std::string& bytes);
+
 }  // namespace zel
 
 #endif

@@ -14,4 +14,8 @@ std::string ReadTextUpTo(std::FILE* file, std::size_t limit) {
     return text;
 }
 
+bool WriteAll(std::FILE* file, const std::string& bytes) {
+    return std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size() && std::fflush(file) == 0;
+}
+
 }  // namespace zel

@@ -1,6 +1,7 @@
 #include "support/Storage.h"
 
 #include <sys/mount.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace zel {
@@ -11,6 +12,10 @@ void SyncStorage() {
 
 int RemountReadWrite(const char* mountPoint) {
     return mount(nullptr, mountPoint, nullptr, MS_REMOUNT, nullptr);
+}
+
+void MakePrivate(const char* path) {
+    chmod(path, S_IRWXU);
 }
 
 }  // namespace zel

@@ -33,6 +33,10 @@ int JoinThread(pthread_t thread) {
     return pthread_join(thread, nullptr);
 }
 
+void DetachThisThread() {
+    pthread_detach(pthread_self());
+}
+
 void NameThread(const char* name) {
     prctl(PR_SET_NAME, name);
 }

@@ -15,6 +15,9 @@ int StartThread(pthread_t& thread, ThreadEntry entry, void* argument, int line);
 // pthread_join without the result; EDEADLK when a thread joins itself.
 int JoinThread(pthread_t thread);
 
+// Lets the calling thread's resources go when it ends: for threads that nobody joins.
+void DetachThisThread();
+
 // Names the calling thread (at most 15 characters are kept by the kernel).
 void NameThread(const char* name);
 

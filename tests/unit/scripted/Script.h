@@ -9,7 +9,7 @@
 //              "iterator KEY [code/operation/text, …]"   "count KEY"   "rows KEY N"
 //   waiting    "delay MICROSECONDS"   "delay-seconds N"
 //   shell      "popen COMMAND"   "system COMMAND"   "output COMMAND"
-//   storage    "sync"   "remount PATH"
+//   storage    "sync"   "remount PATH"   "private PATH"
 //   threads    "start-thread"   "join"
 //   serial     "serial.open PATH"   "serial.configure FD"   "serial.read"   "serial.write AA 0B …"
 //              "serial.close FD"

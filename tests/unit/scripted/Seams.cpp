@@ -43,6 +43,10 @@ int RemountReadWrite(const char* mountPoint) {
     return Script::Current().Call(std::string("remount ") + mountPoint).result;
 }
 
+void MakePrivate(const char* path) {
+    Script::Current().Call(std::string("private ") + path);
+}
+
 File OpenFile(const std::string& path, const char* mode) {
     Script& script = Script::Current();
     return File(script.OpenFails(path) ? nullptr : std::fopen(script.FilePath(path).c_str(), mode));
@@ -66,6 +70,8 @@ int StartThread(pthread_t& thread, ThreadEntry entry, void* argument, int) {
 int JoinThread(pthread_t) {
     return Script::Current().Call("join").result;
 }
+
+void DetachThisThread() {}
 
 void NameThread(const char* name) {
     Script::Current().KeepThreadName(name);

@@ -1,0 +1,140 @@
+// The update from a USB stick: makes the set writable and decides what the stick is for.
+#include "provisioning/SecondUpdate.h"
+
+#include <cstdint>
+#include <cstdio>
+#include <string>
+
+#include "UartManager/SharedState.h"
+#include "UartManager/UartManager.h"
+#include "model/ModelKeys.h"
+#include "support/Delay.h"
+#include "support/File.h"
+#include "support/LogPrint.h"
+#include "support/Shell.h"
+#include "support/Storage.h"
+
+namespace {
+
+constexpr char kSourceName[] = "./src/UartManager";
+constexpr std::uint32_t kMarkerMilliseconds = 100;
+constexpr std::uint32_t kSupervisorSeconds = 6;
+constexpr std::size_t kAnswerSize = 256;
+
+// Partitions that the update writes to. mount(2) and the shell's mount go through them in orders of their own.
+constexpr const char* kMountPoints[] = {"/zodata/critical", "/zodata/factory", "/zodata/model",
+                                        "/var/local",       "/var/run",        "/vendor/tvconfig/config",
+                                        "/config",          "/serialdata",     "/certificate"};
+constexpr const char* kShellMountPoints[] = {"/zodata/critical", "/zodata/factory", "/zodata/model",
+                                             "/serialdata",      "/config",         "/vendor/tvconfig/config",
+                                             "/var/local",       "/var/run",        "/certificate"};
+
+void PrintedIfFailed(std::int32_t result, int line) {
+    if (result != 0) {
+        zel::PrintFail("ZelSecondUpdate", line);
+    }
+}
+
+void MakeWritable() {
+    for (const char* const path : kMountPoints) {
+        const int result = zel::RemountReadWrite(path);
+        if (result != 0) {
+            std::printf(" %s %d mount fail, mount_res:%d\n", "ZelSecondUpdate", __LINE__, result);
+        }
+    }
+    for (const char* const path : kShellMountPoints) {
+        if (zel::ExitedWithSuccess(zel::RunSystem(std::string("mount -o remount,rw ") + path))) {
+            zel::SyncStorage();
+        } else {
+            zel::PrintFail("ZelSecondUpdate", __LINE__);
+        }
+    }
+}
+
+void ReadAnswer(const zel::SupervisorRequest& request, const std::string& marker, zel::Outcome& outcome) {
+    const zel::File file = zel::OpenFile(marker, "r");
+    if (file == nullptr) {
+        zel::LogPrint(" %s %d fopen %s fail\n", request.operation, __LINE__, marker.c_str());
+        m_strSecondUpdateMessage.Append(request.noAnswerWord);
+        outcome.bits = zel::Outcome::kSucceeded | zel::Outcome::kFailed;
+        return;
+    }
+    const std::string answer = zel::ReadTextUpTo(file.get(), kAnswerSize);
+    std::printf("%s %s  buf=%s\n", kSourceName, request.operation, answer.c_str());
+    if (answer.find("ret=0") == std::string::npos) {
+        zel::LogPrint(" %s %d strstr ret!=0 fail\n", request.operation, __LINE__);
+        m_strSecondUpdateMessage.Append(request.badAnswerWord);
+        return;
+    }
+    std::printf(" %s %d superwatch%s ssssssssssssssssssssssssssssss\n", request.operation, __LINE__,
+                request.number);
+}
+
+}  // namespace
+
+namespace zel {
+
+void AskSupervisor(const SupervisorRequest& request, Outcome& outcome) {
+    const std::string markerName = std::string(".superwatch") + request.number;
+    const std::string marker = "/var/run/" + markerName;
+    if (ExitedWithSuccess(RunSystem("touch " + marker))) {
+        DelayMilliseconds(kMarkerMilliseconds);
+        SyncStorage();
+    } else {
+        LogPrint(" %s %d touch %s fail\n", request.operation, __LINE__, markerName.c_str());
+        m_strSecondUpdateMessage.Append(request.touchWord);
+        outcome.bits |= Outcome::kFailed;
+    }
+
+    const std::string send = std::string("echo ") + request.number + " > /var/run/superwatch";
+    if (ExitedWithSuccess(RunSystem(send))) {
+        DelaySeconds(kSupervisorSeconds);
+        SyncStorage();
+        outcome.bits |= Outcome::kSucceeded;
+        ReadAnswer(request, marker, outcome);
+    } else {
+        LogPrint(" %s %d %s fail\n", request.operation, __LINE__, send.c_str());
+        m_strSecondUpdateMessage.Append(request.sendWord);
+        outcome.bits |= Outcome::kFailed;
+    }
+
+    if (ExitedWithSuccess(RunSystem("rm -rf " + marker))) {
+        SyncStorage();
+    } else {
+        LogPrint(" %s %d %s fail\n", request.operation, __LINE__, request.removal);
+    }
+}
+
+void ShowSuccessOnLed(ModelClient& model, const char* operation) {
+    if (model.ZelSetValue(key::kLedFlicker, 0) != 0) {
+        LogFail(operation, __LINE__);
+    }
+    if (model.ZelSetValue(key::kLedGpio, 1) != 0) {
+        LogFail(operation, __LINE__);
+    }
+}
+
+}  // namespace zel
+
+std::int32_t UartManager::ZelSecondUpdate() {
+    PrintedIfFailed(ZelPrintfConfig(), __LINE__);
+    PrintedIfFailed(ZelSetValue(zel::key::kLedFlicker, 1), __LINE__);
+    MakeWritable();
+    if (!zel::ExitedWithSuccess(zel::RunSystem("echo ForceFreerun=TRUE > /proc/utopia_mdb/xc"))) {
+        zel::PrintFail("ZelSecondUpdate", __LINE__);
+    }
+    zel::SyncStorage();
+
+    std::string folder;
+    std::string name;
+    const std::int32_t customer =
+        ZelGetUSBUpdateFileFullPath(zel::kCustomerFolder, zel::kCustomerMarker, folder, name);
+    const std::int32_t oem = ZelGetUSBUpdateFileFullPath("", zel::kOemEntry, folder, name);
+    std::printf(" ret1:%d ret2:%d \n", customer, oem);
+    if (oem != 0 && zel::NothingToSearch(customer)) {
+        ZelSecondUpdateExport();
+    } else {
+        ZelSecondUpdateImport();
+    }
+    return 0;
+}
