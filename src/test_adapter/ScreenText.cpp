@@ -34,6 +34,10 @@ std::size_t CharacterLength(std::string_view text, std::size_t place) {
     return length;
 }
 
+bool IsControl(char character) {
+    return (character >= 0 && character < ' ') || character == '\x7F';
+}
+
 }  // namespace
 
 std::string ScreenText(std::string_view text) {
@@ -41,7 +45,9 @@ std::string ScreenText(std::string_view text) {
     std::string drawn;
     for (std::size_t place = 0; place < text.size();) {
         const std::size_t length = CharacterLength(text, place);
-        drawn += length == 0 ? "?" : text.substr(place, length);
+        if (!IsControl(text[place])) {
+            drawn += length == 0 ? "?" : text.substr(place, length);
+        }
         place += length == 0 ? 1 : length;
     }
     return drawn;

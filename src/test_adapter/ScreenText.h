@@ -12,7 +12,7 @@ constexpr std::size_t kScreenTextLimit = 127;
 
 // The beginning of `text` that the panel has room for, up to the first zero byte. Each byte that is not part of
 // well-formed UTF-8 becomes "?": records come from the line byte by byte as it sent them, and the font provider
-// must not be handed anything else.
+// must not be handed anything else. Control characters are left out: a line end has no glyph.
 std::string ScreenText(std::string_view text);
 
 }  // namespace zel

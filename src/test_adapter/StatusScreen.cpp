@@ -36,6 +36,7 @@ StatusScreen::StatusScreen(int* argc, char*** argv) {
           "dfb->GetDisplayLayer( dfb, DLID_PRIMARY, &layer )");
     layer->SetCooperativeLevel(layer, DLSCL_ADMINISTRATIVE);
     layer->GetConfiguration(layer, &layer_config);
+    layer->EnableCursor(layer, 0);  // a mouse on a USB port must not put its arrow over colours to be judged
     CreateFont();
     CreateWindow();
 }
