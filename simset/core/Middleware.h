@@ -72,13 +72,13 @@ class Middleware {
     static bool HasVerb(const std::string& verb);
 
     // Carries out a ctl verb with its arguments, for example {"model", "get", KEY}. Returns {"ok":true,"out":TEXT}
-    // with the text to print (lines with their line ends; may be empty), or {"ok":false,"error":TEXT} with one line
-    // that says what to do. Never throws for what the user typed. "press" waits until the application has taken the
-    // key, at most five seconds.
+    // with the text to print (lines with their line ends; may be empty), or {"ok":false,"error":TEXT} with one
+    // line that says what to do. Never throws for what the user typed. "press" waits until the application has
+    // taken the key, at most five seconds.
     nlohmann::json Control(const std::vector<std::string>& verbAndArguments);
 
-    // How long behaviour `name` ("supervisor", …) takes to answer; nothing when it is switched off. An unknown name
-    // throws std::out_of_range.
+    // How long behaviour `name` ("supervisor", …) takes to answer; nothing when it is switched off. An unknown
+    // name throws std::out_of_range.
     std::optional<std::chrono::milliseconds> Behaviour(const std::string& name) const;
 
     // Boot variables, past all faults and without a trace row; "" for one that was never set. SetFlash throws

@@ -1,0 +1,178 @@
+#include "simset/platform/Client.h"
+
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <system_error>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "simset/core/Status.h"
+#include "simset/core/Wire.h"
+
+namespace simset {
+
+namespace {
+
+using nlohmann::json;
+
+constexpr char kSocketVariable[] = "SIMSET_SOCKET";
+constexpr std::time_t kAnswerSeconds = 30;
+constexpr std::size_t kMaxFile = 16U << 20U;
+
+LineSocket Connect() {
+    const char* const path = std::getenv(kSocketVariable);
+    const auto address = MakeUnixAddress(path == nullptr ? "" : path);
+    if (!address) {
+        return {};
+    }
+    UniqueFd fd(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    if (!fd || ::connect(fd.Get(), reinterpret_cast<const sockaddr*>(&address->address), address->length) != 0) {
+        return {};
+    }
+    const timeval limit{kAnswerSeconds, 0};
+    ::setsockopt(fd.Get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof(limit));
+    ::setsockopt(fd.Get(), SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof(limit));
+    return LineSocket(std::move(fd));
+}
+
+// Connections that no request is using. A request takes one or makes one, so that none waits for another.
+class Pool {
+  public:
+    std::unique_ptr<LineSocket> Take() {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        if (m_idle.empty()) {
+            return nullptr;
+        }
+        auto socket = std::move(m_idle.back());
+        m_idle.pop_back();
+        return socket;
+    }
+
+    void Give(std::unique_ptr<LineSocket> socket) {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_idle.push_back(std::move(socket));
+    }
+
+  private:
+    std::mutex m_mutex;
+    std::vector<std::unique_ptr<LineSocket>> m_idle;
+};
+
+// Kept to the very end: threads of the application may still ask while it exits.
+Pool& ThePool() {
+    static Pool* const pool = new Pool;
+    return *pool;
+}
+
+json Gone() {
+    return {{"status", kUnreachable}};
+}
+
+}  // namespace
+
+json Ask(const json& request) {
+    // A pooled connection may be one of a middleware that has been restarted since: then the next one is tried.
+    // What could not be sent whole was not carried out, so nothing happens twice.
+    for (auto socket = ThePool().Take();; socket = ThePool().Take()) {
+        const bool fresh = socket == nullptr;
+        if (fresh) {
+            socket = std::make_unique<LineSocket>(Connect());
+        }
+        if (!*socket || !socket->Send(request)) {
+            if (fresh) {
+                return Gone();
+            }
+            continue;
+        }
+        std::string line;
+        if (!socket->Receive(line)) {
+            return Gone();
+        }
+        auto reply = DecodeLine(line);
+        if (!reply || !reply->is_object() || !reply->contains("status") ||
+            !(*reply)["status"].is_number_integer()) {
+            return Gone();
+        }
+        ThePool().Give(std::move(socket));
+        return std::move(*reply);
+    }
+}
+
+std::int32_t AskStatus(const json& request) {
+    return Ask(request)["status"].get<std::int32_t>();
+}
+
+json FileInHex(const std::string& path) {
+    struct Close {
+        void operator()(std::FILE* file) const { std::fclose(file); }
+    };
+    const std::unique_ptr<std::FILE, Close> file(std::fopen(path.c_str(), "re"));
+    if (!file) {
+        return nullptr;
+    }
+    std::string bytes;
+    char block[16384];
+    for (std::size_t count = 0; (count = std::fread(block, 1, sizeof(block), file.get())) > 0;) {
+        bytes.append(block, count);
+        if (bytes.size() > kMaxFile) {
+            return nullptr;
+        }
+    }
+    return std::ferror(file.get()) != 0 ? json(nullptr) : json(ToHex(bytes));
+}
+
+std::int32_t EventChannel::Open(std::string& client) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    if (m_client.empty()) {
+        LineSocket socket = Connect();
+        const std::string name = std::to_string(::getpid()) + '.' +
+                                 std::to_string(reinterpret_cast<std::uintptr_t>(this)) + '.' +
+                                 std::to_string(++m_opened);
+        std::string line;
+        if (!socket || !socket.Send({{"op", "hello"}, {"client", name}}) || !socket.Receive(line)) {
+            return kUnreachable;
+        }
+        const auto reply = DecodeLine(line);
+        if (!reply || *reply != json{{"status", kOk}}) {
+            return kUnreachable;
+        }
+        const timeval forever{0, 0};
+        ::setsockopt(socket.Fd(), SOL_SOCKET, SO_RCVTIMEO, &forever, sizeof(forever));
+        try {
+            std::thread([this, name, events = std::make_shared<LineSocket>(std::move(socket))]() mutable {
+                Run(*events, name);
+            }).detach();
+        } catch (const std::system_error&) {
+            return kUnreachable;
+        }
+        m_client = name;
+    }
+    client = m_client;
+    return kOk;
+}
+
+void EventChannel::Run(LineSocket& socket, const std::string& client) {
+    std::string line;
+    while (socket.Receive(line)) {
+        const auto event = DecodeLine(line);
+        if (event && event->is_object()) {
+            try {
+                m_deliver(*event);
+            } catch (const json::exception&) {
+                // An event of another shape than ours is none.
+            }
+        }
+    }
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    if (m_client == client) {
+        m_client.clear();
+    }
+}
+
+}  // namespace simset

@@ -1,0 +1,49 @@
+// How the set's client libraries reach the middleware: requests with an answer, and a channel of notifications.
+#ifndef SIMSET_PLATFORM_CLIENT_H
+#define SIMSET_PLATFORM_CLIENT_H
+
+#include <cstdint>
+#include <functional>
+#include <mutex>
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "simset/core/Wire.h"
+
+namespace simset {
+
+// Sends `request` to the socket that SIMSET_SOCKET names and waits for the answer. Any thread may call; calls of
+// several threads do not wait for each other. Returns the answer, {"status":111} when the middleware is gone or
+// does not answer for half a minute. Never raises SIGPIPE.
+nlohmann::json Ask(const nlohmann::json& request);
+
+// Ask for those who want the status alone.
+std::int32_t AskStatus(const nlohmann::json& request);
+
+// The bytes of a file in hexadecimal as they travel; null when it cannot be read or is larger than any key.
+nlohmann::json FileInHex(const std::string& path);
+
+// Events of the middleware for this process, delivered one after the other on a thread of its own. Lives as long
+// as the process: never to be destroyed.
+class EventChannel {
+  public:
+    using Deliver = std::function<void(const nlohmann::json& event)>;
+
+    explicit EventChannel(Deliver deliver) : m_deliver(std::move(deliver)) {}
+
+    // Opens the channel unless it is open. Returns 0, with `client` set to the name under which requests refer to
+    // it, or the status of the failure.
+    std::int32_t Open(std::string& client);
+
+  private:
+    void Run(LineSocket& socket, const std::string& client);
+
+    Deliver m_deliver;
+    std::mutex m_mutex;
+    std::string m_client;  // empty while the channel is not open
+    std::uint64_t m_opened = 0;
+};
+
+}  // namespace simset
+
+#endif

@@ -1,0 +1,395 @@
+#include <algorithm>
+#include <list>
+#include <memory>
+#include <mutex>
+#include <utility>
+
+#include "simset/core/Status.h"
+#include "simset/platform/Client.h"
+#include "simset/platform/Deliveries.h"
+#include "simset/platform/ModelMember.h"
+#include "vumodelapi/RootInterface.h"
+
+namespace simset {
+
+namespace {
+
+using nlohmann::json;
+
+// The action whose second argument names a file. The service that carries it out reads that file itself on a
+// television; here it sits in another mount namespace, so the bytes go along.
+constexpr char kFileAction[] = "tovix.sl2.common.intf.action.encrypt.key";
+constexpr std::size_t kFileArgument = 1;
+
+// Threads of the application may still be inside when the process exits: neither is ever destroyed.
+Deliveries& TheDeliveries() {
+    static Deliveries* const deliveries = new Deliveries;
+    return *deliveries;
+}
+
+EventChannel& TheChannel() {
+    static EventChannel* const channel =
+        new EventChannel([](const json& event) { TheDeliveries().Deliver(event); });
+    return *channel;
+}
+
+std::string Event(const json& event) {
+    return event.at("event").get<std::string>();
+}
+
+json ArgumentsOnWire(const vumodelapi::ArgumentList& arguments) {
+    json list = json::array();
+    for (const auto& argument : arguments) {
+        list.push_back(json::array({std::to_string(argument.position), argument.values}));
+    }
+    return list;
+}
+
+vumodelapi::ArgumentList ArgumentsOf(const json& list) {
+    vumodelapi::ArgumentList arguments;
+    for (const auto& element : list) {
+        vumodelapi::Argument argument;
+        argument.position = static_cast<std::uint8_t>(std::stoi(element.at(0).get<std::string>()));
+        argument.values = element.at(1).get<std::string>();
+        arguments.push_back(std::move(argument));
+    }
+    return arguments;
+}
+
+// One connected key. The handle classes add the operations of their kind.
+class Connection {
+  public:
+    Connection(std::string client, std::int64_t number, std::string key)
+        : m_client(std::move(client)), m_number(number), m_key(std::move(key)) {}
+    virtual ~Connection() = default;
+    Connection(const Connection&) = delete;
+    Connection& operator=(const Connection&) = delete;
+
+    const std::string& Client() const { return m_client; }
+    std::int64_t Number() const { return m_number; }
+    const std::string& Key() const { return m_key; }
+
+    // No observer of this connection is called after it has returned.
+    virtual void Silence() { TheDeliveries().Remove(m_number); }
+
+  protected:
+    json Request(const char* operation) const {
+        return {{"op", operation}, {"client", m_client}, {"conn", m_number}};
+    }
+
+    std::int32_t Set(json value) const {
+        json request = Request("set");
+        request["value"] = std::move(value);
+        return AskStatus(request);
+    }
+
+    template <typename Value>
+    std::int32_t Get(Value& value) const {
+        const json reply = Ask(Request("get"));
+        const auto status = reply["status"].get<std::int32_t>();
+        if (status != kOk) {
+            return status;
+        }
+        try {
+            value = reply.at("value").get<Value>();
+        } catch (const json::exception&) {
+            return kUnreachable;  // whatever answered, it was not the middleware
+        }
+        return kOk;
+    }
+
+  private:
+    std::string m_client;
+    std::int64_t m_number;
+    std::string m_key;
+};
+
+class IntegerHandle : public Connection, public vumodelapi::NumericInteger {
+  public:
+    static constexpr char kKind[] = "integer";
+    using Connection::Connection;
+
+    static void Deliver(vumodelapi::ObserverNumericInteger& observer, const json& event) {
+        observer.notifyInteger(event.at("value").get<std::int32_t>());
+    }
+    std::int32_t setValue(std::int32_t value) override { return Set(value); }
+    std::int32_t getValue() override {
+        std::int32_t value = 0;
+        Get(value);
+        return value;
+    }
+};
+
+class TextHandle : public Connection, public vumodelapi::String {
+  public:
+    static constexpr char kKind[] = "text";
+    using Connection::Connection;
+
+    static void Deliver(vumodelapi::ObserverString& observer, const json& event) {
+        observer.notifyString(event.at("value").get_ref<const std::string&>().c_str());
+    }
+    std::int32_t setValue(const std::string& text) override { return Set(text); }
+    void getValue(std::string& text) override { Get(text); }
+};
+
+class IntegersHandle : public Connection, public vumodelapi::VectorNumericInteger {
+  public:
+    static constexpr char kKind[] = "integers";
+    using Connection::Connection;
+
+    static void Deliver(vumodelapi::ObserverVectorNumericInteger& observer, const json& event) {
+        observer.notifyIntegerVector(event.at("value").get<std::vector<std::int32_t>>());
+    }
+    std::int32_t setValue(const std::map<std::int32_t, std::int32_t>& elements) override {
+        json pairs = json::array();
+        for (const auto& [index, value] : elements) {
+            pairs.push_back(json::array({index, value}));
+        }
+        return Set(std::move(pairs));
+    }
+    std::int32_t getValue(std::vector<std::int32_t>& values) override { return Get(values); }
+};
+
+class TextsHandle : public Connection, public vumodelapi::VectorString {
+  public:
+    static constexpr char kKind[] = "texts";
+    using Connection::Connection;
+
+    static void Deliver(vumodelapi::ObserverVectorString& observer, const json& event) {
+        observer.notifyStringVector(event.at("value").get<std::vector<std::string>>());
+    }
+    std::int32_t getValue(std::vector<std::string>& texts) override { return Get(texts); }
+};
+
+class ActionHandle : public Connection, public vumodelapi::Action {
+  public:
+    static constexpr char kKind[] = "action";
+    using Connection::Connection;
+
+    static void Deliver(vumodelapi::ObserverAction& observer, const json& event) {
+        if (Event(event) == "error") {
+            observer.notifyExecutionError(event.at("error").get<std::int32_t>());
+        } else {
+            observer.notifyExecutionResult(ArgumentsOf(event.at("results")));
+        }
+    }
+
+    std::int32_t invoke(const vumodelapi::ArgumentList& arguments, vumodelapi::ArgumentList& results) override {
+        results.clear();
+        json request = Request("invoke");
+        request["args"] = ArgumentsOnWire(arguments);
+        if (Key() == kFileAction && arguments.size() > kFileArgument) {
+            request["file"] = FileInHex(arguments[kFileArgument].values);
+        }
+        return AskStatus(request);
+    }
+};
+
+class Iterator : public vumodelapi::TableIterator {
+  public:
+    Iterator(std::string client, std::int64_t number) : m_client(std::move(client)), m_number(number) {}
+    ~Iterator() override {
+        TheDeliveries().Remove(m_number);
+        Ask(Request("iterator-end"));
+    }
+    Iterator(const Iterator&) = delete;
+    Iterator& operator=(const Iterator&) = delete;
+
+    std::int32_t totalCount() override { return AskStatus(Request("count")); }
+    std::int32_t readNextRows(std::int32_t count) override {
+        json request = Request("rows");
+        request["count"] = count;
+        return AskStatus(request);
+    }
+
+    static void Deliver(vumodelapi::ObserverTableIterator& observer, const json& event) {
+        if (Event(event) == "count") {
+            observer.notifyTotalCount(event.at("count").get<std::int32_t>());
+        } else if (Event(event) == "rows") {
+            observer.notifyReadRowChunk(event.at("rows").get<vumodelapi::TableRowChunk>());
+        }
+    }
+
+  private:
+    json Request(const char* operation) const {
+        return {{"op", operation}, {"client", m_client}, {"iterator", m_number}};
+    }
+
+    std::string m_client;
+    std::int64_t m_number;
+};
+
+class TableHandle : public Connection, public vumodelapi::Table {
+  public:
+    static constexpr char kKind[] = "table";
+    using Connection::Connection;
+
+    static void Deliver(vumodelapi::ObserverTable& observer, const json& event) {
+        observer.notifyUpdate(event.at("update").get<std::int32_t>());
+    }
+
+    boost::shared_ptr<vumodelapi::TableIterator> createIterator(
+        const vumodelapi::TableSelectionList& selection, vumodelapi::ObserverTableIterator* observer) override {
+        const std::int64_t number = TheDeliveries().NextNumber();
+        json request = Request("iterator");
+        request["iterator"] = number;
+        request["selection"] = json::array();
+        for (const auto& entry : selection) {
+            request["selection"].push_back(json::array({entry.code, entry.operation, entry.text}));
+        }
+        if (AskStatus(request) != kOk) {
+            return {};
+        }
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        if (observer != nullptr && !m_closed) {
+            m_iterators.push_back(number);
+            TheDeliveries().Add(number, [observer](const json& event) { Iterator::Deliver(*observer, event); });
+        }
+        return boost::shared_ptr<vumodelapi::TableIterator>(new Iterator(Client(), number));
+    }
+
+    void Silence() override {
+        Connection::Silence();
+        std::vector<std::int64_t> numbers;
+        {
+            const std::lock_guard<std::mutex> lock(m_mutex);
+            m_closed = true;
+            numbers.swap(m_iterators);
+        }
+        for (const std::int64_t number : numbers) {
+            TheDeliveries().Remove(number);
+        }
+    }
+
+  private:
+    std::mutex m_mutex;
+    std::vector<std::int64_t> m_iterators;  // those that were made; some may be gone again
+    bool m_closed = false;
+};
+
+class Root final : public vumodelapi::RootInterface {
+  public:
+    Root() = default;
+    ~Root() {
+        // Nobody else uses the interface any more: this is its last reference.
+        json numbers = json::array();
+        for (const auto& link : m_links) {
+            link.connection->Silence();
+            numbers.push_back(link.connection->Number());
+        }
+        if (!m_links.empty()) {
+            Ask({{"op", "release"}, {"client", m_links.front().connection->Client()}, {"conns", numbers}});
+        }
+    }
+    Root(const Root&) = delete;
+    Root& operator=(const Root&) = delete;
+
+    std::int32_t connect(const std::string& key, vumodelapi::ObserverNumericInteger* observer,
+                         vumodelapi::NumericInteger*& handle) override {
+        return Connect<IntegerHandle>(key, observer, handle);
+    }
+    std::int32_t connect(const std::string& key, vumodelapi::ObserverString* observer,
+                         vumodelapi::String*& handle) override {
+        return Connect<TextHandle>(key, observer, handle);
+    }
+    std::int32_t connect(const std::string& key, vumodelapi::ObserverVectorNumericInteger* observer,
+                         vumodelapi::VectorNumericInteger*& handle) override {
+        return Connect<IntegersHandle>(key, observer, handle);
+    }
+    std::int32_t connect(const std::string& key, vumodelapi::ObserverVectorString* observer,
+                         vumodelapi::VectorString*& handle) override {
+        return Connect<TextsHandle>(key, observer, handle);
+    }
+    std::int32_t connect(const std::string& key, vumodelapi::ObserverAction* observer,
+                         vumodelapi::Action*& handle) override {
+        return Connect<ActionHandle>(key, observer, handle);
+    }
+    std::int32_t connect(const std::string& key, vumodelapi::ObserverTable* observer,
+                         vumodelapi::Table*& handle) override {
+        return Connect<TableHandle>(key, observer, handle);
+    }
+
+    std::int32_t disconnect(const std::string& key, vumodelapi::Observer* observer) override {
+        std::unique_ptr<Connection> connection;
+        {
+            const std::lock_guard<std::mutex> lock(m_mutex);
+            const auto found = std::find_if(m_links.begin(), m_links.end(), [&](const Link& link) {
+                return link.observer == observer && link.connection->Key() == key;
+            });
+            if (found == m_links.end()) {
+                return kNotConnected;
+            }
+            connection = std::move(found->connection);
+            m_links.erase(found);
+        }
+        connection->Silence();
+        return AskStatus({{"op", "disconnect"}, {"client", connection->Client()}, {"conn", connection->Number()}});
+    }
+
+  private:
+    struct Link {
+        vumodelapi::Observer* observer;
+        std::unique_ptr<Connection> connection;
+    };
+
+    template <typename Handle, typename Observer, typename Base>
+    std::int32_t Connect(const std::string& key, Observer* observer, Base*& handle) {
+        std::string client;
+        if (const std::int32_t status = TheChannel().Open(client); status != kOk) {
+            return status;
+        }
+        const std::int64_t number = TheDeliveries().NextNumber();
+        if (observer != nullptr) {
+            TheDeliveries().Add(number, [observer](const json& event) { Handle::Deliver(*observer, event); });
+        }
+        const std::int32_t status = AskStatus({{"op", "connect"},
+                                               {"client", client},
+                                               {"conn", number},
+                                               {"key", key},
+                                               {"kind", Handle::kKind},
+                                               {"observed", observer != nullptr}});
+        if (status != kOk) {
+            TheDeliveries().Remove(number);
+            return status;
+        }
+        auto made = std::make_unique<Handle>(client, number, key);
+        handle = made.get();
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_links.push_back({observer, std::move(made)});
+        return kOk;
+    }
+
+    std::mutex m_mutex;
+    std::list<Link> m_links;
+};
+
+class ModelInterface : public frame::Interface {
+  public:
+    vumodelapi::RootInterface* getRootInterface() override {
+        return AskStatus({{"op", "root"}}) == kOk ? &m_root : nullptr;
+    }
+
+  private:
+    Root m_root;
+};
+
+class BizProxy : public ModelMember {
+  public:
+    std::int32_t Start() override { return AskStatus({{"op", "proxy"}}); }
+
+    std::int32_t OpenInterface(boost::shared_ptr<frame::Interface>& interface, const std::string& name) override {
+        const std::int32_t status = AskStatus({{"op", "interface"}, {"name", name}});
+        if (status == kOk) {
+            interface.reset(new ModelInterface);
+        }
+        return status;
+    }
+};
+
+}  // namespace
+
+}  // namespace simset
+
+frame::AppMember* CreateBizProxy() {
+    return new simset::BizProxy;
+}
