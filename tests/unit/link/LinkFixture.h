@@ -4,6 +4,8 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <initializer_list>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -60,6 +62,8 @@ class LinkTest : public Test {
         m_manager = std::make_unique<UartManager>();
         UartManager::input_fd = 3;
     }
+
+    using Ids = std::initializer_list<std::uint16_t>;
 
     // A received frame as the decoder gets it.
     static UartFrame Received(std::uint16_t id, const std::string& payload = "", std::uint8_t trailerA = 0,

@@ -149,7 +149,7 @@ TEST(RxParser, EveryLengthIsDelivered) {
 TEST(RxParser, Length65ResynchronisesAtTheFifthByte) {
     // The start byte inside the impossible header opens the next frame.
     const Bytes stream =
-        Bytes{0x79, 0x00, 0x12, 0x79, 65} + Bytes{0x12, 0x73, 0x00, 0x00, 0x00, 0x7B - 65 & 0xFF, 0xFE};
+        Bytes{0x79, 0x00, 0x12, 0x79, 65} + Bytes{0x12, 0x73, 0x00, 0x00, 0x00, 0x7B - 0x41, 0xFE};
     ExpectSame(stream, "length 65");
     EXPECT_EQ(ByteByByte(stream).size(), 1U);
 }

@@ -235,7 +235,7 @@ TEST_F(SerialLink, OnePassTakesOneBurstAndOneFrame) {
     two.insert(two.end(), other.begin(), other.end());
     m_manager->QueueRawBlock(two);
     m_manager->QueueRawBlock(WireFrameOf(0, 0x128C, {}));
-    for (const std::uint16_t id : {0x1289, 0x128B, 0x128C}) {
+    for (const std::uint16_t id : Ids{0x1289, 0x128B, 0x128C}) {
         ExpectStatus(id, 0);
         Pass();
         script.Verify();
