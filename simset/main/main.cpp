@@ -1,0 +1,132 @@
+#include <fcntl.h>
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "simset/board/Agent.h"
+#include "simset/board/Board.h"
+#include "simset/board/ControlServer.h"
+#include "simset/board/Errors.h"
+#include "simset/board/RunOptions.h"
+
+namespace {
+
+constexpr const char* kAbout =
+    "A simulated television set: runs the factory application, unchanged, in a set's file tree\n"
+    "with a set's middleware, panel, serial line and USB sticks.\n";
+
+constexpr const char* kRunFooter = R"(
+When the application runs, one line of JSON goes to standard output:
+  {"ready":true,"line":"/dev/pts/5","control":"DIR/control","pid":1234}
+DIR/line links to the serial line; DIR/app.out and DIR/app.err hold what the application printed.
+
+Exit status: the application's own, 128 + N when signal N ended it (137 after a power cut), 0 after
+SIGINT or SIGTERM; 2 unusable arguments, state in use, no application; 3 namespaces not allowed;
+4 state folder or its database unusable (full disk); 5 no panel; 6 the set could not be built.)";
+
+constexpr const char* kVerbs = R"(
+Verbs:
+  model get KEY                       a model value as JSON (a plain text as it is)
+  model set KEY JSON                  change it and notify observers
+  model fail KEY STEP STATUS [--times N]
+                                      STEP proxy|interface|root|connect|operate|count|rows; 0 ends it
+  flash get NAME | set NAME TEXT | fail NAME STATUS
+  meta get ITEM | set ITEM VALUE | fail ITEM STATUS
+  keys list | fail KEY write|check STATUS
+  behave NAME on|off|MS               factory-ready, preset, bluetooth, wifi, wired, supervisor
+                                      (supervisor also: wrong)
+  press CODE                          the application manager delivers a key event
+  am LINE                             a line on the application's standard input
+  am --raw TEXT | --file FILE | --eof bytes without a line end; a file's bytes; end of input
+  am --pause-output | --resume-output the manager stops reading the application's output
+  usb plug DIR [--name NAME] [--read-only] | unplug NAME | read NAME DIR
+  cat PATH | put FILE PATH | rm PATH | ls PATH | mounts
+  screenshot FILE.png
+  line [--baud N] [--drop P] [--flip P] [--delay MS] [--seed N]
+                                      without options: settings and counters as JSON
+  trace [--clear]                     what happened, as JSON lines
+  power-cut | reboot
+
+Exit status: 0, or 1 with a message on standard error.)";
+
+int RunSet(const simset::RunOptions& options) {
+    try {
+        return simset::Board(options).Run();
+    } catch (const simset::RunError& error) {
+        std::fprintf(stderr, "simset: %s\n", error.what());
+        return error.Status();
+    } catch (const simset::StateError& error) {
+        std::fprintf(stderr, "simset: %s\n", error.what());
+        return simset::kExitState;
+    } catch (const std::system_error& error) {
+        std::fprintf(stderr, "simset: %s\n", error.what());
+        return error.code().value() == ENOSPC ? simset::kExitState : simset::kExitInternal;
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "simset: %s\n", error.what());
+        return simset::kExitInternal;
+    }
+}
+
+int RunControl(const std::string& state, const std::vector<std::string>& verb) {
+    try {
+        if (verb.empty()) {
+            throw std::runtime_error("a verb is missing; simset ctl --help lists them");
+        }
+        const simset::Fd folder(::open(state.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        if (!folder) {
+            throw simset::SystemError(state);
+        }
+        // By descriptor, since a socket's address has no room for a long path.
+        const std::string path = "/proc/self/fd/" + std::to_string(folder.Get()) + "/control";
+        const simset::ControlReply reply =
+            simset::CallControl(path, std::filesystem::current_path().string(), verb);
+        if (std::fwrite(reply.out.data(), 1, reply.out.size(), stdout) != reply.out.size() ||
+            std::fflush(stdout) != 0) {
+            throw simset::SystemError("standard output");
+        }
+        if (reply.ok) {
+            return 0;
+        }
+        std::fprintf(stderr, "simset: %s\n", reply.error.c_str());
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "simset: %s\n", error.what());
+    }
+    return 1;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc == 2 && std::strcmp(argv[1], simset::kAgentArgument) == 0) {
+        return simset::RunAgent();
+    }
+    CLI::App app(kAbout, "simset");
+    app.require_subcommand(1);
+
+    simset::RunOptions options;
+    CLI::App* run = app.add_subcommand("run", "Power a set on and keep it until the application ends");
+    simset::AddRunOptions(*run, options);
+    run->footer(kRunFooter);
+
+    std::string state;
+    CLI::App* control = app.add_subcommand("ctl", "Look into a running set, and change it");
+    control->add_option("--state", state, "State folder of the running set")->required()->type_name("DIR");
+    control->prefix_command();
+    control->footer(kVerbs);
+
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        const int status = app.exit(error);
+        if (status == 0) {
+            return 0;
+        }
+        return control->parsed() ? 1 : simset::kExitUsage;
+    }
+    return run->parsed() ? RunSet(options) : RunControl(state, control->remaining());
+}
