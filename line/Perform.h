@@ -1,0 +1,52 @@
+// Carries one action out on a set.
+#ifndef ZELLINE_LINE_PERFORM_H
+#define ZELLINE_LINE_PERFORM_H
+
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+
+#include "Answer.h"
+#include "Error.h"
+#include "Link.h"
+#include "Uploader.h"
+#include "Verbs.h"
+
+namespace zelline {
+
+using Json = nlohmann::ordered_json;
+
+// What the user may say about every verb.
+struct Settings {
+    std::optional<Millis> timeout;  // for the answer; without it each command has its own
+    std::optional<int> retries;
+    bool connect = true;
+    Millis pace{0};  // between the chunks of a file
+};
+
+struct Outcome {
+    Exit status = Exit::Success;
+    std::string words;  // one sentence for people
+    std::string value;  // the text or number that was read; empty when the action reads none
+    bool hasValue = false;
+    int tries = 0;
+    Millis elapsed{0};
+    Json json;  // all of it, an object of the kind that --json prints
+};
+
+// "success", "failure", "unusable", "no answer", "port", "record".
+const char* StatusWord(Exit status);
+
+// Throws Error with Exit::Unusable when a file cannot be sent, with Exit::Port or Exit::Interrupted as the
+// transport does. A missing answer is an outcome and no exception.
+Outcome Perform(Link& link, const Action& action, const Settings& settings, UploadProgress* progress = nullptr);
+
+// What Perform would send first, in words, one line per frame.
+std::vector<std::string> Preview(const Action& action, const Settings& settings);
+
+// A status as the "type":"error" object of --json.
+Json ErrorJson(const Error& error);
+
+}  // namespace zelline
+
+#endif
