@@ -1,0 +1,249 @@
+"""The real application in a simulated set, and a line end of its own.
+
+The frames here are made and read by this file alone, so that the tests hold the programs against the wire format
+and not against themselves.
+"""
+
+import json
+import os
+import pathlib
+import select
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+import termios
+import time
+import tty
+import unittest
+
+BIN = pathlib.Path(os.environ.get("ZELFAC_BIN", pathlib.Path(__file__).parents[2] / "build/default/bin"))
+SIMSET = BIN / "simset"
+ZELLINE = BIN / "zelline"
+NOT_RUN = 77  # what ctest takes for "did not run"
+
+READY_FRAME = bytes.fromhex("790012720102000178FE")
+
+
+def frame(command, payload=b"", kind=0x00, a=0x00, b=0x00):
+    """The wire form of a frame."""
+    body = bytes([kind, command >> 8, command & 0xFF, len(payload)]) + payload + bytes([a, b])
+    return b"\x79" + body + bytes([-sum(body) & 0xFF, 0xFE])
+
+
+def status(command, value):
+    """The set's status reply."""
+    return frame(command, bytes([value]), kind=0x10, b=1)
+
+
+def result(command, payload):
+    """The set's answer that carries a result."""
+    return frame(command, payload, kind=0x11, b=1)
+
+
+def empty(command):
+    """The set's answer without data."""
+    return frame(command, kind=0x10)
+
+
+def split_frames(data):
+    """The frames of a clean stream."""
+    frames = []
+    while data:
+        if data[0] != 0x79 or len(data) < 9 or len(data) < data[4] + 9:
+            raise AssertionError(f"no frame at {data.hex()}")
+        frames.append(data[: data[4] + 9])
+        data = data[data[4] + 9 :]
+    return frames
+
+
+class Line:
+    """The line end of the serial port: a terminal device, raw."""
+
+    def __init__(self, path):
+        self.fd = os.open(path, os.O_RDWR | os.O_NOCTTY)
+        tty.setraw(self.fd)
+        termios.tcflush(self.fd, termios.TCIOFLUSH)
+
+    def close(self):
+        if self.fd >= 0:
+            os.close(self.fd)
+            self.fd = -1
+
+    def send(self, data):
+        while data:
+            data = data[os.write(self.fd, data) :]
+
+    def receive(self, seconds, until=None):
+        """What arrives within `seconds`, or until `until(data)` holds."""
+        data = b""
+        end = time.monotonic() + seconds
+        while (left := end - time.monotonic()) > 0:
+            if select.select([self.fd], [], [], left)[0]:
+                data += os.read(self.fd, 4096)
+                if until and until(data):
+                    break
+        return data
+
+    def drain(self):
+        while select.select([self.fd], [], [], 0.05)[0]:
+            os.read(self.fd, 4096)
+
+    def ask(self, command, payload=b"", seconds=5, answers=1, **fields):
+        """Sends one frame and returns the answers to it, ready frames left out."""
+        return self.exchange(frame(command, payload, **fields), answers, seconds)
+
+    def exchange(self, data, answers=1, seconds=5):
+        self.send(data)
+
+        def answered(received):
+            received = received.replace(READY_FRAME, b"")
+            try:
+                return len(split_frames(received)) >= answers
+            except AssertionError:
+                return False
+
+        received = self.receive(seconds, answered).replace(READY_FRAME, b"")
+        return b"".join(split_frames(received))
+
+    def connect(self):
+        answer = self.ask(0x1273)
+        assert answer == status(0x1273, 0), answer.hex()
+
+
+class Set:
+    """A running simulated set. Use as a context manager."""
+
+    def __init__(self, *options, state=None, panel="none", wait=True):
+        self.own = state is None
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="zelfac-set."))
+        self.state = pathlib.Path(state) if state else self.folder / "state"
+        self.options = list(options) + (["--panel", panel] if panel else [])
+        self.wait = wait
+        self.process = None
+        self.ready = None
+        self.line = None
+
+    def __enter__(self):
+        self.start()
+        return self
+
+    def start(self):
+        self.errors = open(self.folder / "simset.err", "ab+")
+        self.process = subprocess.Popen(
+            [SIMSET, "run", "--state", self.state, *self.options], stdout=subprocess.PIPE, stderr=self.errors
+        )
+        if not self.wait:
+            return
+        line = self.process.stdout.readline()
+        if not line:
+            code = self.process.wait()
+            self.errors.seek(0)
+            raise AssertionError(f"simset ended with {code}: {self.errors.read().decode(errors='replace')}")
+        self.ready = json.loads(line)
+        self.line = Line(self.ready["line"])
+
+    def __exit__(self, *_):
+        self.stop()
+        shutil.rmtree(self.folder, ignore_errors=True)
+
+    def stop(self, number=signal.SIGTERM):
+        """Ends simset and returns its exit status."""
+        if self.line:
+            self.line.close()
+            self.line = None
+        if not self.process:
+            return None
+        if self.process.poll() is None:
+            self.process.send_signal(number)
+        try:
+            code = self.process.wait(20)
+        except subprocess.TimeoutExpired:
+            self.process.kill()
+            self.process.wait()
+            raise AssertionError("simset did not end within 20 s") from None
+        finally:
+            self.process.stdout.close()
+            self.errors.close()
+            self.process = None
+        return code
+
+    def ctl(self, *arguments, check=True):
+        done = subprocess.run(
+            [SIMSET, "ctl", "--state", self.state, *map(str, arguments)], capture_output=True, timeout=60
+        )
+        if check and done.returncode != 0:
+            raise AssertionError(f"ctl {arguments}: {done.returncode}: {done.stderr.decode(errors='replace')}")
+        return done
+
+    def text(self, *arguments):
+        """What ctl prints, without the line end."""
+        return self.ctl(*arguments).stdout.decode(errors="replace").rstrip("\n")
+
+    def value(self, *arguments):
+        return json.loads(self.ctl(*arguments).stdout)
+
+    def trace(self, **match):
+        """Rows of the trace whose fields equal `match`."""
+        rows = [json.loads(row) for row in self.ctl("trace").stdout.splitlines()]
+        return [row for row in rows if all(row.get(name) == value for name, value in match.items())]
+
+    def shell(self):
+        return [row["command"] for row in self.trace(who="shell")]
+
+    def output(self):
+        """What the application manager received on the real standard output."""
+        return (self.state / "app.out").read_text(errors="replace")
+
+    def await_output(self, text, seconds=20):
+        """Waits until the application has printed `text`."""
+        return self.await_true(lambda: text in self.output(), f"{text!r} in the output", seconds)
+
+    @staticmethod
+    def await_true(condition, what, seconds=20):
+        end = time.monotonic() + seconds
+        while not condition():
+            if time.monotonic() > end:
+                raise AssertionError(f"waited {seconds} s in vain for {what}")
+            time.sleep(0.05)
+        return True
+
+    def await_started(self):
+        """Waits until the flow after the link's start has ended."""
+        self.await_output("ZelFacAutoTestAfterSetDefaultSetting")
+
+    def zelline(self, *arguments, **options):
+        return subprocess.run(
+            [ZELLINE, "--port", self.ready["line"], *map(str, arguments)], capture_output=True, timeout=120, **options
+        )
+
+
+def namespaces_allowed():
+    """Whether the machine lets simset have its namespaces; prints the reason when not."""
+    folder = tempfile.mkdtemp(prefix="zelfac-probe.")
+    try:
+        process = subprocess.Popen(
+            [SIMSET, "run", "--state", folder + "/state", "--panel", "none"],
+            stdout=subprocess.PIPE,
+            stderr=subprocess.PIPE,
+        )
+        line = process.stdout.readline()
+        if line:
+            process.terminate()
+            process.wait(20)
+            return True
+        errors = process.stderr.read().decode(errors="replace")
+        if process.wait(20) == 3:
+            print(errors, end="")
+            return False
+        raise SystemExit(f"simset does not start: {errors}")
+    finally:
+        shutil.rmtree(folder, ignore_errors=True)
+
+
+def main():
+    """Runs the tests of the calling file."""
+    if not namespaces_allowed():
+        sys.exit(NOT_RUN)
+    unittest.main(verbosity=2)
