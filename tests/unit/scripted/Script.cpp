@@ -64,14 +64,6 @@ Answer::Answer(const Step& step, int usual)
       texts(step.m_texts) {}
 
 Script::Script() {
-    std::string folder = testing::TempDir() + "zelfac_test.XXXXXX";
-    if (mkdtemp(folder.data()) == nullptr) {
-        throw std::runtime_error("no temporary folder");
-    }
-    m_folder = folder;
-    for (const char* path : {"/tmp", "/var/local", "/var/run", "/var/tvservice"}) {
-        MakeFolder(path);
-    }
     if (g_current.exchange(this) != nullptr) {
         throw std::logic_error("two scripts at once");
     }
@@ -82,8 +74,10 @@ Script::~Script() {
         Output();
     }
     g_current = nullptr;
-    std::error_code ignored;
-    std::filesystem::remove_all(m_folder, ignored);
+    if (!m_folder.empty()) {
+        std::error_code ignored;
+        std::filesystem::remove_all(m_folder, ignored);
+    }
 }
 
 Script& Script::Current() {
@@ -340,6 +334,16 @@ boost::shared_ptr<qx::appmanager::AppInterface> Script::Application() {
 }
 
 std::string Script::FilePath(const std::string& path) const {
+    std::call_once(m_folderMade, [this] {
+        std::string folder = testing::TempDir() + "zelfac_test.XXXXXX";
+        if (mkdtemp(folder.data()) == nullptr) {
+            throw std::runtime_error("no temporary folder");
+        }
+        m_folder = folder;
+        for (const char* usual : {"/tmp", "/var/local", "/var/run", "/var/tvservice"}) {
+            std::filesystem::create_directories(folder + usual);
+        }
+    });
     return m_folder.string() + path;
 }
 

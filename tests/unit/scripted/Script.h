@@ -217,7 +217,8 @@ class Script {
     std::deque<std::function<void()>> m_threads;
     std::string m_threadName;
     boost::shared_ptr<qx::appmanager::AppInterface> m_application;
-    std::filesystem::path m_folder;
+    mutable std::once_flag m_folderMade;  // at the first use: most tests have none
+    mutable std::filesystem::path m_folder;
     std::set<std::string> m_unopenable;
     bool m_capturing = false;
 };
