@@ -28,10 +28,20 @@ void Unpack(const std::uint8_t* wire, std::size_t length, UartFrame& frame) {
 void RxParser::Clear() {
     m_buffer.fill(0);
     m_count = 0;
+    m_wanted = kHeaderSize;
 }
 
-bool RxParser::Complete(std::size_t length, UartFrame& frame) {
-    if (length > kMaxPayload || m_buffer[length + 8] != kFrameEnd) {
+bool RxParser::Examine(UartFrame& frame) {
+    const std::size_t length = m_buffer[4];
+    if (length > kMaxPayload) {
+        Resynchronise();
+        return false;
+    }
+    if (m_count < length + kFrameOverhead) {
+        m_wanted = static_cast<std::uint16_t>(length + kFrameOverhead);
+        return false;
+    }
+    if (m_buffer[length + 8] != kFrameEnd) {
         Resynchronise();
         return false;
     }
@@ -46,13 +56,14 @@ bool RxParser::Complete(std::size_t length, UartFrame& frame) {
 void RxParser::Resynchronise() {
     const auto begin = m_buffer.begin();
     const auto end = begin + m_count;
-    const auto next = m_count < 2 ? end : std::find(begin + 1, end, kFrameStart);
+    const auto next = std::find(begin + 1, end, kFrameStart);
     if (next == end) {
         Clear();
         return;
     }
     std::copy(next, end, begin);
     m_count = static_cast<std::uint16_t>(end - next);
+    m_wanted = kHeaderSize;
 }
 
 std::size_t RxParser::TakeWhole(const std::uint8_t* bytes, std::size_t size, UartFrame& frame) {

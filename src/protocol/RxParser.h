@@ -20,22 +20,11 @@ class RxParser {
   public:
     // Takes one byte. Returns true when it completed a frame, which is then in `frame` (untouched otherwise).
     bool ParseRxByte(std::uint8_t byte, UartFrame& frame) {
-        if (m_count > kMaxWireFrame - 1) {
-            Clear();
-        }
-        m_buffer[m_count] = byte;
-        if (m_buffer[0] != kFrameStart) {
+        if (m_count == 0 && byte != kFrameStart) {
             return false;
         }
-        ++m_count;
-        if (m_count < kHeaderSize) {
-            return false;
-        }
-        const std::size_t length = m_buffer[4];
-        if (length <= kMaxPayload && m_count < length + kFrameOverhead) {
-            return false;
-        }
-        return Complete(length, frame);
+        m_buffer[m_count++] = byte;
+        return m_count >= m_wanted && Examine(frame);
     }
 
     // Takes `size` bytes in order and hands every frame completed to `sink(const UartFrame&)`. The same result
@@ -69,15 +58,17 @@ class RxParser {
   private:
     static constexpr std::size_t kNotWhole = 0;
 
-    // At the end of a frame, or at a length that no frame can have: delivers or recovers.
-    bool Complete(std::size_t length, UartFrame& frame);
+    // Looks at what is open once the header is in: waits for the rest, delivers, or recovers. Returns true when a
+    // frame was delivered.
+    bool Examine(UartFrame& frame);
     void Resynchronise();
     // With no frame open: skips noise, or takes a frame (good, or dropped for its checksum) that lies whole in
     // `bytes`. Returns the bytes consumed, kNotWhole when the byte-by-byte road has to decide.
     std::size_t TakeWhole(const std::uint8_t* bytes, std::size_t size, UartFrame& frame);
 
     std::array<std::uint8_t, kMaxWireFrame + 1> m_buffer{};
-    std::uint16_t m_count = 0;
+    std::uint16_t m_count = 0;             // bytes of m_buffer in use; below kMaxWireFrame between two bytes
+    std::uint16_t m_wanted = kHeaderSize;  // count from which on there is something to look at
     bool m_tookFrame = false;
 };
 
