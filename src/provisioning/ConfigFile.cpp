@@ -65,8 +65,7 @@ std::int32_t UartManager::ZelReadSpeacialLine(const char* path) {
         if (std::fgets(line.data(), kLongestRead, file.get()) == nullptr) {
             break;
         }
-        std::memset(buffer, 0, kConfigLineSize);
-        std::strncpy(buffer, line.data(), kConfigLineSize - 1);
+        std::memcpy(buffer, line.data(), kConfigLineSize);
         std::printf("read the config file curLine:%d strlen:%d data:%s \n", number,
                     static_cast<int>(std::strlen(buffer)), buffer);
         ++number;
