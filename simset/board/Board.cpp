@@ -74,6 +74,7 @@ Board::Files Board::FindFiles(const RunOptions& options) {
 
 Board::Board(const RunOptions& options)
     : m_options(options),
+      m_signals(CatchSignals()),
       m_files(FindFiles(options)),
       m_state(options.state),
       m_panel(options.panel ? std::make_unique<Panel>(*options.panel, options.ownDisplay, m_state.At("xvfb.log"))
@@ -81,7 +82,6 @@ Board::Board(const RunOptions& options)
       m_middleware(m_state.Path()),
       m_sticks(m_state.Folder()),
       m_line(options.line),
-      m_signals(CatchSignals()),
       m_wishEvent(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
     if (options.mode) {
         m_middleware.SetFlash("ZelFacMode", *options.mode);

@@ -89,13 +89,13 @@ class Board {
     std::string ReadStick(const std::string& name, const std::string& folder);
 
     RunOptions m_options;
+    Fd m_signals;  ///< before anything that starts threads: they must have the signals blocked
     Files m_files;
     StateFolder m_state;
     std::unique_ptr<Panel> m_panel;
     Middleware m_middleware;
     Sticks m_sticks;
     SerialLine m_line;
-    Fd m_signals;
     Fd m_wishEvent;
 
     mutable std::mutex m_mutex;  ///< guards what follows
