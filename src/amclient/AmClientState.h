@@ -43,7 +43,7 @@ struct t_cmdcvt_info {
 };
 
 extern t_cmdcvt_info g_cmdcvt_info;
-extern t_am_client* g_record;  // the record that init was given
+extern t_am_client* g_record;  // the record that init was given; g_am_client until then
 extern pthread_t g_td;         // output relay; 0 never started
 extern pthread_t g_td_in;      // command reader
 extern std::atomic<std::int32_t> g_i4_done;

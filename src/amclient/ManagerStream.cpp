@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 
 namespace zel {
@@ -17,21 +18,20 @@ constexpr std::size_t kPiece = 512;
 
 void ManagerStream::Attach(int descriptor) {
     m_descriptor = descriptor;
+    m_lost = 0;
     m_begin = 0;
     m_end = 0;
 }
 
 bool ManagerStream::Write(std::string_view text) {
-    if (m_descriptor < 0 || text.size() > kBacklogLimit - (m_end - m_begin)) {
+    if (m_descriptor < 0) {
         return false;
     }
-    if (text.size() > kBacklogLimit - m_end) {
-        std::memmove(m_bytes.data(), m_bytes.data() + m_begin, m_end - m_begin);
-        m_end -= m_begin;
-        m_begin = 0;
+    if (text.size() > kBacklogLimit - (m_end - m_begin)) {
+        m_lost += text.size();
+        return false;
     }
-    std::memcpy(m_bytes.data() + m_end, text.data(), text.size());
-    m_end += text.size();
+    Append(text);
     Flush();
     return m_descriptor >= 0;
 }
@@ -50,15 +50,36 @@ void ManagerStream::Flush() {
             Attach(-1);  // the manager has closed its end
             return;
         }
-    }
-    if (!HasBacklog()) {
-        // From the start again: pages beyond are touched only while the manager lags.
-        m_begin = 0;
-        m_end = 0;
+        if (!HasBacklog()) {
+            // From the start again: pages beyond are touched only while the manager lags.
+            m_begin = 0;
+            m_end = 0;
+            AppendLossNotice();
+        }
     }
     if (wrote) {
         fsync(m_descriptor);
     }
+}
+
+void ManagerStream::Append(std::string_view text) {
+    if (text.size() > m_bytes.size() - m_end) {
+        std::memmove(m_bytes.data(), m_bytes.data() + m_begin, m_end - m_begin);
+        m_end -= m_begin;
+        m_begin = 0;
+    }
+    std::memcpy(m_bytes.data() + m_end, text.data(), text.size());
+    m_end += text.size();
+}
+
+void ManagerStream::AppendLossNotice() {
+    if (m_lost == 0) {
+        return;
+    }
+    char notice[kNoticeRoom];
+    std::snprintf(notice, sizeof notice, "\n[AM_CLIENT] %zu bytes lost\n", m_lost);
+    m_lost = 0;
+    Append(notice);
 }
 
 bool ManagerStream::IsWritable() const {

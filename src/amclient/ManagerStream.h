@@ -20,7 +20,8 @@ class ManagerStream {
     void Attach(int descriptor);
 
     // Writes `text` behind what waits, as far as the stream takes it at once, and syncs it; the rest waits. False
-    // when the text does not fit whole or nobody will ever read it: then nothing of it is kept.
+    // when the text does not fit whole or nobody will ever read it: then nothing of it is kept. Once the manager
+    // has caught up, a line tells it how many bytes it has missed.
     bool Write(std::string_view text);
 
     // Writes what waits as far as the stream takes it at once.
@@ -30,12 +31,17 @@ class ManagerStream {
     int Descriptor() const { return m_descriptor; }
 
   private:
+    void Append(std::string_view text);
+    void AppendLossNotice();
     bool IsWritable() const;
 
+    static constexpr std::size_t kNoticeRoom = 64;
+
     int m_descriptor = -1;
+    std::size_t m_lost = 0;  // bytes that did not fit since the last notice
     std::size_t m_begin = 0;
     std::size_t m_end = 0;
-    std::array<char, kBacklogLimit> m_bytes;
+    std::array<char, kBacklogLimit + kNoticeRoom> m_bytes;
 };
 
 }  // namespace zel

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <string_view>
 
 #include "amclient/AmClientState.h"
@@ -11,7 +12,8 @@
 namespace {
 
 constexpr int kForever = -1;
-constexpr int kLastWordsMilliseconds = 1000;
+constexpr std::chrono::milliseconds kLastWords{1000};
+constexpr int kLastPauseMilliseconds = 100;
 
 enum Place : std::size_t { kOutput, kError, kWake, kRealOutput, kRealError, kPlaces };
 
@@ -81,12 +83,14 @@ void RelayWhatIsReady(const std::array<pollfd, kPlaces>& places) {
     }
 }
 
-// What was printed before the stop still goes out, as long as the manager takes it.
+// What was printed before the stop still goes out, as long as the manager takes it. An application that prints on
+// and a manager that does not read do not keep the relay from ending.
 void RelayLastWords() {
+    const auto end = std::chrono::steady_clock::now() + kLastWords;
     std::array<pollfd, kPlaces> places;
-    for (;;) {
+    while (std::chrono::steady_clock::now() < end) {
         const bool waits = HasBacklog(g_cmdcvt_info.realOutput) || HasBacklog(g_cmdcvt_info.realError);
-        if (WaitForWork(places, waits ? kLastWordsMilliseconds : 0) <= 0) {
+        if (WaitForWork(places, waits ? kLastPauseMilliseconds : 0) <= 0 && !waits) {
             return;
         }
         RelayWhatIsReady(places);

@@ -39,7 +39,7 @@ std::int32_t AmClientSend(const char* command, const char* payload) {
     if (g_i4_done != 0) {
         return kAmStopping;
     }
-    if (payload == nullptr || g_record == nullptr) {
+    if (payload == nullptr) {
         return kAmFailed;
     }
     try {

@@ -7,12 +7,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "amclient/AmClientState.h"
 
 t_am_client g_am_client;
 t_cmdcvt_info g_cmdcvt_info;
-t_am_client* g_record = nullptr;
+t_am_client* g_record = &g_am_client;
 pthread_t g_td = 0;
 pthread_t g_td_in = 0;
 std::atomic<std::int32_t> g_i4_done{0};
@@ -21,6 +22,8 @@ pthread_mutex_t g_sendcmd_mutex = PTHREAD_MUTEX_INITIALIZER;
 namespace {
 
 constexpr int kDrainMilliseconds = 2000;
+
+char s_outputBuffer[BUFSIZ];
 
 char* AllocateWorkBuffer() {
     return static_cast<char*>(std::calloc(kAmWorkBuffer, 1));
@@ -82,8 +85,9 @@ void TakeStreamsOver() {
     info.savedError = Replace(STDERR_FILENO, info.error.write);
     info.realOutput.Attach(info.savedOutput);
     info.realError.Attach(info.savedError);
-    // A pipe would be fully buffered: lines are to reach the manager when they are printed.
-    std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
+    // A pipe would be fully buffered: lines are to reach the manager when they are printed. A buffer of our own,
+    // because glibc keeps the old mode's end of the buffer when it is given none.
+    std::setvbuf(stdout, s_outputBuffer, _IOLBF, sizeof s_outputBuffer);
 }
 
 void GiveStreamsBack() {
@@ -99,11 +103,9 @@ void GiveStreamsBack() {
 
 void Release() {
     t_cmdcvt_info& info = g_cmdcvt_info;
-    {
-        const AmSendLock lock;
-        info.realOutput.Attach(-1);
-        info.realError.Attach(-1);
-    }
+    const AmSendLock lock;  // a report may be on its way
+    info.realOutput.Attach(-1);
+    info.realError.Attach(-1);
     for (t_pipe* pipe : {&info.input, &info.output, &info.error, &info.relayWake, &info.readerWake}) {
         AmClose(pipe->read);
         AmClose(pipe->write);

@@ -1,0 +1,513 @@
+// The client's streams and threads, seen from the manager's side.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/resource.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <random>
+#include <set>
+#include <string>
+
+#include "amclient/AmClient.h"
+#include "amclient/ClientProcess.h"
+
+using amclient::ClientProcess;
+
+namespace {
+
+// ---- The application in the child process: it is ordered about through its own standard input -----------------
+
+std::atomic<bool> s_hears{true};
+
+const char* Shown(const char* text) {
+    return text == nullptr ? "NULL" : text;
+}
+
+void PrintCall(const char* callback, const char* acknowledgement, const char* value, const char* name) {
+    std::printf("%s %s %s %s\n", callback, Shown(acknowledgement), Shown(value), Shown(name));
+}
+
+void OnPause(const char* acknowledgement, const char* value, const char* name) {
+    PrintCall("pause", acknowledgement, value, name);
+}
+
+void OnCommand(const char* acknowledgement, const char* value, const char* name) {
+    PrintCall("command", acknowledgement, value, name);
+    s_hears = true;
+}
+
+void OnStop(const char*, const char*, const char*) {
+    std::printf("stopping");
+    const int first = AmClientShutdown();
+    const int second = AmClientShutdown();
+    AmClientDrain();
+    _exit(first * 10 + second);
+}
+
+void PrintLines(int count) {
+    for (int i = 0; i < count; ++i) {
+        std::printf("this is line %d of the application's output\n", i);
+    }
+}
+
+// Carries out one order; true when the application is to end with `status`.
+bool Obey(const std::string& order, int& status) {
+    const std::string verb = order.substr(0, order.find(' '));
+    const std::string rest = verb.size() < order.size() ? order.substr(verb.size() + 1) : "";
+    if (verb == "exit") {
+        status = std::atoi(rest.c_str());
+        return true;
+    }
+    if (verb == "say") {
+        std::printf("%s\n", rest.c_str());
+    } else if (verb == "complain") {
+        std::fprintf(stderr, "%s\n", rest.c_str());
+    } else if (verb == "print") {
+        PrintLines(std::atoi(rest.c_str()));
+        std::fputs("printed\n", stderr);
+    } else if (verb == "report") {
+        AmClientDrain();
+        AmClientSend(nullptr, rest.c_str());
+    } else if (verb == "deaf") {
+        s_hears = false;
+        std::puts("deaf");
+        while (!s_hears) {
+            poll(nullptr, 0, 1);
+        }
+    } else if (verb == "shutdown") {
+        const int first = AmClientShutdown();
+        status = first * 10 + AmClientShutdown() + AmClientSend("x", "y") * 100;
+        return true;
+    }
+    return false;
+}
+
+void FillRecord() {
+    g_am_client.pause = OnPause;
+    g_am_client.stop = OnStop;
+    g_am_client.command = OnCommand;
+    std::strcpy(g_am_client.name, "hello");
+    g_am_client.logRelay = 1;
+}
+
+int RunOrders() {
+    std::array<char, 4096> line{};
+    int status = 99;
+    while (std::fgets(line.data(), line.size(), stdin) != nullptr) {
+        std::string order = line.data();
+        order.pop_back();
+        const std::string console = ":cli:";
+        if (order.compare(0, console.size(), console) != 0) {
+            std::printf("odd input %s\n", order.c_str());
+        } else if (Obey(order.substr(console.size()), status)) {
+            return status;
+        }
+    }
+    return status;
+}
+
+int RunApplication() {
+    FillRecord();
+    return AmClientInit(&g_am_client) == 0 ? RunOrders() : 98;
+}
+
+std::set<int> OpenDescriptors() {
+    std::set<int> open;
+    for (int descriptor = 0; descriptor < 1024; ++descriptor) {
+        if (fcntl(descriptor, F_GETFD) >= 0) {
+            open.insert(descriptor);
+        }
+    }
+    return open;
+}
+
+// ---- Start and end --------------------------------------------------------------------------------------------
+
+TEST(AmClientStreams, StartIsAnnounced) {
+    ClientProcess client(RunApplication);
+    client.Write(":cli:exit 5\n");
+    EXPECT_EQ(client.Wait(), 5);
+    EXPECT_EQ(client.Error(), "am client init [hello]\n");
+    EXPECT_EQ(client.Output(), "am client thread start \n");
+}
+
+TEST(AmClientStreams, WhatWasPrintedBeforeComesFirst) {
+    ClientProcess client([] {
+        std::printf("before ");
+        return RunApplication();
+    });
+    client.Write(":cli:exit 0\n");
+    EXPECT_EQ(client.Wait(), 0);
+    EXPECT_EQ(client.Output(), "before am client thread start \n");
+}
+
+TEST(AmClientStreams, ALineArrivesWhenItIsPrinted) {
+    ClientProcess client(RunApplication);
+    client.Write(":cli:say one line\n");
+    EXPECT_TRUE(client.SeesOutput("one line\n"));
+    client.Write(":cli:complain one error\n");
+    EXPECT_TRUE(client.SeesError("one error\n"));
+}
+
+TEST(AmClientStreams, LastWordsWithoutANewlineReachTheManager) {
+    ClientProcess client([] {
+        FillRecord();
+        const int result = AmClientInit(&g_am_client);
+        std::printf("last words");
+        return result;
+    });
+    EXPECT_EQ(client.Wait(), 0);
+    EXPECT_EQ(client.Output(), "am client thread start \nlast words");
+}
+
+TEST(AmClientStreams, ShutdownFromTheApplication) {
+    ClientProcess client(RunApplication);
+    client.Write(":cli:say still here\n:cli:shutdown\n");
+    EXPECT_EQ(client.Wait(), 100);  // 0 both times, and nothing is sent any more
+    EXPECT_NE(client.Output().find("still here\n"), std::string::npos);
+    EXPECT_EQ(client.Output().find(":hello"), std::string::npos);
+}
+
+TEST(AmClientStreams, ShutdownFromTheCommandReader) {
+    ClientProcess client(RunApplication);
+    client.Write(":am:stop=1,pause=2\n:am:pause=3\n");
+    EXPECT_EQ(client.Wait(), 30);
+    EXPECT_EQ(client.Output(), "am client thread start \nstopping");
+}
+
+TEST(AmClientStreams, EndOfInputEndsNothing) {
+    ClientProcess client(RunApplication);
+    client.Write(":cli:deaf\n");
+    ASSERT_TRUE(client.SeesOutput("deaf\n"));
+    client.Write(":am:go=1\n:cli:say after the end\n:cli:exit 6\n:cli:exit 7");
+    client.CloseInput();
+    EXPECT_EQ(client.Wait(), 6);
+    EXPECT_NE(client.Output().find("after the end\n"), std::string::npos);
+}
+
+TEST(AmClientStreams, NoOtherProcessInheritsTheClientsDescriptors) {
+    ClientProcess client([] {
+        const std::set<int> before = OpenDescriptors();
+        FillRecord();
+        AmClientInit(&g_am_client);
+        int inherited = 0;
+        int added = 0;
+        for (const int descriptor : OpenDescriptors()) {
+            if (before.count(descriptor) == 0) {
+                ++added;
+                inherited += (fcntl(descriptor, F_GETFD) & FD_CLOEXEC) != 0 ? 0 : 1;
+            }
+        }
+        return added >= 10 ? inherited : 50;
+    });
+    EXPECT_EQ(client.Wait(), 0);
+}
+
+TEST(AmClientStreams, AProcessWithoutStandardStreamsRunsAsWell) {
+    ClientProcess client([] {
+        close(STDIN_FILENO);
+        close(STDOUT_FILENO);
+        FillRecord();
+        const int result = AmClientInit(&g_am_client);
+        std::fputs("alive\n", stderr);
+        return result;
+    });
+    EXPECT_EQ(client.Wait(), 0);
+    EXPECT_NE(client.Error().find("alive\n"), std::string::npos);
+}
+
+// ---- Failures of the start ------------------------------------------------------------------------------------
+
+TEST(AmClientStreams, WithoutDescriptorsTheStartFailsAndTheStreamsStay) {
+    ClientProcess client([] {
+        FillRecord();
+        rlimit few{};
+        few.rlim_cur = static_cast<rlim_t>(dup(0)) + 5;
+        few.rlim_max = few.rlim_cur;
+        setrlimit(RLIMIT_NOFILE, &few);
+        const int result = AmClientInit(&g_am_client);
+        std::puts("my own output");
+        return result;
+    });
+    EXPECT_EQ(client.Wait(), kAmInitFailed);
+    EXPECT_EQ(client.Error(), "am client init [hello]\nCMD_CONVERT: create pipe error!!!\n\n");
+    EXPECT_EQ(client.Output(), "my own output\n");
+}
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+constexpr rlim_t kMiB = rlim_t{1} << 20;
+
+// Starts the client in an address space that can grow by so much; a thread's stack takes 8 MiB of it.
+int StartInLittleSpace(rlim_t room) {
+    FillRecord();
+    std::free(std::malloc(100000));  // the heap has what it needs
+    rlimit stack{};
+    getrlimit(RLIMIT_STACK, &stack);
+    stack.rlim_cur = 8 * kMiB;
+    setrlimit(RLIMIT_STACK, &stack);
+    std::FILE* sizes = std::fopen("/proc/self/statm", "r");
+    unsigned long pages = 0;
+    if (sizes == nullptr || std::fscanf(sizes, "%lu", &pages) != 1) {
+        return 97;
+    }
+    std::fclose(sizes);
+    const rlim_t limit = pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE)) + room;
+    const rlimit space{limit, RLIM_INFINITY};
+    setrlimit(RLIMIT_AS, &space);
+    const int result = AmClientInit(&g_am_client);
+    std::puts("my own output");
+    return result;
+}
+
+TEST(AmClientStreams, WithoutARelayThreadTheStartFailsAndTheStreamsAreGivenBack) {
+    ClientProcess client([] { return StartInLittleSpace(kMiB / 2); });
+    EXPECT_EQ(client.Wait(), kAmInitFailed);
+    EXPECT_EQ(client.Output(), "am client thread start \nthread start failed\nmy own output\n");
+}
+
+TEST(AmClientStreams, WithoutAReaderThreadTheStartFailsAndTheStreamsAreGivenBack) {
+    ClientProcess client([] { return StartInLittleSpace(12 * kMiB); });
+    EXPECT_EQ(client.Wait(), kAmInitFailed);
+    EXPECT_EQ(client.Output(), "am client thread start \nin thread start failed\nmy own output\n");
+}
+#endif
+
+// ---- Lines ----------------------------------------------------------------------------------------------------
+
+TEST(AmClientStreams, EachParameterIsDispatched) {
+    ClientProcess client(RunApplication);
+    client.Write(":am,app,7:pause=now,volume=[1,,x y],mode=\n:cli:exit 0\n");
+    EXPECT_EQ(client.Wait(), 0);
+    EXPECT_EQ(client.Output(), "am client thread start \npause 7 now NULL\ncommand 7 [1,,x y] volume\n");
+    EXPECT_EQ(client.Error(),
+              "am client init [hello]\n[AM_CLIENT]parse cmd pause \n[AM_CLIENT]parse cmd volume \n"
+              "[AM_CLIENT]parse cmd mode \n[AM_CLIENT] recvCmd invalid parameter\n");
+}
+
+TEST(AmClientStreams, LinesForOthersAreIgnored) {
+    ClientProcess client(RunApplication);
+    client.Write(":tv,am:pause=1\n:am,client:pause=2\n:cli:exit 0\n");
+    EXPECT_EQ(client.Wait(), 0);
+    EXPECT_EQ(client.Output(), "am client thread start \n");
+    EXPECT_EQ(client.Error(), "am client init [hello]\n");
+}
+
+TEST(AmClientStreams, WhatCannotBeParsedIsReported) {
+    ClientProcess client(RunApplication);
+    client.Write("hello\n:am:pause\n:cli:exit 0\n");
+    EXPECT_EQ(client.Wait(), 0);
+    const std::string failed = "[_cmd_convert_parse] parse failed\n";
+    EXPECT_EQ(client.Error(), "am client init [hello]\n" + failed + failed);
+}
+
+TEST(AmClientStreams, ALineInTwoWritesIsParsedOnce) {
+    const std::string line = ":am,app,7:pause=now\n";
+    for (std::size_t split = 1; split < line.size(); ++split) {
+        ClientProcess client(RunApplication);
+        client.Write(line.substr(0, split));
+        client.Write(line.substr(split) + ":cli:exit 0\n");
+        EXPECT_EQ(client.Wait(), 0);
+        EXPECT_EQ(client.Output(), "am client thread start \npause 7 now NULL\n") << split;
+    }
+}
+
+TEST(AmClientStreams, ALineInAHundredWritesIsParsedOnce) {
+    ClientProcess client(RunApplication);
+    const std::string value(100, 'v');
+    for (const char byte : ":am:pause=" + value + "\n:cli:exit 0\n") {
+        client.Write({&byte, 1});
+    }
+    EXPECT_EQ(client.Wait(), 0);
+    EXPECT_EQ(client.Output(), "am client thread start \npause NULL " + value + " NULL\n");
+}
+
+TEST(AmClientStreams, LinesUpToTheBufferAreTakenWhole) {
+    const std::string head = ":am:pause=";
+    for (const std::size_t length : {126U, 127U, 128U, 254U, 2046U, 2047U}) {
+        ClientProcess client(RunApplication);
+        const std::string value(length - head.size(), 'v');
+        client.Write(head + value + "\n:cli:exit 0\n");
+        EXPECT_EQ(client.Wait(), 0);
+        EXPECT_EQ(client.Output(), "am client thread start \npause NULL " + value + " NULL\n") << length;
+    }
+}
+
+TEST(AmClientStreams, LongerLinesFailWholeAndTheNextOneIsHeard) {
+    for (const std::size_t length : {2048U, 2049U, 100000U}) {
+        for (const std::string head : {":am:pause=", ":cli:say "}) {
+            ClientProcess client(RunApplication);
+            client.Write(head + std::string(length - head.size(), 'v') + "\n:am:pause=next\n:cli:exit 0\n");
+            EXPECT_EQ(client.Wait(), 0);
+            EXPECT_EQ(client.Output(), "am client thread start \npause NULL next NULL\n") << length;
+            EXPECT_EQ(client.Error(),
+                      "am client init [hello]\n[_cmd_convert_parse] parse failed\n[AM_CLIENT]parse cmd pause \n");
+        }
+    }
+}
+
+TEST(AmClientStreams, NoiseLosesNoGoodLine) {
+    const unsigned seed = 5150;
+    SCOPED_TRACE(seed);
+    std::mt19937 random(seed);
+    ClientProcess client(RunApplication);
+    for (int i = 0; i < 50; ++i) {
+        // No colon: noise must not happen to say something.
+        std::string noise(random() % 500, '\0');
+        for (char& byte : noise) {
+            byte = static_cast<char>(random());
+            byte = byte == ':' ? ';' : byte;
+        }
+        client.Write(noise + "\n:am:pause=" + std::to_string(i) + "\n");
+        EXPECT_TRUE(client.SeesOutput("pause NULL " + std::to_string(i) + " NULL\n"));
+    }
+}
+
+TEST(AmClientStreams, ALongListKeepsItsBracket) {
+    ClientProcess client(RunApplication);
+    const std::string full(252, 'x');
+    client.Write(":am:a=[" + full + "],b=[" + full + "y],c=[" + full + ",y],d=[" + std::string(251, 'x') +
+                 ",y]\n:cli:exit 0\n");
+    EXPECT_EQ(client.Wait(), 0);
+    EXPECT_NE(client.Output().find("NULL [" + full + "] a\n"), std::string::npos);
+    EXPECT_NE(client.Output().find("NULL [" + full + "] b\n"), std::string::npos);
+    EXPECT_NE(client.Output().find("NULL [" + full + "] c\n"), std::string::npos);
+    EXPECT_NE(client.Output().find("NULL [" + std::string(251, 'x') + ",] d\n"), std::string::npos);
+}
+
+TEST(AmClientStreams, PassThroughIsUnchanged) {
+    ClientProcess client(RunApplication);
+    client.Write(":dbg,a:  any [thing, = :x \r\n:cli:exit 0\n");
+    EXPECT_EQ(client.Wait(), 0);
+    EXPECT_NE(client.Output().find("odd input :dbg,a:  any [thing, = :x \r\n"), std::string::npos);
+}
+
+TEST(AmClientStreams, AnApplicationThatDoesNotReadItsInputHoldsNothingUp) {
+    ClientProcess client(RunApplication);
+    client.Write(":cli:deaf\n");
+    ASSERT_TRUE(client.SeesOutput("deaf\n"));
+    for (int i = 0; i < 1000; ++i) {
+        client.Write(":dbg:" + std::string(100, 'd') + "\n");
+    }
+    EXPECT_TRUE(client.SeesError("[AM_CLIENT] standard input not read, line dropped\n"));
+    client.Write(":am,,9:hear=1\n");
+    EXPECT_TRUE(client.SeesOutput("command 9 1 hear\n"));
+    ASSERT_TRUE(client.SeesOutput("odd input :dbg:" + std::string(100, 'd') + "\n"));
+    client.Write(":am:pause=end\n");
+    EXPECT_TRUE(client.SeesOutput("pause NULL end NULL\n"));
+}
+
+TEST(AmClientStreams, InterruptedWaitsGoOn) {
+    ClientProcess client([] {
+        struct sigaction action {};
+        action.sa_handler = [](int) {};
+        sigaction(SIGALRM, &action, nullptr);
+        const itimerval every{{0, 500}, {0, 500}};
+        setitimer(ITIMER_REAL, &every, nullptr);
+        FillRecord();
+        AmClientInit(&g_am_client);
+        sigset_t alarm;
+        sigemptyset(&alarm);
+        sigaddset(&alarm, SIGALRM);
+        pthread_sigmask(SIG_BLOCK, &alarm, nullptr);  // now the client's threads get them
+        return RunOrders();
+    });
+    for (int i = 0; i < 100; ++i) {
+        client.Write(":am:pause=" + std::to_string(i) + "\n");
+        EXPECT_TRUE(client.SeesOutput("pause NULL " + std::to_string(i) + " NULL\n"));
+    }
+    client.Write(":cli:exit 0\n");
+    EXPECT_EQ(client.Wait(), 0);
+}
+
+// ---- Output ---------------------------------------------------------------------------------------------------
+
+TEST(AmClientStreams, LogOffSwallowsAndLogOnRelays) {
+    ClientProcess client(RunApplication);
+    client.Write(":am:log=off\n:cli:say secret\n:cli:complain hidden\n:cli:report quiet\n");
+    ASSERT_TRUE(client.SeesOutput("\n:hello,am,:quiet\n"));
+    client.Write(":am:log=on\n:cli:say public\n:cli:complain open\n:cli:exit 0\n");
+    EXPECT_EQ(client.Wait(), 0);
+    EXPECT_EQ(client.Output(), "am client thread start \n\n:hello,am,:quiet\npublic\n");
+    EXPECT_EQ(client.Error().find("hidden"), std::string::npos);
+    EXPECT_NE(client.Error().find("open\n"), std::string::npos);
+}
+
+TEST(AmClientStreams, Reports) {
+    ClientProcess client([] {
+        FillRecord();
+        AmClientInit(&g_am_client);
+        AmClientSend("cmd", "payload");
+        AmClientReportResumed("7", "text");
+        AmClientReportPaused(nullptr, "text");
+        AmClientReportFailed("7", "text", 5, "why");
+        AmClientReportFailed("7", "text", 1234, nullptr);
+        AmClientTestHook1();
+        AmClientTestHook2();
+        return AmClientSend("cmd", nullptr);
+    });
+    EXPECT_EQ(client.Wait(), kAmFailed);
+    EXPECT_EQ(client.Output(),
+              "am client thread start \n"
+              "\n:hello,am,cmd:payload\n"
+              "\n:hello,am,7:resumed=text\n"
+              "\n:hello,am,:paused=text\n"
+              "\n:hello,am,7:failed=text,err_code=  5,err_msg=why\n"
+              "\n:hello,am,7:failed=text,err_code=1234\n"
+              "\n:hello,am,:resumed=hello\n"
+              "\n:hello,am,:failed=hello,err_code=  0\n");
+}
+
+TEST(AmClientStreams, AManagerThatDoesNotReadForAWhileGetsEverythingInOrder) {
+    ClientProcess client(RunApplication);
+    const int lines = 15000;  // some 650 kB
+    client.Write(":cli:print " + std::to_string(lines) + "\n:am:log=on\n:cli:complain heard\n");
+    ASSERT_TRUE(client.SeesError("printed\n"));  // and nothing of the output has been read yet
+    ASSERT_TRUE(client.SeesError("heard\n"));
+    client.Write(":cli:exit 3\n");
+    std::string expected = "am client thread start \n";
+    for (int i = 0; i < lines; ++i) {
+        expected += "this is line " + std::to_string(i) + " of the application's output\n";
+    }
+    EXPECT_EQ(client.Wait(), 3);
+    EXPECT_EQ(client.Output(), expected);
+}
+
+TEST(AmClientStreams, AManagerThatDoesNotReadAtAllStopsNobody) {
+    ClientProcess client(RunApplication);
+    client.Write(":cli:print 100000\n:cli:report late\n:cli:complain through\n");
+    ASSERT_TRUE(client.SeesError("through\n"));
+    ASSERT_TRUE(client.SeesOutput(" bytes lost\n"));
+    client.Write(":am:pause=again\n");
+    EXPECT_TRUE(client.SeesOutput("pause NULL again NULL\n"));
+    client.Write(":cli:exit 4\n");
+    EXPECT_EQ(client.Wait(), 4);
+}
+
+TEST(AmClientStreams, AManagerThatNeverReadsDoesNotKeepTheApplicationFromEnding) {
+    ClientProcess client(RunApplication);
+    client.Write(":cli:print 100000\n:am:stop=1\n");
+    ASSERT_TRUE(client.SeesError("parse cmd stop"));
+    for (int waited = 0; waited < 20000 && client.IsRunning(); ++waited) {
+        poll(nullptr, 0, 1);
+    }
+    EXPECT_EQ(client.Wait(), 30);
+}
+
+TEST(AmClientStreams, AManagerThatClosesItsEndKillsNobody) {
+    ClientProcess client(RunApplication);
+    client.CloseOutput();
+    client.Write(":cli:print 10000\n:cli:report x\n");
+    ASSERT_TRUE(client.SeesError("printed\n"));
+    client.Write(":cli:exit 8\n");
+    EXPECT_EQ(client.Wait(), 8);
+}
+
+}  // namespace
