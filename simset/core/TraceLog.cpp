@@ -13,7 +13,7 @@ TraceLog::TraceLog(const std::filesystem::path& file, std::size_t maxRows) : m_m
 
 void TraceLog::Append(std::int64_t milliseconds, const nlohmann::json& row) {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    // Kept in the order in which people read it: number, time, who, call, the rest.
+    // Kept in the order in which people read it: number, time, who, call, arguments, status.
     nlohmann::ordered_json line{{"seq", m_next++}, {"ms", milliseconds}};
     for (const char* first : {"who", "call"}) {
         if (row.contains(first)) {
@@ -21,9 +21,12 @@ void TraceLog::Append(std::int64_t milliseconds, const nlohmann::json& row) {
         }
     }
     for (const auto& [name, value] : row.items()) {
-        if (name != "seq" && name != "ms") {
+        if (name != "seq" && name != "ms" && name != "status") {
             line[name] = value;
         }
+    }
+    if (row.contains("status")) {
+        line["status"] = row["status"];
     }
     m_rows.push_back(line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + '\n');
     if (m_file) {

@@ -1,5 +1,6 @@
 #include "simset/platform/Client.h"
 
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <unistd.h>
@@ -70,6 +71,12 @@ Pool& ThePool() {
     return *pool;
 }
 
+// Whether the other end has gone; the thread that reads may not have noticed yet.
+bool HungUp(const LineSocket& socket) {
+    pollfd wait{socket.Fd(), POLLRDHUP, 0};
+    return ::poll(&wait, 1, 0) > 0;
+}
+
 json Gone() {
     return {{"status", kUnreachable}};
 }
@@ -129,13 +136,14 @@ json FileInHex(const std::string& path) {
 
 std::int32_t EventChannel::Open(std::string& client) {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    if (m_client.empty()) {
-        LineSocket socket = Connect();
+    if (!m_events || HungUp(*m_events)) {
+        m_events.reset();
+        auto events = std::make_shared<LineSocket>(Connect());
         const std::string name = std::to_string(::getpid()) + '.' +
                                  std::to_string(reinterpret_cast<std::uintptr_t>(this)) + '.' +
                                  std::to_string(++m_opened);
         std::string line;
-        if (!socket || !socket.Send({{"op", "hello"}, {"client", name}}) || !socket.Receive(line)) {
+        if (!*events || !events->Send({{"op", "hello"}, {"client", name}}) || !events->Receive(line)) {
             return kUnreachable;
         }
         const auto reply = DecodeLine(line);
@@ -143,23 +151,22 @@ std::int32_t EventChannel::Open(std::string& client) {
             return kUnreachable;
         }
         const timeval forever{0, 0};
-        ::setsockopt(socket.Fd(), SOL_SOCKET, SO_RCVTIMEO, &forever, sizeof(forever));
+        ::setsockopt(events->Fd(), SOL_SOCKET, SO_RCVTIMEO, &forever, sizeof(forever));
         try {
-            std::thread([this, name, events = std::make_shared<LineSocket>(std::move(socket))]() mutable {
-                Run(*events, name);
-            }).detach();
+            std::thread([this, events] { Run(*events); }).detach();
         } catch (const std::system_error&) {
             return kUnreachable;
         }
+        m_events = std::move(events);
         m_client = name;
     }
     client = m_client;
     return kOk;
 }
 
-void EventChannel::Run(LineSocket& socket, const std::string& client) {
+void EventChannel::Run(LineSocket& events) {
     std::string line;
-    while (socket.Receive(line)) {
+    while (events.Receive(line)) {
         const auto event = DecodeLine(line);
         if (event && event->is_object()) {
             try {
@@ -168,10 +175,6 @@ void EventChannel::Run(LineSocket& socket, const std::string& client) {
                 // An event of another shape than ours is none.
             }
         }
-    }
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    if (m_client == client) {
-        m_client.clear();
     }
 }
 

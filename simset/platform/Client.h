@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -36,11 +37,12 @@ class EventChannel {
     std::int32_t Open(std::string& client);
 
   private:
-    void Run(LineSocket& socket, const std::string& client);
+    void Run(LineSocket& events);
 
     Deliver m_deliver;
     std::mutex m_mutex;
-    std::string m_client;  // empty while the channel is not open
+    std::shared_ptr<LineSocket> m_events;  // shared with the thread that reads; null before the first Open
+    std::string m_client;
     std::uint64_t m_opened = 0;
 };
 
