@@ -1,10 +1,13 @@
+#include <algorithm>
 #include <iostream>
 #include <vector>
 
 #include "UartManager/SharedState.h"
 #include "UartManager/UartManager.h"
 #include "model/ModelGlobals.h"
+#include "provisioning/ConfigFile.h"
 #include "scripted/Script.h"
+#include "test_adapter/ApplicationTest.h"
 
 namespace scripted {
 
@@ -25,6 +28,12 @@ void ResetGlobals() {
     m_strSecondUpdateMessage.Set("");
     m_u8WifiScanTestAPCount = 0;
     m_u8BTScanTestAPCount = 0;
+
+    for (char* line :
+         {m_strCountry, m_strRegion, m_strLogo, m_strBrand, m_strLanguage, m_strProjectId, m_strCustomerModel}) {
+        std::fill_n(line, kConfigLineSize, '\0');
+    }
+    s_appManagerClientAdapter = nullptr;
 
     // The one object is never destroyed; those of former tests are kept so that no leak is reported.
     static std::vector<const UartManager*> formerManagers;
