@@ -22,6 +22,7 @@ std::int32_t FileCrc(const std::string& path, std::uint32_t& crc) {
         LogPrint("fopen Fail\n");
         return 0;
     }
+    std::setvbuf(file.get(), nullptr, _IONBF, 0);  // the blocks are buffer enough
     std::fseek(file.get(), 0, SEEK_END);
     const long end = std::ftell(file.get());
     if (end == -1) {
