@@ -399,6 +399,7 @@ void from_json(const nlohmann::json& json, AgentConfig& config) {
 int RunAgent() {
     // Set again after the exec, and before the first read: if simset is already gone, that read ends at once.
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    ::prctl(PR_SET_NAME, "init");
     ::setsid();
     return Agent().Run();
 }

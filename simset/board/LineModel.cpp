@@ -19,8 +19,9 @@ LineClock::Nanos LineClock::FreeAt() const {
     return m_start + Nanos(nanos);
 }
 
-LineClock::Nanos LineClock::Schedule(Nanos now, std::size_t count) {
-    if (m_count == 0 || FreeAt() < now) {
+LineClock::Nanos LineClock::Schedule(Nanos now, std::size_t count, bool waiting) {
+    const Nanos oldest = waiting ? now - kMostLate : now;
+    if (m_count == 0 || FreeAt() < oldest) {
         m_start = now;
         m_count = 0;
     }

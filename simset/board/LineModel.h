@@ -23,12 +23,17 @@ class LineClock {
   public:
     using Nanos = std::chrono::nanoseconds;
 
+    /// A caller later than this was not just scheduled late (the machine slept): no burst makes up for it.
+    static constexpr Nanos kMostLate = std::chrono::milliseconds(250);
+
     /// @param baud bits per second, above 0
     explicit LineClock(unsigned baud);
 
+    /// @param waiting whether the bytes were already there when the wire became free, so that they follow the
+    ///        earlier ones without a gap even if the caller comes late; at most kMostLate is made up for
     /// @return the moment at which the last of `count` bytes handed over at `now` has arrived; bytes handed over
     ///         while earlier ones are still on the wire follow these without a gap.
-    Nanos Schedule(Nanos now, std::size_t count);
+    Nanos Schedule(Nanos now, std::size_t count, bool waiting = false);
 
     /// @return the moment at which everything handed over so far has arrived
     Nanos FreeAt() const;

@@ -167,10 +167,12 @@ class SerialLine::Pump {
             m_settings.baud == 0 ? buffer.size() : std::min(buffer.size(), m_clock.BytesIn(kTick));
         const ssize_t got = ::read(m_direction.from.master.Get(), buffer.data(), wanted);
         if (got <= 0) {
+            m_moreWaits = false;
             return;
         }
         std::string bytes(buffer.data(), static_cast<std::size_t>(got));
-        Nanos arrives = m_settings.baud == 0 ? Now() : m_clock.Schedule(Now(), bytes.size());
+        Nanos arrives = m_settings.baud == 0 ? Now() : m_clock.Schedule(Now(), bytes.size(), m_moreWaits);
+        m_moreWaits = bytes.size() == wanted;
         arrives += std::chrono::milliseconds(m_settings.delayMs);
         m_faults.Apply(bytes);
         m_direction.counters.dropped = m_faultsBefore[0] + m_faults.Dropped();
@@ -220,6 +222,9 @@ class SerialLine::Pump {
         std::array<pollfd, 3> polls{pollfd{m_direction.wake.Get(), POLLIN, 0},
                                     pollfd{room ? m_direction.from.master.Get() : -1, POLLIN, 0},
                                     pollfd{m_blocked ? m_direction.to.master.Get() : -1, POLLOUT, 0}};
+        if (room && m_moreWaits && ::poll(&polls[1], 1, 0) == 0) {
+            m_moreWaits = false;  // the burst is over; the next byte begins a new one
+        }
         timespec time{};
         if (until) {
             const Nanos left = std::max(*until - Now(), Nanos(0));
@@ -244,6 +249,7 @@ class SerialLine::Pump {
     std::array<std::uint64_t, 2> m_faultsBefore{};
     std::deque<Chunk> m_onWire;
     bool m_readable = false;
+    bool m_moreWaits = false;  ///< the last read left bytes behind, as far as one can tell
     bool m_blocked = false;
 };
 
