@@ -35,11 +35,9 @@ void ResetGlobals() {
     }
     s_appManagerClientAdapter = nullptr;
 
-    // The one object is never destroyed; those of former tests are kept so that no leak is reported.
-    static std::vector<const UartManager*> formerManagers;
-    if (UartManager::m_UartInstance != nullptr) {
-        formerManagers.push_back(UartManager::m_UartInstance);
-    }
+    // The one object is never destroyed. Those of former tests stay reachable, so that no leak is reported.
+    static std::vector<const UartManager*>& former = *new std::vector<const UartManager*>;
+    former.push_back(UartManager::m_UartInstance);
     UartManager::m_UartInstance = nullptr;
     UartManager::input_fd = -1;
     UartManager::_bExitUartDebug = 1;
