@@ -1,6 +1,4 @@
 // Start-up and end of the factory application.
-#include <unistd.h>
-
 #include <boost/shared_ptr.hpp>
 #include <cstdint>
 #include <cstdio>
@@ -9,44 +7,16 @@
 
 #include "UartManager/UartManager.h"
 #include "amclient/AmClient.h"
-#include "csp/Csp.h"
-#include "factory_aux/FactoryAux.h"
-#include "flashenv/FlashEnv.h"
-#include "qx/AppManagerClientAdapter.h"
 #include "support/Delay.h"
-#include "support/LogPrint.h"
-#include "support/Storage.h"
 #include "test_adapter/ApplicationTest.h"
 #include "test_adapter/LifecycleCallbacks.h"
-#include "test_adapter/RunModeSelection.h"
+#include "test_adapter/StartUp.h"
 #include "test_adapter/StatusLoop.h"
 #include "test_adapter/StatusScreen.h"
 
 namespace {
 
-constexpr std::int32_t kStatusRunning = 1;
 constexpr std::uint32_t kEndPauseSeconds = 3;
-
-// False when there is no application manager.
-bool RegisterApplication(const boost::shared_ptr<ApplicationTest>& application) {
-    using qx::apmclient::AppManagerClientAdapter;
-    AppManagerClientAdapter* adapter = AppManagerClientAdapter::getInstance();
-    s_appManagerClientAdapter = adapter;
-    if (adapter == nullptr) {
-        std::puts("=========NULL == s_appManagerClientAdapter=========");
-        return false;
-    }
-    if (adapter->registerApp(ApplicationTest::appId, application) == 0) {
-        adapter->notifyAppStatusInfo(ApplicationTest::appId, kStatusRunning);
-    }
-    return true;
-}
-
-void InitFactoryAux() {
-    std::puts("*********begin  init_factory_aux*********");
-    const std::int32_t result = init_factory_aux();
-    std::printf("=========init_factory_aux ret:%d=========\n", result);
-}
 
 void StartAmClient() {
     g_am_client.resume = onResume_zel;
@@ -58,23 +28,15 @@ void StartAmClient() {
     AmClientInit(&g_am_client);
 }
 
-void RunTestHook() {
-    if (std::strncmp(g_am_client.name, "hello1", 6) == 0) {
-        AmClientTestHook1();
-    } else if (std::strncmp(g_am_client.name, "hello2", 6) == 0) {
-        AmClientTestHook2();
-    }
+bool ClientIsNamed(const char* beginning) {
+    return std::strncmp(g_am_client.name, beginning, std::strlen(beginning)) == 0;
 }
 
-void StartWork(UartManager& manager) {
-    if (manager.IsAgingMode()) {
-        manager.ZelBurnModeBeforSetDefaultSetting();
-    } else if (manager.IsFactoryMode()) {
-        manager.ZelFacAutoTestBeforSetDefaultSetting();
-        manager.Start();
-        manager.ZelFacAutoTestAfterSetDefaultSetting();
-    } else if (manager.IsUsbUpdateMode()) {
-        manager.ZelSecondUpdate();
+void RunTestHook() {
+    if (ClientIsNamed("hello1")) {
+        AmClientTestHook1();
+    } else if (ClientIsNamed("hello2")) {
+        AmClientTestHook2();
     }
 }
 
@@ -83,24 +45,16 @@ void StartWork(UartManager& manager) {
 int main(int argc, char* argv[]) {
     // Whoever reads the output through a pipe gets each line when it is printed.
     std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
-    UartManager* manager = UartManager::GetInstance();
+    // Made before anybody can press a key: the other threads find it by itself.
+    UartManager* const manager = UartManager::GetInstance();
     if (manager == nullptr) {
         return EXIT_FAILURE;
     }
 
-    std::puts("=========setRpcEnv=========");
-    if (qx::apmclient::AppManagerClientAdapter::setRpcEnv() != 0) {
-        zel::PrintFail("main", 455);
-    }
-    boost::shared_ptr<ApplicationTest> application(new ApplicationTest);
-    if (!RegisterApplication(application)) {
+    boost::shared_ptr<ApplicationTest> application;
+    if (!zel::Register(*manager, application)) {
         return -1;
     }
-    cspDebugInit();
-    setenv("LMQR2_UDPHOST", "127.0.0.1:12321", 1);
-    InitFactoryAux();
-    SelectRunMode(*manager);
-    std::printf("[**APP-DEMO][%d][Starting]\r\n", getpid());
     StartAmClient();
     std::fflush(stdout);
 
@@ -110,11 +64,7 @@ int main(int argc, char* argv[]) {
         loop.ShowFirst();
         zel::SetCallbackCanvas(&screen);
         RunTestHook();
-        if (FlashEnv::instance().setEnv("UARTOnOff", "on") != 0) {
-            zel::PrintFail("main", 618);
-        }
-        zel::SyncStorage();
-        StartWork(*manager);
+        zel::BeginWork(*manager);
         loop.Run();
 
         zel::DelaySeconds(kEndPauseSeconds);
