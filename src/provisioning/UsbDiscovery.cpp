@@ -47,14 +47,10 @@ const char* FindEntry(DIR* folder, const std::string& needle) {
     return nullptr;
 }
 
+// At most 127 characters: what lies deeper is not looked for.
 std::string StickFolder(const char* mountPoint, const std::string& subfolder) {
-    std::array<char, kFolderSize> path{};
-    if (subfolder.empty()) {
-        std::snprintf(path.data(), path.size(), "%s", mountPoint);
-    } else {
-        std::snprintf(path.data(), path.size(), "%s/%s", mountPoint, subfolder.c_str());
-    }
-    return path.data();
+    const std::string path = subfolder.empty() ? mountPoint : std::string(mountPoint) + "/" + subfolder;
+    return path.substr(0, kFolderSize - 1);
 }
 
 std::uint32_t CrcOrZero(const std::string& path, int line) {
