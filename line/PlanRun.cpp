@@ -14,7 +14,8 @@ namespace zelline {
 namespace {
 
 constexpr std::size_t kNameWidth = 30;
-constexpr std::size_t kWhatWidth = 45;  // with the other columns 100 at most
+constexpr std::size_t kWhatAt = kNameWidth + 26;
+constexpr std::size_t kWhatWidth = 100 - kWhatAt;
 
 // Why the outcome is not what the step expects; empty when it is.
 std::string Mismatch(const Step& step, const Outcome& outcome, const Variables& variables) {
@@ -131,7 +132,7 @@ std::string TableRow(std::size_t number, const StepResult& step) {
                                   Clip(Printable(step.name), kNameWidth), kNameWidth, StateWord(step.state),
                                   static_cast<double>(step.elapsed.count()) / 1000.0, what.front());
     for (std::size_t i = 1; i < what.size(); ++i) {
-        row += fmt::format("\n{:{}}{}", "", kNameWidth + 25, what[i]);
+        row += fmt::format("\n{:{}}{}", "", kWhatAt, what[i]);
     }
     return row;
 }

@@ -11,8 +11,10 @@
 #include <cctype>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <memory>
 #include <set>
+#include <sstream>
 
 #include "Hex.h"
 
@@ -84,20 +86,55 @@ int ParentOf(const fs::path& process) {
     return 0;
 }
 
-bool HasOpen(const fs::path& process, const struct stat& device) {
+// The numbers under which the process has the device open.
+std::set<std::string> DescriptorsOf(const fs::path& process, const struct stat& device) {
+    std::set<std::string> numbers;
     std::error_code ignored;
     for (const auto& entry : fs::directory_iterator(process / "fd", ignored)) {
         struct stat info {};
         if (::stat(entry.path().c_str(), &info) == 0 && SameDevice(device, info)) {
+            numbers.insert(entry.path().filename().string());
+        }
+    }
+    return numbers;
+}
+
+// Processes that have locked the device, by the kernel's list of locks.
+std::set<std::string> LockOwners(const struct stat& device) {
+    std::set<std::string> owners;
+    std::ifstream locks("/proc/locks");
+    const std::string inode = fmt::format(":{}", device.st_ino);
+    std::string line;
+    while (std::getline(locks, line)) {
+        std::istringstream words(line);
+        std::string number, kind, mode, access, pid, place;
+        words >> number >> kind >> mode >> access >> pid >> place;
+        if (kind == "FLOCK" && place.size() > inode.size() &&
+            place.compare(place.size() - inode.size(), inode.size(), inode) == 0) {
+            owners.insert(pid);
+        }
+    }
+    return owners;
+}
+
+// Whether all that the process has of the device came to it from a program at the far end that started it.
+bool IsInherited(const fs::path& process, const std::map<std::string, std::set<std::string>>& open,
+                 const std::set<std::string>& farEnd) {
+    const std::set<std::string>& own = open.at(process.filename().string());
+    for (int parent = ParentOf(process), depth = 0; parent > 1 && depth < 64; ++depth) {
+        const auto above = open.find(std::to_string(parent));
+        if (farEnd.count(std::to_string(parent)) != 0 && above != open.end() &&
+            std::includes(above->second.begin(), above->second.end(), own.begin(), own.end())) {
             return true;
         }
+        parent = ParentOf(fs::path("/proc") / std::to_string(parent));
     }
     return false;
 }
 
 std::string Holder(const struct stat& device) {
     const bool pty = IsPty(device);
-    std::vector<fs::path> holders;
+    std::map<std::string, std::set<std::string>> open;
     std::set<std::string> farEnd;
     std::error_code ignored;
     for (const auto& entry : fs::directory_iterator("/proc", ignored)) {
@@ -109,27 +146,22 @@ std::string Holder(const struct stat& device) {
         if (pty && HoldsMaster(entry.path(), minor(device.st_rdev))) {
             farEnd.insert(name);
         }
-        if (HasOpen(entry.path(), device)) {
-            holders.push_back(entry.path());
+        if (auto numbers = DescriptorsOf(entry.path(), device); !numbers.empty()) {
+            open[name] = std::move(numbers);
         }
     }
-    for (const fs::path& holder : holders) {
-        bool isFarEnd = false;
-        fs::path process = holder;
-        for (int depth = 0; depth < 64 && !isFarEnd; ++depth) {
-            isFarEnd = farEnd.count(process.filename().string()) != 0;
-            const int parent = ParentOf(process);
-            if (parent <= 1) {
-                break;
-            }
-            process = fs::path("/proc") / std::to_string(parent);
+    const std::set<std::string> owners = LockOwners(device);
+    std::string holder;
+    for (const auto& [name, numbers] : open) {
+        const fs::path process = fs::path("/proc") / name;
+        if (farEnd.count(name) != 0 || IsInherited(process, open, farEnd)) {
+            continue;
         }
-        if (!isFarEnd) {
-            return fmt::format("{} (process {})", Printable(FirstLine(holder / "comm")),
-                               holder.filename().string());
+        if (holder.empty() || owners.count(name) != 0) {
+            holder = fmt::format("{} (process {})", Printable(FirstLine(process / "comm")), name);
         }
     }
-    return {};
+    return holder;
 }
 
 std::string Text(const char* text) {

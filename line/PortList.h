@@ -17,8 +17,8 @@ struct ListedPort {
 std::vector<ListedPort> ListPorts();
 
 // Another process that has the terminal device behind the open `descriptor` open, as "picocom (process 4711)";
-// empty when there is none or it cannot be seen. For a pseudo terminal the program at its master end, and what
-// that program started, is the far end of the line and no holder.
+// empty when there is none or it cannot be seen. The program at the master end of a pseudo terminal
+// is the far end of the line and no holder, nor is what it has handed on to programs that it started.
 std::string PortHolder(int descriptor);
 std::string PortHolder(const std::string& path);
 

@@ -96,11 +96,14 @@ std::size_t Uploader::SendChunks() {
         return size;
     }
     std::size_t done = 0;
-    for (const UartFrame& frame : frames) {
-        m_link.Send({frame});
-        done += frame.length + zel::kFrameOverhead;
+    for (std::size_t i = 0; i < frames.size(); ++i) {
+        m_link.Send({frames[i]});
+        done += frames[i].length + zel::kFrameOverhead;
         report(done);
-        m_link.Line().Sleep(m_options.pace);
+        const Millis next = m_link.Line().Now() + m_options.pace;
+        while (i + 2 < frames.size() &&
+               m_link.Receive(next)) {  // before the last chunk nothing can answer this file
+        }
     }
     return size;
 }
