@@ -83,6 +83,16 @@ std::int32_t ReadTable(const TableRead& read, Iterating&& iterating, Counted&& c
     return 0;
 }
 
+// Six columns of the service list, and the tuner to which the rows are to belong (operation 1 on column 6).
+vumodelapi::TableSelectionList ChannelSelection(const std::string& tunerUuid) {
+    vumodelapi::TableSelectionList selection;
+    for (const std::int32_t code : {6, 0, 7, 2, 35, 1}) {
+        selection.push_back({code, 0, ""});
+    }
+    selection.push_back(vumodelapi::TableSelection{6, 1, tunerUuid});
+    return selection;
+}
+
 // Whether the reference channel of the tuner `tunerUuid` is known.
 bool ReferenceChannelFound(const std::string& tunerUuid) {
     return (tunerUuid == dst_ATV_tuner_uuid.Get() && !m_strAtvUuid.Empty()) ||
@@ -167,12 +177,7 @@ std::int32_t ModelClient::ZelGetDvbUuid() {
 }
 
 std::int32_t ModelClient::ZelGetDvbChannelList(const std::string& tunerUuid) {
-    // Six columns, and the tuner to which the rows are to belong (operation 1 of filter 6).
-    const TableRead read = {
-        "ZelGetDvbChannelList",
-        __LINE__,
-        zel::key::kServiceList,
-        {{6, 0, ""}, {0, 0, ""}, {7, 0, ""}, {2, 0, ""}, {35, 0, ""}, {1, 0, ""}, {6, 1, tunerUuid}}};
+    const TableRead read = {"ZelGetDvbChannelList", __LINE__, zel::key::kServiceList, ChannelSelection(tunerUuid)};
     return ReadTable(
         read, [](const boost::shared_ptr<vumodelapi::TableIterator>&) {},
         [](int milliseconds) {

@@ -41,7 +41,7 @@ struct CycleTexts {
     const char* operateFailed;  // likewise
 };
 
-// Lines of the calls that those null texts name.
+// Source lines of the three calls. The last two are read only where their text is null.
 struct CycleLines {
     int interface;
     int connect;
