@@ -1,4 +1,5 @@
 #include <fmt/format.h>
+#include <zlib.h>
 
 #include "Answer.h"
 #include "Explain.h"
@@ -11,6 +12,8 @@ namespace zelline {
 namespace {
 
 namespace id = zel::command;
+
+constexpr std::string_view kExampleFile = "key";
 
 std::string Wire(const UartFrame& frame) {
     const zel::WireFrame wire = zel::EncodeFrame(frame);
@@ -88,7 +91,7 @@ Request ExampleRequest(const zel::CommandInfo& row) {
             break;
     }
     if (row.payload == zel::PayloadRule::KeyChunk) {
-        return {row.id, "key", 0, 1};
+        return {row.id, std::string(kExampleFile), 0, 1};
     }
     return {row.id, "", 0, 0};
 }
@@ -102,7 +105,11 @@ UartFrame Reply(std::uint16_t command, zel::FrameKind kind, std::string_view pay
 
 UartFrame ExampleReply(const zel::CommandInfo& row) {
     using zel::FrameKind;
-    constexpr std::string_view kChecksum("\x89\x0A\x1C\x2F", 4);
+    const auto crc =
+        crc32(0, reinterpret_cast<const Bytef*>(kExampleFile.data()), static_cast<uInt>(kExampleFile.size()));
+    const char checksum[] = {static_cast<char>(crc >> 24), static_cast<char>(crc >> 16),
+                             static_cast<char>(crc >> 8), static_cast<char>(crc)};
+    const std::string_view answeredChecksum(checksum, sizeof checksum);
     switch (row.id) {
         case id::kReadPcbSn:
             return Reply(row.id, FrameKind::Result, "AB12", 1);
@@ -120,13 +127,13 @@ UartFrame ExampleReply(const zel::CommandInfo& row) {
         case id::kReadRunningTimeAlso:
             return Reply(row.id, FrameKind::Result, std::string_view("\x2C\x01\x00\x00", 4), 1);
         case id::kConfigFile:
-            return Reply(row.id, FrameKind::Result, kChecksum, 1);
+            return Reply(row.id, FrameKind::Result, answeredChecksum, 1);
         default:
             break;
     }
     switch (row.reply) {
         case zel::ReplyRule::KeyData:
-            return Reply(row.id, FrameKind::Result, kChecksum, 1);
+            return Reply(row.id, FrameKind::Result, answeredChecksum, 1);
         case zel::ReplyRule::Data:
             return Reply(row.id, FrameKind::Plain, "", 0);
         case zel::ReplyRule::Failure:

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <random>
+#include <sstream>
 
 #include "Error.h"
 #include "Explain.h"
@@ -111,6 +113,13 @@ TEST(Reference, ExamplesAreIntactFrames) {
     EXPECT_EQ(requests, named);
     EXPECT_EQ(replies, answered);
     EXPECT_NE(page.find("add up to 88; 100 - 88 = 78"), std::string::npos);
+}
+
+// The reference in the repository is this one; otherwise make it anew with "zelline commands --markdown".
+TEST(Reference, IsTheOneInTheRepository) {
+    std::ostringstream text;
+    text << std::ifstream(ZELLINE_REFERENCE).rdbuf();
+    EXPECT_TRUE(text.str() == ProtocolReference()) << ZELLINE_REFERENCE << " is out of date";
 }
 
 }  // namespace
