@@ -156,8 +156,10 @@ class Commands(unittest.TestCase):
     def test_3_failing_model_calls(self):
         led = "tovix.sl2.system.ctrl.led.gpio"
         for step in ("proxy", "interface", "root", "connect", "operate"):
-            self.tv.ctl("model", "fail", led if step in ("connect", "operate") else "*", step, 7, "--times", 1)
+            key = led if step in ("connect", "operate") else "*"
+            self.tv.ctl("model", "fail", key, step, 7)
             self.assertEqual(self.ask(0x12A0, b"RED_ON"), status(0x12A0, 1), step)
+            self.tv.ctl("model", "fail", key, step, 0)
             self.assertEqual(self.ask(0x12A0, b"RED_ON"), status(0x12A0, 0), step)
 
     def test_4_damage_on_the_line(self):
@@ -185,10 +187,13 @@ class Leaving(unittest.TestCase):
             tv.await_started()
             self.assertEqual(tv.line.ask(0x1299, seconds=2), b"")
             self.assertEqual(tv.line.ask(0x1273, seconds=2), b"")
+            # The screen's loop looks at the run mode after its pause of 10 s (40 s after a redraw).
+            self.assertEqual(tv.process.wait(60), 0)
             output = tv.output()
             self.assertIn("Cus Uart1 Debug Exit!", output)
             self.assertIn("pthread_join(m_ZelUartCommandThreadId, &thread_result): Resource deadlock avoided", output)
             self.assertIn("m_ZelUartCommandThreadId join failed", output)
+            self.assertTrue(output.rstrip().endswith("==========zel test end=========="), output[-200:])
 
 
 if __name__ == "__main__":
