@@ -69,6 +69,8 @@ class SimulatedAdapter final : public AppManagerClientAdapter {
             key.keyCode = event.at("code").get<std::int32_t>();
             key.keyType = event.at("type").get<std::int32_t>();
             result = application->onKeyEvent(key);
+            // Let go before anybody learns that the event has been taken.
+            application.reset();
         }
         simset::Ask({{"op", "apm-delivered"}, {"delivery", event.at("delivery")}, {"result", result}});
     }

@@ -268,6 +268,7 @@ TEST_F(ClientLibraries, ServeManyThreadsAtOnce) {
     std::thread noise([&] {
         for (int i = 0; !stop; ++i) {
             Ctl({"model", "set", kVolume, std::to_string(i % 100)});
+            std::this_thread::yield();
         }
     });
     std::vector<std::thread> threads;

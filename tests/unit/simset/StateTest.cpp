@@ -124,10 +124,10 @@ TEST_F(StoredSet, AFullDiskFailsTheCallAndLosesNothing) {
     m_hooks.onProblem = [&](const std::string& message) { problems.Put(message); };
     ASSERT_EQ(FlashEnv::instance().setEnv("brand", "ACME"), 0);
     ASSERT_EQ(writeKeys({m_dir.File("key.bin", "123456789")}, KEY_HDCP1), 0);
-    const std::string large(4U << 20U, 'x');
+    const std::string large(1U << 20U, 'x');
     const std::string largeKey = m_dir.File("large.bin", large);
     {
-        const DiskFull full(1U << 20U);
+        const DiskFull full(512U << 10U);
         EXPECT_EQ(FlashEnv::instance().setEnv("brand", large), kNotKept);
         const std::string problem = problems.Take();
         EXPECT_NE(problem.find("free some space"), std::string::npos) << problem;
