@@ -309,13 +309,15 @@ TEST(AmClientStreams, WhatCannotBeParsedIsReported) {
 }
 
 TEST(AmClientStreams, ALineInTwoWritesIsParsedOnce) {
+    ClientProcess client(RunApplication);
     const std::string line = ":am,app,7:pause=now\n";
+    std::string expected = "am client thread start \n";
     for (std::size_t split = 1; split < line.size(); ++split) {
-        ClientProcess client(RunApplication);
         client.Write(line.substr(0, split));
-        client.Write(line.substr(split) + ":cli:exit 0\n");
-        EXPECT_EQ(client.Wait(), 0);
-        EXPECT_EQ(client.Output(), "am client thread start \npause 7 now NULL\n") << split;
+        client.Write(line.substr(split) + ":am:go=" + std::to_string(split) + "\n");
+        expected += "pause 7 now NULL\ncommand NULL " + std::to_string(split) + " go\n";
+        ASSERT_TRUE(client.SeesOutput("command NULL " + std::to_string(split) + " go\n"));
+        EXPECT_EQ(client.Output(), expected) << split;
     }
 }
 
@@ -330,27 +332,34 @@ TEST(AmClientStreams, ALineInAHundredWritesIsParsedOnce) {
 }
 
 TEST(AmClientStreams, LinesUpToTheBufferAreTakenWhole) {
+    ClientProcess client(RunApplication);
     const std::string head = ":am:pause=";
+    std::string expected = "am client thread start \n";
     for (const std::size_t length : {126U, 127U, 128U, 254U, 2046U, 2047U}) {
-        ClientProcess client(RunApplication);
         const std::string value(length - head.size(), 'v');
-        client.Write(head + value + "\n:cli:exit 0\n");
-        EXPECT_EQ(client.Wait(), 0);
-        EXPECT_EQ(client.Output(), "am client thread start \npause NULL " + value + " NULL\n") << length;
+        client.Write(head + value + "\n");
+        expected += "pause NULL " + value + " NULL\n";
     }
+    client.Write(":cli:exit 0\n");
+    EXPECT_EQ(client.Wait(), 0);
+    EXPECT_EQ(client.Output(), expected);
 }
 
 TEST(AmClientStreams, LongerLinesFailWholeAndTheNextOneIsHeard) {
+    ClientProcess client(RunApplication);
+    std::string expected = "am client thread start \n";
+    std::string errors = "am client init [hello]\n";
     for (const std::size_t length : {2048U, 2049U, 100000U}) {
         for (const std::string head : {":am:pause=", ":cli:say "}) {
-            ClientProcess client(RunApplication);
-            client.Write(head + std::string(length - head.size(), 'v') + "\n:am:pause=next\n:cli:exit 0\n");
-            EXPECT_EQ(client.Wait(), 0);
-            EXPECT_EQ(client.Output(), "am client thread start \npause NULL next NULL\n") << length;
-            EXPECT_EQ(client.Error(),
-                      "am client init [hello]\n[_cmd_convert_parse] parse failed\n[AM_CLIENT]parse cmd pause \n");
+            client.Write(head + std::string(length - head.size(), 'v') + "\n:am:pause=next\n");
+            expected += "pause NULL next NULL\n";
+            errors += "[_cmd_convert_parse] parse failed\n[AM_CLIENT]parse cmd pause \n";
         }
     }
+    client.Write(":cli:exit 0\n");
+    EXPECT_EQ(client.Wait(), 0);
+    EXPECT_EQ(client.Output(), expected);
+    EXPECT_EQ(client.Error(), errors);
 }
 
 TEST(AmClientStreams, NoiseLosesNoGoodLine) {
