@@ -107,7 +107,7 @@ ControlReply CallControl(const std::string& path, const std::string& folder,
     const Fd socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     const sockaddr_un address = AddressOf(path);
     if (!socket || ::connect(socket.Get(), Generic(address), sizeof address) != 0) {
-        throw std::runtime_error("no simset runs on this state folder");
+        throw NoSetError("no set answers");
     }
     std::vector<std::string> parts{folder};
     parts.insert(parts.end(), verb.begin(), verb.end());

@@ -4,6 +4,7 @@
 #include <functional>
 #include <list>
 #include <mutex>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -52,8 +53,14 @@ class ControlServer {
     std::thread m_acceptor;
 };
 
-/// The other end: sends one verb to the simset whose socket is at `path`. Throws std::runtime_error when nobody
-/// listens there or the answer does not come.
+/// Nobody listens at a control socket: no simset runs on its state folder.
+class NoSetError : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+/// The other end: sends one verb to the simset whose socket is at `path`. Throws NoSetError when nobody listens
+/// there, std::runtime_error when the answer does not come.
 ControlReply CallControl(const std::string& path, const std::string& folder, const std::vector<std::string>& verb);
 
 }  // namespace simset

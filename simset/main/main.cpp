@@ -93,6 +93,9 @@ int RunControl(const std::string& state, const std::vector<std::string>& verb) {
             return 0;
         }
         std::fprintf(stderr, "simset: %s\n", reply.error.c_str());
+    } catch (const simset::NoSetError&) {
+        std::fprintf(stderr, "simset: no set runs on %s; start one with: simset run --state %s\n", state.c_str(),
+                     state.c_str());
     } catch (const std::exception& error) {
         std::fprintf(stderr, "simset: %s\n", error.what());
     }

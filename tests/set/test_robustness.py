@@ -1,0 +1,228 @@
+"""What is left behind when something ends the hard way, and what is said about it."""
+
+import os
+import pathlib
+import signal
+import subprocess
+import tempfile
+import unittest
+
+import setlib
+from setlib import SIMSET, ZELLINE, Set, result, status
+
+
+def processes_of(state):
+    """Processes whose command line or environment names the state folder."""
+    found = []
+    for process in pathlib.Path("/proc").iterdir():
+        if process.name.isdigit() and int(process.name) != os.getpid():
+            for part in ("cmdline", "environ"):
+                try:
+                    if str(state).encode() in (process / part).read_bytes():
+                        found.append(int(process.name))
+                        break
+                except OSError:
+                    continue
+    return found
+
+
+def mounts():
+    return sorted(pathlib.Path("/proc/self/mounts").read_text().splitlines())
+
+
+def children(pid):
+    try:
+        return [int(child) for child in pathlib.Path(f"/proc/{pid}/task/{pid}/children").read_text().split()]
+    except OSError:
+        return []
+
+
+def descendants(pid):
+    every = []
+    for child in children(pid):
+        every += [child, *descendants(child)]
+    return every
+
+
+class Ends(unittest.TestCase):
+    def assert_nothing_left(self, tv, others, before):
+        Set.await_true(lambda: not any(pathlib.Path(f"/proc/{pid}").exists() for pid in others), "all processes to end", 5)
+        self.assertEqual(processes_of(tv.state), [])
+        self.assertEqual(mounts(), before)
+
+    def end(self, act, expected):
+        before = mounts()
+        with Set() as tv:
+            tv.line.connect()
+            others = descendants(tv.process.pid)
+            self.assertIn(tv.ready["pid"], others)
+            act(tv)
+            self.assertEqual(tv.process.wait(20), expected)
+            self.assert_nothing_left(tv, others, before)
+            # The state is usable at once.
+            tv.stop()
+            again = Set(state=tv.state)
+            with again:
+                again.line.connect()
+
+    def test_interrupt(self):
+        self.end(lambda tv: tv.process.send_signal(signal.SIGINT), 0)
+
+    def test_terminate(self):
+        self.end(lambda tv: tv.process.send_signal(signal.SIGTERM), 0)
+
+    def test_kill_the_application(self):
+        self.end(lambda tv: os.kill(tv.ready["pid"], signal.SIGKILL), 128 + signal.SIGKILL)
+
+    def test_kill_simset(self):
+        self.end(lambda tv: tv.process.kill(), -signal.SIGKILL)
+
+    def test_power_cut(self):
+        self.end(lambda tv: tv.ctl("power-cut"), 128 + signal.SIGKILL)
+
+
+class State(unittest.TestCase):
+    def test_what_was_synced_survives_a_power_cut(self):
+        with Set() as tv:
+            tv.line.connect()
+            self.assertEqual(tv.line.ask(0x1274, b"KEPT"), status(0x1274, 0))
+            unsynced = tv.folder / "lost"
+            unsynced.write_bytes(b"x")
+            tv.await_started()
+            tv.ctl("put", unsynced, "/var/local/lost")
+            tv.ctl("power-cut")
+            tv.process.wait(20)
+            tv.stop()
+            with Set(state=tv.state) as again:
+                again.line.connect()
+                self.assertEqual(again.line.ask(0x1275), result(0x1275, b"KEPT"))
+                self.assertNotIn("lost", again.text("ls", "/var/local"))
+
+    def test_a_second_simset_on_the_same_state_is_refused(self):
+        with Set() as tv:
+            done = subprocess.run(
+                [SIMSET, "run", "--state", tv.state, "--panel", "none"], capture_output=True, text=True, timeout=20
+            )
+            self.assertEqual(done.returncode, 2)
+            self.assertIn(str(tv.process.pid), done.stderr)
+            tv.line.connect()
+
+    def test_ctl_without_a_running_set(self):
+        with tempfile.TemporaryDirectory() as folder:
+            done = subprocess.run(
+                [SIMSET, "ctl", "--state", folder, "trace"], capture_output=True, text=True, timeout=20
+            )
+            self.assertEqual(done.returncode, 1)
+            self.assertIn(f"no set runs on {folder}", done.stderr)
+
+    def test_a_full_disk_is_named(self):
+        """The state folder on a file system of 64 KiB, in a namespace of its own."""
+        with tempfile.TemporaryDirectory() as folder:
+            script = (
+                f"mount -t tmpfs -o size=64k full {folder} && "
+                f"exec {SIMSET} run --state {folder}/state --panel none"
+            )
+            done = subprocess.run(
+                ["unshare", "--map-root-user", "--mount", "sh", "-c", script],
+                capture_output=True,
+                text=True,
+                timeout=60,
+                stdin=subprocess.DEVNULL,
+            )
+            self.assertNotIn(done.returncode, (0, 3), done.stderr)
+            self.assertRegex(done.stderr.lower(), "full|no space")
+            self.assertEqual(done.stdout, "")
+
+    def test_unusable_arguments(self):
+        for arguments in (["run"], ["run", "--state", "/proc/no/such"], ["run", "--state", "/tmp/x", "--mode", "9"], ["fly"]):
+            done = subprocess.run([SIMSET, *arguments], capture_output=True, text=True, timeout=20)
+            self.assertEqual(done.returncode, 2, arguments)
+            self.assertNotEqual(done.stderr, "")
+
+
+class Ports(unittest.TestCase):
+    def test_a_taken_port_names_its_holder(self):
+        with Set() as tv:
+            tv.line.close()
+            listener = subprocess.Popen(
+                [ZELLINE, "--port", tv.ready["line"], "listen"], stdout=subprocess.PIPE, stderr=subprocess.PIPE
+            )
+            try:
+                listener.stdout.read(1)  # a ready frame: the port is open
+                done = tv.zelline("connect")
+                self.assertEqual(done.returncode, 4)
+                self.assertIn(str(listener.pid).encode(), done.stderr)
+                self.assertIn(b"zelline", done.stderr)
+            finally:
+                listener.send_signal(signal.SIGINT)
+                listener.communicate(timeout=10)
+            self.assertEqual(tv.zelline("connect").returncode, 0)
+
+    def test_a_missing_port(self):
+        done = subprocess.run([ZELLINE, "--port", "/dev/no-such-port", "connect"], capture_output=True, timeout=20)
+        self.assertEqual(done.returncode, 4)
+        self.assertIn(b"/dev/no-such-port", done.stderr)
+
+    def test_a_port_that_is_lost(self):
+        with Set() as tv:
+            tv.line.close()
+            waiting = subprocess.Popen(
+                [ZELLINE, "--port", tv.ready["line"], "--timeout", "20000", "listen"],
+                stdout=subprocess.PIPE,
+                stderr=subprocess.PIPE,
+            )
+            waiting.stdout.read(1)
+            tv.process.kill()
+            tv.process.wait()
+            _, errors = waiting.communicate(timeout=20)
+            self.assertEqual(waiting.returncode, 4, errors)
+
+
+class Locked(unittest.TestCase):
+    def test_where_namespaces_are_not_allowed_the_setting_is_named(self):
+        """A user namespace in which no further one may be made."""
+        script = (
+            "echo 0 > /proc/sys/user/max_user_namespaces; echo 0 > /proc/sys/user/max_mnt_namespaces; "
+            'exec setpriv --bounding-set=-all --inh-caps=-all --ambient-caps=-all "$0" "$@"'
+        )
+        with tempfile.TemporaryDirectory() as folder:
+            done = subprocess.run(
+                ["unshare", "--map-root-user", "sh", "-c", script, SIMSET, "run", "--state", folder + "/s", "--panel", "none"],
+                capture_output=True,
+                text=True,
+                timeout=20,
+            )
+            self.assertEqual(done.returncode, 3, done.stderr)
+            self.assertRegex(done.stderr, "max_user_namespaces|unprivileged_userns_clone|seccomp|SYS_ADMIN")
+
+
+class OrdinaryUser(unittest.TestCase):
+    @unittest.skipUnless(os.getuid() == 0, "only root can become somebody else")
+    def test_a_session(self):
+        """The same set, run by a user without any privilege."""
+        folder = tempfile.mkdtemp(prefix="zelfac-user.")
+        os.chown(folder, 65534, 65534)
+        try:
+            process = subprocess.Popen(
+                ["setpriv", "--reuid=65534", "--regid=65534", "--clear-groups", SIMSET, "run", "--state", folder + "/state",
+                 "--panel", "none"],
+                stdout=subprocess.PIPE,
+                cwd="/",
+                env={"PATH": os.environ["PATH"], "HOME": folder},
+            )
+            line = process.stdout.readline()
+            self.assertTrue(line)
+            end = setlib.Line(folder + "/state/line")
+            end.connect()
+            self.assertEqual(end.ask(0x1274, b"USER"), status(0x1274, 0))
+            self.assertEqual(end.ask(0x1275), result(0x1275, b"USER"))
+            end.close()
+            process.terminate()
+            self.assertEqual(process.wait(20), 0)
+            process.stdout.close()
+        finally:
+            subprocess.run(["rm", "-rf", folder], check=False)
+
+
+if __name__ == "__main__":
+    setlib.main()
