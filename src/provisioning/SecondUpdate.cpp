@@ -25,9 +25,13 @@ constexpr std::size_t kAnswerSize = 256;
 constexpr const char* kMountPoints[] = {"/zodata/critical", "/zodata/factory", "/zodata/model",
                                         "/var/local",       "/var/run",        "/vendor/tvconfig/config",
                                         "/config",          "/serialdata",     "/certificate"};
-constexpr const char* kShellMountPoints[] = {"/zodata/critical", "/zodata/factory", "/zodata/model",
-                                             "/serialdata",      "/config",         "/vendor/tvconfig/config",
-                                             "/var/local",       "/var/run",        "/certificate"};
+constexpr const char* kMountCommands[] = {
+    "mount -o remount,rw /zodata/critical", "mount -o remount,rw /zodata/factory",
+    "mount -o remount,rw /zodata/model",    "mount -o remount,rw /serialdata",
+    "mount -o remount,rw /config",          "mount -o remount,rw /vendor/tvconfig/config",
+    "mount -o remount,rw /var/local",       "mount -o remount,rw /var/run",
+    "mount -o remount,rw /certificate",
+};
 
 void PrintedIfFailed(std::int32_t result, int line) {
     if (result != 0) {
@@ -42,8 +46,8 @@ void MakeWritable() {
             std::printf(" %s %d mount fail, mount_res:%d\n", "ZelSecondUpdate", __LINE__, result);
         }
     }
-    for (const char* const path : kShellMountPoints) {
-        if (zel::ExitedWithSuccess(zel::RunSystem(std::string("mount -o remount,rw ") + path))) {
+    for (const char* const command : kMountCommands) {
+        if (zel::ExitedWithSuccess(zel::RunSystem(command))) {
             zel::SyncStorage();
         } else {
             zel::PrintFail("ZelSecondUpdate", __LINE__);
@@ -51,10 +55,10 @@ void MakeWritable() {
     }
 }
 
-void ReadAnswer(const zel::SupervisorRequest& request, const std::string& marker, zel::Outcome& outcome) {
-    const zel::File file = zel::OpenFile(marker, "r");
+void ReadAnswer(const zel::SupervisorRequest& request, zel::Outcome& outcome) {
+    const zel::File file = zel::OpenFile(request.marker, "r");
     if (file == nullptr) {
-        zel::LogPrint(" %s %d fopen %s fail\n", request.operation, __LINE__, marker.c_str());
+        zel::LogPrint(request.noAnswer, request.operation, __LINE__);
         m_strSecondUpdateMessage.Append(request.noAnswerWord);
         outcome.bits = zel::Outcome::kSucceeded | zel::Outcome::kFailed;
         return;
@@ -66,8 +70,7 @@ void ReadAnswer(const zel::SupervisorRequest& request, const std::string& marker
         m_strSecondUpdateMessage.Append(request.badAnswerWord);
         return;
     }
-    std::printf(" %s %d superwatch%s ssssssssssssssssssssssssssssss\n", request.operation, __LINE__,
-                request.number);
+    std::printf(request.goodAnswer, request.operation, __LINE__);
 }
 
 }  // namespace
@@ -75,33 +78,30 @@ void ReadAnswer(const zel::SupervisorRequest& request, const std::string& marker
 namespace zel {
 
 void AskSupervisor(const SupervisorRequest& request, Outcome& outcome) {
-    const std::string markerName = std::string(".superwatch") + request.number;
-    const std::string marker = "/var/run/" + markerName;
-    if (ExitedWithSuccess(RunSystem("touch " + marker))) {
+    if (ExitedWithSuccess(RunSystem(request.touch))) {
         DelayMilliseconds(kMarkerMilliseconds);
         SyncStorage();
     } else {
-        LogPrint(" %s %d touch %s fail\n", request.operation, __LINE__, markerName.c_str());
+        LogPrint(request.touchFailed, request.operation, __LINE__);
         m_strSecondUpdateMessage.Append(request.touchWord);
         outcome.bits |= Outcome::kFailed;
     }
 
-    const std::string send = std::string("echo ") + request.number + " > /var/run/superwatch";
-    if (ExitedWithSuccess(RunSystem(send))) {
+    if (ExitedWithSuccess(RunSystem(request.send))) {
         DelaySeconds(kSupervisorSeconds);
         SyncStorage();
         outcome.bits |= Outcome::kSucceeded;
-        ReadAnswer(request, marker, outcome);
+        ReadAnswer(request, outcome);
     } else {
-        LogPrint(" %s %d %s fail\n", request.operation, __LINE__, send.c_str());
+        LogPrint(request.sendFailed, request.operation, __LINE__);
         m_strSecondUpdateMessage.Append(request.sendWord);
         outcome.bits |= Outcome::kFailed;
     }
 
-    if (ExitedWithSuccess(RunSystem("rm -rf " + marker))) {
+    if (ExitedWithSuccess(RunSystem(request.removal))) {
         SyncStorage();
     } else {
-        LogPrint(" %s %d %s fail\n", request.operation, __LINE__, request.removal);
+        LogPrint(request.removalFailed, request.operation, __LINE__);
     }
 }
 

@@ -27,15 +27,23 @@ struct Outcome {
     std::uint32_t bits = 0;
 };
 
-// A request to the set's supervisor, which answers in a marker file: its texts and the words for what can fail.
+// A request to the set's supervisor, which answers in a marker file: the commands and texts of its steps, and the
+// words for what can fail. Log lines take the operation's name and the source line.
 struct SupervisorRequest {
-    const char* operation;      // who asks, for the log
-    const char* number;         // the request
-    const char* removal;        // the marker's removal as its log line has it
-    const char* touchWord;      // marker not made
-    const char* sendWord;       // request not sent
-    const char* noAnswerWord;   // marker gone after the wait
-    const char* badAnswerWord;  // no success in the marker
+    const char* operation;  // who asks, for the log
+    const char* marker;     // path of the marker file
+    const char* touch;      // command: make the marker
+    const char* touchFailed;
+    const char* touchWord;
+    const char* send;  // command: send the request
+    const char* sendFailed;
+    const char* sendWord;
+    const char* noAnswer;  // the marker is gone after the wait
+    const char* noAnswerWord;
+    const char* badAnswerWord;  // the marker does not tell success
+    const char* goodAnswer;
+    const char* removal;  // command: remove the marker
+    const char* removalFailed;
 };
 
 // Makes the marker, sends the request, waits 6 s, reads the answer and removes the marker. Words go to the update

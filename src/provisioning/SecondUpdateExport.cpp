@@ -21,8 +21,22 @@ constexpr char kExportFolder[] = "CopyRW9602CustomerFile";
 constexpr char kExportConfigFolder[] = "CopyRW9602CustomerFile/CONFIG";
 constexpr std::size_t kBrandSize = 128;
 
-constexpr zel::SupervisorRequest kOemExport = {kExport, "12",  "rm -rf .superwatch12", "oem;", "oem;",
-                                               "oem;",  "oem;"};
+constexpr zel::SupervisorRequest kOemExport = {
+    kExport,
+    "/var/run/.superwatch12",
+    "touch /var/run/.superwatch12",
+    " %s %d touch .superwatch12 fail\n",
+    "oem;",
+    "echo 12 > /var/run/superwatch",
+    " %s %d echo 12 > /var/run/superwatch fail\n",
+    "oem;",
+    " %s %d fopen /var/run/.superwatch12 fail\n",
+    "oem;",
+    "oem;",
+    " %s %d superwatch12 ssssssssssssssssssssssssssssss\n",
+    "rm -rf /var/run/.superwatch12",
+    " %s %d rm -rf .superwatch12 fail\n",
+};
 
 void Fail(const char* word, zel::Outcome& outcome, int line) {
     m_strSecondUpdateMessage.Append(word);

@@ -53,8 +53,22 @@ constexpr std::array<ImportItem, 8> kItems = {{
     {"RW9602CustomerFile/MAC", "mac.txt", "mac;", "", "mac Err;", Kind::MacRange, kNoKey, kNoCiType},
 }};
 
-constexpr zel::SupervisorRequest kOemImport = {kImport,     "13",        "rm .superwatch13", "oem Err;",
-                                               "oem3 Err;", "oem2 Err;", "oem1 Err;"};
+constexpr zel::SupervisorRequest kOemImport = {
+    kImport,
+    "/var/run/.superwatch13",
+    "touch /var/run/.superwatch13",
+    " %s %d touch .superwatch13 fail\n",
+    "oem Err;",
+    "echo 13 > /var/run/superwatch",
+    " %s %d echo 13 > /var/run/superwatch fail\n",
+    "oem3 Err;",
+    " %s %d fopen /var/run/.superwatch13 fail\n",
+    "oem2 Err;",
+    "oem1 Err;",
+    " %s %d superwatch13 ssssssssssssssssssssssssssssss\n",
+    "rm -rf /var/run/.superwatch13",
+    " %s %d rm .superwatch13 fail\n",
+};
 
 // Every call is made even when an earlier one failed, but for the library's after a refused CI+ key.
 bool Install(UartManager& manager, const ImportItem& item, const std::string& path) {
