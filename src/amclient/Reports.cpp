@@ -67,10 +67,10 @@ std::int32_t AmClientReportPaused(const char* command, const char* text) {
 
 std::int32_t AmClientReportFailed(const char* command, const char* text, std::int32_t code, const char* message) {
     try {
-        std::string payload = Format("%s=%s,%s=%3d", "failed", TextOrEmpty(text), "err_code", code);
-        if (message != nullptr) {
-            payload += Format(",%s=%s", "err_msg", message);
-        }
+        const std::string payload =
+            message == nullptr
+                ? Format("%s=%s,%s=%3d", "failed", TextOrEmpty(text), "err_code", code)
+                : Format("%s=%s,%s=%3d,%s=%s", "failed", TextOrEmpty(text), "err_code", code, "err_msg", message);
         return AmClientSend(command, payload.c_str());
     } catch (const std::bad_alloc&) {
         return kAmFailed;

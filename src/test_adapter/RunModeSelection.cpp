@@ -23,7 +23,9 @@ void PrintProcesses() {
     zel::RunSystem("ps");
     std::puts("===============================================");
     std::fflush(stdout);
-    zel::RunSystem("ps -aux | grep ZelFacTest_Eu4K");
+    char ownProcesses[64];
+    std::snprintf(ownProcesses, sizeof ownProcesses, "ps -aux | grep %s", "ZelFacTest_Eu4K");
+    zel::RunSystem(ownProcesses);
     std::puts("==================ps end=======================");
 }
 

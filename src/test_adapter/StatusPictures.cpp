@@ -1,6 +1,7 @@
 #include "test_adapter/StatusPictures.h"
 
 #include <array>
+#include <cstdio>
 
 #include "test_adapter/ScreenText.h"
 
@@ -14,6 +15,13 @@ constexpr Color kNothing{0, 0, 0, 0};  // lets the television's picture through
 
 constexpr std::int32_t kTextColumn = 1;
 constexpr std::int32_t kManagerRow = 5;
+
+// `format` takes the text.
+std::string Filled(const char* format, const std::string& text) {
+    char line[kScreenTextLimit + 1] = {};
+    std::snprintf(line, sizeof line, format, text.c_str());
+    return line;
+}
 
 Picture TwoLines(const std::string& first, const std::string& second, Color color) {
     Picture picture;
@@ -42,22 +50,22 @@ Picture FirstPicture(RunMode mode, const std::string& pcbSn, const std::string& 
 }
 
 Picture FactoryPicture(const std::string& pcbSn, const std::string& testResult) {
-    return TwoLines("PCB SN     : " + pcbSn, "Test Result: " + testResult, kWhite);
+    return TwoLines(Filled("PCB SN     : %s", pcbSn), Filled("Test Result: %s", testResult), kWhite);
 }
 
 Picture UsbPicture(std::int32_t status, const std::string& message) {
     constexpr const char* kCheckFiles = "Please check the files of the USB";
     switch (status) {
         case 0:
-            return TwoLines("Update NG," + message, kCheckFiles, kRed);
+            return TwoLines(Filled("Update NG,%s", message), kCheckFiles, kRed);
         case 1:
             return TwoLines("Update Config OK", "Please unplug the USB and reboot to take effect", kGreen);
         case 2:
-            return TwoLines("Update NG:" + message, kCheckFiles, kRed);
+            return TwoLines(Filled("Update NG:%s", message), kCheckFiles, kRed);
         case 3:
             return TwoLines("Copy Config OK", "Please unplug the USB and reboot", kGreen);
         case 4:
-            return TwoLines("Copy NG:" + message, "Please check the config of the TV", kRed);
+            return TwoLines(Filled("Copy NG:%s", message), "Please check the config of the TV", kRed);
         default:
             return TwoLines("Update NG", kCheckFiles, kRed);
     }

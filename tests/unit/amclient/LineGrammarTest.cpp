@@ -52,11 +52,29 @@ TEST(LineGrammar, ABracketInsideATextIsText) {
 
 TEST(LineGrammar, WhatIsNoCommandLine) {
     using namespace std::string_view_literals;
-    for (const std::string_view text :
-         {""sv,           "am:a=1"sv,     " :am:a=1"sv,     ":"sv,           "::a=1"sv,      ":,x:a=1"sv,
-          ":am"sv,        ":am,x,y"sv,    ":a,b,c,d:a=1"sv, ":a,b,c,:a=1"sv, ":am:"sv,       ":am:a"sv,
-          ":am:=1"sv,     ":am:a=1,"sv,   ":am:a=1,b"sv,    ":am:a,b=1"sv,   ":am:a=[1,2"sv, ":am:a=[1]2"sv,
-          ":am:a=[1],"sv, ":am:a=[1]]"sv, ":am:a=1\0"sv,    "\0:am:a=1"sv}) {
+    for (const std::string_view text : {""sv,
+                                        "am:a=1"sv,
+                                        " :am:a=1"sv,
+                                        ":"sv,
+                                        "::a=1"sv,
+                                        ":,x:a=1"sv,
+                                        ":am"sv,
+                                        ":am,x,y"sv,
+                                        ":a,b,c,d:a=1"sv,
+                                        ":a,b,c,:a=1"sv,
+                                        ":am:"sv,
+                                        ":am:a"sv,
+                                        ":am:=1"sv,
+                                        ":am:a=1,"sv,
+                                        ":am:a=1,b"sv,
+                                        ":am:a,b=1"sv,
+                                        ":am:a=[1,2"sv,
+                                        ":am:a=[1]2"sv,
+                                        ":am:a=[1]xb=1"sv,
+                                        ":am:a=[1],"sv,
+                                        ":am:a=[1]]"sv,
+                                        ":am:a=1\0"sv,
+                                        "\0:am:a=1"sv}) {
         const AmLine line = ParseAmLine(text);
         EXPECT_EQ(line.result, AmLineResult::NotACommand) << text;
         EXPECT_TRUE(line.parameters.empty()) << text;
