@@ -12,7 +12,7 @@ namespace zel {
 namespace {
 
 // Large enough that reading costs little beside computing, small enough for a stack of 1 MiB.
-constexpr std::size_t kBlock = 128 * 1024;
+constexpr std::size_t kBlock = 0x20000;
 
 }  // namespace
 

@@ -2,7 +2,7 @@
 // tells the line what it came to.
 #include <array>
 #include <cstdint>
-#include <string>
+#include <mutex>
 
 #include "UartManager/SharedState.h"
 #include "UartManager/UartManager.h"
@@ -24,16 +24,20 @@ enum class Installer : std::uint8_t {
     Configuration
 };
 
-// One kind of file that the line sends. It is staged in a folder of its name.
+// One kind of file that the line sends: its commands and texts as they stand in the trace and the log.
 struct KeyRow {
     std::uint16_t commandId;
-    const char* name;  // of the staging folder and in the log
-    const char* file;
     Installer installer;
-    KEY key;                 // not for configurations
-    std::int32_t ciType;     // of CI+ credentials
-    const char* listedFile;  // what the library is handed, null: the staged file
+    KEY key;              // not for configurations
+    std::int32_t ciType;  // of CI+ credentials
     zel::QueryValue crc;
+    const char* clearFolder;
+    const char* makeFolder;
+    const char* stage;
+    const char* path;  // handed to the installer
+    const char* removeStaged;
+    const char* writeFailed;  // the key store's own lines, null for the other installers
+    const char* checkFailed;
 };
 
 constexpr std::int32_t kNoCiType = 0;
@@ -41,22 +45,44 @@ constexpr KEY kNoKey = KEY_NETFLIX;
 
 // ESN_ULPK_MAC is staged under its own name and installed as the Widevine keybox: the library knows the pair.
 constexpr std::array<KeyRow, 8> kKeyRows = {{
-    {zel::command::kKeyHdcp1, "HDCP1", "ZelHDCP1Key.bin", Installer::KeyStore, KEY_HDCP1, kNoCiType, nullptr,
-     zel::QueryValue::Hdcp1},
-    {zel::command::kKeyHdcp2, "HDCP2", "ZelHDCP2Key.bin", Installer::KeyStore, KEY_HDCP2, kNoCiType, nullptr,
-     zel::QueryValue::Hdcp2},
-    {zel::command::kKeyCiPlus, "CIPLUS", "CIPLUSMTK9602QX00000001.bin", Installer::CiPlus, KEY_CIPLUS, 1, nullptr,
-     zel::QueryValue::CiPlus},
-    {zel::command::kKeyEsnUlpkMac, "ESN_ULPK_MAC", "ESN_ULPK_MAC_123.bin", Installer::KeyStore, KEY_WIDEVINE,
-     kNoCiType, "/tmp/tmpkey/WIDEVINE/KeyBox01.bin", zel::QueryValue::EsnUlpkMac},
-    {zel::command::kKeyWidevine, "WIDEVINE", "KeyBox01.bin", Installer::KeyStore, KEY_WIDEVINE, kNoCiType, nullptr,
-     zel::QueryValue::Widevine},
-    {zel::command::kConfigFile, "CONFIG", "config.ini", Installer::Configuration, kNoKey, kNoCiType, nullptr,
-     zel::QueryValue::Config},
-    {zel::command::kKeyNetflix, "NETFLIX", "NETFLIX_123.bin", Installer::KeyStore, KEY_NETFLIX, kNoCiType, nullptr,
-     zel::QueryValue::Netflix},
-    {zel::command::kKeyCiPlusEcp, "CIPLUSECP", "ECPCIPLUSMTK96020000QX00000002.bin", Installer::CiPlus,
-     KEY_CIPLUSECP, 2, nullptr, zel::QueryValue::CiPlusEcp},
+    {zel::command::kKeyHdcp1, Installer::KeyStore, KEY_HDCP1, kNoCiType, zel::QueryValue::Hdcp1,
+     "rm -rf /tmp/tmpkey/HDCP1/", "mkdir -p /tmp/tmpkey/HDCP1/",
+     "mv /tmp/tmpkey/tmp.bin /tmp/tmpkey/HDCP1/ZelHDCP1Key.bin", "/tmp/tmpkey/HDCP1/ZelHDCP1Key.bin",
+     "rm -rf /tmp/tmpkey/HDCP1/", "=========writeKeys HDCP1 ret:%d=========\n",
+     "=========checkKeyFile HDCP1 ret:%d=========\n"},
+    {zel::command::kKeyHdcp2, Installer::KeyStore, KEY_HDCP2, kNoCiType, zel::QueryValue::Hdcp2,
+     "rm -rf /tmp/tmpkey/HDCP2/", "mkdir -p /tmp/tmpkey/HDCP2/",
+     "mv /tmp/tmpkey/tmp.bin /tmp/tmpkey/HDCP2/ZelHDCP2Key.bin", "/tmp/tmpkey/HDCP2/ZelHDCP2Key.bin",
+     "rm -rf /tmp/tmpkey/HDCP2/", "=========writeKeys HDCP2 ret:%d=========\n",
+     "=========checkKeyFile HDCP2 ret:%d=========\n"},
+    {zel::command::kKeyCiPlus, Installer::CiPlus, KEY_CIPLUS, 1, zel::QueryValue::CiPlus,
+     "rm -rf /tmp/tmpkey/CIPLUS/", "mkdir -p /tmp/tmpkey/CIPLUS/",
+     "mv /tmp/tmpkey/tmp.bin /tmp/tmpkey/CIPLUS/CIPLUSMTK9602QX00000001.bin",
+     "/tmp/tmpkey/CIPLUS/CIPLUSMTK9602QX00000001.bin", "rm -rf /tmp/tmpkey/CIPLUS/", nullptr, nullptr},
+    {zel::command::kKeyEsnUlpkMac, Installer::KeyStore, KEY_WIDEVINE, kNoCiType, zel::QueryValue::EsnUlpkMac,
+     "rm -rf /tmp/tmpkey/ESN_ULPK_MAC/", "mkdir -p /tmp/tmpkey/ESN_ULPK_MAC/",
+     "mv /tmp/tmpkey/tmp.bin /tmp/tmpkey/ESN_ULPK_MAC/ESN_ULPK_MAC_123.bin", "/tmp/tmpkey/WIDEVINE/KeyBox01.bin",
+     "rm -rf /tmp/tmpkey/ESN_ULPK_MAC/", "=========writeKeys ESN_ULPK_MAC ret:%d=========\n",
+     "=========checkKeyFile ESN_ULPK_MAC ret:%d=========\n"},
+    {zel::command::kKeyWidevine, Installer::KeyStore, KEY_WIDEVINE, kNoCiType, zel::QueryValue::Widevine,
+     "rm -rf /tmp/tmpkey/WIDEVINE/", "mkdir -p /tmp/tmpkey/WIDEVINE/",
+     "mv /tmp/tmpkey/tmp.bin /tmp/tmpkey/WIDEVINE/KeyBox01.bin", "/tmp/tmpkey/WIDEVINE/KeyBox01.bin",
+     "rm -rf /tmp/tmpkey/WIDEVINE/", "=========writeKeys WIDEVINE ret:%d=========\n",
+     "=========checkKeyFile WIDEVINE ret:%d=========\n"},
+    {zel::command::kConfigFile, Installer::Configuration, kNoKey, kNoCiType, zel::QueryValue::Config,
+     "rm -rf /tmp/tmpkey/CONFIG/", "mkdir -p /tmp/tmpkey/CONFIG/",
+     "mv /tmp/tmpkey/tmp.bin /tmp/tmpkey/CONFIG/config.ini", "/tmp/tmpkey/CONFIG/config.ini",
+     "rm -rf /tmp/tmpkey/CONFIG/config.ini", nullptr, nullptr},
+    {zel::command::kKeyNetflix, Installer::KeyStore, KEY_NETFLIX, kNoCiType, zel::QueryValue::Netflix,
+     "rm -rf /tmp/tmpkey/NETFLIX/", "mkdir -p /tmp/tmpkey/NETFLIX/",
+     "mv /tmp/tmpkey/tmp.bin /tmp/tmpkey/NETFLIX/NETFLIX_123.bin", "/tmp/tmpkey/NETFLIX/NETFLIX_123.bin",
+     "rm -rf /tmp/tmpkey/NETFLIX/", "=========writeKeys NETFLIX ret:%d=========\n",
+     "=========checkKeyFile NETFLIX ret:%d=========\n"},
+    {zel::command::kKeyCiPlusEcp, Installer::CiPlus, KEY_CIPLUSECP, 2, zel::QueryValue::CiPlusEcp,
+     "rm -rf /tmp/tmpkey/CIPLUSECP/", "mkdir -p /tmp/tmpkey/CIPLUSECP/",
+     "mv /tmp/tmpkey/tmp.bin /tmp/tmpkey/CIPLUSECP/ECPCIPLUSMTK96020000QX00000002.bin",
+     "/tmp/tmpkey/CIPLUSECP/ECPCIPLUSMTK96020000QX00000002.bin", "rm -rf /tmp/tmpkey/CIPLUSECP/", nullptr,
+     nullptr},
 }};
 
 const KeyRow* FindRow(std::uint16_t commandId) {
@@ -68,7 +94,7 @@ const KeyRow* FindRow(std::uint16_t commandId) {
     return nullptr;
 }
 
-void Run(const std::string& command, int line) {
+void Run(const char* command, int line) {
     if (!zel::RunUnread(command)) {
         zel::LogFailLoud(kWorker, line);
     }
@@ -83,42 +109,41 @@ std::int32_t Printed(std::int32_t result, int line) {
 
 // Each returns the result that decides the answer.
 
-std::int32_t InstallInKeyStore(const KeyRow& row, const std::string& path) {
-    const std::int32_t written = writeKeys({path}, row.key);
+std::int32_t InstallInKeyStore(const KeyRow& row) {
+    const std::int32_t written = writeKeys({row.path}, row.key);
     if (written != 0) {
-        zel::LogPrint("=========writeKeys %s ret:%d=========\n", row.name, written);
+        zel::LogPrint(row.writeFailed, written);
     }
     const std::int32_t checked = checkKeyFile(row.key);
     if (checked != 0) {
-        zel::LogPrint("=========checkKeyFile %s ret:%d=========\n", row.name, checked);
+        zel::LogPrint(row.checkFailed, checked);
     }
     return checked;
 }
 
-std::int32_t InstallCiPlus(UartManager& manager, const KeyRow& row, const std::string& path) {
-    if (Printed(manager.ZelWriteCIKey(row.ciType, path), __LINE__) == 0) {
-        Printed(writeKeys({path}, row.key), __LINE__);
+std::int32_t InstallCiPlus(UartManager& manager, const KeyRow& row) {
+    if (Printed(manager.ZelWriteCIKey(row.ciType, row.path), __LINE__) == 0) {
+        Printed(writeKeys({row.path}, row.key), __LINE__);
     }
     manager.ClearPendingFrames();
     return Printed(manager.ZelCheckCIKey(row.ciType), __LINE__);
 }
 
-std::int32_t InstallConfiguration(UartManager& manager, const std::string& path) {
-    const std::int32_t written = Printed(manager.ZelWriteConfigFile(path.c_str()), __LINE__);
+std::int32_t InstallConfiguration(UartManager& manager, const KeyRow& row) {
+    const std::int32_t written = Printed(manager.ZelWriteConfigFile(row.path), __LINE__);
     return written | Printed(manager.ZelCheckConfig(), __LINE__);
 }
 
-std::int32_t Install(UartManager& manager, const KeyRow& row, const std::string& staged) {
-    const std::string path = row.listedFile == nullptr ? staged : row.listedFile;
+std::int32_t Install(UartManager& manager, const KeyRow& row) {
     switch (row.installer) {
         case Installer::CiPlus:
-            return InstallCiPlus(manager, row, path);
+            return InstallCiPlus(manager, row);
         case Installer::Configuration:
-            return InstallConfiguration(manager, path);
+            return InstallConfiguration(manager, row);
         case Installer::KeyStore:
             break;
     }
-    return InstallInKeyStore(row, path);
+    return InstallInKeyStore(row);
 }
 
 }  // namespace
@@ -158,17 +183,15 @@ void UartManager::InstallReceivedKey() {
         return;
     }
 
-    const std::string folder = zel::kStagingFolder + std::string(row->name) + "/";
-    const std::string staged = folder + row->file;
-    Run("rm -rf " + folder, __LINE__);
-    Run("mkdir -p " + folder, __LINE__);
-    Run("mv " + std::string(zel::kAssemblyFile) + " " + staged, __LINE__);
+    Run(row->clearFolder, __LINE__);
+    Run(row->makeFolder, __LINE__);
+    Run(row->stage, __LINE__);
     zel::SyncStorage();
 
-    const std::int32_t result = Install(*this, *row, staged);
+    const std::int32_t result = Install(*this, *row);
 
-    const bool isConfiguration = row->installer == Installer::Configuration;
-    Run("rm -rf " + (isConfiguration ? staged : folder), __LINE__);
+    Run(row->removeStaged, __LINE__);
+    zel::RemoveEmptyFolder(zel::kStagingFolder);
     zel::SyncStorage();
 
     if (result != 0) {
@@ -176,7 +199,7 @@ void UartManager::InstallReceivedKey() {
         SendStatusReply(commandId, 1);
     } else {
         ClearPendingFrames();
-        if (isConfiguration) {
+        if (row->installer == Installer::Configuration) {
             SendCommand(zel::command::kConfigFile, 0, " ");
         } else {
             SendStatusReply(commandId, 0);

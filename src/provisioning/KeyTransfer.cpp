@@ -1,7 +1,9 @@
 // Key and configuration files arrive in chunks. Each is stored and appended to the assembly file; the one that
 // makes the file complete starts the worker that installs it.
 #include <array>
+#include <atomic>
 #include <cstdio>
+#include <mutex>
 #include <string>
 
 #include "UartManager/SharedState.h"
@@ -19,17 +21,19 @@ namespace {
 
 constexpr std::uint32_t kBusyDelayMilliseconds = 10;
 
-std::string ChunkPath(std::uint8_t index) {
-    std::array<char, sizeof "/tmp/tmpkey/tmp_255.bin"> path{};
-    std::snprintf(path.data(), path.size(), "/tmp/tmpkey/tmp_%03d.bin", index);
-    return path.data();
+// `format` with the chunk's index.
+std::string Numbered(const char* format, std::uint8_t index) {
+    std::array<char, sizeof "cat /tmp/tmpkey/tmp_%03d.bin >> /tmp/tmpkey/tmp.bin"> text{};
+    std::snprintf(text.data(), text.size(), format, index);
+    return text.data();
 }
 
-// Forgets the former transfer's files. Nobody else gets into the folder before a key byte is in it.
+// Forgets the former transfer's files. The folder is private from its first moment: the shell's mkdir, which
+// would let others look in until its mode is changed, finds it there.
 void ResetStagingArea() {
     zel::RunUnread("rm -rf /tmp/tmpkey/");
+    zel::MakePrivateFolder(zel::kStagingFolder);
     zel::RunUnread("mkdir -p /tmp/tmpkey/");
-    zel::MakePrivate(zel::kStagingFolder);
     if (!zel::RunUnread("touch /tmp/tmpkey/tmp.bin")) {
         zel::LogFailLoud("ZelUartCmdProcessRxCmd", __LINE__);
     }
@@ -38,18 +42,17 @@ void ResetStagingArea() {
 
 // A chunk that cannot be stored is counted like any other: the file then fails its checks when it is installed.
 void StoreChunk(const UartFrame& frame) {
-    const std::string path = ChunkPath(frame.trailerA);
-    if (!zel::RunUnread("touch " + path)) {
+    if (!zel::RunUnread(Numbered("touch /tmp/tmpkey/tmp_%03d.bin", frame.trailerA))) {
         zel::LogFail("ZelUartCmdProcessRxCmd", __LINE__);
     }
-    const zel::File file = zel::OpenFile(path, "wb+");
+    const zel::File file = zel::OpenFile(Numbered("/tmp/tmpkey/tmp_%03d.bin", frame.trailerA), "wb+");
     if (file == nullptr || !zel::WriteAll(file.get(), std::string(zel::Payload(frame)))) {
         zel::LogFail("ZelUartCmdProcessRxCmd", __LINE__);
     }
 }
 
 void AppendChunk(std::uint8_t index) {
-    if (!zel::RunUnread("cat " + ChunkPath(index) + " >> " + zel::kAssemblyFile)) {
+    if (!zel::RunUnread(Numbered("cat /tmp/tmpkey/tmp_%03d.bin >> /tmp/tmpkey/tmp.bin", index))) {
         zel::LogFailLoud("ZelUartCmdProcessRxCmd", __LINE__);
     }
 }

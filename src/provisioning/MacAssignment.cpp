@@ -35,6 +35,7 @@ bool RewriteRangeFile(const std::string& path, const std::string& line) {
 }  // namespace
 
 std::int32_t UartManager::ZelUpdateMac(const std::string& path) {
+    m_strCountry[0] = '\0';  // a file without a line has none, not the range that was read before
     if (ZelReadSpeacialLine(path.c_str()) != 0) {
         return Failed(__LINE__);
     }

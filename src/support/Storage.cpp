@@ -14,8 +14,14 @@ int RemountReadWrite(const char* mountPoint) {
     return mount(nullptr, mountPoint, nullptr, MS_REMOUNT, nullptr);
 }
 
-void MakePrivate(const char* path) {
-    chmod(path, S_IRWXU);
+void MakePrivateFolder(const char* path) {
+    if (mkdir(path, S_IRWXU) != 0) {
+        chmod(path, S_IRWXU);
+    }
+}
+
+void RemoveEmptyFolder(const char* path) {
+    rmdir(path);
 }
 
 }  // namespace zel

@@ -10,8 +10,12 @@ void SyncStorage();
 // mount(2) of `mountPoint` with MS_REMOUNT alone: read-write. Returns 0, or -1 as mount(2) does.
 int RemountReadWrite(const char* mountPoint);
 
-// Lets only the owner into the folder at `path`, from now on; nothing when there is no such folder.
-void MakePrivate(const char* path);
+// Makes the folder at `path`, whose parent must exist, so that nobody but the owner ever gets into it; one that
+// exists lets only the owner in from now on.
+void MakePrivateFolder(const char* path);
+
+// Removes the folder at `path` if nothing is in it.
+void RemoveEmptyFolder(const char* path);
 
 }  // namespace zel
 

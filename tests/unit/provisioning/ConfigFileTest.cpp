@@ -37,7 +37,7 @@ TEST(ConfigLines, TextsEndAtTheFirstLineFeedThenAtTheFirstReturn) {
                                                          {"A\rB\r\n", "A"},    {"", ""}};
     for (const auto& [line, text] : cases) {
         char buffer[16];
-        std::strcpy(buffer, line);
+        std::snprintf(buffer, sizeof buffer, "%s", line);
         zel::CutLineEnd(buffer);
         EXPECT_STREQ(buffer, text);
     }
@@ -118,7 +118,7 @@ TEST_F(ConfigFile, ReaderKeepsSevenLinesWithTheirEnds) {
 }
 
 TEST_F(ConfigFile, ReaderOfFewLinesLeavesTheOthers) {
-    std::strcpy(m_strRegion, "old\r\n");
+    SetLine(m_strRegion, "old\r\n");
     EXPECT_EQ(Read("new"), 0);
     EXPECT_STREQ(m_strCountry, "new");
     EXPECT_STREQ(m_strRegion, "old\r\n");
@@ -206,7 +206,7 @@ TEST_F(ConfigFile, EmptyLinesAreNoFailures) {
 TEST_F(ConfigFile, WriteWithoutPathOrFile) {
     EXPECT_TRUE(HasFail(OutputOf([this] { EXPECT_EQ(m_manager->ZelWriteConfigFile(nullptr), -1); }),
                         "ZelWriteConfigFile"));
-    std::strcpy(m_strCountry, "9\r\n");  // of an earlier file: must not be applied
+    SetLine(m_strCountry, "9\r\n");  // of an earlier file: must not be applied
     script.Expect("sync");
     const std::string output = OutputOf([this] { EXPECT_EQ(m_manager->ZelWriteConfigFile("/tmp/none"), -1); });
     EXPECT_TRUE(HasFail(output, "ZelReadSpeacialLine"));

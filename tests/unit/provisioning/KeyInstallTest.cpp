@@ -73,6 +73,7 @@ class KeyWorker : public KeyTransferTest {
             ExpectAction("tovix.sl2.common.intf.action.check.ciplus.key", std::string("0:") + key.ciWord, check);
         }
         script.Expect(std::string("popen ") + key.removal);
+        script.Expect("rmdir /tmp/tmpkey/");
         script.Expect("sync");
     }
     std::string Run() {
@@ -178,6 +179,7 @@ TEST_F(KeyWorker, ARefusedCiPlusKeyIsNotHandedToTheLibrary) {
                  "0:NON_ECP, 1:/tmp/tmpkey/CIPLUS/CIPLUSMTK9602QX00000001.bin", 3);
     ExpectAction("tovix.sl2.common.intf.action.check.ciplus.key", "0:NON_ECP", 0);
     script.Expect("popen rm -rf /tmp/tmpkey/CIPLUS/");
+    script.Expect("rmdir /tmp/tmpkey/");
     script.Expect("sync");
     ExpectStatus(4741, 0);
     const std::string output = Run();
@@ -208,6 +210,7 @@ class ConfigWorker : public KeyWorker {
             script.Expect(rest).Values({0});
         }
         script.Expect("popen rm -rf /tmp/tmpkey/CONFIG/config.ini");
+        script.Expect("rmdir /tmp/tmpkey/");
         script.Expect("sync");
     }
     int m_writeStatus = 0;
@@ -306,6 +309,7 @@ TEST_F(KeyWorker, ShellsThatDoNotStartAreLoggedAndTheInstallationGoesOn) {
     script.Expect("keys.write 0 [/tmp/tmpkey/NETFLIX/NETFLIX_123.bin]");
     script.Expect("keys.check 0");
     script.Expect("popen rm -rf /tmp/tmpkey/NETFLIX/").Returns(-1);
+    script.Expect("rmdir /tmp/tmpkey/");
     script.Expect("sync");
     ExpectStatus(4787, 0);
     const std::string output = Run();
@@ -313,20 +317,77 @@ TEST_F(KeyWorker, ShellsThatDoNotStartAreLoggedAndTheInstallationGoesOn) {
     EXPECT_TRUE(HasLine(output, " ZelKeyUpgradeThread ", " fail!!!\n"));
 }
 
-TEST_F(KeyWorker, FramesThatWaitAreDropped) {
-    m_manager->m_bConnected = 1;
+// Frames that came in meanwhile are dropped at the start, before a CI+ check and before a success is answered.
+class PendingFrames : public KeyWorker {
+  protected:
+    void SetUp() override {
+        KeyWorker::SetUp();
+        m_manager->m_bConnected = 1;
+    }
+    // Two frames come in; the first is ignored by its kind, the second is the connect command and waits.
+    void Arrive() {
+        Bytes burst = WireFrameOf(0, 0x1276, {});
+        const Bytes second = WireFrameOf(0, 0x1273, {});
+        burst.insert(burst.end(), second.begin(), second.end());
+        m_manager->QueueRawBlock(burst);
+        Pass();
+    }
+    // Would answer the connect command, which nobody expects.
+    void Pass() {
+        std::uint32_t readyCounter = 0;
+        m_manager->RunCommandPass(readyCounter);
+    }
+};
+
+TEST_F(PendingFrames, AreDroppedAtTheStart) {
     Start(0x1276);
-    Bytes burst = WireFrameOf(0, 0x1276, {});
-    const Bytes second = WireFrameOf(0, 0x1273, {});
-    burst.insert(burst.end(), second.begin(), second.end());
-    m_manager->QueueRawBlock(burst);
-    std::uint32_t readyCounter = 0;
-    m_manager->RunCommandPass(readyCounter);
+    Arrive();
     ExpectAssembly();
-    script.Expect("sync");
+    script.Expect("sync").Then([this] { Pass(); });
     ExpectStatus(0x1276, 1);
     Run();
-    m_manager->RunCommandPass(readyCounter);  // would answer the connect command
+}
+
+TEST_F(PendingFrames, AreDroppedBeforeACiPlusCheck) {
+    Start(4793);
+    const std::string staged = "/tmp/tmpkey/CIPLUSECP/ECPCIPLUSMTK96020000QX00000002.bin";
+    ExpectStaging("/tmp/tmpkey/CIPLUSECP/", staged);
+    ExpectAction("tovix.sl2.common.intf.action.encrypt.key", "0:ECP, 1:" + staged, 0);
+    script.Expect("keys.write 4 [" + staged + "]").Then([this] { Arrive(); });
+    script.Expect("proxy").Then([this] { Pass(); });
+    script.Expect("interface tovix.lm.interfaces.tvapi.RootInterface").Returns(1);
+    script.Expect("popen rm -rf /tmp/tmpkey/CIPLUSECP/");
+    script.Expect("rmdir /tmp/tmpkey/");
+    script.Expect("sync");
+    ExpectStatus(4793, 1);
+    Run();
+}
+
+TEST_F(PendingFrames, AreDroppedBeforeASuccessIsAnswered) {
+    Start(4787);
+    ExpectStaging("/tmp/tmpkey/NETFLIX/", "/tmp/tmpkey/NETFLIX/NETFLIX_123.bin");
+    script.Expect("keys.write 0 [/tmp/tmpkey/NETFLIX/NETFLIX_123.bin]");
+    script.Expect("keys.check 0").Then([this] { Arrive(); });
+    script.Expect("popen rm -rf /tmp/tmpkey/NETFLIX/");
+    script.Expect("rmdir /tmp/tmpkey/");
+    script.Expect("sync");
+    ExpectStatus(4787, 0);
+    Run();
+    Pass();
+}
+
+TEST_F(PendingFrames, StayWhenAFailureIsAnswered) {
+    Start(4787);
+    ExpectStaging("/tmp/tmpkey/NETFLIX/", "/tmp/tmpkey/NETFLIX/NETFLIX_123.bin");
+    script.Expect("keys.write 0 [/tmp/tmpkey/NETFLIX/NETFLIX_123.bin]");
+    script.Expect("keys.check 0").Returns(1).Then([this] { Arrive(); });
+    script.Expect("popen rm -rf /tmp/tmpkey/NETFLIX/");
+    script.Expect("rmdir /tmp/tmpkey/");
+    script.Expect("sync");
+    ExpectStatus(4787, 1);
+    Run();
+    ExpectStatus(0x1273, 0);
+    Pass();
 }
 
 TEST_F(KeyWorker, AWholeTransferFromChunksToAnswerAndTheNext) {
@@ -341,6 +402,7 @@ TEST_F(KeyWorker, AWholeTransferFromChunksToAnswerAndTheNext) {
         script.Expect("keys.write 5 [/tmp/tmpkey/HDCP1/ZelHDCP1Key.bin]");
         script.Expect("keys.check 5");
         script.Expect("popen rm -rf /tmp/tmpkey/HDCP1/");
+        script.Expect("rmdir /tmp/tmpkey/");
         script.Expect("sync");
         ExpectStatus(kHdcp1, 0);
         Run();

@@ -28,8 +28,8 @@ class KeyTransferTest : public scripted::ProvisioningTest {
     }
     void ExpectReset() {
         script.Expect("popen rm -rf /tmp/tmpkey/");
-        script.Expect("popen mkdir -p /tmp/tmpkey/");
         script.Expect("private /tmp/tmpkey/");
+        script.Expect("popen mkdir -p /tmp/tmpkey/");
         script.Expect("popen touch /tmp/tmpkey/tmp.bin");
         script.Expect("sync");
     }

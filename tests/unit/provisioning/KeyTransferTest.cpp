@@ -119,6 +119,14 @@ TEST_F(KeyTransfer, AnotherIdStartsFromScratch) {
     Chunk(kHdcp1, 1, 3);
 }
 
+TEST_F(KeyTransfer, ATransferThatHasReceivedNothingStartsFromScratch) {
+    m_manager->m_keyTransfer.currentId = kHdcp1;
+    ExpectReset();
+    ExpectChunk(1);
+    Chunk(kHdcp1, 1, 3);
+    EXPECT_EQ(m_manager->m_keyTransfer.receivedCount, 1);
+}
+
 TEST_F(KeyTransfer, WhileTheWorkerRunsChunksOfItsFileAreDroppedWithWhatWaits) {
     ExpectReset();
     ExpectChunk(0);
@@ -172,8 +180,8 @@ TEST_F(KeyTransfer, AfterASuccessAOneChunkFileIsInstalled) {
 
 TEST_F(KeyTransfer, AShellThatDoesNotStartIsLoggedAndTheTransferGoesOn) {
     script.Expect("popen rm -rf /tmp/tmpkey/").Returns(-1);
-    script.Expect("popen mkdir -p /tmp/tmpkey/").Returns(-1);
     script.Expect("private /tmp/tmpkey/");
+    script.Expect("popen mkdir -p /tmp/tmpkey/").Returns(-1);
     script.Expect("popen touch /tmp/tmpkey/tmp.bin").Returns(-1);
     script.Expect("sync");
     script.Expect("popen touch " + ChunkPath(0)).Returns(-1);

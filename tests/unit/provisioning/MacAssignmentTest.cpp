@@ -124,11 +124,16 @@ TEST_F(MacAssignment, OnlyTheFirstLineCounts) {
 }
 
 TEST_F(MacAssignment, TheOtherConfigurationLinesStay) {
-    std::strcpy(m_strRegion, "7\r\n");
+    SetLine(m_strRegion, "7\r\n");
     ExpectStored("00-11-22-33-44-FE");
     script.Expect("sync");
     EXPECT_EQ(Update("00-11-22-33-44-FE--00-11-22-33-44-FF\r\n"), 0);
     EXPECT_STREQ(m_strRegion, "7\r\n");
+}
+
+TEST_F(MacAssignment, AnEmptyFileDoesNotRepeatTheFormerRange) {
+    SetLine(m_strCountry, "00-11-22-33-44-FE--00-11-22-33-44-FF\r\n");
+    ExpectRefused("");
 }
 
 TEST_F(MacAssignment, NoRangeFile) {

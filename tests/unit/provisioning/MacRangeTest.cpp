@@ -103,7 +103,7 @@ class RandomMac : public scripted::Test {
     std::string MacFromSeed(std::uint32_t seed) {
         PutSeed(seed);
         script.CaptureOutput();
-        const std::string mac = zel::RandomMacText();
+        std::string mac = zel::RandomMacText();
         script.Output();
         return mac;
     }

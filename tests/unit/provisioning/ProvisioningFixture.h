@@ -21,6 +21,9 @@ class ProvisioningTest : public LinkTest {
         }
     }
 
+    // A line left by an earlier file.
+    static void SetLine(char* buffer, const char* line) { std::snprintf(buffer, kConfigLineSize, "%s", line); }
+
     // What `work` prints.
     std::string OutputOf(const std::function<void()>& work) {
         script.CaptureOutput();
@@ -39,7 +42,7 @@ class ProvisioningTest : public LinkTest {
         script.PutFile("/proc/mounts", table);
     }
 
-    // One line of `text` per call: a number in the place of "#".
+    // Whether `text` has `before`, a number and `after` in a row: a log line with the source line in it.
     static bool HasLine(const std::string& text, const std::string& before, const std::string& after) {
         for (std::size_t at = text.find(before); at != std::string::npos; at = text.find(before, at + 1)) {
             std::size_t end = at + before.size();

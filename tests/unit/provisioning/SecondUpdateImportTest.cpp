@@ -202,9 +202,9 @@ TEST_F(Import, ACheckIsMadeAlsoAfterAFailedWriteAndAllErrorsAreNamed) {
 
 TEST_F(Import, ThreeFilesServeThreeSets) {
     const Item& item = kItems[1];
-    const std::string folder = std::string(kCustomer) + "/HDCP14KEY/";
+    const std::string files = std::string(kCustomer) + "/HDCP14KEY/HDCP14MTK9602";
     for (const char* const name : {"1", "2", "3"}) {
-        script.PutFile(folder + "HDCP14MTK9602" + name, "key");
+        script.PutFile(files + name, "key");
     }
     for (int set = 0; set < 3; ++set) {
         // Directory order is the file system's; what the search finds first is what is taken.
@@ -241,14 +241,13 @@ TEST_F(Import, AKeyThatCannotBeRemovedIsLoggedAndCountsAsInstalled) {
 
 TEST_F(Import, NamesReachTheShellAsOneWord) {
     const std::string folder = std::string(kCustomer) + "/HDCP14KEY/";
-    for (const std::string name : {"HDCP14MTK9602 a b", "HDCP14MTK9602;reboot", "HDCP14MTK9602$(x)",
+    for (const char* const name : {"HDCP14MTK9602 a b", "HDCP14MTK9602;reboot", "HDCP14MTK9602$(x)",
                                    "HDCP14MTK9602\nreboot", "HDCP14MTK9602\"`"}) {
-        script.PutFile(folder + name, "key");
-        script.Expect("keys.write 5 [" + folder + name + "]");
+        const std::string path = folder + name;
+        script.PutFile(path, "key");
+        script.Expect("keys.write 5 [" + path + "]");
         script.Expect("keys.check 5");
-        script.Expect("popen rm -rf '" + folder + name + "'").Then([this, folder, name] {
-            script.RemoveFile(folder + name);
-        });
+        script.Expect("popen rm -rf '" + path + "'").Then([this, path] { script.RemoveFile(path); });
         ExpectRebuild();
         ExpectLeds();
         Run();

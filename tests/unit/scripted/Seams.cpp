@@ -43,8 +43,12 @@ int RemountReadWrite(const char* mountPoint) {
     return Script::Current().Call(std::string("remount ") + mountPoint).result;
 }
 
-void MakePrivate(const char* path) {
+void MakePrivateFolder(const char* path) {
     Script::Current().Call(std::string("private ") + path);
+}
+
+void RemoveEmptyFolder(const char* path) {
+    Script::Current().Call(std::string("rmdir ") + path);
 }
 
 File OpenFile(const std::string& path, const char* mode) {
