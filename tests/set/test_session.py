@@ -1,0 +1,70 @@
+"""A whole factory session with everything at once: commands, key presses, the manager's lines, a key transfer and the
+radio searches. Built with a sanitizer (scripts/tsan-session) it also holds the application to having no data race."""
+
+import threading
+import unittest
+import zlib
+
+import setlib
+from setlib import Set, empty, frame, result, status
+
+KEY_FILE = bytes(range(256)) * 4 + b"end"
+
+
+class Session(unittest.TestCase):
+    def assert_clean(self, tv):
+        errors = (tv.state / "app.err").read_text(errors="replace") + tv.output()
+        for word in ("ThreadSanitizer", "AddressSanitizer", "runtime error:"):
+            self.assertNotIn(word, errors, errors[-6000:])
+
+    def test_everything_at_once(self):
+        with Set() as tv:
+            tv.line.connect()
+            stop = threading.Event()
+            troubles = []
+
+            def keep(act, pause):
+                def loop():
+                    try:
+                        while not stop.wait(pause):
+                            act()
+                    except Exception as trouble:  # shown by the test, below
+                        troubles.append(trouble)
+
+                thread = threading.Thread(target=loop)
+                thread.start()
+                return thread
+
+            codes = iter([70, 161, 162, 163, 164, 166, 168, 105, 106, 1] * 100)
+            lines = iter([":am,x,:log=off", ":am,x,:log=on", ":am,x,:pause=1", ":am,x,:resume=[a,b]", "hello", ":x,y:z=1", ":"] * 100)
+            workers = [
+                keep(lambda: tv.ctl("press", next(codes)), 0.3),
+                keep(lambda: tv.ctl("am", next(lines)), 0.4),
+                keep(lambda: tv.ctl("trace"), 0.7),
+            ]
+            try:
+                chunks = [KEY_FILE[at : at + 64] for at in range(0, len(KEY_FILE), 64)]
+                tv.line.send(frame(0x1282))
+                tv.line.send(b"".join(frame(0x1281, chunk, a=i, b=len(chunks)) for i, chunk in enumerate(chunks)))
+                heard = tv.line.receive(60, lambda data: status(0x1281, 0) in data)
+                self.assertIn(status(0x1281, 0), heard)
+                for command, payload in ((0x1274, b"SESSION"), (0x1298, b"PASS"), (0x129F, b"\x21"), (0x1288, b"HDMI2")):
+                    tv.line.send(frame(command, payload))
+                    self.assertIn(status(command, 0), tv.line.receive(20, lambda data: status(command, 0) in data))
+                tv.line.send(frame(0x1282))
+                crc = result(0x1282, zlib.crc32(KEY_FILE).to_bytes(4, "big"))
+                self.assertIn(crc, tv.line.receive(10, lambda data: crc in data))
+            finally:
+                stop.set()
+                for worker in workers:
+                    worker.join()
+            self.assertEqual(troubles, [])
+            tv.ctl("am", ":am,x,:log=on")
+            tv.await_output("pthread_exit ZelWifiScanThread", 90)
+            tv.line.send(frame(0x1299))
+            self.assertEqual(tv.process.wait(90), 0)
+            self.assert_clean(tv)
+
+
+if __name__ == "__main__":
+    setlib.main()
