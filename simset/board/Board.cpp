@@ -88,8 +88,9 @@ Board::Board(const RunOptions& options)
     }
     PrepareSticks();
     m_state.LinkLine(m_line.ToolPath());
-    m_middleware.SetHooks({[this] { OnSync(); }, [this] { Ask(Wish::kReboot); },
+    m_middleware.SetHooks({[this] { OnSync(); }, [this] { Ask(Wish::kReboot); }, [this] { Ask(Wish::kPowerCut); },
                            [this](const std::string& text) { Problem(text); }});
+    m_middleware.CutPowerAfter(options.powerCutAfter);
     m_middleware.Listen(m_state.ShortPath("middleware"));
     m_control = std::make_unique<ControlServer>(
         m_state.ShortPath("control"),

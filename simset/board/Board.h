@@ -83,6 +83,7 @@ class Board {
     ControlReply Usb(const std::string& folder, const Arguments& verb);
     ControlReply Am(const std::string& folder, const Arguments& verb);
     ControlReply Line(const Arguments& verb);
+    ControlReply CutPowerAfter(const std::string& text);
     ControlReply Cat(const std::string& path);
     ControlReply Put(const std::string& file, const std::string& path);
     ControlReply Pass(const Arguments& verb);

@@ -2,6 +2,7 @@
 #include <sys/mman.h>
 
 #include <array>
+#include <charconv>
 #include <filesystem>
 
 #include "simset/board/Board.h"
@@ -60,6 +61,9 @@ Fd OpenFile(const std::string& file) {
 
 ControlReply Board::Control(const std::string& folder, const Arguments& verb) {
     const std::string& name = verb[0];
+    if (name == "power-cut" && verb.size() == 3 && verb[1] == "--after") {
+        return CutPowerAfter(verb[2]);
+    }
     if (name == "reboot" || name == "power-cut") {
         Expect(verb, 1, name.c_str());
         return Ask(name == "reboot" ? Wish::kReboot : Wish::kPowerCut).get()
@@ -116,6 +120,17 @@ ControlReply Board::Control(const std::string& folder, const Arguments& verb) {
         return Done(agent->Request({request::kMounts}).parts.at(0));
     }
     return Refuse("unknown verb '" + name + "'; simset ctl --help lists them");
+}
+
+ControlReply Board::CutPowerAfter(const std::string& text) {
+    std::uint64_t steps = 0;
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, steps);
+    if (error != std::errc() || stop != end) {
+        return Refuse("usage: power-cut --after N, N a number of steps; 0 takes it back");
+    }
+    m_middleware.CutPowerAfter(steps);
+    return Done();
 }
 
 ControlReply Board::Pass(const Arguments& verb) {

@@ -85,6 +85,13 @@ void AddRunOptions(CLI::App& command, RunOptions& options) {
         ->type_name("WHICH");
     AddBaud(command, options.line.baud)->type_name("N");
     command
+        .add_option(
+            "--power-cut-after", options.powerCutAfter,
+            "Cut the power at the Nth step from power-on: shell command (not begun), mount, write (done) or "
+            "sync (nothing saved)")
+        ->check(CLI::PositiveNumber)
+        ->type_name("N");
+    command
         .add_option("--app", options.application, "Application to run (default: ZelFacTest_Eu4K beside simset)")
         ->type_name("FILE");
 }

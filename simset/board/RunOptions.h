@@ -1,6 +1,7 @@
 #ifndef SIMSET_BOARD_RUN_OPTIONS_H
 #define SIMSET_BOARD_RUN_OPTIONS_H
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -28,7 +29,8 @@ struct RunOptions {
     std::optional<PanelSize> panel = PanelSize{};  ///< nothing: no panel
     bool ownDisplay = false;                       ///< the panel is a window on the user's own display
     LineSettings line;
-    std::string application;  ///< file to run; empty: the one beside simset
+    std::uint64_t powerCutAfter = 0;  ///< the step from power-on at which the power fails; 0: it does not
+    std::string application;          ///< file to run; empty: the one beside simset
 };
 
 /// @return the size that a text like "1920x1080" names; nothing for any other text. Both sides are 16..16384.

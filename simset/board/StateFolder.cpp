@@ -23,14 +23,17 @@ RunError Unwritable(const std::string& path) {
 StateFolder::StateFolder(const std::string& path) {
     std::error_code error;
     std::filesystem::create_directories(path, error);
-    m_path = std::filesystem::canonical(path, error).string();
-    m_folder.Reset(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!m_folder || m_path.empty()) {
-        if (errno == ENOSPC) {
-            throw Unwritable(path);
-        }
-        throw RunError(kExitUsage, "the state folder " + path + " cannot be opened: " +
-                                       (error ? error.message() : std::string(std::strerror(errno))));
+    if (!error) {
+        m_path = std::filesystem::canonical(path, error).string();
+    }
+    if (!error) {
+        m_folder.Reset(::open(m_path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        error.assign(m_folder ? 0 : errno, std::generic_category());
+    }
+    if (error) {
+        const bool full = error == std::errc::no_space_on_device || error == std::errc::read_only_file_system;
+        throw RunError(full ? kExitState : kExitUsage,
+                       "the state folder " + path + " cannot be opened: " + error.message());
     }
     m_lock.Reset(::openat(m_folder.Get(), "lock", O_RDWR | O_CREAT | O_CLOEXEC, 0644));
     if (!m_lock) {
