@@ -8,6 +8,7 @@ namespace zelline {
 namespace {
 
 constexpr std::size_t kBar = 30;  // characters of the bar; the whole line stays under 80
+constexpr Millis kRedraw{50};
 
 }  // namespace
 
@@ -41,6 +42,10 @@ void TerminalProgress::Begin(std::size_t bytes, int transfer) {
 }
 
 void TerminalProgress::Advance(std::size_t bytesDone) {
+    if (bytesDone < m_bytes && m_clock.Now() - m_shown < kRedraw) {
+        return;
+    }
+    m_shown = m_clock.Now();
     const double part = m_bytes == 0 ? 1.0 : static_cast<double>(bytesDone) / static_cast<double>(m_bytes);
     const auto filled = static_cast<std::size_t>(part * static_cast<double>(kBar));
     const double seconds = std::max(static_cast<double>((m_clock.Now() - m_start).count()) / 1000.0, 0.001);

@@ -49,6 +49,7 @@ class TerminalProgress : public UploadProgress {
     std::size_t m_bytes = 0;
     int m_transfer = 1;
     Millis m_start{0};
+    Millis m_shown{0};  // when Advance drew last
     bool m_drawn = false;
 };
 

@@ -44,7 +44,7 @@ TEST(Link, FirstCommandGoesOutBehindAConnectInOneBurst) {
 
 TEST(Link, AnswerInFrontOfTheConnectsIsALeftOver) {
     ScriptedLine line;
-    const std::string old = "79 11 12 75 03 4F 4C 44 00 01 88 FE";  // OLD
+    const std::string old = "79 11 12 75 03 4F 4C 44 00 01 85 FE";  // OLD
     line.Expect(kConnect + " " + kReadSn, {{100, old}, {510, kConnected}, {520, kSn}});
     Link link(line);
     EXPECT_EQ(ReadAnswer(link.Ask(Sn(), {}).frame).text, "AB12");

@@ -167,6 +167,10 @@ void SimulatedReceiver::TakeChunk(const Frame& frame) {
     m_nextPass = m_now + kPass + 2000;  // two shell commands
     if (static_cast<int>(m_indices.size()) == frame.total && !m_busy) {
         m_busy = true;
+        if (damages > 0) {
+            --damages;
+            m_assembled[0] = static_cast<char>(m_assembled[0] ^ 0x40);
+        }
         m_workerEnd = m_now + installMs * 1000;
         m_frames.clear();
         m_checksums[frame.id] = static_cast<std::uint32_t>(

@@ -40,6 +40,7 @@ class SimulatedReceiver : public Transport {
     long installMs = 300;
     bool refuses = false;          // the installation fails
     bool swallowsAnswers = false;  // answers of the worker never arrive
+    int damages = 0;               // that many files are assembled with one wrong byte
     bool connected = false;
     std::map<int, std::string> texts;  // answers with data, by id
 

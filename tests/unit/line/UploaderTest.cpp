@@ -89,6 +89,33 @@ TEST(Uploader, RefusalByTheSetIsAFailureAndNotRepeated) {
     EXPECT_EQ(result.transfers, 1);
 }
 
+TEST(Uploader, SuccessWithOtherBytesIsRepeatedAndNeverCounts) {
+    const FileType* types[] = {&Hdcp1(), &kConfigurationType};
+    for (const FileType* type : types) {
+        SimulatedReceiver set;
+        set.damages = 2;
+        const std::string bytes = Random(200, 1);
+        const UploadResult result = Send(set, bytes, 3, *type);
+        EXPECT_EQ(result.status, Exit::Success) << result.words;
+        EXPECT_EQ(result.transfers, 3);
+        EXPECT_EQ(set.installed[type->transfer], bytes);
+
+        set.damages = 100;
+        const UploadResult bad = Send(set, Random(200, 2), 2, *type);
+        EXPECT_EQ(bad.status, Exit::Failure) << bad.words;
+        EXPECT_EQ(bad.transfers, 3);
+    }
+}
+
+TEST(Uploader, ARefusalOfDamagedBytesIsRepeated) {
+    SimulatedReceiver set;
+    set.refuses = true;
+    set.damages = 1;
+    const UploadResult result = Send(set, Random(200, 1));
+    EXPECT_EQ(result.status, Exit::Failure);
+    EXPECT_EQ(result.transfers, 2) << "the first refusal was of other bytes, the second of these";
+}
+
 TEST(Uploader, WithoutTheSetsAnswerNothingCounts) {
     SimulatedReceiver set;
     set.swallowsAnswers = true;
