@@ -6,6 +6,7 @@
 
 #include "simset/core/AppManager.h"
 #include "simset/core/Control.h"
+#include "simset/core/CutPoint.h"
 #include "simset/core/KeyStore.h"
 #include "simset/core/Model.h"
 #include "simset/core/Records.h"
@@ -48,6 +49,7 @@ class Middleware::Impl {
                      [this](std::int32_t code) { Press(code); }}) {}
 
     ~Impl() {
+        m_cutPoint.PowerIsOff();
         m_server.reset();
         m_scheduler->Stop();
     }
@@ -86,7 +88,10 @@ class Middleware::Impl {
             m_server->SetOpen(false);
             m_server->DropConnections();
         }
+        m_cutPoint.PowerIsOff();
     }
+
+    void CutPowerAfter(std::uint64_t steps) { m_cutPoint.Arm(steps); }
 
     nlohmann::json RunControl(const std::vector<std::string>& words) {
         try {
@@ -118,6 +123,9 @@ class Middleware::Impl {
     void Trace(const nlohmann::json& row) {
         const std::lock_guard<std::mutex> lock(m_timeMutex);
         m_trace.Append((m_scheduler->Now() - m_powerOnTime).count(), row);
+        if (CutPoint::IsStep(row)) {
+            m_cutPoint.Step();
+        }
     }
 
   private:
@@ -156,14 +164,30 @@ class Middleware::Impl {
         return kOperations;
     }
 
+    // What happens while the power fails is not answered any more.
     Reply Answer(const Request& request) {
+        m_cutPoint.HoldWhileFailing();
+        Reply reply = Carry(request);
+        if (m_cutPoint.TakeReached() && m_hooks.onPowerCut) {
+            m_hooks.onPowerCut();
+        }
+        m_cutPoint.HoldWhileFailing();
+        return reply;
+    }
+
+    Reply Sync() {
+        m_cutPoint.Step();
+        if (!m_cutPoint.IsFailing() && m_hooks.onSync) {
+            m_hooks.onSync();
+        }
+        return {{"status", kOk}};
+    }
+
+    Reply Carry(const Request& request) {
         try {
             const auto op = request.at("op").get<std::string>();
             if (op == "sync") {
-                if (m_hooks.onSync) {
-                    m_hooks.onSync();
-                }
-                return {{"status", kOk}};
+                return Sync();
             }
             if (op == "trace" || op == "mount") {
                 return Report(op, request);
@@ -257,6 +281,7 @@ class Middleware::Impl {
     Behaviours m_behaviours;
     Clients m_clients;
     TraceLog m_trace;
+    CutPoint m_cutPoint;
     Set m_set;
     simset::Flash m_flash;
     Metadata m_metadata;
@@ -296,6 +321,10 @@ bool Middleware::HasVerb(const std::string& verb) {
 
 nlohmann::json Middleware::Control(const std::vector<std::string>& verbAndArguments) {
     return m_impl->RunControl(verbAndArguments);
+}
+
+void Middleware::CutPowerAfter(std::uint64_t steps) {
+    m_impl->CutPowerAfter(steps);
 }
 
 std::optional<std::chrono::milliseconds> Middleware::Behaviour(const std::string& name) const {

@@ -5,6 +5,7 @@
 #define SIMSET_CORE_MIDDLEWARE_H
 
 #include <chrono>
+#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -32,6 +33,9 @@ struct Hooks {
     // The reboot action was invoked. Runs on the middleware's timer thread: note the request and return, do not
     // call PowerOff or destroy the middleware from here.
     std::function<void()> onReboot;
+    // The step named by CutPowerAfter was reached: cut the power. Whoever made the step waits for PowerOff. Note
+    // the request and return.
+    std::function<void()> onPowerCut;
     // Something could not be kept, for example because the disk is full; `message` is one line for the user. Any
     // thread; must not call the middleware.
     std::function<void(const std::string& message)> onProblem;
@@ -63,6 +67,10 @@ class Middleware {
     // The set gets power: what a television forgets without power (search results, the address, messages) is back
     // at its start value, and trace times count from here. A new middleware is powered on.
     void PowerOn();
+
+    // Lets the power fail at the `steps`th step from now: shell command, mount, write or sync. A write is done
+    // then, a command has not begun and a sync has saved nothing. 0 takes it back, and so does PowerOff.
+    void CutPowerAfter(std::uint64_t steps);
 
     // Drops all connections, registrations and running actions, as when the application's processes are gone, and
     // refuses new ones until PowerOn. Values that the set keeps stay.

@@ -13,6 +13,7 @@
 #include "simset/board/ControlServer.h"
 #include "simset/board/Errors.h"
 #include "simset/board/RunOptions.h"
+#include "simset/stick/StickCommand.h"
 
 namespace {
 
@@ -50,7 +51,8 @@ Verbs:
   line [--baud N] [--drop P] [--flip P] [--delay MS] [--seed N]
                                       without options: settings and counters as JSON
   trace [--clear]                     what happened, as JSON lines
-  power-cut | reboot
+  power-cut [--after N] | reboot      N: at the Nth step from now, a step being a shell command (not begun),
+                                      a mount, a write (done) or a sync (nothing saved); 0 takes it back
 
 Exit status: 0, or 1 with a message on standard error.)";
 
@@ -122,6 +124,11 @@ int main(int argc, char** argv) {
     control->prefix_command();
     control->footer(kVerbs);
 
+    simset::stick::StickOptions stickOptions;
+    CLI::App* stick =
+        app.add_subcommand("stick", "Make a sample USB stick, or check one before it goes to the line");
+    simset::stick::AddStickCommands(*stick, stickOptions);
+
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
@@ -130,6 +137,9 @@ int main(int argc, char** argv) {
             return 0;
         }
         return control->parsed() ? 1 : simset::kExitUsage;
+    }
+    if (stick->parsed()) {
+        return simset::stick::RunStick(stickOptions);
     }
     return run->parsed() ? RunSet(options) : RunControl(state, control->remaining());
 }

@@ -185,6 +185,11 @@ class SimsetTest : public ::testing::Test {
                                         m_hooks.onReboot();
                                     }
                                 },
+                                [this] {
+                                    if (m_hooks.onPowerCut) {
+                                        m_hooks.onPowerCut();
+                                    }
+                                },
                                 [this](const std::string& message) {
                                     if (m_hooks.onProblem) {
                                         m_hooks.onProblem(message);

@@ -1,0 +1,35 @@
+#ifndef SIMSET_STICK_CONTENTS_H
+#define SIMSET_STICK_CONTENTS_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace simset::stick {
+
+/// What is wrong with a file's content, one sentence each; nothing when a set can use it as it is.
+using Problems = std::vector<std::string>;
+
+/// A range of MAC addresses as a range file's first line has it.
+struct RangeFile {
+    Problems problems;
+    std::string next;        ///< the address that the next set gets, as the file writes it
+    std::uint64_t left = 0;  ///< addresses from that one to the last
+    bool moreLines = false;
+};
+
+/// Reads the content of "mac.txt".
+RangeFile ReadRangeFile(const std::string& content);
+
+/// A customer configuration.
+struct ConfigurationFile {
+    Problems problems;
+    std::vector<std::string> notes;
+};
+
+/// Reads the content of "CONFIG.bin".
+ConfigurationFile ReadConfigurationFile(const std::string& content);
+
+}  // namespace simset::stick
+
+#endif  // SIMSET_STICK_CONTENTS_H

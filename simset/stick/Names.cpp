@@ -1,0 +1,90 @@
+#include "simset/stick/Names.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cstring>
+#include <numeric>
+#include <vector>
+
+namespace simset::stick {
+namespace {
+
+constexpr std::size_t kMaxSlips = 2;
+constexpr std::size_t kLettersPerSlip = 4;  // a short name has no room for slips
+constexpr std::size_t kShortestStem = 3;
+
+bool IsAlphanumeric(char c) {
+    return std::isalnum(static_cast<unsigned char>(c)) != 0;
+}
+
+/// Letters and digits alone, in lower case.
+std::string Core(const std::string& name) {
+    std::string core;
+    for (const char c : name) {
+        if (IsAlphanumeric(c)) {
+            core += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+        }
+    }
+    return core;
+}
+
+/// The edits that turn `expected` into each beginning of `text`, from the empty one on.
+std::vector<std::size_t> EditsToBeginnings(const std::string& expected, const std::string& text) {
+    std::vector<std::size_t> row(text.size() + 1);
+    std::iota(row.begin(), row.end(), std::size_t{0});
+    for (std::size_t i = 1; i <= expected.size(); ++i) {
+        std::vector<std::size_t> next{i};
+        for (std::size_t j = 1; j <= text.size(); ++j) {
+            const std::size_t replaced = row[j - 1] + (expected[i - 1] == text[j - 1] ? 0U : 1U);
+            next.push_back(std::min({replaced, row[j] + 1, next[j - 1] + 1}));
+        }
+        row = std::move(next);
+    }
+    return row;
+}
+
+std::size_t AllowedSlips(const std::string& expected) {
+    return std::min(kMaxSlips, expected.size() / kLettersPerSlip);
+}
+
+bool BeginsWith(const std::string& text, const std::string& beginning) {
+    return beginning.size() >= kShortestStem && text.rfind(beginning, 0) == 0;
+}
+
+}  // namespace
+
+bool IsNearlyFolder(const std::string& name, const std::string& expected) {
+    const std::string given = Core(name);
+    const std::string wanted = Core(expected);
+    return given == wanted || BeginsWith(given, wanted) || BeginsWith(wanted, given) ||
+           EditsToBeginnings(wanted, given).back() <= AllowedSlips(wanted);
+}
+
+bool IsNearlyFile(const std::string& name, const std::string& needle) {
+    const std::string given = Core(name);
+    const std::string wanted = Core(needle);
+    if (given.find(wanted) != std::string::npos) {
+        return true;
+    }
+    const std::vector<std::size_t> edits = EditsToBeginnings(wanted, given);
+    return *std::min_element(edits.begin(), edits.end()) <= AllowedSlips(wanted);
+}
+
+bool NeedsQuotes(const std::string& name) {
+    return name.empty() || !std::all_of(name.begin(), name.end(), [](char c) {
+               return IsAlphanumeric(c) || (c != '\0' && std::strchr("/._-+:,@%", c) != nullptr);
+           });
+}
+
+std::string Printable(const std::string& name) {
+    std::string text;
+    for (const char c : name) {
+        const auto byte = static_cast<unsigned char>(c);
+        text += byte < 0x20 || byte >= 0x7F ? fmt::format("\\x{:02x}", byte) : std::string(1, c);
+    }
+    return text;
+}
+
+}  // namespace simset::stick
