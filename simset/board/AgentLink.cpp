@@ -38,9 +38,14 @@ std::string FirstLine(const char* path) {
 [[noreturn]] void ThrowNoNamespaces(int code) {
     std::string text =
         "this machine does not allow simset its namespaces (" + std::string(std::strerror(code)) + "). ";
-    if (FirstLine("/proc/sys/user/max_user_namespaces") == "0") {
-        text += "Set user.max_user_namespaces above 0: sysctl -w user.max_user_namespaces=10000";
-    } else if (FirstLine("/proc/sys/kernel/unprivileged_userns_clone") == "0") {
+    for (const char* kind : {"user", "mnt", "pid", "net"}) {
+        const std::string name = "max_" + std::string(kind) + "_namespaces";
+        if (FirstLine(("/proc/sys/user/" + name).c_str()) == "0") {
+            throw RunError(kExitNoNamespaces,
+                           text + "Set user." + name + " above 0: sysctl -w user." + name + "=10000");
+        }
+    }
+    if (FirstLine("/proc/sys/kernel/unprivileged_userns_clone") == "0") {
         text += "Allow them to ordinary users: sysctl -w kernel.unprivileged_userns_clone=1";
     } else if (FirstLine("/proc/sys/kernel/apparmor_restrict_unprivileged_userns") == "1") {
         text += "Allow them to ordinary users: sysctl -w kernel.apparmor_restrict_unprivileged_userns=0";
