@@ -425,11 +425,13 @@ TEST(AmClientStreams, InterruptedWaitsGoOn) {
             pthread_kill(g_td_in, SIGALRM);
             poll(nullptr, 0, 1);
         }
+        std::puts("interrupted");
         return RunOrders();
     });
+    ASSERT_TRUE(client.SeesOutput("interrupted\n"));
     client.Write(":cli:say heard\n:cli:exit 0\n");
     EXPECT_EQ(client.Wait(), 0);
-    EXPECT_EQ(client.Output(), "am client thread start \nheard\n");
+    EXPECT_EQ(client.Output(), "am client thread start \ninterrupted\nheard\n");
 }
 
 // ---- Output ---------------------------------------------------------------------------------------------------
