@@ -1,0 +1,74 @@
+"""The application is killed at random moments of a transfer; the next transfer succeeds all the same."""
+
+import os
+import random
+import signal
+import tempfile
+import time
+import unittest
+import zlib
+from concurrent.futures import ThreadPoolExecutor
+
+import setlib
+from keylib import HDCP1, HDCP2, KeySet, chunks, content, crc
+from setlib import result, status
+
+SETS = 3
+KILLS = int(os.environ.get("ZELFAC_KILLS", "18"))  # moments tried, over all sets
+BIG, SMALL = 2560, 192  # bytes
+
+
+class Killed(unittest.TestCase):
+    def run_set(self, seed, kills):
+        """Returns, for each kill, whether the key was installed by then."""
+        moments = random.Random(seed)
+        reached = []
+        before = None
+        with tempfile.TemporaryDirectory(prefix="zelfac-kill.") as folder:
+            state = folder + "/state"
+            for number in range(kills):
+                said = f"seed {seed}, kill {number}"
+                killed = content(HDCP1, BIG + number)
+                with KeySet(state=state) as tv:
+                    # 40 chunks take 0.4 s of passes and 80 shell commands; half of the kills hit the installation.
+                    tv.line.send(b"".join(chunks(HDCP1, killed)))
+                    if number % 2:
+                        time.sleep(0.5 + moments.random() * 0.8)
+                    else:
+                        tv.await_true(lambda: "rm /tmp/tmpkey/tmp_*.bin" in tv.shell(), "the worker")
+                        time.sleep(moments.random() * 0.05)
+                    os.kill(tv.ready["pid"], signal.SIGKILL)
+                    tv.line.close()
+                    tv.line = None
+                    self.assertEqual(tv.process.wait(20), 128 + signal.SIGKILL, said)
+                with KeySet(state=state) as tv:
+                    whole = (len(killed), zlib.crc32(killed))
+                    self.assertIn(tv.key(HDCP1), (before, whole), said + ": the whole key, or the one before")
+                    reached.append(tv.key(HDCP1) == whole)
+                    # The same kind again by zelline, another one by this program.
+                    data = content(HDCP1, SMALL + number)
+                    file = tv.folder / "key.bin"
+                    file.write_bytes(data)
+                    done = tv.zelline("key", "send", "hdcp1", file)
+                    self.assertEqual(done.returncode, 0, (said, done.stderr))
+                    self.assertEqual(tv.key(HDCP1), (len(data), zlib.crc32(data)), said)
+                    self.assertEqual(tv.query(HDCP1), result(HDCP1.query, crc(data)), said)
+                    data = content(HDCP2, SMALL + number)
+                    self.assertEqual(tv.send(HDCP2, data), status(HDCP2.command, 0), said)
+                    self.assertEqual(tv.key(HDCP2), (len(data), zlib.crc32(data)), said)
+                    before = tv.key(HDCP1)
+        return reached
+
+    def test_at_random_moments(self):
+        seed = int(os.environ.get("ZELFAC_SEED", random.randrange(1 << 30)))
+        print(f"ZELFAC_SEED={seed}")
+        with ThreadPoolExecutor(SETS) as pool:
+            counts = [KILLS // SETS + (number < KILLS % SETS) for number in range(SETS)]
+            futures = [pool.submit(self.run_set, seed + number, count) for number, count in enumerate(counts)]
+            reached = [moment for future in futures for moment in future.result()]
+        print(f"{len(reached)} kills: {reached.count(True)} after the installation")
+        self.assertEqual(len(reached), KILLS)
+
+
+if __name__ == "__main__":
+    setlib.main()
