@@ -113,19 +113,30 @@ class Line:
 
 
 class Set:
-    """A running simulated set. Use as a context manager."""
+    """A running simulated set. Use as a context manager.
 
-    def __init__(self, *options, state=None, panel="none", wait=True):
+    `arrange` are ctl verbs (tuples of words) that are carried out before the set is switched on.
+    """
+
+    def __init__(self, *options, state=None, panel="none", wait=True, arrange=()):
         self.own = state is None
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="zelfac-set."))
         self.state = pathlib.Path(state) if state else self.folder / "state"
         self.options = list(options) + (["--panel", panel] if panel else [])
         self.wait = wait
+        self.arrange = arrange
         self.process = None
         self.ready = None
         self.line = None
 
     def __enter__(self):
+        if self.arrange:
+            with Set("--mode", "none", state=self.state) as resting:
+                for verb in self.arrange:
+                    resting.ctl(*verb)
+                mode = "1" if "--mode" not in self.options else self.options[self.options.index("--mode") + 1]
+                resting.ctl("flash", "set", "ZelFacMode", mode)
+                resting.ctl("trace", "--clear")
         self.start()
         return self
 
