@@ -1,0 +1,72 @@
+"""Key files over a line that loses and damages bytes: zelline repeats until the set's checksum agrees, and never
+counts a wrong key as right.
+
+ZELFAC_TRANSFERS sets how many transfers are tried, ZELFAC_SEED repeats the faults of a run.
+"""
+
+import json
+import os
+import random
+import time
+import unittest
+import zlib
+from concurrent.futures import ThreadPoolExecutor
+
+import setlib
+from keylib import CIPLUS, HDCP1, HDCP2, NETFLIX, WIDEVINE, KeySet
+
+SETS = 4
+TRANSFERS = int(os.environ.get("ZELFAC_TRANSFERS", "40"))
+KINDS = [HDCP1, HDCP2, CIPLUS, WIDEVINE, NETFLIX]
+# Probabilities per byte; a transfer of ten chunks is some 900 bytes both ways.
+NOISE = [("--flip", 0.0005), ("--drop", 0.0005), ("--flip", 0.001), ("--flip", 0.002)]
+
+
+class Noise(unittest.TestCase):
+    def transfers(self, seed, count):
+        """(whether it counted, number of tries) of each transfer."""
+        draw = random.Random(seed)
+        outcomes = []
+        with KeySet() as tv:
+            for number in range(count):
+                kind, noise = draw.choice(KINDS), draw.choice(NOISE)
+                data = draw.randbytes(draw.randrange(65, 1000))
+                said = (f"seed {seed}, transfer {number}", kind.name, noise, len(data))
+                file = tv.folder / "key.bin"
+                file.write_bytes(data)
+                before = tv.key(kind)
+                tv.ctl("line", *noise, "--seed", draw.randrange(1 << 30))
+                done = tv.zelline("--json", "--retries", 8, "key", "send", kind.name, file)
+                tv.ctl("line", "--flip", 0, "--drop", 0)
+                answer = json.loads(done.stdout.splitlines()[-1])
+                self.assertEqual(answer["v"], 1, said)
+                right = (len(data), zlib.crc32(data))
+                if done.returncode == 0:
+                    self.assertEqual(tv.key(kind), right, (said, "counted, and the set has another key"))
+                else:
+                    self.assertIn(done.returncode, (1, 3), (said, done.stderr))
+                outcomes.append((done.returncode == 0, answer.get("transfers", 1), tv.key(kind) not in (before, right)))
+        return outcomes
+
+    def test_no_wrong_key_counts_as_right(self):
+        seed = int(os.environ.get("ZELFAC_SEED", random.randrange(1 << 30)))
+        print(f"ZELFAC_SEED={seed} ZELFAC_TRANSFERS={TRANSFERS}")
+        begin = time.monotonic()
+        with ThreadPoolExecutor(SETS) as pool:
+            counts = [TRANSFERS // SETS + (number < TRANSFERS % SETS) for number in range(SETS)]
+            futures = [pool.submit(self.transfers, seed + number, count) for number, count in enumerate(counts)]
+            outcomes = [outcome for future in futures for outcome in future.result()]
+        counted = [tries for success, tries, _ in outcomes if success]
+        print(
+            f"{len(outcomes)} transfers in {time.monotonic() - begin:.0f} s: {len(counted)} counted, all of them right;"
+            f" {sum(tries > 1 for tries in counted)} of these took more than one try, {max(counted)} at most;"
+            f" {len(outcomes) - len(counted)} given up, of which {sum(other for _, _, other in outcomes)} left"
+            " another key behind"
+        )
+        self.assertEqual(len(outcomes), TRANSFERS)
+        self.assertTrue(any(tries > 1 for tries in counted), "the noise did no harm")
+        self.assertGreaterEqual(len(counted), 0.9 * len(outcomes), "repeating hardly helps")
+
+
+if __name__ == "__main__":
+    setlib.main()
