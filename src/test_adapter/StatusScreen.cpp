@@ -2,6 +2,8 @@
 
 #include <cstdio>
 
+#include "test_adapter/FailedStartGuard.h"
+
 namespace {
 
 constexpr const char* kFontPath = "/config/font/DejaVuSans.ttf";
@@ -30,8 +32,11 @@ void SetColor(IDirectFBSurface* surface, zel::Color color) {
 }  // namespace
 
 StatusScreen::StatusScreen(int* argc, char*** argv) {
-    Check(DirectFBInit(argc, argv), 521, "DirectFBInit( &argc, &argv )");
-    Check(DirectFBCreate(&dfb), 522, "DirectFBCreate( &dfb )");
+    {
+        const FailedStartGuard guard;
+        Check(DirectFBInit(argc, argv), 521, "DirectFBInit( &argc, &argv )");
+        Check(DirectFBCreate(&dfb), 522, "DirectFBCreate( &dfb )");
+    }
     Check(dfb->GetDisplayLayer(dfb, DLID_PRIMARY, &layer), 527,
           "dfb->GetDisplayLayer( dfb, DLID_PRIMARY, &layer )");
     layer->SetCooperativeLevel(layer, DLSCL_ADMINISTRATIVE);
