@@ -44,21 +44,31 @@ std::string PathInSet(const std::string& path) {
     return path;
 }
 
-/// Makes the read-only partition that holds a path writable for the time of one change from outside.
+/// The device that holds a path, or would hold it.
+dev_t DeviceOf(std::string path) {
+    struct stat info {};
+    while (::stat(path.c_str(), &info) != 0 && path.size() > 1) {
+        path.resize(std::max<std::size_t>(path.rfind('/'), 1));
+    }
+    return info.st_dev;
+}
+
+/// Makes the read-only partition that holds a path, or the root, writable for the time of one change from outside.
 class Writable {
   public:
     explicit Writable(const std::string& path) {
         for (const char* partition : kPartitions) {
-            struct statvfs info {};
-            if (path.rfind(std::string(partition) + "/", 0) == 0 && ::statvfs(partition, &info) == 0 &&
-                (info.f_flag & ST_RDONLY) != 0) {
-                m_partition = partition;
-                Remount(0);
+            if (path.rfind(std::string(partition) + "/", 0) == 0) {
+                Open(partition, MS_NOSUID | MS_NODEV);
+                return;
             }
+        }
+        if (DeviceOf(path) == DeviceOf("/")) {
+            Open("/", 0);
         }
     }
     ~Writable() {
-        if (m_partition != nullptr) {
+        if (m_mountPoint != nullptr) {
             Remount(MS_RDONLY);
         }
     }
@@ -66,11 +76,20 @@ class Writable {
     Writable& operator=(const Writable&) = delete;
 
   private:
+    void Open(const char* mountPoint, unsigned long flags) {
+        struct statvfs info {};
+        if (::statvfs(mountPoint, &info) == 0 && (info.f_flag & ST_RDONLY) != 0) {
+            m_mountPoint = mountPoint;
+            m_flags = flags;
+            Remount(0);
+        }
+    }
     void Remount(unsigned long flags) {
-        ::mount(nullptr, m_partition, nullptr, MS_REMOUNT | MS_NOSUID | MS_NODEV | flags, nullptr);
+        ::mount(nullptr, m_mountPoint, nullptr, MS_REMOUNT | m_flags | flags, nullptr);
     }
 
-    const char* m_partition = nullptr;
+    const char* m_mountPoint = nullptr;
+    unsigned long m_flags = 0;
 };
 
 class Agent {

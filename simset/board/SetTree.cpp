@@ -83,6 +83,7 @@ class TreeBuilder {
         for (const Stick& stick : m_config.sticks) {
             MountStick(stick, m_state);
         }
+        Mount(nullptr, "/", nullptr, MS_REMOUNT | MS_RDONLY);
     }
 
   private:
@@ -115,14 +116,18 @@ class TreeBuilder {
     }
 
     void MakePlainFolders() {
-        for (const char* path : {"/proc", "/sys", "/run", "/root", "/home", "/mnt/usb", "/var/tvservice",
-                                 "/var/tmp", "/var/lib", "/simset/lib", "/simset/bin"}) {
+        for (const char* path : {"/proc", "/sys", "/root", "/home", "/var/lib", "/simset/lib", "/simset/bin"}) {
+            Folder(path);
+        }
+        // The root itself ends read-only, as a television's.
+        for (const char* path : {"/run", "/mnt/usb", "/var/tvservice", "/var/tmp", kDriverFolder}) {
+            Folder(path);
+            Mount("tmpfs", In(path), "ramfs", MS_NOSUID | MS_NODEV);
             Folder(path);
         }
         Folder("/tmp");
         Mount("tmpfs", In("/tmp"), "ramfs", MS_NOSUID | MS_NODEV);
         Folder("/tmp", 01777);
-        Folder(kDriverFolder);
         TouchFile(In(kDriverFolder) + "/xc");
     }
 

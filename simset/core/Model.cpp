@@ -18,6 +18,8 @@ constexpr int kAccessPointsOn = 1;
 constexpr int kBluetoothOn = 0;
 constexpr int kBluetoothOff = 1;
 constexpr int kTableChanged = 1;
+// What the asker gets to finish what it does.
+constexpr std::chrono::milliseconds kRebootDelay{500};
 
 json ParseKept(const std::string& text, json otherwise) {
     auto value = DecodeLine(text);
@@ -277,7 +279,7 @@ void Model::Perform(const ConnectionId& connection, const KeyInfo& info, const R
         // Number and value are the first and the second element; both carry position 0.
         record["pins"][ArgumentAt(arguments, 0)] = ArgumentAt(arguments, 1);
     } else if (name == key::kReboot) {
-        m_set.later(std::chrono::milliseconds(0), m_set.reboot);
+        m_set.later(kRebootDelay, m_set.reboot);
     }
     ReportResult(connection, "Success");
 }

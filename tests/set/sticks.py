@@ -78,12 +78,33 @@ class Folder:
         shutil.rmtree(self.path, ignore_errors=True)
 
 
-class Update(Set):
+class Looking(Set):
+    """A set whose sticks and keys can be looked at."""
+
+    def read_stick(self, name="vu_sda1"):
+        """The files of a plugged stick with their contents."""
+        with Folder() as folder:
+            self.ctl("usb", "read", name, folder)
+            return files(folder)
+
+    def keys(self):
+        """The installed keys: their types with the checksums of their content."""
+        return {key["type"]: key["crc32"] for key in self.value("keys", "list")}
+
+
+class Idle(Looking):
+    """A set that has power while its application does nothing."""
+
+    def __init__(self, state):
+        super().__init__("--app", "/bin/cat", state=state)
+
+
+class Update(Looking):
     """A set that is switched on in USB update mode with sticks."""
 
-    def __init__(self, *sticks, state=None, mode="3", panel="none", faults=(), options=()):
+    def __init__(self, *sticks, state=None, mode="3", panel="none", faults=(), options=(), wait=True):
         plugged = [word for stick in sticks for word in ("--usb", str(stick))]
-        super().__init__("--mode", mode, *plugged, *options, state=state, panel=panel)
+        super().__init__("--mode", mode, *plugged, *options, state=state, panel=panel, wait=wait)
         self.faults = [list(map(str, fault)) for fault in faults]
 
     def start(self):
@@ -113,16 +134,6 @@ class Update(Set):
             calm.wait(1.5)
         raise AssertionError("the update does not come to an end")
 
-    def read_stick(self, name="vu_sda1"):
-        """The files of a plugged stick with their contents."""
-        with Folder() as folder:
-            self.ctl("usb", "read", name, folder)
-            return files(folder)
-
-    def keys(self):
-        """The installed keys: their types with the checksums of their content."""
-        return {key["type"]: key["crc32"] for key in self.value("keys", "list")}
-
     def update_shell(self):
         """The shell commands after the partitions were made writable."""
         commands = self.shell()
@@ -135,13 +146,6 @@ class Update(Set):
         """What a configuration sets, metadata as numbers by item."""
         numbers = {item: int(self.text("meta", "get", item)) for item in (0, 1, 2, 3, 4)}
         return {**numbers, "brand": self.text("flash", "get", "brand")}
-
-
-class Idle(Set):
-    """A set that has power while its application does nothing."""
-
-    def __init__(self, state):
-        super().__init__("--app", "/bin/cat", state=state)
 
 
 def crc(content):
