@@ -15,8 +15,8 @@ from concurrent.futures import ThreadPoolExecutor
 import setlib
 from keylib import CIPLUS, HDCP1, HDCP2, NETFLIX, WIDEVINE, KeySet
 
-SETS = 4
-TRANSFERS = int(os.environ.get("ZELFAC_TRANSFERS", "40"))
+TRANSFERS = int(os.environ.get("ZELFAC_TRANSFERS", "24"))
+SETS = 8 if TRANSFERS >= 100 else 4
 KINDS = [HDCP1, HDCP2, CIPLUS, WIDEVINE, NETFLIX]
 # Probabilities per byte; a transfer of ten chunks is some 900 bytes both ways.
 NOISE = [("--flip", 0.0005), ("--drop", 0.0005), ("--flip", 0.001), ("--flip", 0.002)]
