@@ -19,6 +19,8 @@ namespace zelline {
 
 using Variables = std::map<std::string, std::string>;
 
+constexpr char kAllSteps[] = "step.all";  // the variable that is "passed" until a step has failed, then "failed"
+
 // What a step's outcome must be like.
 struct Expectation {
     Exit status = Exit::Success;         // success, failure or no answer

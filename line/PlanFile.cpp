@@ -374,6 +374,7 @@ Plan LoadPlan(const std::string& path, const Variables& given, std::vector<PlanP
     if (problems.empty() && plan.steps.empty()) {
         problems.push_back({path, 0, "the plan has no steps: write [[step]] and run = \"...\""});
     }
+    plan.variables[kAllSteps] = StateWord(StepState::Passed);
     CheckSteps(plan, problems);
     return plan;
 }

@@ -233,6 +233,9 @@ PlanResult ExecutePlan(const Plan& plan, Link& link, const Settings& settings,
             stopped = stopped || (done.state == StepState::Failed && step.stopOnFailure);
             result.status = Worse(result.status, done.status);
         }
+        if (done.state == StepState::Failed) {
+            variables[kAllSteps] = StateWord(StepState::Failed);
+        }
         if (!step.id.empty()) {
             variables["step." + step.id] = StateWord(done.state);
         }

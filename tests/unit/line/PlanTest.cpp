@@ -221,6 +221,20 @@ TEST(PlanRun, ValuesAreSavedAndConditionsSkip) {
     EXPECT_EQ(ran.result.status, Exit::Success);
 }
 
+TEST(PlanRun, ALaterStepCanAskWhetherAllPassed) {
+    const std::string plan =
+        "[defaults]\non-failure = \"continue\"\n"
+        "[[step]]\nrun = \"version\"\nexpect = { equals = \"2\" }\n"
+        "[[step]]\nrun = \"led red on\"\n"
+        "[[step]]\nrun = \"finish\"\nrun-if = \"${step.all} == passed\"\n";
+    SimulatedReceiver bad;
+    bad.texts[0x1297] = "1";
+    EXPECT_THAT(RunText(plan, bad).states, ElementsAre("failed", "passed", "skipped"));
+    SimulatedReceiver good;
+    good.texts[0x1297] = "2";
+    EXPECT_THAT(RunText(plan, good).states, ElementsAre("passed", "passed", "passed"));
+}
+
 TEST(PlanRun, TooSlowIsAFailure) {
     SimulatedReceiver set;
     EXPECT_EQ(RunText("[[step]]\nrun = \"led red on\"\nwithin = 400\n", set).result.status, Exit::Failure);
