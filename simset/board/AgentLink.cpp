@@ -119,7 +119,6 @@ AgentLink::AgentLink(const AgentConfig& config, int stateFolder, const std::arra
         Request({request::kBuild, nlohmann::json(config).dump()});
     } catch (const std::exception& error) {
         Kill();
-        Reap();
         if (std::strstr(error.what(), std::strerror(ENOSPC)) != nullptr) {
             throw RunError(kExitState, std::string("the state folder cannot be written: ") + error.what());
         }
@@ -129,7 +128,6 @@ AgentLink::AgentLink(const AgentConfig& config, int stateFolder, const std::arra
 
 AgentLink::~AgentLink() {
     Kill();
-    Reap();
 }
 
 void AgentLink::Spawn(int stateFolder, const std::array<int, 3>& streams, const Fd& requestEnd,
@@ -187,11 +185,6 @@ pid_t AgentLink::StartApplication() {
 void AgentLink::Kill() {
     if (m_init > 0) {
         ::kill(m_init, SIGKILL);
-    }
-}
-
-void AgentLink::Reap() {
-    if (m_init > 0) {
         int status = 0;
         while (::waitpid(m_init, &status, 0) < 0 && errno == EINTR) {
         }

@@ -38,12 +38,12 @@ class AgentLink {
     /// @return the next event; nothing when the agent is dead
     std::optional<Message> NextEvent() { return ReceiveMessage(m_events.Get()); }
 
-    /// Ends every process in the set at once, without saving anything; any thread.
+    /// Ends every process in the set at once, without saving anything, and returns when all are gone. The thread
+    /// that made the object only.
     void Kill();
 
   private:
     void Spawn(int stateFolder, const std::array<int, 3>& streams, const Fd& requestEnd, const Fd& eventEnd);
-    void Reap();
 
     Fd m_requests;
     Fd m_events;

@@ -2,7 +2,6 @@
 // where the set keeps it; tells simset when data is to survive a power cut instead of syncing the PC's disks;
 // reports the application's own mount calls. Links to the C library alone, since it lives in programs of every
 // kind.
-#include <dlfcn.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <stdarg.h>
@@ -12,6 +11,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "simset/board/inset/Next.h"
 #include "simset/board/inset/Report.h"
 
 namespace {
@@ -41,15 +41,7 @@ class Path {
     char m_buffer[kPathMax];
 };
 
-template <typename Function>
-Function Next(const char* name) {
-    // dlsym's object pointer is a function's address by POSIX; the language has no conversion that says so.
-    void* const symbol = dlsym(RTLD_NEXT, name);
-    Function function = nullptr;
-    static_assert(sizeof function == sizeof symbol, "POSIX");
-    memcpy(&function, &symbol, sizeof function);
-    return function;
-}
+using simset::inset::Next;
 
 bool InApplication() {
     char self[kPathMax];

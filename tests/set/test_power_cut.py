@@ -1,0 +1,164 @@
+"""The power fails in the middle of an update, at every step of it in turn.
+
+A step is whatever can change something that outlives the power: a shell command (it has not begun then), a mount, a
+write (it is done) or a sync (nothing has been saved by it). The address of a set is stored before the range file is
+moved on, so a cut between the two leaves an address that the set has and the stick still offers. It is never given
+to two sets, because the update has not ended: the set takes the same one again when it is switched on with its stick.
+"""
+
+import threading
+import time
+import unittest
+
+import setlib
+import sticks
+from sticks import CUSTOMER, ITEMS, Folder, Idle, Update, crc, full_stick, in_parallel, key_content, trace_file, write
+
+KILLED = 128 + 9
+TAKEN = ["config", "hdcp1", "ciplus", "mac"]  # one of each sort; the other keys repeat these steps
+FIRST, SECOND = "00-11-22-33-44-01", "00-11-22-33-44-02"
+KEY_FILES = {crc(key_content(name, number)) for name in ("hdcp1", "ciplus") for number in (1, 2)}
+
+
+def make_stick(root):
+    stick = full_stick(root, TAKEN, address_range=f"{FIRST}--00-11-22-33-44-09\r\n")
+    for name in ("hdcp1", "ciplus"):
+        folder, file, _, _ = ITEMS[name]
+        write(stick / CUSTOMER / folder / file.replace("_1", "_2"), key_content(name, 2))
+    return stick
+
+
+def make_oem_stick(root):
+    write(root / "OEM_data" / "logo.bin", "logo")
+    return root
+
+
+def is_step(row):
+    return row["who"] in ("shell", "mount") or row.get("call") in ("set", "write", "invoke", "createAccessRouteFile")
+
+
+def missing_keys(stick):
+    """Checksums of the key files that are gone from a stick."""
+    return KEY_FILES - {crc(content) for path, content in stick.items() if "/HDCP14KEY/" in path or "/CI+/" in path}
+
+
+def offered(stick):
+    """The address that a stick offers next."""
+    return stick[f"{CUSTOMER}/MAC/mac.txt"].decode()[:17]
+
+
+class PowerCut(unittest.TestCase):
+    def cut_at(self, folder, stick, step):
+        """Cuts the power at that step of a start. Returns the rows of that start, None when it ended before."""
+        cut = Update(stick, state=folder / "state", options=["--power-cut-after", str(step)], wait=False)
+        with cut as tv:
+            while tv.process.poll() is None:
+                if (tv.state / "app.out").exists() and " m_secondUpdateStatus:" in tv.output():
+                    return None
+                time.sleep(0.02)
+            self.assertEqual(tv.process.returncode, KILLED)
+        return trace_file(folder / "state")
+
+    def check_before_next_start(self, state):
+        """What has to hold at once, while the application has not run again. Returns the installed keys."""
+        with Idle(state) as tv:
+            stick, keys = tv.read_stick(), set(tv.keys().values())
+            self.assertLessEqual(missing_keys(stick), keys, "a key file is gone that no set has")
+            self.assertIn(offered(stick), (FIRST, SECOND))
+            if offered(stick) == SECOND:
+                self.assertEqual([tv.text("flash", "get", "macaddr"), tv.text("meta", "get", 8)], [FIRST, FIRST])
+            return keys
+
+    def check_next_start(self, state, keys):
+        with Update(state=state) as tv:
+            self.assertEqual(tv.outcome(), (1, ""))
+            stick, address = tv.read_stick(), tv.text("meta", "get", 8)
+            self.assertEqual(tv.text("flash", "get", "macaddr"), address)
+            self.assertEqual(int(offered(stick)[-2:]), int(address[-2:]) + 1)
+            self.assertLessEqual(missing_keys(stick), keys | set(tv.keys().values()))
+            self.assertEqual(tv.configuration()["brand"], "ACME")
+
+    def sweep(self, make, first, check):
+        """Cuts at every step from `first` on until an update ends before its cut; returns what was cut."""
+        last, seen, lock = [], {}, threading.Lock()
+
+        def run(step):
+            if last:
+                return
+            with Folder() as folder:
+                rows = self.cut_at(folder, make(folder / "stick"), step)
+                if rows is None:
+                    last.append(step)
+                    return
+                with lock:
+                    seen[step] = rows[-1]
+                check(folder / "state")
+
+        failed = in_parallel(range(first, first + 120), run, 6)
+        self.assertEqual([(step, str(error)) for step, error in sorted(failed, key=lambda pair: pair[0])], [])
+        self.assertTrue(last, "no update came to its end")
+        return seen
+
+    def first_step(self, make, command):
+        """A step shortly before that command: syncs are steps as well and leave no rows."""
+        with Folder() as folder, Update(make(folder / "stick")) as tv:
+            tv.outcome()
+            rows = tv.trace()
+        begin = next(index for index, row in enumerate(rows) if row.get("command") == command)
+        return sum(1 for row in rows[:begin] if is_step(row))
+
+    def test_every_step_of_an_import(self):
+        first = self.first_step(make_stick, "echo ForceFreerun=TRUE > /proc/utopia_mdb/xc")
+
+        def check(state):
+            self.check_next_start(state, self.check_before_next_start(state))
+
+        seen = self.sweep(make_stick, first, check)
+        # All that matters was cut: each write of a key, its removal, both places of the address, the range file.
+        rows = list(seen.values())
+        self.assertLessEqual({5, 3}, {row["key"] for row in rows if row["who"] == "keys" and row["call"] == "write"})
+        self.assertEqual(len({row["command"] for row in rows if "rm -rf" in row.get("command", "")}), 2)
+        self.assertIn("macaddr", {row.get("name") for row in rows})
+        stored = [step for step, row in seen.items() if row.get("item") == 8]
+        self.assertGreaterEqual(len(stored), 2, "the write of the address, and the sync of the range file after it")
+
+    def test_every_step_of_the_supervisors_part(self):
+        first = self.first_step(make_oem_stick, "touch /var/run/.superwatch13")
+
+        def check(state):
+            with Update(state=state) as tv:
+                self.assertEqual(tv.outcome(), (1, ""))
+                self.assertEqual(list(tv.read_stick().values()), [b"logo"])
+
+        seen = self.sweep(make_oem_stick, first, check)
+        self.assertIn("echo 13 > /var/run/superwatch", {row.get("command") for row in seen.values()})
+
+    def test_the_early_steps_leave_a_set_that_comes_up(self):
+        def run(step):
+            with Folder() as folder:
+                self.assertIsNotNone(self.cut_at(folder, make_stick(folder / "stick"), step))
+                self.check_next_start(folder / "state", set())
+
+        failed = in_parallel((1, 2, 7, 16), run)
+        self.assertEqual([(step, str(error)) for step, error in failed], [])
+
+
+class ByHand(unittest.TestCase):
+    def test_the_next_step_after_ctl_asked_for_it(self):
+        with setlib.Set() as tv:
+            tv.await_started()
+            self.assertIn(b"--after N", tv.ctl("power-cut", "--after", "x", check=False).stderr)
+            tv.ctl("power-cut", "--after", 1)
+            tv.ctl("power-cut", "--after", 0)  # taken back
+            tv.line.connect()
+            self.assertEqual(tv.line.ask(0x1274, b"KEPT"), setlib.status(0x1274, 0))
+            tv.ctl("power-cut", "--after", 1)
+            tv.line.send(setlib.frame(0x1274, b"LOST"))
+            self.assertEqual(tv.process.wait(20), KILLED)
+            tv.stop()
+            tv.start()
+            self.assertEqual(tv.ctl("cat", "/var/local/ZelPcbSn").stdout, b"KEPT")
+
+
+if __name__ == "__main__":
+    setlib.main()
