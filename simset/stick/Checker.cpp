@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <numeric>
 #include <stdexcept>
 #include <system_error>
 
@@ -76,6 +77,12 @@ class Checker {
     }
 
   private:
+    /// What an entry is worth.
+    struct Content {
+        bool taken = false;      ///< whether a set takes it without an error
+        std::uint64_t sets = 0;  ///< how many sets it serves; not told of a configuration, which serves any number
+    };
+
     void Add(Level level, const fs::path& path, const std::string& text) {
         m_report.findings.push_back({level, Printable(path.string()), text});
     }
@@ -212,17 +219,10 @@ class Checker {
     }
 
     void CheckMatching(const Item& item, const fs::path& folder, const std::vector<std::string>& names) {
-        bool usable = true;  // the entry that a set takes first
-        std::uint64_t sets = 0;
+        std::vector<Content> contents;
         for (const std::string& name : names) {
-            const fs::path path = folder / name;
-            CheckName(path, name);
-            const std::size_t before = Problems();
-            const std::uint64_t serves = CheckContent(item, path);
-            sets += serves;
-            if (&name == &names.front()) {
-                usable = Problems() == before;
-            }
+            CheckName(folder / name, name);
+            contents.push_back(CheckContent(item, folder / name));
         }
         if (names.size() > 1) {
             if (item.kind == ItemKind::kKey) {
@@ -232,16 +232,13 @@ class Checker {
                                             item.needle));
             }
         }
-        Expect(item, folder / names.front(), usable);
+        Expect(item, folder / names.front(), contents.front().taken);
         if (item.kind != ItemKind::kConfiguration) {
+            const std::uint64_t sets =
+                std::accumulate(contents.begin(), contents.end(), std::uint64_t{0},
+                                [](std::uint64_t sum, const Content& content) { return sum + content.sets; });
             m_report.expected.sets = std::min(m_report.expected.sets.value_or(sets), sets);
         }
-    }
-
-    std::size_t Problems() const {
-        return static_cast<std::size_t>(
-            std::count_if(m_report.findings.begin(), m_report.findings.end(),
-                          [](const Finding& finding) { return finding.level == Level::kProblem; }));
     }
 
     void CheckName(const fs::path& path, const std::string& name) {
@@ -256,19 +253,18 @@ class Checker {
         }
     }
 
-    /// @return how many sets the entry serves; of a configuration any number
-    std::uint64_t CheckContent(const Item& item, const fs::path& path) {
+    Content CheckContent(const Item& item, const fs::path& path) {
         if (!fs::is_regular_file(m_root / path)) {
             Problem(path, "has to be a file");
-            return 0;
+            return {};
         }
         const std::string content = Read(m_root / path);
         if (content.empty()) {
             Problem(path, "is empty");
-            return 0;
+            return {};
         }
         if (item.kind == ItemKind::kKey) {
-            return 1;
+            return {true, 1};
         }
         if (item.kind == ItemKind::kConfiguration) {
             const ConfigurationFile file = ReadConfigurationFile(content);
@@ -278,7 +274,7 @@ class Checker {
             for (const std::string& text : file.notes) {
                 Note(path, text);
             }
-            return 0;
+            return {file.taken, 0};
         }
         const RangeFile file = ReadRangeFile(content);
         for (const std::string& text : file.problems) {
@@ -290,12 +286,12 @@ class Checker {
         if (file.moreLines) {
             Note(path, "only the first line is used");
         }
-        return file.left;
+        return {file.taken, file.left};
     }
 
-    void Expect(const Item& item, const fs::path& path, bool usable) {
+    void Expect(const Item& item, const fs::path& path, bool good) {
         // A protected range file cannot be moved on to the next address.
-        const bool taken = usable && !(m_writeProtected && item.kind == ItemKind::kMacRange);
+        const bool taken = good && !(m_writeProtected && item.kind == ItemKind::kMacRange);
         if (taken) {
             m_succeeded = true;
             Step(fmt::format("take the {} from {}{}", item.title, Printable(path.string()),

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
 #include <cctype>
 #include <charconv>
@@ -108,11 +109,10 @@ RangeFile ReadRangeFile(const std::string& content) {
                         start ? last : first));
         return file;
     }
-    for (const char c : line.substr(kRangeLength)) {
-        if (IsAlphanumeric(c)) {
-            file.problems.emplace_back("nothing may follow the last address on its line");
-            break;
-        }
+    const std::string rest = line.substr(kRangeLength);
+    if (std::any_of(rest.begin(), rest.end(), IsAlphanumeric)) {
+        file.problems.emplace_back("nothing may follow the last address on its line");
+        return file;
     }
     if (*start > *end) {
         file.problems.push_back(fmt::format("the first address {} lies behind the last, {}", first, last));
@@ -122,6 +122,7 @@ RangeFile ReadRangeFile(const std::string& content) {
     if (((*start >> kGroupBit) & 1U) != 0) {
         file.problems.push_back(fmt::format("{} is a group's address: no device may have it", first));
     }
+    file.taken = true;
     file.next = first;
     file.left = *end - *start + 1;
     return file;
@@ -156,12 +157,14 @@ ConfigurationFile ReadConfigurationFile(const std::string& content) {
                 file.notes.push_back(text + ": the set keeps what it has");
             } else {
                 file.problems.push_back(text + ": only a set that has none of its own passes the check");
+                file.taken = false;
             }
         } else if (field.number) {
             CheckNumber(i + 1, field.name, line, file.problems);
         } else if (!last && line.size() > kLongestBrand) {
             file.problems.push_back(
                 fmt::format("line {} ({}) has more than {} characters", i + 1, field.name, kLongestBrand));
+            file.taken = false;
         }
     }
     if (lines.size() > kFields.size()) {

@@ -13,6 +13,7 @@ using Problems = std::vector<std::string>;
 /// A range of MAC addresses as a range file's first line has it.
 struct RangeFile {
     Problems problems;
+    bool taken = false;      ///< whether a set takes an address from it
     std::string next;        ///< the address that the next set gets, as the file writes it
     std::uint64_t left = 0;  ///< addresses from that one to the last
     bool moreLines = false;
@@ -24,6 +25,7 @@ RangeFile ReadRangeFile(const std::string& content);
 /// A customer configuration.
 struct ConfigurationFile {
     Problems problems;
+    bool taken = true;  ///< whether a set that has a configuration already takes this one without an error
     std::vector<std::string> notes;
 };
 

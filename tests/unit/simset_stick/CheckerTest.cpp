@@ -107,7 +107,7 @@ TEST_F(CheckedStick, FilesInTheWrongFolder) {
 TEST_F(CheckedStick, FilesThatCannotBeUsed) {
     m_stick.Write(kCustomer + "/HDCP22KEY/HDCP22MTK9602_0001.bin", "");
     m_stick.Write(kCustomer + "/MAC/mac.txt", "no range");
-    m_stick.Write(kCustomer + "/CONFIG/CONFIG.bin", "GB\n");
+    m_stick.Write(kCustomer + "/CONFIG/CONFIG.bin", "GB\n\n");
     const Report report = Check();
     EXPECT_THAT(report.findings, Contains(Problem(kCustomer + "/HDCP22KEY/HDCP22MTK9602_0001.bin", "is empty")));
     EXPECT_THAT(report.findings, Contains(Problem(kCustomer + "/MAC/mac.txt", "8 characters")));

@@ -35,6 +35,8 @@ TEST(RangeFileOfAStick, SaysWhatIsWrong) {
     EXPECT_THAT(problem("00-11-22-33-44-FE--00-11-22-33-44-FFx"), HasSubstr("nothing may follow"));
     EXPECT_THAT(problem("00-11-22-33-44-FF--00-11-22-33-44-FE"), HasSubstr("behind the last"));
     EXPECT_THAT(problem("01-11-22-33-44-FE--01-11-22-33-44-FF"), HasSubstr("group"));
+    EXPECT_TRUE(ReadRangeFile("01-11-22-33-44-FE--01-11-22-33-44-FF").taken) << "a set does not mind";
+    EXPECT_FALSE(ReadRangeFile("00-11-22-33-44-FE--00-11-22-33-44-FFx").taken);
 }
 
 TEST(ConfigurationOfAStick, IsSevenLines) {
@@ -51,6 +53,8 @@ TEST(ConfigurationOfAStick, SaysWhatIsWrong) {
     EXPECT_THAT(ReadConfigurationFile("1\n2\n3\n").problems, SizeIs(3));
     EXPECT_THAT(ReadConfigurationFile(" 1\n2\n3\nA\n4\n5\nM").problems,
                 ElementsAre(HasSubstr("line 1 (country)")));
+    EXPECT_TRUE(ReadConfigurationFile("GB\n2\n3\nA\n4\n5\nM").taken) << "a set reads a number";
+    EXPECT_FALSE(ReadConfigurationFile("1\n2\n3\nA\n4\n\nM").taken);
     EXPECT_THAT(ReadConfigurationFile("GB\n2\n3\nA\n4\n5\nM").problems, ElementsAre(HasSubstr("reads 0")));
     EXPECT_THAT(ReadConfigurationFile("1\n2 x\n3\nA\n4\n5\nM").problems, ElementsAre(HasSubstr("reads 2")));
     EXPECT_THAT(ReadConfigurationFile("1\n2\n3\nA\n4\n99999999999\nM").problems, ElementsAre(HasSubstr("large")));
