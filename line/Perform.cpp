@@ -148,7 +148,7 @@ Outcome Perform(Link& link, const Action& action, const Settings& settings, Uplo
     return outcome;
 }
 
-std::vector<std::string> Preview(const Action& action, const Settings& settings) {
+std::vector<std::string> Preview(const Action& action, const Settings& settings, bool inStep) {
     const auto line = [](const UartFrame& frame) {
         const zel::WireFrame wire = zel::EncodeFrame(frame);
         return fmt::format("{}   {}", ToHex(wire.bytes.data(), wire.size), Explain(frame));
@@ -159,7 +159,8 @@ std::vector<std::string> Preview(const Action& action, const Settings& settings)
                             (size + zel::kMaxPayload - 1) / zel::kMaxPayload, IdText(action.type->transfer))};
     }
     std::vector<std::string> lines;
-    if (settings.connect && action.connect && action.request.id != zel::command::kConnect) {
+    const bool first = !inStep && settings.connect && action.connect;
+    if (action.kind == Action::Kind::Leave || (first && action.request.id != zel::command::kConnect)) {
         lines.push_back(line(FrameOf({zel::command::kConnect, "", 0, 0})));
     }
     lines.push_back(line(FrameOf(action.request)));

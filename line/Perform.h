@@ -41,8 +41,9 @@ const char* StatusWord(Exit status);
 // transport does. A missing answer is an outcome and no exception.
 Outcome Perform(Link& link, const Action& action, const Settings& settings, UploadProgress* progress = nullptr);
 
-// What Perform would send first, in words, one line per frame.
-std::vector<std::string> Preview(const Action& action, const Settings& settings);
+// What Perform would send first, in words, one line per frame; `inStep` when an earlier action of the same session
+// was answered, which leaves out the connect in front.
+std::vector<std::string> Preview(const Action& action, const Settings& settings, bool inStep);
 
 // A status as the "type":"error" object of --json.
 Json ErrorJson(const Error& error);

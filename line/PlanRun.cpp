@@ -173,13 +173,15 @@ std::optional<Plan> Load(const Console& console, const RunOptions& options) {
 
 void DryRun(const Console& console, const Plan& plan, const Settings& settings) {
     Variables variables = plan.variables;
+    bool inStep = false;
     for (const Step& step : plan.steps) {
         std::vector<std::string> lines;
         std::string verb = fmt::format("{}", fmt::join(step.words, " "));
         try {
             const Action action = StepAction(step, variables);
             verb = action.verb;
-            lines = Preview(action, Merge(settings, step.settings));
+            lines = Preview(action, Merge(settings, step.settings), inStep);
+            inStep = inStep || action.kind != Action::Kind::Leave;
         } catch (const Error&) {
             lines = {"depends on a value that an earlier step reads"};
         }

@@ -38,6 +38,14 @@ std::string Hex(const UartFrame& frame) {
 
 constexpr Millis kUnansweredPause{700};  // longer than the silence that ends a burst for the set
 
+// The request of a burst that an answer belongs to; the last one when none has its id.
+const UartFrame& RequestOf(const RecordedBurst& burst, const UartFrame& answer) {
+    const auto asked = std::find_if(burst.requests.begin(), burst.requests.end(), [&](const UartFrame& request) {
+        return request.CommandId() == answer.CommandId();
+    });
+    return asked == burst.requests.end() ? burst.requests.back() : *asked;
+}
+
 }  // namespace
 
 void NoiseSink::Sent(const UartFrame& frame, Millis when) {
@@ -169,15 +177,15 @@ Exit Replay(const Console& console, Link& link, const std::string& path, const S
                 answers.push_back(*frame);
             }
         }
-        const std::string asked = Explain(burst.requests.back());
         for (std::size_t i = 0; i < std::max(answers.size(), burst.answers.size()); ++i) {
             const bool came = i < answers.size();
             const bool expected = i < burst.answers.size();
+            const UartFrame& asked = RequestOf(burst, expected ? burst.answers[i] : answers[i]);
             const std::string now = came ? Hex(answers[i]) : std::string();
             const std::string then = expected ? Hex(burst.answers[i]) : std::string();
             const bool same = now == then;
             worst = Worse(worst, same ? Exit::Success : came ? Exit::Failure : Exit::NoAnswer);
-            std::string words = fmt::format("{} {}", same ? "same   " : "differs", asked);
+            std::string words = fmt::format("{} {}", same ? "same   " : "differs", Explain(asked));
             if (!same) {
                 words += fmt::format("\n          recorded: {}\n          now:      {}",
                                      expected ? Explain(burst.answers[i]) : "no answer",
@@ -186,7 +194,7 @@ Exit Replay(const Console& console, Link& link, const std::string& path, const S
             console.Result({{"v", 1},
                             {"type", "replay"},
                             {"line", burst.line},
-                            {"request", Hex(burst.requests.back())},
+                            {"request", Hex(asked)},
                             {"recorded", expected ? Json(then) : Json(nullptr)},
                             {"answer", came ? Json(now) : Json(nullptr)},
                             {"same", same}},

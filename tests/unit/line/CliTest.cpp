@@ -194,6 +194,44 @@ TEST_F(Cli, DryRunOpensNothingAndShowsTheBytes) {
     EXPECT_EQ(Run({"validate", plan, "--set", "n"}), 2);
 }
 
+TEST_F(Cli, DryRunShowsAConnectInFrontOfTheFirstStepOnly) {
+    const std::string plan = m_folder.Put(
+        "plan.toml", "[[step]]\nrun = \"version\"\n[[step]]\nrun = \"cam\"\n[[step]]\nrun = \"leave\"\n");
+    EXPECT_EQ(Run({"--json", "run", plan, "--dry-run"}), 0);
+    std::vector<std::size_t> frames;
+    std::istringstream lines(m_out.str());
+    for (std::string line; std::getline(lines, line);) {
+        frames.push_back(Json::parse(line)["sends"].size());
+    }
+    EXPECT_EQ(frames, (std::vector<std::size_t>{2, 1, 2}));  // leaving goes out behind a connect at all times
+    m_set.texts[0x1297] = "1";
+    EXPECT_EQ(Ask({"run", plan, "--trace", m_folder.Path("t.jsonl")}), 0);
+    std::vector<std::string> sent;
+    std::istringstream rows(m_folder.Get("t.jsonl"));
+    for (std::string row; std::getline(rows, row);) {
+        const Json object = Json::parse(row);
+        if (object["dir"] == "tx") {
+            sent.push_back(object["id"]);
+        }
+    }
+    EXPECT_EQ(sent, (std::vector<std::string>{"0x1273", "0x1297", "0x128A", "0x1273", "0x1299"}));
+}
+
+TEST_F(Cli, ReplayTellsWhichRequestOfABurstAnAnswerBelongsTo) {
+    m_set.texts[0x1297] = "2.5";
+    const std::string trace = m_folder.Path("t.jsonl");
+    EXPECT_EQ(Ask({"--trace", trace, "version"}), 0);  // a connect and the query, in one burst
+    EXPECT_EQ(Ask({"replay", trace, "--json"}), 0);
+    std::vector<std::string> pairs;
+    std::istringstream lines(m_out.str());
+    for (std::string line; std::getline(lines, line);) {
+        const Json row = Json::parse(line);
+        pairs.push_back(row["request"].get<std::string>().substr(6, 5) + " / " +
+                        row["answer"].get<std::string>().substr(6, 5));
+    }
+    EXPECT_EQ(pairs, (std::vector<std::string>{"12 73 / 12 73", "12 97 / 12 97"}));
+}
+
 TEST_F(Cli, ReplayComparesAnswers) {
     m_set.texts[0x1297] = "2.5";
     const std::string trace = m_folder.Path("t.jsonl");
