@@ -32,8 +32,6 @@ constexpr std::uint16_t kSourceCheck = 0x1288;
 constexpr std::uint16_t kCamDetected = 0x128A;
 constexpr std::uint16_t kBacklightFull = 0x128D;
 constexpr std::uint16_t kBacklightOff = 0x128E;
-constexpr std::uint16_t kBacklightFullTwice = 0x128F;
-constexpr std::uint16_t kKeyInput = 0x1290;
 constexpr std::uint16_t kWifiProgress = 0x1292;
 constexpr std::uint16_t kWiredNetwork = 0x1293;
 constexpr std::uint16_t kBluetoothSearch = 0x1294;
@@ -83,7 +81,7 @@ enum class ReplyRule : std::uint8_t {
     Deferred      // status 1 when the chunk was refused; otherwise the file's own result, when it is complete
 };
 
-// What the handler's side of the house is, for listings.
+// What a command is about, for listings.
 enum class CommandGroup : std::uint8_t {
     Ignored,
     Link,
@@ -116,7 +114,7 @@ static_assert(kCommandCount == 72, "the protocol has 72 command ids");
 
 extern const std::array<CommandInfo, kCommandCount> kCommandCatalogue;
 
-// The row of `id`, null outside the command range.
+// The row of `id`, null outside the command range. Any thread.
 const CommandInfo* FindCommand(std::uint16_t id);
 
 }  // namespace zel

@@ -6,7 +6,7 @@
 
 namespace zel {
 
-// Blocks the calling thread for at least that long.
+// Block the calling thread, any, for at least that long.
 void DelayMicroseconds(std::uint32_t microseconds);
 inline void DelayMilliseconds(std::uint32_t milliseconds) {
     DelayMicroseconds(milliseconds * 1000);

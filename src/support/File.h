@@ -1,4 +1,4 @@
-// Files and folders of the set, by their own paths.
+// Files and folders of the set, by their own paths. Callable from any thread; one file is one thread's.
 #ifndef ZELFAC_SUPPORT_FILE_H
 #define ZELFAC_SUPPORT_FILE_H
 

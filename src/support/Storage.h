@@ -1,4 +1,4 @@
-// What makes data reach the flash: sync and remounts.
+// What makes data reach the flash: sync and remounts. Callable from any thread.
 #ifndef ZELFAC_SUPPORT_STORAGE_H
 #define ZELFAC_SUPPORT_STORAGE_H
 
