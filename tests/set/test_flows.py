@@ -1,6 +1,7 @@
 """What is set at start-up, around the start of the link and in burn-in mode, step by step."""
 
 import concurrent.futures
+import re
 import unittest
 
 import setlib
@@ -177,10 +178,9 @@ class OwnKeys(unittest.TestCase):
 
     def run_case(self, faults):
         with Set(arrange=[("keys", "fail", *fault) for fault in faults]) as tv:
-            tv.await_output("m_i32RetCheckPlayreadyYoutube:")
-            output = tv.await_output("\n") and tv.output()
-            finish = tv.line.connect() or tv.line.ask(0x129A)
-            return output, finish
+            tv.await_true(lambda: re.search(r"m_i32RetCheckPlayreadyYoutube:\d+\n", tv.output()), "the joined result")
+            tv.line.connect()
+            return tv.output(), tv.line.ask(0x129A)
 
     def test_lines_and_result(self):
         with concurrent.futures.ThreadPoolExecutor(len(self.CASES)) as pool:
