@@ -131,7 +131,7 @@ class Update(Looking):
             if now == before and " ret1:" in self.output():
                 return
             before = now
-            calm.wait(1.5)
+            calm.wait(2.5)
         raise AssertionError("the update does not come to an end")
 
     def update_shell(self):

@@ -11,7 +11,6 @@ import time
 import unittest
 
 import setlib
-import sticks
 from sticks import CUSTOMER, ITEMS, Folder, Idle, Update, crc, full_stick, in_parallel, key_content, trace_file, write
 
 KILLED = 128 + 9

@@ -4,7 +4,7 @@ import unittest
 
 import setlib
 import sticks
-from sticks import COPY, FLICKER, LED, Folder, Idle, Update, full_stick, in_parallel, write
+from sticks import COPY, Folder, Update, in_parallel, write
 
 ROOT = "/mnt/usb/sda1"
 COMMANDS = [

@@ -4,7 +4,6 @@ import time
 import unittest
 
 import setlib
-import sticks
 from png import Picture
 from sticks import COPY, CUSTOMER, Folder, Update, full_stick, in_parallel, write
 
