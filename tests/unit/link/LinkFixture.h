@@ -25,7 +25,9 @@ inline Bytes WireFrameOf(std::uint8_t kind, std::uint16_t id, const Bytes& paylo
                          std::uint8_t trailerB = 0) {
     Bytes wire = {0x79, kind, static_cast<std::uint8_t>(id >> 8), static_cast<std::uint8_t>(id & 0xFF),
                   static_cast<std::uint8_t>(payload.size())};
-    wire.insert(wire.end(), payload.begin(), payload.end());
+    for (const std::uint8_t byte : payload) {
+        wire.push_back(byte);
+    }
     wire.push_back(trailerA);
     wire.push_back(trailerB);
     unsigned sum = 0;
