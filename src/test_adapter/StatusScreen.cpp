@@ -2,7 +2,6 @@
 
 #include <cstdio>
 
-#include "test_adapter/FailedStartGuard.h"
 
 namespace {
 
@@ -32,11 +31,8 @@ void SetColor(IDirectFBSurface* surface, zel::Color color) {
 }  // namespace
 
 StatusScreen::StatusScreen(int* argc, char*** argv) {
-    {
-        const FailedStartGuard guard;
-        Check(DirectFBInit(argc, argv), 521, "DirectFBInit( &argc, &argv )");
-        Check(DirectFBCreate(&dfb), 522, "DirectFBCreate( &dfb )");
-    }
+    Check(DirectFBInit(argc, argv), 521, "DirectFBInit( &argc, &argv )");
+    Check(DirectFBCreate(&dfb), 522, "DirectFBCreate( &dfb )");
     Check(dfb->GetDisplayLayer(dfb, DLID_PRIMARY, &layer), 527,
           "dfb->GetDisplayLayer( dfb, DLID_PRIMARY, &layer )");
     layer->SetCooperativeLevel(layer, DLSCL_ADMINISTRATIVE);

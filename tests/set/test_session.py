@@ -13,9 +13,10 @@ KEY_FILE = bytes(range(256)) * 4 + b"end"
 
 class Session(unittest.TestCase):
     def assert_clean(self, tv):
-        errors = (tv.state / "app.err").read_text(errors="replace") + tv.output()
-        for word in ("ThreadSanitizer", "AddressSanitizer", "runtime error:"):
-            self.assertNotIn(word, errors, errors[-6000:])
+        for stream in ("app.err", "app.out"):
+            text = (tv.state / stream).read_text(errors="replace")
+            for word in ("ThreadSanitizer", "AddressSanitizer", "runtime error:"):
+                self.assertNotIn(word, text, f"{stream}:\n{text[text.find(word) :][:6000]}" if word in text else "")
 
     def test_everything_at_once(self):
         with Set() as tv:
@@ -62,8 +63,9 @@ class Session(unittest.TestCase):
             tv.ctl("am", ":am,x,:log=on")
             tv.await_output("pthread_exit ZelWifiScanThread", 90)
             tv.line.send(frame(0x1299))
-            self.assertEqual(tv.process.wait(90), 0)
+            ended = tv.process.wait(90)
             self.assert_clean(tv)
+            self.assertEqual(ended, 0)
 
 
 if __name__ == "__main__":
