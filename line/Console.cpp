@@ -9,6 +9,7 @@ namespace {
 
 constexpr std::size_t kBar = 30;  // characters of the bar; the whole line stays under 80
 constexpr Millis kRedraw{50};
+constexpr Millis kRateKnown{200};  // from then on the rate means something
 
 }  // namespace
 
@@ -37,23 +38,28 @@ void TerminalProgress::Draw(const std::string& line) {
 void TerminalProgress::Begin(std::size_t bytes, int transfer) {
     m_bytes = bytes;
     m_transfer = transfer;
-    m_start = m_clock.Now();
+    m_sending = false;
     Draw(transfer > 1 ? fmt::format("transfer {}", transfer) : "asking the set");
 }
 
 void TerminalProgress::Advance(std::size_t bytesDone) {
-    if (bytesDone < m_bytes && m_clock.Now() - m_shown < kRedraw) {
+    const Millis now = m_clock.Now();
+    if (!m_sending) {
+        m_sending = true;
+        m_start = now;
+    } else if (bytesDone < m_bytes && now - m_shown < kRedraw) {
         return;
     }
-    m_shown = m_clock.Now();
+    m_shown = now;
     const double part = m_bytes == 0 ? 1.0 : static_cast<double>(bytesDone) / static_cast<double>(m_bytes);
     const auto filled = static_cast<std::size_t>(part * static_cast<double>(kBar));
-    const double seconds = std::max(static_cast<double>((m_clock.Now() - m_start).count()) / 1000.0, 0.001);
-    const double rate = static_cast<double>(bytesDone) / seconds;
-    const double left = rate > 0 ? static_cast<double>(m_bytes - bytesDone) / rate : 0;
-    Draw(fmt::format("[{:<{}}] {:3.0f} %  {}/{} bytes  {:.0f} B/s  {:.0f} s left{}", std::string(filled, '#'),
-                     kBar, part * 100, bytesDone, m_bytes, rate, left,
-                     m_transfer > 1 ? fmt::format("  transfer {}", m_transfer) : std::string()));
+    std::string line = fmt::format("[{:<{}}] {:3.0f} %  {}/{} bytes", std::string(filled, '#'), kBar, part * 100,
+                                   bytesDone, m_bytes);
+    if (bytesDone > 0 && now - m_start >= kRateKnown) {
+        const double rate = static_cast<double>(bytesDone) * 1000.0 / static_cast<double>((now - m_start).count());
+        line += fmt::format("  {:.0f} B/s  {:.0f} s left", rate, static_cast<double>(m_bytes - bytesDone) / rate);
+    }
+    Draw(m_transfer > 1 ? fmt::format("{}  transfer {}", line, m_transfer) : line);
 }
 
 void TerminalProgress::Phase(const std::string& words) {

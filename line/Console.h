@@ -48,7 +48,8 @@ class TerminalProgress : public UploadProgress {
     const Transport& m_clock;
     std::size_t m_bytes = 0;
     int m_transfer = 1;
-    Millis m_start{0};
+    bool m_sending = false;
+    Millis m_start{0};  // of the first byte
     Millis m_shown{0};  // when Advance drew last
     bool m_drawn = false;
 };

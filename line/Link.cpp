@@ -24,8 +24,17 @@ namespace {
 
 constexpr Millis kSecondAnswer{400};  // both of a double answer leave the set back to back
 constexpr std::size_t kSlice = 64;    // bytes per write, so that progress is the line's and not the buffer's
+// A burst stays at most this far ahead of its wire, where the port's buffer would take all of it at once and tell
+// nothing of what has left. 1 KiB is 89 ms of work for the wire: it never runs dry.
+constexpr std::size_t kAhead = 1024;
+constexpr Millis kAheadPause{10};
 constexpr Millis kNoiseAge{1000};
 constexpr std::size_t kUnparsedLimit = 4096;
+
+// What the wire carries in that time, at 115200 baud and ten bits per byte.
+std::size_t WireBytes(Millis time) {
+    return static_cast<std::size_t>(time.count() * 115200 / 10 / 1000);
+}
 
 std::string NoAnswerText(const Request& request, const AskOptions& options, const Seen& seen) {
     const zel::CommandInfo* row = zel::FindCommand(request.id);
@@ -95,11 +104,20 @@ void Link::Send(const std::vector<UartFrame>& frames,
         m_transport.Write(burst.data(), burst.size());
         return;
     }
+    const Millis start = m_transport.Now();
+    const auto carried = [&] { return WireBytes(m_transport.Now() - start); };
+    const auto report = [&](std::size_t handed) {
+        onProgress(std::min(handed - std::min(handed, m_transport.Unsent()), carried()), burst.size());
+    };
     for (std::size_t at = 0; at < burst.size(); at += kSlice) {
         const std::size_t size = std::min(kSlice, burst.size() - at);
         m_transport.Write(burst.data() + at, size);
         const std::size_t handed = at + size;
-        onProgress(handed - std::min(handed, m_transport.Unsent()), burst.size());
+        report(handed);
+        while (handed > carried() + (handed < burst.size() ? kAhead : 0)) {
+            m_transport.Sleep(kAheadPause);
+            report(handed);
+        }
     }
 }
 

@@ -68,7 +68,8 @@ class Link {
     // was seen instead and what the reasons may be, and what the transport throws.
     Answered Ask(const Request& request, const AskOptions& options);
 
-    // Sends frames as one burst. `onProgress` hears of bytes handed over so far and of all.
+    // Sends frames as one burst. `onProgress` hears of the bytes that have left so far, as far as the port and the
+    // wire's pace tell, and of all; the burst then takes the time that the wire takes.
     void Send(const std::vector<UartFrame>& frames,
               const std::function<void(std::size_t, std::size_t)>& onProgress = {});
 

@@ -154,22 +154,36 @@ TEST(Uploader, AFileWithChecksumZeroIsRefusedUnsent) {
 }
 
 TEST(Uploader, ProgressIsTrueToTheByte) {
+    SimulatedReceiver set;
     struct Progress : UploadProgress {
+        explicit Progress(const SimulatedReceiver& simulated) : clock(simulated) {}
+        const SimulatedReceiver& clock;
         std::vector<std::size_t> steps;
+        std::vector<Millis> times;
         int begun = 0;
         int ended = 0;
         void Begin(std::size_t, int) override { ++begun; }
-        void Advance(std::size_t done) override { steps.push_back(done); }
+        void Advance(std::size_t done) override {
+            steps.push_back(done);
+            times.push_back(clock.Now());
+        }
         void Phase(const std::string&) override {}
         void End() override { ++ended; }
-    } progress;
-    SimulatedReceiver set;
+    } progress(set);
     Link link(set);
     const std::string bytes = Random(1000, 4);
     Uploader(link, Hdcp1(), bytes, {}, &progress).Run();
     ASSERT_FALSE(progress.steps.empty());
     EXPECT_TRUE(std::is_sorted(progress.steps.begin(), progress.steps.end()));
-    EXPECT_EQ(progress.steps.front(), 29U) << "64 bytes sent: 30 of the wipes, 5 of a header, 29 of the file";
+    // What the wire carries in that time, less 30 bytes in front of the chunks and, of each chunk, a header of 5
+    // and a trailer of 4.
+    for (std::size_t i = 0; i < progress.steps.size(); ++i) {
+        const long wire = (progress.times[i] - progress.times[0]).count() * 11520 / 1000 - 30;
+        const long chunk = std::max(wire, 0L) / 73;
+        const long file = chunk * 64 + std::clamp(wire - chunk * 73 - 5, 0L, 64L);
+        EXPECT_EQ(progress.steps[i], std::min(static_cast<std::size_t>(file), bytes.size())) << wire;
+    }
+    EXPECT_GE(progress.times.back() - progress.times.front(), Millis(100)) << "1174 bytes take that long";
     EXPECT_EQ(progress.steps.back(), bytes.size());
     EXPECT_EQ(progress.begun, progress.ended);
 }
