@@ -4,10 +4,11 @@
     tests/bench/transfer.py [--bin build/release/bin] [--rounds 5]
 
 The floor is what the protocol and the machine prescribe: the wire's time at 115200 baud, the silence of 0.5 s that ends
-a burst, a pass of 10 ms for each frame, and two shell commands for each chunk. What a shell command costs is measured
-in the same run and in the same place, between the transfers: "touch" and "cat … >> …" of a chunk, started by a program
-of its own with popen and pclose inside the set, through the set's shell, which tells the trace of each command. The
-plain shell's cost is shown beside it, outside the set.
+a burst, a pass of 10 ms for each frame, and two shell commands for each chunk. What a shell command costs is measured in the
+same run, before and after each transfer: "touch" and "cat … >> …" of a chunk, started with popen and pclose by a program
+of its own. It is measured outside the set, which is the floor that counts: the simulated set's shell, which tells the
+trace of each command, is our own expense. The cost inside the set is shown beside it: what it leaves is the
+application's.
 """
 
 import argparse
@@ -79,7 +80,7 @@ def main():
     assert len(burst) == CHUNKS * (CHUNK + OVERHEAD)
     fixed = len(burst) * BITS / BAUD + SILENCE + CHUNKS * PASS
     print(f"wire, silence and passes: {fixed:.3f} s")
-    print(f"{'measured':>9}{'floor':>9}{'ratio':>8}{'command':>10}{'plain':>8}   (s, s, , ms, ms)")
+    print(f"{'measured':>9}{'floor':>9}{'ratio':>8}{'plain':>8}{'in the set':>12}{'ratio':>8}   (s, s, , ms, ms, )")
     ratios = []
     with setlib.Set() as tv:
         tv.line.connect()
@@ -87,17 +88,20 @@ def main():
         # The radio searches and the settings of the start are not what is measured.
         tv.await_output("pthread_exit ZelWifiScanThread", 120)
         for _ in range(options.rounds):
-            before = shell_cost(100, tv.ready["pid"])
+            before = shell_cost(100), shell_cost(100, tv.ready["pid"])
             begin = time.monotonic()
             answer = tv.line.exchange(burst, seconds=60)
             measured = time.monotonic() - begin
             assert answer == status(NETFLIX.command, 0), answer.hex()
             assert tv.line.ask(NETFLIX.query) == result(NETFLIX.query, crc(data))
-            command = (before + shell_cost(100, tv.ready["pid"])) / 2
-            plain = shell_cost(100)
-            floor = fixed + COMMANDS * command
+            after = shell_cost(100), shell_cost(100, tv.ready["pid"])
+            plain, inside = ((one + other) / 2 for one, other in zip(before, after))
+            floor = fixed + COMMANDS * plain
             ratios.append(measured / floor)
-            print(f"{measured:>9.3f}{floor:>9.3f}{ratios[-1]:>8.3f}{command * 1e3:>10.3f}{plain * 1e3:>8.3f}")
+            print(
+                f"{measured:>9.3f}{floor:>9.3f}{ratios[-1]:>8.3f}{plain * 1e3:>8.3f}{inside * 1e3:>12.3f}"
+                f"{measured / (fixed + COMMANDS * inside):>8.3f}"
+            )
     print(f"\nmedian ratio {statistics.median(ratios):.3f}, goal 1.2")
     return 0 if statistics.median(ratios) <= 1.2 else 1
 
