@@ -83,8 +83,9 @@ Reading ReadResult(std::uint16_t command, std::string_view payload) {
             break;
         case id::kWifiProgress:
             if (single) {
-                return Number(first, fmt::format("progress {} ({} search rounds found an access point)", first,
-                                                 first > 101 ? 0 : 101 - first));
+                const int rounds = first > 101 ? 0 : 101 - first;
+                return Number(first, fmt::format("progress {} ({} search round{} found an access point)", first,
+                                                 rounds, rounds == 1 ? "" : "s"));
             }
             break;
         case id::kReadRunningTime:

@@ -32,6 +32,16 @@ TEST(Answer, NumbersHaveTheirByteOrder) {
     EXPECT_EQ(ReadAnswer(Frame(0x12AB, 0x11, std::string_view("\x0A\0\0\0", 4))).number, 10U);
 }
 
+TEST(Answer, WifiProgressIsToldInRounds) {
+    EXPECT_EQ(ReadAnswer(Frame(0x1292, 0x11, "\x65")).words,
+              "progress 101 (0 search rounds found an access point)");
+    EXPECT_EQ(ReadAnswer(Frame(0x1292, 0x11, "\x64")).words,
+              "progress 100 (1 search round found an access point)");
+    EXPECT_EQ(ReadAnswer(Frame(0x1292, 0x11, "\x47")).words,
+              "progress 71 (30 search rounds found an access point)");
+    EXPECT_EQ(ReadAnswer(Frame(0x1292, 0x11, "\x47")).number, 71U);
+}
+
 TEST(Answer, TheByteForNoTextIsAFailureWhereTextsAreRead) {
     for (const std::uint16_t id : std::initializer_list<std::uint16_t>{0x1279, 0x127B, 0x129E}) {
         EXPECT_FALSE(ReadAnswer(Frame(id, 0x11, "\x01")).success) << id;
