@@ -272,6 +272,21 @@ TEST_F(KeyWorker, AnUnknownIdFails) {
     ExpectIdle();
 }
 
+TEST_F(KeyWorker, AFrameThatArrivesWhileAWorkerIsUnderWayOnlyTakesThePlaceOfItsFrame) {
+    Start(kHdcp1);
+    m_manager->m_keyTransfer.busy = 1;
+    m_manager->StartKeyUpgrade(Received(0x1276, "x", 0, 1));  // no second thread
+    EXPECT_EQ(m_manager->m_keyTransfer.busy, 1);
+    EXPECT_EQ(m_manager->m_keyTransfer.currentId, kHdcp1);
+    EXPECT_EQ(m_manager->m_keyTransfer.receivedCount, 1);
+    EXPECT_EQ(script.PendingThreads(), 1U);
+    ExpectAssembly();
+    script.Expect("sync");
+    ExpectStatus(0x1276, 1);
+    Run();
+    ExpectIdle();
+}
+
 TEST_F(KeyWorker, AChecksumOfZeroIsLoggedAndTheFileInstalled) {
     const KeyCase key{4739,
                       "HDCP2",
