@@ -80,8 +80,7 @@ Reply KeyStore::Write(const Request& request) {
         if (status == kOk) {
             const auto content = Content(key, files, request.at("data"));
             if (content) {
-                const json names = files;
-                m_set.state.PutBlob(BlobName(type->second), {*content, Digest(*content), EncodeLine(names)});
+                m_set.state.PutBlob(BlobName(type->second), {*content, Digest(*content), EncodeLine(files)});
             } else {
                 status = kRefused;
             }

@@ -35,7 +35,7 @@ class Middleware::Impl {
                 m_faults,
                 m_behaviours,
                 m_clients,
-                [this](nlohmann::json row) { Trace(row); },
+                [this](const nlohmann::json& row) { Trace(row); },
                 [this](std::chrono::milliseconds delay, std::function<void()> task) {
                     Later(delay, std::move(task));
                 },
@@ -339,7 +339,7 @@ void Middleware::SetFlash(const std::string& name, const std::string& value) {
     m_impl->AssignFlash(name, value);
 }
 
-void Middleware::Trace(nlohmann::json row) {
+void Middleware::Trace(const nlohmann::json& row) {
     m_impl->Trace(row);
 }
 

@@ -95,7 +95,7 @@ class Middleware {
     void SetFlash(const std::string& name, const std::string& value);
 
     // Appends `row` (an object with "who" and what happened) to the trace; "seq" and "ms" are put in front.
-    void Trace(nlohmann::json row);
+    void Trace(const nlohmann::json& row);
 
   private:
     class Impl;

@@ -45,7 +45,7 @@ class SimulatedProcess final : public Process {
         auto* const member = dynamic_cast<simset::ModelMember*>(made.get());
         if (member != nullptr) {
             m_members[factory] = member;
-            made.release();
+            static_cast<void>(made.release());  // the process keeps it
         }
         return member;
     }

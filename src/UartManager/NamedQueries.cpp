@@ -31,7 +31,7 @@ std::string AnswerMac(ModelClient&) {
     if (status == 0) {
         return stored;
     }
-    const std::string mac = RandomMacText();
+    std::string mac = RandomMacText();
     LogFail(kName, 4788);
     return mac;
 }

@@ -5,6 +5,7 @@
 
 #include "UartManager/UartManager.h"
 #include "flashenv/FlashEnv.h"
+#include "model/ModelKeys.h"
 #include "support/LogPrint.h"
 #include "support/Storage.h"
 
@@ -28,11 +29,11 @@ bool Contains(const std::array<std::int32_t, size>& keys, std::int32_t key) {
 void LeaveModeAndRestart(UartManager& manager) {
     FlashEnv::instance().setEnv("ZelFacMode", "0");
     manager.SetRunMode(static_cast<std::uint8_t>(zel::RunMode::None));
-    if (manager.ZelSetValue("tovix.sl2.system.ctrl.led.flicker", 0) != 0) {
+    if (manager.ZelSetValue(zel::key::kLedFlicker, 0) != 0) {
         zel::PrintFail("onKeyEvent", 213);
     }
     zel::SyncStorage();
-    if (manager.ZelSetAction("tovix.action.system.reboot.tv") != 0) {
+    if (manager.ZelSetAction(zel::key::kReboot) != 0) {
         zel::PrintFail("onKeyEvent", 221);
     }
 }

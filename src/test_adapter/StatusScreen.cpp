@@ -2,7 +2,6 @@
 
 #include <cstdio>
 
-
 namespace {
 
 constexpr const char* kFontPath = "/config/font/DejaVuSans.ttf";
