@@ -29,16 +29,26 @@ void Check(std::int32_t result, const char* operation, int line) {
     }
 }
 
-// Installs a key from the library's own source and checks it. Returns the check's result. Both lines show what
-// the write returned.
-std::int32_t InstallOwnKey(KEY key, const char* name) {
-    const std::int32_t written = writeKeys(std::list<std::string>{""}, key);
+struct OwnKey {
+    KEY key;
+    const char* writeFailed;  // log lines, both with what the write returned
+    const char* checkFailed;
+};
+
+constexpr OwnKey kPlayReady = {KEY_PLAYREADY, "=========writeKeys PLAYREADY ret:%d=========\n",
+                               "=========checkKeyFile PLAYREADY ret:%d=========\n"};
+constexpr OwnKey kYouTube = {KEY_YOUTUBE, "=========writeKeys YOUTUBE ret:%d=========\n",
+                             "=========checkKeyFile YOUTUBE ret:%d=========\n"};
+
+// Installs a key from the library's own source and checks it. Returns the check's result.
+std::int32_t InstallOwnKey(const OwnKey& own) {
+    const std::int32_t written = writeKeys(std::list<std::string>{""}, own.key);
     if (written != 0) {
-        std::printf("=========writeKeys %s ret:%d=========\n", name, written);
+        std::printf(own.writeFailed, written);
     }
-    const std::int32_t checked = checkKeyFile(key);
+    const std::int32_t checked = checkKeyFile(own.key);
     if (checked != 0) {
-        std::printf("=========checkKeyFile %s ret:%d=========\n", name, written);
+        std::printf(own.checkFailed, written);
     }
     return checked;
 }
@@ -73,8 +83,8 @@ void UartManager::ZelFacAutoTestAfterSetDefaultSetting() {
     Check(ZelSetAction(zel::key::kWiredSet), kName, __LINE__);
     ZelWifiScan();
     Check(ZelSetValue(zel::key::kVideoFormat, kAspect16To9), kName, __LINE__);
-    m_i32RetCheckPlayreadyYoutube = InstallOwnKey(KEY_PLAYREADY, "PLAYREADY");
-    m_i32RetCheckPlayreadyYoutube |= InstallOwnKey(KEY_YOUTUBE, "YOUTUBE");
+    m_i32RetCheckPlayreadyYoutube = InstallOwnKey(kPlayReady);
+    m_i32RetCheckPlayreadyYoutube |= InstallOwnKey(kYouTube);
     std::printf(" %s %d m_i32RetCheckPlayreadyYoutube:%d\n", kName, __LINE__,
                 m_i32RetCheckPlayreadyYoutube.load());
 }

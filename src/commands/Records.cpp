@@ -11,33 +11,42 @@
 
 namespace {
 
-constexpr char kPcbSnPath[] = "/var/local/ZelPcbSn";
-constexpr char kTestResultPath[] = "/var/local/ZelTestResult";
-constexpr char kRunningTimePath[] = "/var/tvservice/tvRunningTime";
+struct Record {
+    const char* path;
+    const char* touch;      // shell command that makes sure of the file
+    const char* missing;    // log line of a reader that finds none
+    const char* operation;  // the writer's name
+};
+
+constexpr Record kPcbSn = {"/var/local/ZelPcbSn", "touch /var/local/ZelPcbSn", "fopen /var/local/ZelPcbSn fail!\n",
+                           "ZelSetPcbSn"};
+constexpr Record kTestResult = {"/var/local/ZelTestResult", "touch /var/local/ZelTestResult",
+                                "fopen /var/local/ZelTestResult fail!\n", "ZelSetTestResult"};
 constexpr std::size_t kReadLimit = 256;
 
-// Replaces the record at `path`. Logs under `operation` and leaves the file untouched when it cannot be made.
-bool WriteRecord(const std::string& path, const std::string& text, const char* operation) {
-    if (!zel::RunUnread("touch " + path)) {
-        zel::LogFail(operation, __LINE__);
-        return false;
+// Replaces the record and has the screen redrawn. 1, or 0 with a log line when the file cannot be made.
+std::int32_t Write(UartManager& manager, const Record& record, const std::string& text) {
+    if (!zel::RunUnread(record.touch)) {
+        zel::LogFail(record.operation, __LINE__);
+        return 0;
     }
     zel::SyncStorage();
-    zel::File file = zel::OpenFile(path, "wb+");
+    zel::File file = zel::OpenFile(record.path, "wb+");
     if (!file) {
-        zel::LogFail(operation, __LINE__);
-        return false;
+        zel::LogFail(record.operation, __LINE__);
+        return 0;
     }
     std::fwrite(text.c_str(), 1, std::strlen(text.c_str()), file.get());
     file.reset();
     zel::SyncStorage();
-    return true;
+    manager.SetStatusChanged(1);
+    return 1;
 }
 
-std::string ReadRecord(const std::string& path) {
-    const zel::File file = zel::OpenFile(path, "r");
+std::string Read(const Record& record) {
+    const zel::File file = zel::OpenFile(record.path, "r");
     if (!file) {
-        zel::LogPrint("fopen %s fail!\n", path.c_str());
+        zel::LogPrint("%s", record.missing);
         return {};
     }
     return zel::ReadTextUpTo(file.get(), kReadLimit - 1);
@@ -46,33 +55,25 @@ std::string ReadRecord(const std::string& path) {
 }  // namespace
 
 std::int32_t UartManager::ZelSetPcbSn(const std::string& text) {
-    if (!WriteRecord(kPcbSnPath, text, "ZelSetPcbSn")) {
-        return 0;
-    }
-    SetStatusChanged(1);
-    return 1;
+    return Write(*this, kPcbSn, text);
 }
 
 std::int32_t UartManager::ZelSetTestResult(const std::string& text) {
-    if (!WriteRecord(kTestResultPath, text, "ZelSetTestResult")) {
-        return 0;
-    }
-    SetStatusChanged(1);
-    return 1;
+    return Write(*this, kTestResult, text);
 }
 
 std::string UartManager::ZelGetPcbSn() {
-    return ReadRecord(kPcbSnPath);
+    return Read(kPcbSn);
 }
 
 std::string UartManager::ZelGetTestResult() {
-    return ReadRecord(kTestResultPath);
+    return Read(kTestResult);
 }
 
 std::int32_t UartManager::ZelGetRunningTime() {
-    const zel::File file = zel::OpenFile(kRunningTimePath, "r");
+    const zel::File file = zel::OpenFile("/var/tvservice/tvRunningTime", "r");
     if (!file) {
-        zel::LogPrint("%s fail!\n", kRunningTimePath);
+        zel::LogPrint("/var/tvservice/tvRunningTime fail!\n");
         return 0;
     }
     return static_cast<std::int32_t>(std::strtol(zel::ReadTextUpTo(file.get(), kReadLimit).c_str(), nullptr, 10));
