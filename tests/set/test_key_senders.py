@@ -3,6 +3,7 @@
 import os
 import stat
 import threading
+import time
 import unittest
 import zlib
 
@@ -178,6 +179,7 @@ class Faults(PreparedSets, unittest.TestCase):
                 self.tv.query(kind)
                 self.tv.ctl("model", "fail", intf + "check.ciplus.key", step, 5, "--times", 1)
                 self.assertEqual(self.tv.send(kind, data), status(kind.command, 1))
+            time.sleep(0.5)  # the former refusals' lines are on their way to the manager
             before = len(self.fail_lines("ZelKeyUpgradeThread"))
             self.tv.ctl("keys", "fail", kind.name, "write", 6, "--times", 1)
             self.assertEqual(self.tv.send(kind, data), status(kind.command, 0))
