@@ -70,7 +70,8 @@ void StatusScreen::CreateWindow() {
     desc.caps = DWCAPS_ALPHACHANNEL;
     Check(layer->CreateWindow(layer, &desc, &win), 559, "layer->CreateWindow( layer, &desc, &win )");
     win->GetSurface(win, &surf);
-    dfb->CreateInputEventBuffer(dfb, DICAPS_ALL, DFB_FALSE, &m_events);
+    // Global: a buffer that is not hears nothing without a focused primary surface, and there is none here.
+    dfb->CreateInputEventBuffer(dfb, DICAPS_ALL, DFB_TRUE, &m_events);
     Check(surf != nullptr ? surf->SetFont(surf, font) : DFB_FAILURE, 567, "surf->SetFont( surf, font )");
 }
 
