@@ -3,7 +3,7 @@
 #include "simset/core/KeyStore.h"
 #include "simset/core/Middleware.h"
 #include "simset/core/Status.h"
-#include "simset/core/Wire.h"
+#include "simset/wire/Wire.h"
 
 namespace simset {
 

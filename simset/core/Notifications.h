@@ -10,7 +10,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "simset/core/Wire.h"
+#include "simset/wire/Wire.h"
 
 namespace simset {
 

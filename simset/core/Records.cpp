@@ -5,7 +5,7 @@
 #include "simset/core/Catalogue.h"
 #include "simset/core/Middleware.h"
 #include "simset/core/Status.h"
-#include "simset/core/Wire.h"
+#include "simset/wire/Wire.h"
 
 namespace simset {
 

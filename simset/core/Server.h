@@ -12,7 +12,7 @@
 #include <thread>
 
 #include "simset/core/Notifications.h"
-#include "simset/core/Wire.h"
+#include "simset/wire/Wire.h"
 
 namespace simset {
 

@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "simset/core/Status.h"
-#include "simset/core/Wire.h"
+#include "simset/wire/Wire.h"
 
 namespace simset {
 

@@ -9,7 +9,7 @@
 #include "simset/core/Scheduler.h"
 #include "simset/core/State.h"
 #include "simset/core/TraceLog.h"
-#include "simset/core/Wire.h"
+#include "simset/wire/Wire.h"
 
 namespace simset {
 namespace test {

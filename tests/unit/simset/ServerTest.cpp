@@ -2,7 +2,7 @@
 
 #include "Fixture.h"
 #include "simset/core/Status.h"
-#include "simset/core/Wire.h"
+#include "simset/wire/Wire.h"
 
 namespace simset {
 namespace test {

@@ -1,4 +1,4 @@
-#include "simset/core/Wire.h"
+#include "simset/wire/Wire.h"
 
 #include <unistd.h>
 

@@ -1,8 +1,8 @@
 // What travels between the client libraries and the middleware: one JSON object per line over a Unix socket.
 //
 // Texts of a set are bytes and need not be UTF-8; a text that is not travels as {"$hex":"…"}.
-#ifndef SIMSET_CORE_WIRE_H
-#define SIMSET_CORE_WIRE_H
+#ifndef SIMSET_WIRE_WIRE_H
+#define SIMSET_WIRE_WIRE_H
 
 #include <sys/socket.h>
 #include <sys/un.h>
