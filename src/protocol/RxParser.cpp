@@ -15,8 +15,8 @@ void Unpack(const std::uint8_t* wire, std::size_t length, UartFrame& frame) {
     frame.commandHigh = wire[2];
     frame.commandLow = wire[3];
     frame.length = wire[4];
+    frame.payload.fill(0);
     std::memcpy(frame.payload.data(), wire + kHeaderSize, length);
-    std::memset(frame.payload.data() + length, 0, kMaxPayload - length);
     frame.trailerA = wire[kHeaderSize + length];
     frame.trailerB = wire[kHeaderSize + length + 1];
     frame.checksum = wire[kHeaderSize + length + 2];

@@ -304,6 +304,23 @@ TEST(FrameCodec, ChecksumMakesTheSumZero) {
     }
 }
 
+TEST(FrameCodec, ChecksumOfEveryLengthAndAlignment) {
+    std::mt19937 random(3);
+    Bytes bytes(600);
+    for (auto& byte : bytes) {
+        byte = static_cast<std::uint8_t>(random() % 4 == 0 ? 0xFF : random());
+    }
+    for (std::size_t offset = 0; offset < 9; ++offset) {
+        for (std::size_t size = 0; size + offset <= bytes.size(); ++size) {
+            unsigned sum = 0;
+            for (std::size_t i = 0; i < size; ++i) {
+                sum += bytes[offset + i];
+            }
+            ASSERT_EQ(FrameChecksum(&bytes[offset], size), (256 - sum % 256) % 256) << offset << "/" << size;
+        }
+    }
+}
+
 TEST(FrameCodec, EncodesEveryLengthAsTheWireHasIt) {
     for (std::size_t length = 0; length <= 64; ++length) {
         UartFrame frame = zel::MakeFrame(zel::FrameKind::Result, 0x129E);
