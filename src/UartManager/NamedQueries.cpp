@@ -4,11 +4,11 @@
 #include <cstdio>
 
 #include "factory_aux/FactoryAux.h"
+#include "log/LogPrint.h"
 #include "model/ModelClient.h"
 #include "model/ModelKeys.h"
-#include "support/File.h"
-#include "support/LogPrint.h"
-#include "support/MacText.h"
+#include "os/File.h"
+#include "provisioning/addresses/MacText.h"
 
 namespace zel {
 namespace {

@@ -7,11 +7,11 @@
 #include "UartManager/SharedState.h"
 #include "UartManager/UartManager.h"
 #include "factory_aux/FactoryAux.h"
+#include "log/LogPrint.h"
 #include "model/ModelKeys.h"
+#include "os/SerialPort.h"
 #include "protocol/CommandCatalogue.h"
 #include "protocol/FrameCodec.h"
-#include "support/LogPrint.h"
-#include "support/SerialPort.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <atomic>
 #include <cstdint>
 
-#include "support/SharedText.h"
+#include "text/SharedText.h"
 
 // Set when a key file (not a configuration file) was installed; while set, all but the first chunk of a further
 // transfer are ignored. Cleared by the queries of a key's checksum.

@@ -4,8 +4,8 @@
 #include <cstdio>
 #include <new>
 
-#include "support/LogPrint.h"
-#include "support/Thread.h"
+#include "log/LogPrint.h"
+#include "os/Thread.h"
 
 UartManager* UartManager::m_UartInstance = nullptr;
 std::atomic<std::int32_t> UartManager::input_fd{-1};

@@ -3,10 +3,10 @@
 
 #include "UartManager/SendLock.h"
 #include "UartManager/UartManager.h"
+#include "os/Delay.h"
+#include "os/SerialPort.h"
+#include "os/Thread.h"
 #include "protocol/CommandCatalogue.h"
-#include "support/Delay.h"
-#include "support/SerialPort.h"
-#include "support/Thread.h"
 
 namespace {
 

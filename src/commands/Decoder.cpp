@@ -4,9 +4,9 @@
 
 #include "UartManager/SharedState.h"
 #include "commands/Handlers.h"
+#include "log/LogPrint.h"
 #include "protocol/CommandCatalogue.h"
 #include "protocol/FrameCodec.h"
-#include "support/LogPrint.h"
 
 namespace zel {
 namespace {

@@ -8,10 +8,10 @@
 #include "UartManager/SharedState.h"
 #include "UartManager/UartManager.h"
 #include "factory_aux/FactoryAux.h"
+#include "log/LogPrint.h"
 #include "model/ModelKeys.h"
-#include "support/LogPrint.h"
-#include "support/Shell.h"
-#include "support/Storage.h"
+#include "os/Shell.h"
+#include "os/Storage.h"
 
 namespace {
 

@@ -6,9 +6,9 @@
 #include "model/ModelGlobals.h"
 #include "model/ModelKeys.h"
 #include "model/Observers.h"
-#include "support/Delay.h"
-#include "support/Shell.h"
-#include "support/Storage.h"
+#include "os/Delay.h"
+#include "os/Shell.h"
+#include "os/Storage.h"
 
 namespace {
 

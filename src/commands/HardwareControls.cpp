@@ -3,11 +3,12 @@
 #include <array>
 
 #include "UartManager/UartManager.h"
+#include "log/LogPrint.h"
 #include "model/ModelCycle.h"
 #include "model/ModelKeys.h"
 #include "model/Observers.h"
-#include "support/LogPrint.h"
-#include "support/Shell.h"
+#include "os/Shell.h"
+#include "text/ShellWord.h"
 
 namespace {
 

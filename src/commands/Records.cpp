@@ -4,10 +4,10 @@
 #include <cstring>
 
 #include "UartManager/UartManager.h"
-#include "support/File.h"
-#include "support/LogPrint.h"
-#include "support/Shell.h"
-#include "support/Storage.h"
+#include "log/LogPrint.h"
+#include "os/File.h"
+#include "os/Shell.h"
+#include "os/Storage.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 
 #include "commands/Handlers.h"
 #include "model/ModelKeys.h"
+#include "os/Delay.h"
 #include "protocol/FrameCodec.h"
-#include "support/Delay.h"
 
 namespace zel {
 namespace {

@@ -4,10 +4,10 @@
 #include <string_view>
 
 #include "UartManager/UartManager.h"
+#include "log/LogPrint.h"
 #include "model/ModelGlobals.h"
 #include "model/ModelKeys.h"
 #include "protocol/FrameCodec.h"
-#include "support/LogPrint.h"
 
 namespace {
 

@@ -5,11 +5,11 @@
 #include "UartManager/SharedState.h"
 #include "UartManager/UartManager.h"
 #include "connectivity/ScanLimits.h"
+#include "log/LogPrint.h"
 #include "model/ModelCycle.h"
 #include "model/ModelKeys.h"
 #include "model/Observers.h"
-#include "support/Delay.h"
-#include "support/LogPrint.h"
+#include "os/Delay.h"
 
 namespace {
 

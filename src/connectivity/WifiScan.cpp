@@ -5,10 +5,10 @@
 #include "UartManager/SharedState.h"
 #include "UartManager/UartManager.h"
 #include "connectivity/ScanLimits.h"
+#include "log/LogPrint.h"
 #include "model/ModelKeys.h"
-#include "support/Delay.h"
-#include "support/LogPrint.h"
-#include "support/Thread.h"
+#include "os/Delay.h"
+#include "os/Thread.h"
 
 namespace {
 

@@ -7,8 +7,8 @@
 #include <string>
 
 #include "frame/Process.h"
-#include "support/Delay.h"
-#include "support/LogPrint.h"
+#include "log/LogPrint.h"
+#include "os/Delay.h"
 #include "vumodelapi/RootInterface.h"
 
 namespace zel {

@@ -7,7 +7,7 @@
 #include <boost/shared_ptr.hpp>
 #include <cstdint>
 
-#include "support/SharedText.h"
+#include "text/SharedText.h"
 #include "vumodelapi/RootInterface.h"
 
 extern std::atomic<std::int32_t> factory_ready_val;  // 1: the factory-ready action was confirmed

@@ -5,9 +5,9 @@
 
 #include "UartManager/UartManager.h"
 #include "flashenv/FlashEnv.h"
+#include "log/LogPrint.h"
 #include "model/ModelKeys.h"
-#include "support/LogPrint.h"
-#include "support/Storage.h"
+#include "os/Storage.h"
 
 namespace {
 

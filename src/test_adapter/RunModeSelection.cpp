@@ -5,8 +5,8 @@
 #include <string>
 
 #include "flashenv/FlashEnv.h"
-#include "support/Shell.h"
-#include "support/Storage.h"
+#include "os/Shell.h"
+#include "os/Storage.h"
 
 namespace {
 

@@ -9,9 +9,9 @@
 #include "csp/Csp.h"
 #include "factory_aux/FactoryAux.h"
 #include "flashenv/FlashEnv.h"
+#include "log/LogPrint.h"
+#include "os/Storage.h"
 #include "qx/AppManagerClientAdapter.h"
-#include "support/LogPrint.h"
-#include "support/Storage.h"
 #include "test_adapter/RunModeSelection.h"
 
 namespace zel {

@@ -3,7 +3,7 @@
 #include <cstdio>
 
 #include "UartManager/SharedState.h"
-#include "support/Delay.h"
+#include "os/Delay.h"
 #include "test_adapter/StatusPictures.h"
 
 namespace zel {

@@ -7,7 +7,7 @@
 
 #include "UartManager/UartManager.h"
 #include "amclient/AmClient.h"
-#include "support/Delay.h"
+#include "os/Delay.h"
 #include "test_adapter/ApplicationTest.h"
 #include "test_adapter/LifecycleCallbacks.h"
 #include "test_adapter/StartUp.h"

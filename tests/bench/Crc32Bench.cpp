@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "provisioning/FileCrc.h"
-#include "support/Crc32.h"
+#include "provisioning/keys/FileCrc.h"
+#include "text/Crc32.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // The command client in a process of its own, with this test as its manager: the client takes the standard streams
 // of its process over, which a test cannot do to itself.
-#ifndef ZELFAC_UNIT_AMCLIENT_CLIENTPROCESS_H
-#define ZELFAC_UNIT_AMCLIENT_CLIENTPROCESS_H
+#ifndef ZELFAC_TESTS_AMCLIENT_CLIENTPROCESS_H
+#define ZELFAC_TESTS_AMCLIENT_CLIENTPROCESS_H
 
 #include <sys/types.h>
 

@@ -1,6 +1,6 @@
 // The dispatcher: every id, with payloads that fit and that do not, before and after the line has connected.
+#include "UartManager/LinkFixture.h"
 #include "UartManager/SharedState.h"
-#include "link/LinkFixture.h"
 #include "protocol/CommandCatalogue.h"
 
 namespace {

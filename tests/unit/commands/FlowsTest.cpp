@@ -1,6 +1,6 @@
 // The flows around the start of the link and the finish of a set.
+#include "UartManager/LinkFixture.h"
 #include "UartManager/SharedState.h"
-#include "link/LinkFixture.h"
 #include "model/ModelGlobals.h"
 #include "vumodelapi/Observers.h"
 

@@ -1,4 +1,4 @@
-#include "link/LinkFixture.h"
+#include "UartManager/LinkFixture.h"
 
 namespace {
 

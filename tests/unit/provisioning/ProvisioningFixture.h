@@ -1,13 +1,13 @@
 // A manager on the scripted set, with sticks in its mount table and nothing left of an earlier configuration.
-#ifndef ZELFAC_TESTS_PROVISIONINGFIXTURE_H
-#define ZELFAC_TESTS_PROVISIONINGFIXTURE_H
+#ifndef ZELFAC_TESTS_PROVISIONING_PROVISIONINGFIXTURE_H
+#define ZELFAC_TESTS_PROVISIONING_PROVISIONINGFIXTURE_H
 
 #include <cstring>
 #include <functional>
 #include <string>
 
-#include "link/LinkFixture.h"
-#include "provisioning/ConfigFile.h"
+#include "UartManager/LinkFixture.h"
+#include "provisioning/configuration/ConfigFile.h"
 
 namespace scripted {
 

@@ -5,7 +5,7 @@
 #include "UartManager/SharedState.h"
 #include "UartManager/UartManager.h"
 #include "model/ModelGlobals.h"
-#include "provisioning/ConfigFile.h"
+#include "provisioning/configuration/ConfigFile.h"
 #include "scripted/Script.h"
 #include "test_adapter/ApplicationTest.h"
 

@@ -21,8 +21,8 @@
 //
 // Files need no expectation: zel::OpenFile and zel::OpenFolder take the set's paths and find them below a folder
 // of the test's own.
-#ifndef ZELFAC_SCRIPTED_SCRIPT_H
-#define ZELFAC_SCRIPTED_SCRIPT_H
+#ifndef ZELFAC_TESTS_SCRIPTED_SCRIPT_H
+#define ZELFAC_TESTS_SCRIPTED_SCRIPT_H
 
 #include <gtest/gtest.h>
 

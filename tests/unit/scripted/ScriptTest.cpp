@@ -5,12 +5,12 @@
 
 #include "flashenv/FlashEnv.h"
 #include "frame/Process.h"
+#include "os/Delay.h"
+#include "os/File.h"
+#include "os/SerialPort.h"
+#include "os/Shell.h"
+#include "os/Thread.h"
 #include "scripted/Script.h"
-#include "support/Delay.h"
-#include "support/File.h"
-#include "support/SerialPort.h"
-#include "support/Shell.h"
-#include "support/Thread.h"
 #include "vumodelapi/RootInterface.h"
 
 using scripted::Script;

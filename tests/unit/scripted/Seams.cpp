@@ -2,13 +2,13 @@
 #include <algorithm>
 #include <cstring>
 
+#include "os/Delay.h"
+#include "os/File.h"
+#include "os/SerialPort.h"
+#include "os/Shell.h"
+#include "os/Storage.h"
+#include "os/Thread.h"
 #include "scripted/Script.h"
-#include "support/Delay.h"
-#include "support/File.h"
-#include "support/SerialPort.h"
-#include "support/Shell.h"
-#include "support/Storage.h"
-#include "support/Thread.h"
 
 using scripted::Answer;
 using scripted::Script;

@@ -1,0 +1,22 @@
+// What makes data reach the flash: sync and remounts. Callable from any thread.
+#ifndef ZELFAC_OS_STORAGE_H
+#define ZELFAC_OS_STORAGE_H
+
+namespace zel {
+
+// sync(): returns when everything written so far would survive a power cut.
+void SyncStorage();
+
+// mount(2) of `mountPoint` with MS_REMOUNT alone: read-write. Returns 0, or -1 as mount(2) does.
+int RemountReadWrite(const char* mountPoint);
+
+// Makes the folder at `path`, whose parent must exist, so that nobody but the owner ever gets into it; one that
+// exists lets only the owner in from now on.
+void MakePrivateFolder(const char* path);
+
+// Removes the folder at `path` if nothing is in it.
+void RemoveEmptyFolder(const char* path);
+
+}  // namespace zel
+
+#endif

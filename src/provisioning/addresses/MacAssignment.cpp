@@ -1,0 +1,122 @@
+// Gives the set its MAC address: the next one of a range file, or a random one. It is kept twice, as flash
+// variable and as metadata.
+#include <array>
+#include <cstdio>
+#include <optional>
+#include <string>
+
+#include "UartManager/UartManager.h"
+#include "factory_aux/FactoryAux.h"
+#include "flashenv/FlashEnv.h"
+#include "log/LogPrint.h"
+#include "os/File.h"
+#include "os/Shell.h"
+#include "os/Storage.h"
+#include "provisioning/addresses/MacRange.h"
+#include "provisioning/addresses/MacText.h"
+#include "provisioning/configuration/ConfigFile.h"
+#include "text/ShellWord.h"
+
+namespace {
+
+constexpr char kMacVariable[] = "macaddr";
+constexpr std::size_t kMetaTextSize = 256;
+
+std::int32_t Failed(int line) {
+    zel::PrintFail("ZelUpdateMac", line);
+    return -1;
+}
+
+// Writes the range file anew, so that the next set finds the address after this set's.
+bool RewriteRangeFile(const std::string& path, const std::string& line) {
+    const zel::File file = zel::OpenFile(path, "wb+");
+    return file != nullptr && zel::WriteAll(file.get(), line);
+}
+
+}  // namespace
+
+std::int32_t UartManager::ZelUpdateMac(const std::string& path) {
+    m_strCountry[0] = '\0';  // a file without a line has none, not the range that was read before
+    if (ZelReadSpeacialLine(path.c_str()) != 0) {
+        return Failed(__LINE__);
+    }
+    const std::string line = m_strCountry;
+    std::printf("MacFullMacStr:%s\n", line.c_str());
+    if (line.size() < zel::kMacRangeLength) {
+        return Failed(__LINE__);
+    }
+    const std::size_t dashes = line.find("--");
+    if (dashes == std::string::npos) {
+        return Failed(__LINE__);
+    }
+    const std::string endText = line.substr(dashes);
+    std::printf("strTmpStart:%s\n", endText.c_str());
+    const std::optional<std::string> endDigits = zel::CollectMacDigits(endText);
+    if (!endDigits) {
+        return Failed(__LINE__);
+    }
+    const zel::MacAddress end = zel::MacFromDigits(*endDigits);
+    std::printf("i32MacEnd1: %06X\n", static_cast<std::uint32_t>(end.upper));
+    std::printf("i32MacEnd2: %06X\n", static_cast<std::uint32_t>(end.lower));
+
+    const std::string startText = line.substr(0, zel::kMacTextLength);
+    std::printf("strTmpStart 222:%s\n", startText.c_str());
+    const std::optional<std::string> startDigits = zel::CollectMacDigits(startText);
+    if (!startDigits) {
+        return Failed(__LINE__);
+    }
+    const zel::MacAddress start = zel::MacFromDigits(*startDigits);
+    std::printf("i32MacStart1: %06X\n", static_cast<std::uint32_t>(start.upper));
+    std::printf("i32MacStart2: %06X\n", static_cast<std::uint32_t>(start.lower));
+    if (!zel::IsMacRange(start, end)) {
+        return Failed(__LINE__);
+    }
+
+    std::int32_t result = FlashEnv::instance().setEnv(kMacVariable, startText);
+    if (result != 0) {
+        zel::LogFailCode("ZelUpdateMac", __LINE__, result);
+        return -1;
+    }
+    result = writeStrMetaData(META_MAC, startText);
+    if (result != 0) {
+        zel::LogFailCode("ZelUpdateMac", __LINE__, result);
+        return -1;
+    }
+    if (start == end) {
+        if (!zel::RunUnread("rm -rf " + zel::ShellWord(path))) {
+            return Failed(__LINE__);
+        }
+        zel::SyncStorage();
+        return 0;
+    }
+
+    const std::optional<std::string> nextDigits = zel::NextMacDigits(start, end);
+    if (!nextDigits) {
+        return Failed(__LINE__);
+    }
+    const std::string nextLine = zel::MacRangeLine(*nextDigits, *endDigits);
+    std::printf("%s %d strTmp:%s\n", "ZelUpdateMac", __LINE__, nextLine.c_str());
+    if (!RewriteRangeFile(path, nextLine)) {
+        return Failed(__LINE__);
+    }
+    zel::SyncStorage();
+    return 0;
+}
+
+std::int32_t UartManager::ZelCheckIfSetSetRandomMAC() {
+    std::array<char, kMetaTextSize> stored{};
+    if (readStrMetaData(META_MAC, stored.data(), stored.size()) == 0 && stored[0] != '\0') {
+        return 0;
+    }
+    const std::string mac = zel::RandomMacText();
+    std::printf("=========mac test 3333333:%s strlen():%d\n", mac.c_str(), static_cast<int>(mac.size()));
+    std::int32_t result = FlashEnv::instance().setEnv(kMacVariable, mac);
+    if (result != 0) {
+        zel::LogFailCode("ZelCheckIfSetSetRandomMAC", __LINE__, result);
+    }
+    result = writeStrMetaData(META_MAC, mac);
+    if (result != 0) {
+        return zel::LogFailCode("ZelCheckIfSetSetRandomMAC", __LINE__, result);
+    }
+    return 0;
+}

@@ -1,0 +1,213 @@
+// The customer's configuration: seven lines that decide country, region, logo, brand, language, model and
+// project. Applied to the metadata, the television's model and the boot variables, and read back from there.
+#include "provisioning/configuration/ConfigFile.h"
+
+#include <array>
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+#include "UartManager/UartManager.h"
+#include "factory_aux/FactoryAux.h"
+#include "flashenv/FlashEnv.h"
+#include "log/LogPrint.h"
+#include "model/ModelKeys.h"
+#include "os/File.h"
+#include "os/Storage.h"
+#include "provisioning/configuration/ConfigLines.h"
+
+char m_strCountry[kConfigLineSize];
+char m_strRegion[kConfigLineSize];
+char m_strLogo[kConfigLineSize];
+char m_strBrand[kConfigLineSize];
+char m_strLanguage[kConfigLineSize];
+char m_strProjectId[kConfigLineSize];
+char m_strCustomerModel[kConfigLineSize];
+
+namespace {
+
+constexpr int kLongestRead = 255;  // fgets: at most 254 characters of a line at a time
+constexpr std::size_t kBrandSize = 128;
+
+constexpr std::array<char*, 7> kLineBuffers = {m_strCountry,  m_strRegion,    m_strLogo,         m_strBrand,
+                                               m_strLanguage, m_strProjectId, m_strCustomerModel};
+
+// Collects the results of one operation's calls; each failure is printed with its line, none stops the next.
+class Results {
+  public:
+    explicit Results(const char* operation) : m_operation(operation) {}
+
+    void Add(std::int32_t result, int line) {
+        if (result != 0) {
+            zel::PrintFail(m_operation, line);
+        }
+        m_all |= result;
+    }
+    std::int32_t All() const { return m_all; }
+
+  private:
+    const char* m_operation;
+    std::int32_t m_all = 0;
+};
+
+}  // namespace
+
+std::int32_t UartManager::ZelReadSpeacialLine(const char* path) {
+    const zel::File file = path == nullptr ? nullptr : zel::OpenFile(path, "r");
+    if (file == nullptr) {
+        zel::PrintFail("ZelReadSpeacialLine", __LINE__);
+        return -1;
+    }
+    std::array<char, kConfigLineSize> line{};
+    int number = 1;
+    for (char* const buffer : kLineBuffers) {
+        line.fill('\0');
+        if (std::fgets(line.data(), kLongestRead, file.get()) == nullptr) {
+            break;
+        }
+        std::memcpy(buffer, line.data(), kConfigLineSize);
+        std::printf("read the config file curLine:%d strlen:%d data:%s \n", number,
+                    static_cast<int>(std::strlen(buffer)), buffer);
+        ++number;
+    }
+    return 0;
+}
+
+std::int32_t UartManager::ZelWriteConfigFile(const char* path) {
+    if (path == nullptr) {
+        zel::PrintFail("ZelWriteConfigFile", __LINE__);
+        return -1;
+    }
+    // A line that this file lacks is empty, not what an earlier file had there.
+    for (char* const buffer : kLineBuffers) {
+        std::memset(buffer, 0, kConfigLineSize);
+    }
+    Results results("ZelWriteConfigFile");
+    results.Add(ZelReadSpeacialLine(path), __LINE__);
+    FlashEnv& flash = FlashEnv::instance();
+
+    if (zel::IsEmptyLine(m_strCountry)) {
+        std::printf("META_COUNTRY The line data is empty !");
+    } else {
+        const std::int32_t country = zel::LineNumber(m_strCountry);
+        std::printf("i32NewCountryIndex:%d m_strCountry:%s \n", country, m_strCountry);
+        results.Add(writeMetaData(META_COUNTRY, country), __LINE__);
+        results.Add(ZelSetValue(zel::key::kFactoryCountry, country), __LINE__);
+        results.Add(flash.setEnv("db_table", "0"), __LINE__);
+    }
+    if (zel::IsEmptyLine(m_strRegion)) {
+        std::printf("META_REGION The line data is empty !");
+    } else {
+        const std::int32_t region = zel::LineNumber(m_strRegion);
+        std::printf("i32NewRegionIndex:%d m_strRegion:%s \n", region, m_strRegion);
+        results.Add(writeMetaData(META_REGION, region), __LINE__);
+    }
+    if (zel::IsEmptyLine(m_strLogo)) {
+        std::printf("META_LOGO The line data is empty !");
+    } else {
+        const std::int32_t logo = zel::LineNumber(m_strLogo);
+        std::printf("i32NewLogoIndex:%d m_strLogo:%s \n", logo, m_strLogo);
+        results.Add(flash.setEnv("db_table", "0"), __LINE__);
+        results.Add(writeMetaData(META_LOGO, logo), __LINE__);
+    }
+    if (zel::IsEmptyLine(m_strBrand)) {
+        std::printf("BRAND The line data is empty !");
+    } else {
+        zel::CutLineEnd(m_strBrand);
+        std::printf("m_strBrand:%s \n", m_strBrand);
+        results.Add(flash.setEnv("brand", m_strBrand), __LINE__);
+    }
+    if (zel::IsEmptyLine(m_strLanguage)) {
+        std::printf("META_LAGUAGE The line data is empty !");
+    } else {
+        const std::int32_t language = zel::LineNumber(m_strLanguage);
+        std::printf("i32NewLanguageIndex:%d m_strRegion:%s \n", language, m_strLanguage);
+        results.Add(writeMetaData(META_LANGUAGE, language), __LINE__);
+    }
+    if (zel::IsEmptyLine(m_strCustomerModel)) {
+        std::printf("META_CUSTOMER_MODEL The line data is empty !");
+    } else {
+        zel::CutLineEnd(m_strCustomerModel);
+        std::printf("m_strCustomerModel:%s \n", m_strCustomerModel);
+        results.Add(writeStrMetaData(META_CUSTOMER_MODEL, m_strCustomerModel), __LINE__);
+    }
+    if (zel::IsEmptyLine(m_strProjectId)) {
+        std::printf("META_PROJECT_ID The line data is empty !");
+    } else {
+        const std::int32_t project = zel::LineNumber(m_strProjectId);
+        std::printf("i32ProjectId:%d m_strProjectId:%s \n", project, m_strProjectId);
+        results.Add(ZelSetValue(zel::key::kModelIndex, project), __LINE__);
+        results.Add(writeMetaData(META_PROJECT_ID, project), __LINE__);
+        results.Add(createAccessRouteFile(), __LINE__);
+        results.Add(flash.setEnv("normal_start", "0"), __LINE__);
+    }
+    zel::SyncStorage();
+    return results.All();
+}
+
+std::int32_t UartManager::ZelCheckConfig() {
+    Results results("ZelCheckConfig");
+    const auto compare = [&results](bool same, int line) { results.Add(same ? 0 : -1, line); };
+
+    std::int32_t value = 0;
+    std::int32_t wanted = zel::LineNumber(m_strCountry);
+    readMetaData(META_COUNTRY, &value);
+    std::printf("META_COUNTRY is:%d atoi(m_strCountry):%d\n", value, wanted);
+    compare(value == wanted, __LINE__);
+
+    // On top of the country's value: a region that cannot be read is compared as that.
+    wanted = zel::LineNumber(m_strRegion);
+    readMetaData(META_REGION, &value);
+    std::printf("META_REGION is:%d atoi(m_strRegion):%d\n", value, wanted);
+    compare(value == wanted, __LINE__);
+
+    value = 0;
+    wanted = zel::LineNumber(m_strLogo);
+    readMetaData(META_LOGO, &value);
+    std::printf("META_LOGO is:%d atoi(m_strLogo):%d\n", value, wanted);
+    compare(value == wanted, __LINE__);
+
+    // Over the stored length only: the flash environment may have cut the brand.
+    std::array<char, kBrandSize> brand{};
+    FlashEnv::instance().getEnv("brand", brand.data(), brand.size());
+    std::printf("Brand is:%s m_strBrand:%s\n", brand.data(), m_strBrand);
+    compare(std::strncmp(brand.data(), m_strBrand, std::strlen(brand.data())) == 0, __LINE__);
+
+    value = 0;
+    wanted = zel::LineNumber(m_strLanguage);
+    readMetaData(META_LANGUAGE, &value);
+    std::printf("META_LAGUAGE is:%d atoi(m_strLanguage):%d\n", value, wanted);
+    compare(value == wanted, __LINE__);
+
+    value = 0;
+    wanted = zel::LineNumber(m_strProjectId);
+    readMetaData(META_PROJECT_ID, &value);
+    std::printf("META_PROJECT_ID is:%d atoi(m_strProjectId):%d\n", value, wanted);
+    compare(value == wanted, __LINE__);
+    return results.All();
+}
+
+std::int32_t UartManager::ZelPrintfConfig() {
+    Results results("ZelPrintfConfig");
+    const auto printItem = [&results](_FAC_META_DATA item, const char* format, int line) {
+        std::int32_t value = 0;
+        const std::int32_t result = readMetaData(item, &value);
+        std::printf(format, value);
+        results.Add(result, line);
+    };
+    printItem(META_COUNTRY, "META_COUNTRY is       :%d\n", __LINE__);
+    printItem(META_REGION, "META_REGION is        :%d\n", __LINE__);
+    printItem(META_LOGO, "META_LOGO is          :%d\n", __LINE__);
+    std::array<char, kBrandSize> brand{};
+    std::int32_t result = FlashEnv::instance().getEnv("brand", brand.data(), brand.size());
+    std::printf("Brand is              :%s\n", brand.data());
+    results.Add(result, __LINE__);
+    printItem(META_LANGUAGE, "META_LAGUAGE is       :%d\n", __LINE__);
+    printItem(META_PROJECT_ID, "META_PROJECT_ID is    :%d\n", __LINE__);
+    std::printf("Git Revision is       :%s\n", ZELFAC_REVISION);
+    std::string version;
+    result = ZelGetString(zel::key::kSoftwareVersion, version);
+    std::printf("SoftWare Version is   :%s\n", version.c_str());
+    results.Add(result, __LINE__);
+    return results.All();
+}

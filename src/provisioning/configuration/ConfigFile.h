@@ -1,0 +1,20 @@
+// The lines of the configuration file that was read last, each with its line end, zero-terminated.
+//
+// Filled by UartManager::ZelReadSpeacialLine, whatever file that reads: a MAC range file leaves its line in
+// m_strCountry. No lock: the commands and the key worker never read a file at the same time.
+#ifndef ZELFAC_PROVISIONING_CONFIGURATION_CONFIGFILE_H
+#define ZELFAC_PROVISIONING_CONFIGURATION_CONFIGFILE_H
+
+#include <cstddef>
+
+constexpr std::size_t kConfigLineSize = 256;
+
+extern char m_strCountry[kConfigLineSize];
+extern char m_strRegion[kConfigLineSize];
+extern char m_strLogo[kConfigLineSize];
+extern char m_strBrand[kConfigLineSize];
+extern char m_strLanguage[kConfigLineSize];
+extern char m_strProjectId[kConfigLineSize];
+extern char m_strCustomerModel[kConfigLineSize];
+
+#endif

@@ -1,0 +1,21 @@
+#include "provisioning/configuration/ConfigLines.h"
+
+#include <cstdlib>
+#include <cstring>
+
+namespace zel {
+
+bool IsEmptyLine(const char* line) {
+    return std::strchr("\r\t\n ", *line) != nullptr;  // the terminating zero is one of them
+}
+
+std::int32_t LineNumber(const char* line) {
+    return static_cast<std::int32_t>(std::strtol(line, nullptr, 10));
+}
+
+void CutLineEnd(char* line) {
+    line[std::strcspn(line, "\n")] = '\0';
+    line[std::strcspn(line, "\r")] = '\0';
+}
+
+}  // namespace zel

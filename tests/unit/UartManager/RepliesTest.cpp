@@ -1,0 +1,321 @@
+// What the set sends, byte for byte.
+#include <set>
+
+#include "UartManager/LinkFixture.h"
+#include "UartManager/SharedState.h"
+#include "protocol/FrameCodec.h"
+
+namespace {
+
+const std::string kUnreadable("\x01");
+constexpr char kWifiMacKey[] = "tovix.sl2.str.network.mac-address-wifi";
+constexpr char kIpKey[] = "tovix.sl2.str.network.ip-address";
+
+class Replies : public scripted::LinkTest {
+  protected:
+    void Send(std::int32_t id, std::int32_t subCode = 0, const std::string& text = " ") {
+        m_manager->SendCommand(id, subCode, text);
+    }
+    std::string SendOutput(std::int32_t id, const std::string& text = " ") {
+        script.CaptureOutput();
+        Send(id, 0, text);
+        return script.Output();
+    }
+    void Query(const std::string& name) { Send(0x129E, 0, name); }
+};
+
+TEST_F(Replies, ReadyFrame) {
+    script.Expect("serial.write 79 00 12 72 01 02 00 01 78 FE");
+    Send(0x1272);
+}
+
+TEST_F(Replies, StatusReply) {
+    script.Expect("serial.write 79 10 12 73 01 00 00 01 69 FE");
+    m_manager->SendStatusReply(0x1273, 0);
+    script.Expect("serial.write 79 10 12 73 01 01 00 01 68 FE");
+    m_manager->SendStatusReply(0x1273, 1);
+}
+
+TEST_F(Replies, AClosedPortLosesTheFrame) {
+    UartManager::input_fd = -1;
+    script.CaptureOutput();
+    m_manager->SendStatusReply(0x1273, 0);
+    EXPECT_EQ(script.Output(), "input_fd open failed\n");
+}
+
+TEST_F(Replies, StartEndAndChecksumAreMadeAfresh) {
+    UartFrame frame{};
+    frame.start = 0x11;
+    frame.kind = 0x22;
+    frame.commandHigh = 0x33;
+    frame.commandLow = 0x44;
+    frame.length = 2;
+    frame.payload[0] = 0x55;
+    frame.payload[1] = 0x66;
+    frame.payload[2] = 0x77;  // past LEN: not sent
+    frame.trailerA = 0x01;
+    frame.trailerB = 0x02;
+    frame.checksum = 0x00;
+    frame.end = 0x00;
+    script.Expect("serial.write 79 22 33 44 02 55 66 01 02 A7 FE");
+    m_manager->SendFrame(frame);
+}
+
+TEST_F(Replies, IdsThatAreAnsweredEmpty) {
+    for (const std::int32_t id : {0x1273, 0x1274, 0x1276, 0x1277, 0x1278, 0x127A, 0x127C, 0x127D, 0x127E, 0x127F,
+                                  0x1280, 0x1281, 0x1283, 0x1285, 0x1288, 0x1289, 0x128A, 0x128B, 0x128C, 0x128D,
+                                  0x128E, 0x128F, 0x1290, 0x1291, 0x1293, 0x1294, 0x1298, 0x129A, 0x129B, 0x129C,
+                                  0x129D, 0x129F, 0x12A0, 0x12A1, 0x12A2, 0x12A5, 0x12B3, 0x12B9, 0xF0F0}) {
+        SCOPED_TRACE(id);
+        ExpectEmpty(static_cast<std::uint16_t>(id));
+        Send(id);
+        script.Verify();
+    }
+}
+
+TEST_F(Replies, IdsThatAreNotAnswered) {
+    for (const std::int32_t id :
+         {0x0000, 0x1271, 0x12A6, 0x12A8, 0x12A9, 0x12AA, 0x12AC, 0x12AD, 0x12AE, 0x12AF,  0x12B0,
+          0x12B1, 0x12B2, 0x12B5, 0x12B6, 0x12B7, 0x12B8, 0x12BB, 0xF0F1, 0xFFFF, 0x11273, 0x1F0F0}) {
+        Send(id);
+    }
+}
+
+TEST_F(Replies, LinkClosing) {
+    script.Expect("serial.write " + scripted::Hex(scripted::WireFrameOf(0x20, 0x1299, {})));
+    Send(0x1299);
+}
+
+TEST_F(Replies, PcbSerialNumber) {
+    script.PutFile("/var/local/ZelPcbSn", "AB12");
+    ExpectResult(0x1275, "AB12");
+    Send(0x1275);
+}
+
+TEST_F(Replies, NoPcbSerialNumber) {
+    ExpectEmpty(0x1275);
+    Send(0x1275);
+    script.PutFile("/var/local/ZelPcbSn", "");
+    ExpectEmpty(0x1275);
+    Send(0x1275);
+}
+
+TEST_F(Replies, ATextTooLongIsCutWithALogLine) {
+    script.PutFile("/var/local/ZelPcbSn", std::string(65, 's'));
+    ExpectResult(0x1275, std::string(64, 's'));
+    EXPECT_NE(SendOutput(0x1275).find("65 bytes"), std::string::npos);
+}
+
+TEST_F(Replies, ATextOf64BytesGoesWhole) {
+    script.PutFile("/var/local/ZelPcbSn", std::string(64, 's'));
+    ExpectResult(0x1275, std::string(64, 's'));
+    EXPECT_EQ(SendOutput(0x1275), "");
+}
+
+TEST_F(Replies, FactoryMac) {
+    script.Expect("meta.readstr 8").Text("00:11:22:33:44:55");
+    ExpectResult(0x1279, "00:11:22:33:44:55");
+    Send(0x1279);
+    script.Expect("meta.readstr 8").Text("");
+    ExpectResult(0x1279, "");
+    Send(0x1279);
+}
+
+TEST_F(Replies, UnreadableFactoryMac) {
+    script.Expect("meta.readstr 8").Returns(5);
+    ExpectResult(0x1279, kUnreadable);
+    EXPECT_EQ(SendOutput(0x1279), " SendCommand 4367 fail\n");
+}
+
+TEST_F(Replies, WifiMac) {
+    script.ExpectGetText(kWifiMacKey, "66:55:44:33:22:11");
+    ExpectResult(0x127B, "66:55:44:33:22:11");
+    Send(0x127B);
+}
+
+TEST_F(Replies, UnreadableWifiMac) {
+    script.ExpectModelFailure(7);
+    ExpectResult(0x127B, kUnreadable);
+    EXPECT_EQ(SendOutput(0x127B), "Start biz proxy failed, ret = 7\n");
+}
+
+TEST_F(Replies, QueryValues) {
+    const std::vector<std::pair<std::uint16_t, zel::QueryValue>> rows = {
+        {0x1282, zel::QueryValue::Hdcp1},     {0x1284, zel::QueryValue::Hdcp2},
+        {0x1286, zel::QueryValue::CiPlus},    {0x12A3, zel::QueryValue::EsnUlpkMac},
+        {0x12A4, zel::QueryValue::Widevine},  {0x12B4, zel::QueryValue::Netflix},
+        {0x12BA, zel::QueryValue::CiPlusEcp}, {0x12A7, zel::QueryValue::Config}};
+    std::size_t slot = 0;
+    for (const auto& [id, value] : rows) {
+        ExpectResult(id, std::string(4, '\0'));
+        Send(id);
+        m_manager->m_queryValues[static_cast<std::size_t>(value)] =
+            static_cast<std::int32_t>(0xCBF43926U + static_cast<std::uint32_t>(slot));
+        ExpectResult(id, std::string("\xCB\xF4\x39") + static_cast<char>(0x26 + slot));
+        Send(id);
+        script.Verify();
+        ++slot;
+    }
+    // Eight values in eight places: each is still what was put there.
+    slot = 0;
+    for (const auto& row : rows) {
+        ExpectResult(row.first, std::string("\xCB\xF4\x39") + static_cast<char>(0x26 + slot++));
+        Send(row.first);
+    }
+}
+
+TEST_F(Replies, WifiProgressCountsDown) {
+    ExpectResult(0x1292, std::string(1, 101));
+    Send(0x1292);
+    m_u8WifiScanTestAPCount = 30;
+    ExpectResult(0x1292, std::string(1, 71));
+    Send(0x1292);
+}
+
+TEST_F(Replies, Backlight) {
+    script.ExpectGet("tovix.sl2.i32.video.backlight", 0x164);
+    ExpectResult(0x1295, "\x64");
+    Send(0x1295);
+}
+
+TEST_F(Replies, UnreadableBacklightIsZero) {
+    script.ExpectModelFailure();
+    ExpectResult(0x1295, std::string(1, '\0'));
+    Send(0x1295);
+}
+
+TEST_F(Replies, RunningTimeIsLittleEndian) {
+    for (const std::uint16_t id : Ids{0x1296, 0x12AB}) {
+        script.PutFile("/var/tvservice/tvRunningTime", "300");
+        ExpectResult(id, std::string("\x2C\x01\x00\x00", 4));
+        Send(id);
+        script.PutFile("/var/tvservice/tvRunningTime", "16909060");
+        ExpectResult(id, std::string("\x04\x03\x02\x01", 4));
+        Send(id);
+    }
+}
+
+TEST_F(Replies, RunningTimeIsNeverZero) {
+    const std::string ten("\x0A\x00\x00\x00", 4);
+    ExpectResult(0x1296, ten);
+    EXPECT_EQ(SendOutput(0x1296), "/var/tvservice/tvRunningTime fail!\n");
+    for (const char* text : {"0", "-5", "soon", ""}) {
+        script.PutFile("/var/tvservice/tvRunningTime", text);
+        ExpectResult(0x12AB, ten);
+        EXPECT_EQ(SendOutput(0x12AB), "");
+    }
+}
+
+TEST_F(Replies, SoftwareVersionFromItsFirstDotOn) {
+    constexpr char kKey[] = "tovix.sl2.str.qorfactory.software.version";
+    for (const auto& [version, sent] : std::vector<std::pair<std::string, std::string>>{
+             {"V8.12.345", "12.345"}, {".7", "7"}, {"V8.", ""}, {"V8", "V8"}}) {
+        script.ExpectGetText(kKey, version);
+        ExpectResult(0x1297, sent);
+        Send(0x1297);
+        script.Verify();
+    }
+    script.ExpectModelFailure();
+    ExpectResult(0x1297, "");
+    Send(0x1297);
+}
+
+TEST_F(Replies, NoKeyPressReportBeforeTheLineHasConnected) {
+    Send(0x1287, 70);
+    Send(0x1287, 999);
+    m_manager->m_bConnected = 1;
+    for (int press = 0; press < 10; ++press) {  // none was counted
+        ExpectResult(0x1287, "POWER");
+        Send(0x1287, 70);
+    }
+}
+
+TEST_F(Replies, EachKeyIsReportedTenTimes) {
+    m_manager->m_bConnected = 1;
+    const std::vector<std::pair<std::int32_t, std::string>> keys = {
+        {70, "POWER"}, {161, "CHUP"}, {162, "VODOWN"}, {163, "CHDOWN"},
+        {164, "MENU"}, {166, "VOUP"}, {168, "SOURCE"}};
+    for (const auto& [code, word] : keys) {
+        for (int press = 0; press < 10; ++press) {
+            ExpectResult(0x1287, word);
+            Send(0x1287, code);
+        }
+        script.Verify();
+        Send(0x1287, code);
+        Send(0x1287, code);
+    }
+}
+
+TEST_F(Replies, OtherKeysAreReportedEmptyEveryTime) {
+    m_manager->m_bConnected = 1;
+    for (int press = 0; press < 12; ++press) {
+        ExpectResult(0x1287, "");
+        Send(0x1287, 165);
+    }
+}
+
+TEST_F(Replies, QueryMac) {
+    for (const char* name : {"MAC", "MACX"}) {
+        script.Expect("meta.readstr 8").Text("00:11:22:33:44:55");
+        ExpectResult(0x129E, "00:11:22:33:44:55");
+        EXPECT_EQ(SendOutput(0x129E, name), "=========readStrMetaData ret:0 strTmp:00:11:22:33:44:55\n");
+    }
+}
+
+TEST_F(Replies, QueryMacIsRandomWhenNoneCanBeRead) {
+    script.PutFile("/dev/urandom", std::string("\xFD\xAB\x12\x00", 4));  // 0x0012ABFD and the minimum of 1
+    script.Expect("meta.readstr 8").Returns(-2);
+    ExpectResult(0x129E, "00:00:00:12:AB:FE");
+    const std::string output = SendOutput(0x129E, "MAC");
+    EXPECT_EQ(output.rfind("=========readStrMetaData ret:-2 strTmp:\n", 0), 0U) << output;
+    EXPECT_NE(output.find(" SendCommand 4788 fail\n"), std::string::npos) << output;
+}
+
+TEST_F(Replies, QueryWifiMac) {
+    script.ExpectGetText(kWifiMacKey, "66:55:44:33:22:11");
+    ExpectResult(0x129E, "66:55:44:33:22:11");
+    Query("WIFIMAC");
+    script.ExpectModelFailure(1);
+    ExpectResult(0x129E, kUnreadable);
+    EXPECT_EQ(SendOutput(0x129E, "WIFIMAC"), "Start biz proxy failed, ret = 1\n SendCommand 4809 fail\n");
+}
+
+TEST_F(Replies, QueriesThatThisModelDoesNotKeep) {
+    for (const char* name :
+         {"SN", "SNX", "DEVICEID", "TVID", "UL", "ULX", "S", "", " ", "mac", "WIFIMA", "ETH_I"}) {
+        ExpectResult(0x129E, "xxx");
+        Query(name);
+    }
+}
+
+TEST_F(Replies, QueryEsn) {
+    const std::string esn = "NFANDROID2-PRV-" + std::string(40, 'E');
+    script.PutFile("/certificate/netflix50/ESNID", esn);
+    ExpectResult(0x129E, esn.substr(0, 43));
+    Query("ESN");
+    script.PutFile("/certificate/netflix50/ESNID", "short");
+    ExpectResult(0x129E, "short");
+    Query("ESN");
+}
+
+TEST_F(Replies, UnreadableEsn) {
+    ExpectResult(0x129E, kUnreadable);
+    EXPECT_EQ(SendOutput(0x129E, "ESN"), " SendCommand 4837 fail\n");
+    script.PutFile("/certificate/netflix50/ESNID", "");
+    ExpectResult(0x129E, kUnreadable);
+    EXPECT_EQ(SendOutput(0x129E, "ESN"), " SendCommand 4855 fail\n");
+}
+
+TEST_F(Replies, QueryWiredAddress) {
+    script.ExpectGetText(kIpKey, "192.168.1.57");
+    ExpectResult(0x129E, "192.168.1.57");
+    Query("ETH_IP");
+    script.ExpectGetText(kIpKey, "");
+    ExpectResult(0x129E, kUnreadable);
+    EXPECT_EQ(SendOutput(0x129E, "ETH_IP"), " SendCommand 4878 fail\n");
+    script.ExpectModelFailure(2);
+    ExpectResult(0x129E, kUnreadable);
+    EXPECT_EQ(SendOutput(0x129E, "ETH_IP"), "Start biz proxy failed, ret = 2\n SendCommand 4878 fail\n");
+}
+
+}  // namespace
