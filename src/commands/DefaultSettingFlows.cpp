@@ -23,12 +23,6 @@ constexpr std::array<const char*, 9> kMountPoints = {
 constexpr std::int32_t kAspect16To9 = 0;
 constexpr std::int32_t kSpeakerArcMode = 3;
 
-void Check(std::int32_t result, const char* operation, int line) {
-    if (result != 0) {
-        zel::PrintFail(operation, line);
-    }
-}
-
 struct OwnKey {
     KEY key;
     const char* writeFailed;  // log lines, both with what the write returned
@@ -58,7 +52,7 @@ std::int32_t InstallOwnKey(const OwnKey& own) {
 void UartManager::ZelFacAutoTestBeforSetDefaultSetting() {
     constexpr char kName[] = "ZelFacAutoTestBeforSetDefaultSetting";
     ZelSetPresetChannel();
-    Check(ZelSetSource(zel::key::kSourceSwitch, "HDMI1"), kName, __LINE__);
+    zel::PrintIfFailed(ZelSetSource(zel::key::kSourceSwitch, "HDMI1"), kName, __LINE__);
     for (const char* mountPoint : kMountPoints) {
         const int result = zel::RemountReadWrite(mountPoint);
         if (result != 0) {
@@ -66,23 +60,23 @@ void UartManager::ZelFacAutoTestBeforSetDefaultSetting() {
         }
     }
     for (const char* mountPoint : kMountPoints) {
-        Check(zel::RunSystem(std::string("mount -o remount,rw ") + mountPoint), kName, __LINE__);
+        zel::PrintIfFailed(zel::RunSystem(std::string("mount -o remount,rw ") + mountPoint), kName, __LINE__);
     }
-    Check(zel::RunSystem("echo ForceFreerun=TRUE > /proc/utopia_mdb/xc"), kName, __LINE__);
-    Check(zel::RunSystem("echo 18 > /var/run/superwatch"), kName, __LINE__);
-    Check(ZelCheckIfSetSetRandomMAC(), kName, __LINE__);
-    Check(ZelSetValue(zel::key::kSpeakerArcMode, kSpeakerArcMode), kName, __LINE__);
-    Check(ZelSetAction(zel::key::kForceUnmute), kName, __LINE__);
-    Check(ZelPrintfConfig(), kName, __LINE__);
+    zel::PrintIfFailed(zel::RunSystem("echo ForceFreerun=TRUE > /proc/utopia_mdb/xc"), kName, __LINE__);
+    zel::PrintIfFailed(zel::RunSystem("echo 18 > /var/run/superwatch"), kName, __LINE__);
+    zel::PrintIfFailed(ZelCheckIfSetSetRandomMAC(), kName, __LINE__);
+    zel::PrintIfFailed(ZelSetValue(zel::key::kSpeakerArcMode, kSpeakerArcMode), kName, __LINE__);
+    zel::PrintIfFailed(ZelSetAction(zel::key::kForceUnmute), kName, __LINE__);
+    zel::PrintIfFailed(ZelPrintfConfig(), kName, __LINE__);
 }
 
 void UartManager::ZelFacAutoTestAfterSetDefaultSetting() {
     constexpr char kName[] = "ZelFacAutoTestAfterSetDefaultSetting";
-    Check(ZelSetPQBypass(), kName, __LINE__);
-    Check(ZelSetAQEnable(0), kName, __LINE__);
-    Check(ZelSetAction(zel::key::kWiredSet), kName, __LINE__);
+    zel::PrintIfFailed(ZelSetPQBypass(), kName, __LINE__);
+    zel::PrintIfFailed(ZelSetAQEnable(0), kName, __LINE__);
+    zel::PrintIfFailed(ZelSetAction(zel::key::kWiredSet), kName, __LINE__);
     ZelWifiScan();
-    Check(ZelSetValue(zel::key::kVideoFormat, kAspect16To9), kName, __LINE__);
+    zel::PrintIfFailed(ZelSetValue(zel::key::kVideoFormat, kAspect16To9), kName, __LINE__);
     m_i32RetCheckPlayreadyYoutube = InstallOwnKey(kPlayReady);
     m_i32RetCheckPlayreadyYoutube |= InstallOwnKey(kYouTube);
     std::printf(" %s %d m_i32RetCheckPlayreadyYoutube:%d\n", kName, __LINE__,
@@ -91,7 +85,7 @@ void UartManager::ZelFacAutoTestAfterSetDefaultSetting() {
 
 void UartManager::ZelBurnModeBeforSetDefaultSetting() {
     constexpr char kName[] = "ZelBurnModeBeforSetDefaultSetting";
-    Check(ZelSetValue(zel::key::kVideoApplyMode, 1), kName, __LINE__);
-    Check(ZelSetValue(zel::key::kLedFlicker, 1), kName, __LINE__);
-    Check(ZelSetValue(zel::key::kTestPattern, 0), kName, __LINE__);
+    zel::PrintIfFailed(ZelSetValue(zel::key::kVideoApplyMode, 1), kName, __LINE__);
+    zel::PrintIfFailed(ZelSetValue(zel::key::kLedFlicker, 1), kName, __LINE__);
+    zel::PrintIfFailed(ZelSetValue(zel::key::kTestPattern, 0), kName, __LINE__);
 }

@@ -26,13 +26,9 @@ void AwaitConfirmation() {
 }  // namespace
 
 std::int32_t UartManager::ZelU5FactoryReady() {
-    const vumodelapi::ArgumentList arguments;
-    vumodelapi::ArgumentList results;
     FactoryReadyActionObserver observer;
-    return zel::RunModelCycle<vumodelapi::Action>(
-        "ZelU5FactoryReady", {__LINE__, __LINE__, __LINE__},
-        {"connect failed, ret = %d\n", "invoke failed, ret = %d\n"}, zel::key::kFactoryReady, observer,
-        [&](vumodelapi::Action& action) { return action.invoke(arguments, results); }, AwaitConfirmation);
+    return zel::InvokeAction({"ZelU5FactoryReady", __LINE__}, zel::key::kFactoryReady, observer, {},
+                             AwaitConfirmation);
 }
 
 std::int32_t UartManager::ZelFactoryFinish(std::int32_t /*mode*/) {

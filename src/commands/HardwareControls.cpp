@@ -41,31 +41,20 @@ constexpr std::array<Setting, 11> kMeasuringSound = {{{zel::key::kSoundApplyMode
 constexpr std::int32_t kDrcElement = 0;
 constexpr std::int32_t kPeqElement = 1;
 
-// Passes a write's result on, printing the failure line of `operation` when it failed.
-std::int32_t Reported(std::int32_t result, const char* operation, int line) {
-    if (result != 0) {
-        zel::PrintFail(operation, line);
-    }
-    return result;
-}
-
 }  // namespace
 
 std::int32_t UartManager::ZelSetGpio(const std::string& number, const std::string& value) {
-    vumodelapi::ArgumentList arguments(2);
+    vumodelapi::ArgumentList arguments(2);  // both at position 0
     arguments[0].values = number;
     arguments[1].values = value;
-    vumodelapi::ArgumentList results;
     ObserverActionImpl observer;
-    return zel::RunModelCycle<vumodelapi::Action>(
-        "ZelSetGpio", {__LINE__, __LINE__, __LINE__}, {"connect failed, ret = %d\n", "invoke failed, ret = %d\n"},
-        zel::key::kGpio, observer, [&](vumodelapi::Action& action) { return action.invoke(arguments, results); });
+    return zel::InvokeAction({"ZelSetGpio", __LINE__}, zel::key::kGpio, observer, arguments);
 }
 
 std::int32_t UartManager::ZelSetPQBypass() {
     std::int32_t result = 0;
     for (const Setting& setting : kMeasuringPicture) {
-        result = Reported(ZelSetValue(setting.key, setting.value), "ZelSetPQBypass", __LINE__);
+        result = zel::PrintIfFailed(ZelSetValue(setting.key, setting.value), "ZelSetPQBypass", __LINE__);
     }
     return result;
 }
@@ -73,11 +62,11 @@ std::int32_t UartManager::ZelSetPQBypass() {
 std::int32_t UartManager::ZelSetAQEnable(std::int32_t enable) {
     constexpr char kName[] = "ZelSetAQEnable";
     for (const Setting& setting : kMeasuringSound) {
-        Reported(ZelSetValue(setting.key, setting.value), kName, __LINE__);
+        zel::PrintIfFailed(ZelSetValue(setting.key, setting.value), kName, __LINE__);
     }
-    Reported(ZelSetValue(zel::key::kAutomaticVolume, enable), kName, __LINE__);
-    Reported(ZelSetVectorValue(zel::key::kSocDrc, kDrcElement, enable), kName, __LINE__);
-    return Reported(ZelSetVectorValue(zel::key::kDtsPeq, kPeqElement, enable), kName, __LINE__);
+    zel::PrintIfFailed(ZelSetValue(zel::key::kAutomaticVolume, enable), kName, __LINE__);
+    zel::PrintIfFailed(ZelSetVectorValue(zel::key::kSocDrc, kDrcElement, enable), kName, __LINE__);
+    return zel::PrintIfFailed(ZelSetVectorValue(zel::key::kDtsPeq, kPeqElement, enable), kName, __LINE__);
 }
 
 std::int32_t UartManager::ZelEthPingTest(const std::string& address) {

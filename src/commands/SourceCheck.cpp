@@ -53,14 +53,11 @@ constexpr std::array<Input, 17> kInputs = {{
 // next check, because the identity stays empty.
 void LearnIdentities(UartManager& manager) {
     if (dst_ATV_tuner_uuid.Empty() || dst_DTV_tuner_uuid.Empty() || dst_DTVS2_tuner_uuid.Empty()) {
-        if (manager.ZelGetDvbUuid() != 0) {
-            zel::PrintFail(kName, __LINE__);
-        }
+        zel::PrintIfFailed(manager.ZelGetDvbUuid(), kName, __LINE__);
     }
     for (const Tuner* known : {&kAnalogue, &kTerrestrialCable, &kSatellite}) {
-        if (known->list.Empty() && !known->tuner.Empty() &&
-            manager.ZelGetDvbChannelList(known->tuner.Get()) != 0) {
-            zel::PrintFail(kName, __LINE__);
+        if (known->list.Empty() && !known->tuner.Empty()) {
+            zel::PrintIfFailed(manager.ZelGetDvbChannelList(known->tuner.Get()), kName, __LINE__);
         }
     }
 }
@@ -86,14 +83,8 @@ std::int32_t Show(UartManager& manager, std::string_view name) {
 std::int32_t UartManager::ZelUartCmdSourceCheck(UartFrame frame) {
     LearnIdentities(*this);
     const std::int32_t result = Show(*this, zel::Payload(frame));
-    if (ZelSetValue(zel::key::kAutomaticVolume, 0) != 0) {
-        zel::PrintFail(kName, __LINE__);
-    }
-    if (ZelSetVectorValue(zel::key::kSocDrc, 0, 0) != 0) {
-        zel::PrintFail(kName, __LINE__);
-    }
-    if (ZelSetVectorValue(zel::key::kDtsPeq, 1, 0) != 0) {
-        zel::PrintFail(kName, __LINE__);
-    }
+    zel::PrintIfFailed(ZelSetValue(zel::key::kAutomaticVolume, 0), kName, __LINE__);
+    zel::PrintIfFailed(ZelSetVectorValue(zel::key::kSocDrc, 0, 0), kName, __LINE__);
+    zel::PrintIfFailed(ZelSetVectorValue(zel::key::kDtsPeq, 1, 0), kName, __LINE__);
     return result;
 }

@@ -22,40 +22,36 @@ constexpr std::uint32_t kLookSeconds = 2;
 }  // namespace
 
 void UartManager::ZelBTSearchAP() {
-    const auto check = [](std::int32_t result, int line) {
-        if (result != 0) {
-            zel::PrintFail("ZelBTSearchAP", line);
-        }
-    };
+    constexpr char kName[] = "ZelBTSearchAP";
     ++m_u8BTScanTestAPCount;
     m_radioScan.fBTSearching = 1;
-    check(ZelSetValue(zel::key::kAccessPointSearch, kStopSearch), __LINE__);
+    zel::PrintIfFailed(ZelSetValue(zel::key::kAccessPointSearch, kStopSearch), kName, __LINE__);
 
     std::int32_t status = kBluetoothOn;
-    check(ZelGetValue(zel::key::kBluetoothStatus, status), __LINE__);
+    zel::PrintIfFailed(ZelGetValue(zel::key::kBluetoothStatus, status), kName, __LINE__);
     std::printf("======SL2_TVAPI_I32_BLUETOOTH_ENUM_STATUS:%d,off:%d,on:%d\n", status, kBluetoothOff,
                 kBluetoothOn);
     if (status != kBluetoothOn) {
-        check(ZelSetAction(zel::key::kBluetoothEnable), __LINE__);
+        zel::PrintIfFailed(ZelSetAction(zel::key::kBluetoothEnable), kName, __LINE__);
     }
 
-    check(ZelSetAction(zel::key::kBluetoothSearchStart), __LINE__);
-    check(ZelSearchBtDevice(), __LINE__);
+    zel::PrintIfFailed(ZelSetAction(zel::key::kBluetoothSearchStart), kName, __LINE__);
+    zel::PrintIfFailed(ZelSearchBtDevice(), kName, __LINE__);
     int looks = 0;
     std::int32_t devices = 0;
     while (looks < kLooks && devices < 1) {
         ++looks;
         zel::DelaySeconds(kLookSeconds);
-        check(ZelSearchBtDevice(), __LINE__);
-        check(ZelGetValue(zel::key::kBluetoothDeviceCount, devices), __LINE__);
+        zel::PrintIfFailed(ZelSearchBtDevice(), kName, __LINE__);
+        zel::PrintIfFailed(ZelGetValue(zel::key::kBluetoothDeviceCount, devices), kName, __LINE__);
     }
     std::printf("whileCount:%d i32BTDeviceCount:%d\n", looks, devices);
-    check(ZelSetAction(zel::key::kBluetoothSearchStop), __LINE__);
+    zel::PrintIfFailed(ZelSetAction(zel::key::kBluetoothSearchStop), kName, __LINE__);
 
     if (devices > 0) {
         m_radioScan.m_u32BTDeviceCount = static_cast<std::uint32_t>(devices);
         m_radioScan.fBTSearching = 0;
-        check(ZelSetAction(zel::key::kBluetoothDisable), __LINE__);
+        zel::PrintIfFailed(ZelSetAction(zel::key::kBluetoothDisable), kName, __LINE__);
     }
     if (m_u8BTScanTestAPCount >= zel::kBluetoothAttempts) {
         m_radioScan.fBTSearching = 0;

@@ -71,9 +71,8 @@ void* UartManager::ZelWifiScanThread(void* manager) {
     scan.fWifiScanning = 1;
 
     std::vector<std::string> support;
-    if (self.ZelGetVectorString(zel::key::kBluetoothSupport, support) != 0) {
-        zel::PrintFail("ZelWifiScanThread", __LINE__);
-    }
+    zel::PrintIfFailed(self.ZelGetVectorString(zel::key::kBluetoothSupport, support), "ZelWifiScanThread",
+                       __LINE__);
     support.resize(std::max<std::size_t>(support.size(), 4));
     std::printf("=======iVetorBluetoothSupport[0]:%s [1]:%s [2]:%s [3]:%s=======\n", support[0].c_str(),
                 support[1].c_str(), support[2].c_str(), support[3].c_str());

@@ -41,6 +41,20 @@ void PrintFail(const char* operation, int line) {
     std::printf(" %s %d fail\n", operation, line);
 }
 
+std::int32_t LogIfFailed(std::int32_t result, const char* operation, int line) {
+    if (result != 0) {
+        LogFail(operation, line);
+    }
+    return result;
+}
+
+std::int32_t PrintIfFailed(std::int32_t result, const char* operation, int line) {
+    if (result != 0) {
+        PrintFail(operation, line);
+    }
+    return result;
+}
+
 void ReportThreadError(int result, int line, const char* call) {
     if (result != 0 && result != kNeverReported) {
         std::printf("[PTHREAD] %s: %d: %s: %s\n", "./src/UartManager", line, call, strerror(result));

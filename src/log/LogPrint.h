@@ -21,6 +21,10 @@ int LogFailCode(const char* operation, int line, std::int32_t code);
 // The first of them printed straight to standard output, uncut.
 void PrintFail(const char* operation, int line);
 
+// LogFail and PrintFail for a step whose `result` is not 0. Return `result`.
+std::int32_t LogIfFailed(std::int32_t result, const char* operation, int line);
+std::int32_t PrintIfFailed(std::int32_t result, const char* operation, int line);
+
 // Prints "[PTHREAD] %s: %d: %s: %s\n" for a failed thread-library call: nothing when `result` is 0 or 110.
 // `call` is the call's text.
 void ReportThreadError(int result, int line, const char* call);

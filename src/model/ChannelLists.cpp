@@ -103,19 +103,15 @@ bool ReferenceChannelFound(const std::string& tunerUuid) {
 }  // namespace
 
 void ModelClient::ZelSetPresetChannel() {
-    const auto check = [](std::int32_t result, int step) {
-        if (result != 0) {
-            zel::PrintFail("ZelSetPresetChannel", step);
-        }
-    };
-    check(ZelSetValue(zel::key::kSetLocation, kFactoryLocation), 2277);
-    check(ZelSetValue(zel::key::kOsdLanguage, kEnglish), 2283);
-    check(ZelSetFacPreset(kFactoryPreset), 2296);
-    check(ZelGetDvbUuid(), 2303);
+    constexpr char kName[] = "ZelSetPresetChannel";
+    zel::PrintIfFailed(ZelSetValue(zel::key::kSetLocation, kFactoryLocation), kName, 2277);
+    zel::PrintIfFailed(ZelSetValue(zel::key::kOsdLanguage, kEnglish), kName, 2283);
+    zel::PrintIfFailed(ZelSetFacPreset(kFactoryPreset), kName, 2296);
+    zel::PrintIfFailed(ZelGetDvbUuid(), kName, 2303);
 
     const auto readChannels = [&](const zel::SharedText& tunerUuid, int step) {
         if (!tunerUuid.Empty()) {
-            check(ZelGetDvbChannelList(tunerUuid.Get()), step);
+            zel::PrintIfFailed(ZelGetDvbChannelList(tunerUuid.Get()), kName, step);
         }
     };
     readChannels(dst_ATV_tuner_uuid, 2312);

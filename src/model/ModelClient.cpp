@@ -18,15 +18,14 @@ constexpr CycleTexts kVectorTexts = {nullptr, nullptr};
 std::int32_t ModelClient::ZelSetValue(const std::string& key, std::int32_t value) {
     ObserverIntegerImpl observer;
     return RunModelCycle<vumodelapi::NumericInteger>(
-        "ZelSetValue", {__LINE__, 0, 0},
-        {"ZelSetValue connect failed, ret = %d\n", "ZelSetValue setValue failed, ret = %d\n"}, key, observer,
-        [&](vumodelapi::NumericInteger& handle) { return handle.setValue(value); });
+        "ZelSetValue", {__LINE__, 0, 0}, {"ZelSetValue connect failed", "ZelSetValue setValue failed"}, key,
+        observer, [&](vumodelapi::NumericInteger& handle) { return handle.setValue(value); });
 }
 
 std::int32_t ModelClient::ZelGetValue(const std::string& key, std::int32_t& out) {
     ObserverIntegerImpl observer;
     return RunModelCycle<vumodelapi::NumericInteger>("ZelGetValue", {__LINE__, 0, 0},
-                                                     {"ZelGetValue connect, ret = %d\n", nullptr}, key, observer,
+                                                     {"ZelGetValue connect", nullptr}, key, observer,
                                                      [&](vumodelapi::NumericInteger& handle) {
                                                          out = handle.getValue();
                                                          return 0;
@@ -66,16 +65,15 @@ std::int32_t ModelClient::ZelGetVectorString(const std::string& key, std::vector
 
 std::int32_t ModelClient::ZelSetString(const std::string& key, const std::string& value) {
     ObserverStringImpl observer;
-    return RunModelCycle<vumodelapi::String>(
-        "ZelSetString", {__LINE__, 0, 0}, {"connect failed, ret = %d\n", "setValue failed, ret = %d\n"}, key,
-        observer, [&](vumodelapi::String& handle) { return handle.setValue(value); });
+    return RunModelCycle<vumodelapi::String>("ZelSetString", {__LINE__, 0, 0},
+                                             {"connect failed", "setValue failed"}, key, observer,
+                                             [&](vumodelapi::String& handle) { return handle.setValue(value); });
 }
 
 std::int32_t ModelClient::ZelGetString(const std::string& key, std::string& out) {
     ObserverStringImpl observer;
-    return RunModelCycle<vumodelapi::String>("ZelGetString", {__LINE__, 0, 0},
-                                             {"connect failed, ret = %d\n", nullptr}, key, observer,
-                                             [&](vumodelapi::String& handle) {
+    return RunModelCycle<vumodelapi::String>("ZelGetString", {__LINE__, 0, 0}, {"connect failed", nullptr}, key,
+                                             observer, [&](vumodelapi::String& handle) {
                                                  handle.getValue(out);
                                                  return 0;
                                              });
@@ -83,10 +81,5 @@ std::int32_t ModelClient::ZelGetString(const std::string& key, std::string& out)
 
 std::int32_t ModelClient::ZelSetAction(const std::string& key) {
     ObserverActionImpl observer;
-    return RunModelCycle<vumodelapi::Action>("ZelSetAction", {__LINE__, 0, 0},
-                                             {"connect failed, ret = %d\n", "invoke failed, ret = %d\n"}, key,
-                                             observer, [&](vumodelapi::Action& action) {
-                                                 vumodelapi::ArgumentList results;
-                                                 return action.invoke({}, results);
-                                             });
+    return zel::InvokeAction({"ZelSetAction", __LINE__}, key, observer, {});
 }

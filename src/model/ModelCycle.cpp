@@ -12,7 +12,7 @@ void LogCycleFailure(const char* text, const char* operation, int line, std::int
     if (text == nullptr) {
         LogInterfaceFailed(operation, line, status);
     } else {
-        LogPrint(text, status);
+        LogPrint("%s, ret = %d\n", text, status);
     }
 }
 
@@ -32,6 +32,19 @@ ModelSession::ModelSession(const CallSite& site) {
     if (m_root == nullptr) {
         LogPrint("pRootInterface is NULL\n");
     }
+}
+
+std::int32_t InvokeAction(const CallSite& site, const std::string& key, vumodelapi::ObserverAction& observer,
+                          const vumodelapi::ArgumentList& arguments, void (*settle)(),
+                          const std::function<void()>& connected) {
+    vumodelapi::ArgumentList results;  // the library may fill it until the disconnect
+    return RunModelCycle<vumodelapi::Action>(
+        site.operation, {site.line, site.line, site.line}, {"connect failed", "invoke failed"}, key, observer,
+        [&](vumodelapi::Action& action) {
+            connected();
+            return action.invoke(arguments, results);
+        },
+        settle);
 }
 
 }  // namespace zel

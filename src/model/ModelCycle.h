@@ -4,6 +4,7 @@
 
 #include <boost/shared_ptr.hpp>
 #include <cstdint>
+#include <functional>
 #include <string>
 
 #include "frame/Process.h"
@@ -35,7 +36,7 @@ class ModelSession {
     vumodelapi::RootInterface* m_root = nullptr;
 };
 
-// The log texts of one operation; each takes the status.
+// What the failure lines of one operation begin with; ", ret = %d\n" with the status follows.
 struct CycleTexts {
     const char* connectFailed;  // null: the interface-reference text with the operation's name and line
     const char* operateFailed;  // likewise
@@ -80,13 +81,24 @@ std::int32_t RunModelCycle(const char* operation, const CycleLines& lines, const
     return 0;
 }
 
+// The settling delay after a write.
+inline void Settle() {
+    DelayMicroseconds(kSettleMicroseconds);
+}
+
 // The cycle with the usual settling delay.
 template <typename Handle, typename Observer, typename Operate>
 std::int32_t RunModelCycle(const char* operation, const CycleLines& lines, const CycleTexts& texts,
                            const std::string& key, Observer& observer, Operate&& operate) {
-    return RunModelCycle<Handle>(operation, lines, texts, key, observer, operate,
-                                 [] { DelayMicroseconds(kSettleMicroseconds); });
+    return RunModelCycle<Handle>(operation, lines, texts, key, observer, operate, Settle);
 }
+
+// The cycle of every action: invokes `key` with `arguments`; the results are not looked at. `connected()` runs
+// just before the invocation, `settle()` after an accepted one.
+std::int32_t InvokeAction(
+    const CallSite& site, const std::string& key, vumodelapi::ObserverAction& observer,
+    const vumodelapi::ArgumentList& arguments, void (*settle)() = Settle,
+    const std::function<void()>& connected = [] {});
 
 }  // namespace zel
 

@@ -29,13 +29,9 @@ bool Contains(const std::array<std::int32_t, size>& keys, std::int32_t key) {
 void LeaveModeAndRestart(UartManager& manager) {
     FlashEnv::instance().setEnv("ZelFacMode", "0");
     manager.SetRunMode(static_cast<std::uint8_t>(zel::RunMode::None));
-    if (manager.ZelSetValue(zel::key::kLedFlicker, 0) != 0) {
-        zel::PrintFail("onKeyEvent", 213);
-    }
+    zel::PrintIfFailed(manager.ZelSetValue(zel::key::kLedFlicker, 0), "onKeyEvent", 213);
     zel::SyncStorage();
-    if (manager.ZelSetAction(zel::key::kReboot) != 0) {
-        zel::PrintFail("onKeyEvent", 221);
-    }
+    zel::PrintIfFailed(manager.ZelSetAction(zel::key::kReboot), "onKeyEvent", 221);
 }
 
 }  // namespace

@@ -30,9 +30,7 @@ void InitFactoryAux() {
 bool Register(UartManager& manager, boost::shared_ptr<ApplicationTest>& application) {
     using qx::apmclient::AppManagerClientAdapter;
     std::puts("=========setRpcEnv=========");
-    if (AppManagerClientAdapter::setRpcEnv() != 0) {
-        PrintFail("main", 455);
-    }
+    PrintIfFailed(AppManagerClientAdapter::setRpcEnv(), "main", 455);
     application.reset(new ApplicationTest);
     AppManagerClientAdapter* const adapter = AppManagerClientAdapter::getInstance();
     s_appManagerClientAdapter = adapter;
@@ -52,9 +50,7 @@ bool Register(UartManager& manager, boost::shared_ptr<ApplicationTest>& applicat
 }
 
 void BeginWork(UartManager& manager) {
-    if (FlashEnv::instance().setEnv("UARTOnOff", "on") != 0) {
-        PrintFail("main", 618);
-    }
+    PrintIfFailed(FlashEnv::instance().setEnv("UARTOnOff", "on"), "main", 618);
     SyncStorage();
     if (manager.IsAgingMode()) {
         manager.ZelBurnModeBeforSetDefaultSetting();

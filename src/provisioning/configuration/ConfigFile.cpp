@@ -37,12 +37,7 @@ class Results {
   public:
     explicit Results(const char* operation) : m_operation(operation) {}
 
-    void Add(std::int32_t result, int line) {
-        if (result != 0) {
-            zel::PrintFail(m_operation, line);
-        }
-        m_all |= result;
-    }
+    void Add(std::int32_t result, int line) { m_all |= zel::PrintIfFailed(result, m_operation, line); }
     std::int32_t All() const { return m_all; }
 
   private:

@@ -100,13 +100,6 @@ void Run(const char* command, int line) {
     }
 }
 
-std::int32_t Printed(std::int32_t result, int line) {
-    if (result != 0) {
-        zel::PrintFail(kWorker, line);
-    }
-    return result;
-}
-
 // Each returns the result that decides the answer.
 
 std::int32_t InstallInKeyStore(const KeyRow& row) {
@@ -122,16 +115,16 @@ std::int32_t InstallInKeyStore(const KeyRow& row) {
 }
 
 std::int32_t InstallCiPlus(UartManager& manager, const KeyRow& row) {
-    if (Printed(manager.ZelWriteCIKey(row.ciType, row.path), __LINE__) == 0) {
-        Printed(writeKeys({row.path}, row.key), __LINE__);
+    if (zel::PrintIfFailed(manager.ZelWriteCIKey(row.ciType, row.path), kWorker, __LINE__) == 0) {
+        zel::PrintIfFailed(writeKeys({row.path}, row.key), kWorker, __LINE__);
     }
     manager.ClearPendingFrames();
-    return Printed(manager.ZelCheckCIKey(row.ciType), __LINE__);
+    return zel::PrintIfFailed(manager.ZelCheckCIKey(row.ciType), kWorker, __LINE__);
 }
 
 std::int32_t InstallConfiguration(UartManager& manager, const KeyRow& row) {
-    const std::int32_t written = Printed(manager.ZelWriteConfigFile(row.path), __LINE__);
-    return written | Printed(manager.ZelCheckConfig(), __LINE__);
+    const std::int32_t written = zel::PrintIfFailed(manager.ZelWriteConfigFile(row.path), kWorker, __LINE__);
+    return written | zel::PrintIfFailed(manager.ZelCheckConfig(), kWorker, __LINE__);
 }
 
 std::int32_t Install(UartManager& manager, const KeyRow& row) {

@@ -33,12 +33,6 @@ constexpr const char* kMountCommands[] = {
     "mount -o remount,rw /certificate",
 };
 
-void PrintedIfFailed(std::int32_t result, int line) {
-    if (result != 0) {
-        zel::PrintFail("ZelSecondUpdate", line);
-    }
-}
-
 void MakeWritable() {
     for (const char* const path : kMountPoints) {
         const int result = zel::RemountReadWrite(path);
@@ -106,19 +100,15 @@ void AskSupervisor(const SupervisorRequest& request, Outcome& outcome) {
 }
 
 void ShowSuccessOnLed(ModelClient& model, const char* operation) {
-    if (model.ZelSetValue(key::kLedFlicker, 0) != 0) {
-        LogFail(operation, __LINE__);
-    }
-    if (model.ZelSetValue(key::kLedGpio, 1) != 0) {
-        LogFail(operation, __LINE__);
-    }
+    LogIfFailed(model.ZelSetValue(key::kLedFlicker, 0), operation, __LINE__);
+    LogIfFailed(model.ZelSetValue(key::kLedGpio, 1), operation, __LINE__);
 }
 
 }  // namespace zel
 
 std::int32_t UartManager::ZelSecondUpdate() {
-    PrintedIfFailed(ZelPrintfConfig(), __LINE__);
-    PrintedIfFailed(ZelSetValue(zel::key::kLedFlicker, 1), __LINE__);
+    zel::PrintIfFailed(ZelPrintfConfig(), "ZelSecondUpdate", __LINE__);
+    zel::PrintIfFailed(ZelSetValue(zel::key::kLedFlicker, 1), "ZelSecondUpdate", __LINE__);
     MakeWritable();
     if (!zel::ExitedWithSuccess(zel::RunSystem("echo ForceFreerun=TRUE > /proc/utopia_mdb/xc"))) {
         zel::PrintFail("ZelSecondUpdate", __LINE__);

@@ -152,9 +152,7 @@ void ImportItems(UartManager& manager, zel::Outcome& outcome) {
 
 // The next start rebuilds its databases.
 void RequestRebuild() {
-    if (FlashEnv::instance().setEnv("db_table", "0") != 0) {
-        zel::LogFail(kImport, __LINE__);
-    }
+    zel::LogIfFailed(FlashEnv::instance().setEnv("db_table", "0"), kImport, __LINE__);
     zel::SyncStorage();
 }
 
