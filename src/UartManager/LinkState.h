@@ -38,14 +38,6 @@ struct KeyTransferState {
     }
 };
 
-// The radio searches.
-struct RadioScanState {
-    std::atomic<std::uint8_t> fWifiScanning{0};        // 1 while the Wi-Fi scan goes on
-    std::atomic<std::uint8_t> fBTSearching{0};         // 1 while a Bluetooth search goes on
-    std::atomic<std::uint32_t> m_u32WifiLevel{0};      // strongest signal seen, 0 to 99
-    std::atomic<std::uint32_t> m_u32BTDeviceCount{0};  // devices of the last successful search
-};
-
 }  // namespace zel
 
 #endif

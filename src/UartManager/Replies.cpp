@@ -6,6 +6,7 @@
 #include "UartManager/SendLock.h"
 #include "UartManager/SharedState.h"
 #include "UartManager/UartManager.h"
+#include "connectivity/RadioScan.h"
 #include "factory_aux/FactoryAux.h"
 #include "log/LogPrint.h"
 #include "model/ModelKeys.h"

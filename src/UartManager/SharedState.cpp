@@ -4,5 +4,3 @@ std::atomic<bool> m_bCurrentKeyFinish{false};
 std::atomic<std::int32_t> m_i32RetCheckPlayreadyYoutube{-1};
 std::atomic<std::int32_t> m_secondUpdateStatus{0};
 zel::SharedText m_strSecondUpdateMessage;
-std::atomic<std::uint8_t> m_u8WifiScanTestAPCount{0};
-std::atomic<std::uint8_t> m_u8BTScanTestAPCount{0};

@@ -20,8 +20,4 @@ extern std::atomic<std::int32_t> m_i32RetCheckPlayreadyYoutube;
 extern std::atomic<std::int32_t> m_secondUpdateStatus;
 extern zel::SharedText m_strSecondUpdateMessage;
 
-// Wi-Fi scan rounds that found at least one access point, and Bluetooth searches attempted. Never reset.
-extern std::atomic<std::uint8_t> m_u8WifiScanTestAPCount;
-extern std::atomic<std::uint8_t> m_u8BTScanTestAPCount;
-
 #endif

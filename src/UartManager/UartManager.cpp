@@ -74,20 +74,29 @@ void UartManager::JoinReported(pthread_t thread, int line, const char* call, con
     std::printf("%s", result == 0 ? succeeded : failed);
 }
 
+void UartManager::SetRunMode(zel::RunMode mode) {
+    m_runMode = mode;
+}
+
 void UartManager::SetRunMode(std::uint8_t mode) {
-    m_u8RunMode = mode;
+    constexpr auto kLast = static_cast<std::uint8_t>(zel::RunMode::UsbUpdate);
+    SetRunMode(mode <= kLast ? static_cast<zel::RunMode>(mode) : zel::RunMode::None);
+}
+
+zel::RunMode UartManager::GetRunMode() const {
+    return m_runMode;
 }
 
 bool UartManager::IsFactoryMode() const {
-    return m_u8RunMode == static_cast<std::uint8_t>(zel::RunMode::Factory);
+    return m_runMode == zel::RunMode::Factory;
 }
 
 bool UartManager::IsAgingMode() const {
-    return m_u8RunMode == static_cast<std::uint8_t>(zel::RunMode::Aging);
+    return m_runMode == zel::RunMode::Aging;
 }
 
 bool UartManager::IsUsbUpdateMode() const {
-    return m_u8RunMode == static_cast<std::uint8_t>(zel::RunMode::UsbUpdate);
+    return m_runMode == zel::RunMode::UsbUpdate;
 }
 
 std::uint8_t UartManager::GetStatusChanged() const {

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -20,6 +21,9 @@
 namespace zel {
 
 enum class RunMode : std::uint8_t { None = 0, Factory = 1, Aging = 2, UsbUpdate = 3 };
+
+struct RadioScan;
+std::shared_ptr<RadioScan> MakeRadioScan();  // defined in connectivity/
 
 }  // namespace zel
 
@@ -50,7 +54,10 @@ class UartManager : public ModelClient {
     // pass.
     void Stop();
 
-    void SetRunMode(std::uint8_t mode);
+    // What the process is for; none until start-up has found out. Any thread.
+    void SetRunMode(zel::RunMode mode);
+    void SetRunMode(std::uint8_t mode);  // by its number; above 3 none
+    zel::RunMode GetRunMode() const;
     bool IsFactoryMode() const;
     bool IsAgingMode() const;
     bool IsUsbUpdateMode() const;
@@ -178,7 +185,7 @@ class UartManager : public ModelClient {
     void ZelBTSearchAP();              // one Bluetooth search, up to about 10 s; scan thread or command thread
     std::int32_t ZelSearchBtDevice();  // reads the list of device names. 0, or -1
 
-    zel::RadioScanState m_radioScan;
+    const std::shared_ptr<zel::RadioScan> m_radioScan = zel::MakeRadioScan();
 
   private:
     void ParseRawBlock(const std::vector<std::uint8_t>& block);
@@ -201,7 +208,7 @@ class UartManager : public ModelClient {
     std::mutex m_keyFrameMutex;
     UartFrame m_keyFrame{};  // the frame that completed the last key transfer
 
-    std::atomic<std::uint8_t> m_u8RunMode{0};
+    std::atomic<zel::RunMode> m_runMode{zel::RunMode::None};
     std::atomic<std::uint8_t> m_u8StatusChanged{0};
 };
 

@@ -34,7 +34,7 @@ Outcome HandleAcknowledge(UartManager& /*manager*/, const UartFrame& /*frame*/) 
 }
 
 Outcome HandleLeaveFactory(UartManager& manager, const UartFrame& /*frame*/) {
-    manager.SetRunMode(static_cast<std::uint8_t>(RunMode::None));
+    manager.SetRunMode(RunMode::None);
     manager.Stop();
     return Outcome::Success;
 }

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "commands/Handlers.h"
+#include "connectivity/RadioScan.h"
 #include "model/ModelKeys.h"
 #include "os/Delay.h"
 #include "protocol/FrameCodec.h"
@@ -82,7 +83,7 @@ Outcome HandleWiredNetwork(UartManager& manager, const UartFrame& /*frame*/) {
 }
 
 Outcome HandleBluetoothSearch(UartManager& manager, const UartFrame& /*frame*/) {
-    RadioScanState& scan = manager.m_radioScan;
+    RadioScan& scan = *manager.m_radioScan;
     if (scan.m_u32BTDeviceCount != 0) {
         return Outcome::Success;
     }

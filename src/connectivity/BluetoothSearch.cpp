@@ -2,8 +2,8 @@
 #include <string>
 #include <vector>
 
-#include "UartManager/SharedState.h"
 #include "UartManager/UartManager.h"
+#include "connectivity/RadioScan.h"
 #include "connectivity/ScanLimits.h"
 #include "log/LogPrint.h"
 #include "model/ModelCycle.h"
@@ -24,7 +24,7 @@ constexpr std::uint32_t kLookSeconds = 2;
 void UartManager::ZelBTSearchAP() {
     constexpr char kName[] = "ZelBTSearchAP";
     ++m_u8BTScanTestAPCount;
-    m_radioScan.fBTSearching = 1;
+    m_radioScan->fBTSearching = 1;
     zel::PrintIfFailed(ZelSetValue(zel::key::kAccessPointSearch, kStopSearch), kName, __LINE__);
 
     std::int32_t status = kBluetoothOn;
@@ -49,12 +49,12 @@ void UartManager::ZelBTSearchAP() {
     zel::PrintIfFailed(ZelSetAction(zel::key::kBluetoothSearchStop), kName, __LINE__);
 
     if (devices > 0) {
-        m_radioScan.m_u32BTDeviceCount = static_cast<std::uint32_t>(devices);
-        m_radioScan.fBTSearching = 0;
+        m_radioScan->m_u32BTDeviceCount = static_cast<std::uint32_t>(devices);
+        m_radioScan->fBTSearching = 0;
         zel::PrintIfFailed(ZelSetAction(zel::key::kBluetoothDisable), kName, __LINE__);
     }
     if (m_u8BTScanTestAPCount >= zel::kBluetoothAttempts) {
-        m_radioScan.fBTSearching = 0;
+        m_radioScan->fBTSearching = 0;
     }
 }
 

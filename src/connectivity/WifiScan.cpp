@@ -2,8 +2,8 @@
 #include <cstdio>
 #include <vector>
 
-#include "UartManager/SharedState.h"
 #include "UartManager/UartManager.h"
+#include "connectivity/RadioScan.h"
 #include "connectivity/ScanLimits.h"
 #include "log/LogPrint.h"
 #include "model/ModelKeys.h"
@@ -18,7 +18,7 @@ constexpr std::int32_t kStartSearch = 1;
 constexpr std::int32_t kStopSearch = 0;
 constexpr int kNotReported = 110;  // the thread wrappers have reported it themselves
 
-void PrintRound(std::int32_t accessPoints, const zel::RadioScanState& scan) {
+void PrintRound(std::int32_t accessPoints, const zel::RadioScan& scan) {
     std::printf("wifidevice:%d APCount:%d m_u32WifiLevel:%d\n", accessPoints, m_u8WifiScanTestAPCount.load(),
                 static_cast<int>(scan.m_u32WifiLevel));
 }
@@ -36,7 +36,7 @@ void UartManager::ZelWifiScan() {
 
 void UartManager::RunWifiScanRound() {
     const auto finish = [this] {
-        m_radioScan.fWifiScanning = 0;
+        m_radioScan->fWifiScanning = 0;
         ZelSetValue(zel::key::kAccessPointSearch, kStopSearch);
     };
     ZelSetValue(zel::key::kAccessPointSearch, kStartSearch);
@@ -44,30 +44,30 @@ void UartManager::RunWifiScanRound() {
     std::int32_t accessPoints = 0;
     ZelGetValue(zel::key::kAccessPointCount, accessPoints);
     if (accessPoints < 1) {
-        PrintRound(accessPoints, m_radioScan);
+        PrintRound(accessPoints, *m_radioScan);
         return;
     }
     std::vector<std::int32_t> signals;
     ZelGetVectorValue(zel::key::kAccessPointSignal, signals);
-    std::uint32_t level = m_radioScan.m_u32WifiLevel;
+    std::uint32_t level = m_radioScan->m_u32WifiLevel;
     for (const std::int32_t signal : signals) {
         level = std::max(level, static_cast<std::uint32_t>(std::max(signal, 0)));
     }
-    m_radioScan.m_u32WifiLevel = std::min(level, zel::kHighestLevel);
-    if (m_radioScan.m_u32WifiLevel > zel::kWeakSignal) {
+    m_radioScan->m_u32WifiLevel = std::min(level, zel::kHighestLevel);
+    if (m_radioScan->m_u32WifiLevel > zel::kWeakSignal) {
         finish();
     }
     if (++m_u8WifiScanTestAPCount > zel::kMostScanRounds) {
         finish();
     }
-    PrintRound(accessPoints, m_radioScan);
+    PrintRound(accessPoints, *m_radioScan);
 }
 
 void* UartManager::ZelWifiScanThread(void* manager) {
     zel::NameThread("ZelWifiScan Task");
     zel::DetachThisThread();
     UartManager& self = *static_cast<UartManager*>(manager);
-    zel::RadioScanState& scan = self.m_radioScan;
+    zel::RadioScan& scan = *self.m_radioScan;
     scan.fWifiScanning = 1;
 
     std::vector<std::string> support;

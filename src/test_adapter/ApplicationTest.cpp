@@ -28,7 +28,7 @@ bool Contains(const std::array<std::int32_t, size>& keys, std::int32_t key) {
 // Every step is made: the set must restart even when its LED does not answer.
 void LeaveModeAndRestart(UartManager& manager) {
     FlashEnv::instance().setEnv("ZelFacMode", "0");
-    manager.SetRunMode(static_cast<std::uint8_t>(zel::RunMode::None));
+    manager.SetRunMode(zel::RunMode::None);
     zel::PrintIfFailed(manager.ZelSetValue(zel::key::kLedFlicker, 0), "onKeyEvent", 213);
     zel::SyncStorage();
     zel::PrintIfFailed(manager.ZelSetAction(zel::key::kReboot), "onKeyEvent", 221);

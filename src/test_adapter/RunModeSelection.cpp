@@ -11,10 +11,7 @@
 namespace {
 
 constexpr const char* kModeVariable = "ZelFacMode";
-
-void SetMode(UartManager& manager, zel::RunMode mode) {
-    manager.SetRunMode(static_cast<std::uint8_t>(mode));
-}
+constexpr char kAgingRequest = '2';
 
 // The commands print on standard output themselves: what is buffered goes first.
 void PrintProcesses() {
@@ -43,35 +40,33 @@ bool StickHasWork(UartManager& manager) {
     return copy < 2 || customer < 2 || oem == 0;
 }
 
+zel::RunMode RequestedMode(UartManager& manager, char request) {
+    switch (request) {
+        case '1':
+            return zel::RunMode::Factory;
+        case kAgingRequest:
+            return StickHasWork(manager) ? zel::RunMode::UsbUpdate : zel::RunMode::Aging;
+        case '3':
+            return zel::RunMode::UsbUpdate;
+        default:
+            return zel::RunMode::None;
+    }
+}
+
 }  // namespace
 
 void SelectRunMode(UartManager& manager) {
     char value[128] = {};
     FlashEnv::instance().getEnv(kModeVariable, value, sizeof value);
     std::printf("=========ZEL_FACMODE:%s=========\n", value);
-    if (value[0] == '\0') {
-        SetMode(manager, zel::RunMode::None);
-        return;
+    if (value[0] != '\0') {
+        PrintProcesses();
     }
-    PrintProcesses();
-    switch (value[0]) {
-        case '1':
-            SetMode(manager, zel::RunMode::Factory);
-            break;
-        case '2':
-            if (StickHasWork(manager)) {
-                SetMode(manager, zel::RunMode::UsbUpdate);
-                FlashEnv::instance().setEnv(kModeVariable, "0");
-                zel::SyncStorage();
-            } else {
-                SetMode(manager, zel::RunMode::Aging);
-            }
-            break;
-        case '3':
-            SetMode(manager, zel::RunMode::UsbUpdate);
-            break;
-        default:
-            SetMode(manager, zel::RunMode::None);
-            break;
+    const zel::RunMode mode = RequestedMode(manager, value[0]);
+    manager.SetRunMode(mode);
+    if (value[0] == kAgingRequest && mode == zel::RunMode::UsbUpdate) {
+        // Once: the next start is a normal one.
+        FlashEnv::instance().setEnv(kModeVariable, "0");
+        zel::SyncStorage();
     }
 }

@@ -15,19 +15,12 @@ constexpr std::uint32_t kFactoryPauseSeconds = 10;
 constexpr std::uint32_t kNoInputPauseSeconds = 30;
 constexpr std::uint32_t kUsbPauseSeconds = 1;
 
-RunMode ModeOf(const UartManager& manager) {
-    return manager.IsFactoryMode()     ? RunMode::Factory
-           : manager.IsAgingMode()     ? RunMode::Aging
-           : manager.IsUsbUpdateMode() ? RunMode::UsbUpdate
-                                       : RunMode::None;
-}
-
 }  // namespace
 
 StatusLoop::StatusLoop(UartManager& manager, Canvas& canvas) : m_manager(manager), m_canvas(canvas) {}
 
 void StatusLoop::ShowFirst() {
-    const RunMode mode = ModeOf(m_manager);
+    const RunMode mode = m_manager.GetRunMode();
     const bool factory = mode == RunMode::Factory;
     m_canvas.Show(FirstPicture(mode, factory ? m_manager.ZelGetPcbSn() : std::string(),
                                factory ? m_manager.ZelGetTestResult() : std::string()));

@@ -2,7 +2,7 @@
 #include <set>
 
 #include "UartManager/LinkFixture.h"
-#include "UartManager/SharedState.h"
+#include "connectivity/RadioScan.h"
 #include "protocol/FrameCodec.h"
 
 namespace {

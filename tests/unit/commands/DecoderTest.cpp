@@ -1,6 +1,7 @@
 // The dispatcher: every id, with payloads that fit and that do not, before and after the line has connected.
 #include "UartManager/LinkFixture.h"
 #include "UartManager/SharedState.h"
+#include "connectivity/RadioScan.h"
 #include "protocol/CommandCatalogue.h"
 
 namespace {
@@ -356,21 +357,21 @@ TEST_F(Decoder, WiredNetwork) {
 }
 
 TEST_F(Decoder, BluetoothAlreadyFound) {
-    m_manager->m_radioScan.m_u32BTDeviceCount = 2;
-    m_manager->m_radioScan.fBTSearching = 1;
+    m_manager->m_radioScan->m_u32BTDeviceCount = 2;
+    m_manager->m_radioScan->fBTSearching = 1;
     ExpectStatus(0x1294, 0);
     EXPECT_EQ(DecodeOutput(0x1294), "");
 }
 
 TEST_F(Decoder, BluetoothSearchUnderWayIsWaitedForOnce) {
-    m_manager->m_radioScan.fBTSearching = 1;
+    m_manager->m_radioScan->fBTSearching = 1;
     script.Expect("delay-seconds 9");
     ExpectStatus(0x1294, 1);
     const std::string output = DecodeOutput(0x1294);
     EXPECT_EQ(output.rfind("ZelDecodeFacAutoTestCommand ", 0), 0U) << output;
     EXPECT_NE(output.find(" m_u32BTDeviceCount:0\n"), std::string::npos) << output;
     script.Verify();
-    script.Expect("delay-seconds 9").Then([this] { m_manager->m_radioScan.m_u32BTDeviceCount = 3; });
+    script.Expect("delay-seconds 9").Then([this] { m_manager->m_radioScan->m_u32BTDeviceCount = 3; });
     ExpectStatus(0x1294, 0);
     EXPECT_NE(DecodeOutput(0x1294).find(" m_u32BTDeviceCount:3\n"), std::string::npos);
 }

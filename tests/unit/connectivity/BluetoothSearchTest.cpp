@@ -1,7 +1,7 @@
 #include <regex>
 
-#include "UartManager/SharedState.h"
 #include "UartManager/UartManager.h"
+#include "connectivity/RadioScan.h"
 #include "model/ModelKeys.h"
 #include "scripted/Script.h"
 
@@ -52,8 +52,8 @@ TEST_F(BluetoothSearch, ADeviceAtOnceSwitchesBluetoothOffAgain) {
     EXPECT_EQ(m_output,
               "======SL2_TVAPI_I32_BLUETOOTH_ENUM_STATUS:1,off:1,on:0\n"
               "whileCount:1 i32BTDeviceCount:3\n");
-    EXPECT_EQ(m_manager->m_radioScan.m_u32BTDeviceCount, 3u);
-    EXPECT_EQ(m_manager->m_radioScan.fBTSearching, 0);
+    EXPECT_EQ(m_manager->m_radioScan->m_u32BTDeviceCount, 3u);
+    EXPECT_EQ(m_manager->m_radioScan->fBTSearching, 0);
     EXPECT_EQ(m_u8BTScanTestAPCount, 1);
 }
 
@@ -71,7 +71,7 @@ TEST_F(BluetoothSearch, ARadioThatIsOnIsNotSwitchedOn) {
 
 TEST_F(BluetoothSearch, SearchingIsMarkedWhileItGoesOn) {
     script.ExpectSet(key::kAccessPointSearch, 0).Then([this] {
-        EXPECT_EQ(m_manager->m_radioScan.fBTSearching, 1);
+        EXPECT_EQ(m_manager->m_radioScan->fBTSearching, 1);
         EXPECT_EQ(m_u8BTScanTestAPCount, 1);
     });
     script.ExpectGet(key::kBluetoothStatus, 0);
@@ -79,16 +79,16 @@ TEST_F(BluetoothSearch, SearchingIsMarkedWhileItGoesOn) {
     script.ExpectGetTexts(key::kBluetoothDeviceName, {});
     ExpectLook(1);
     script.ExpectInvoke(key::kBluetoothSearchStop).Then([this] {
-        EXPECT_EQ(m_manager->m_radioScan.fBTSearching, 1);
+        EXPECT_EQ(m_manager->m_radioScan->fBTSearching, 1);
     });
     script.ExpectInvoke(key::kBluetoothDisable).Then([this] {
-        EXPECT_EQ(m_manager->m_radioScan.fBTSearching, 0);
+        EXPECT_EQ(m_manager->m_radioScan->fBTSearching, 0);
     });
     Run();
 }
 
 TEST_F(BluetoothSearch, NothingFoundLeavesItSearchingUntilTheFourthAttempt) {
-    m_manager->m_radioScan.m_u32BTDeviceCount = 0;
+    m_manager->m_radioScan->m_u32BTDeviceCount = 0;
     for (int attempt = 1; attempt <= 5; ++attempt) {
         ExpectBegin(attempt == 1 ? 1 : 0);
         for (int look = 0; look < 4; ++look) {
@@ -98,21 +98,21 @@ TEST_F(BluetoothSearch, NothingFoundLeavesItSearchingUntilTheFourthAttempt) {
         Run();
         EXPECT_NE(m_output.find("whileCount:4 i32BTDeviceCount:0\n"), std::string::npos) << m_output;
         EXPECT_EQ(m_u8BTScanTestAPCount, attempt);
-        EXPECT_EQ(m_manager->m_radioScan.fBTSearching, attempt < 4 ? 1 : 0) << "attempt " << attempt;
+        EXPECT_EQ(m_manager->m_radioScan->fBTSearching, attempt < 4 ? 1 : 0) << "attempt " << attempt;
         script.Verify();
     }
-    EXPECT_EQ(m_manager->m_radioScan.m_u32BTDeviceCount, 0u);
+    EXPECT_EQ(m_manager->m_radioScan->m_u32BTDeviceCount, 0u);
 }
 
 TEST_F(BluetoothSearch, AVainSearchKeepsTheFormerCount) {
-    m_manager->m_radioScan.m_u32BTDeviceCount = 6;
+    m_manager->m_radioScan->m_u32BTDeviceCount = 6;
     ExpectBegin(0);
     for (int look = 0; look < 4; ++look) {
         ExpectLook(0);
     }
     script.ExpectInvoke(key::kBluetoothSearchStop);
     Run();
-    EXPECT_EQ(m_manager->m_radioScan.m_u32BTDeviceCount, 6u);
+    EXPECT_EQ(m_manager->m_radioScan->m_u32BTDeviceCount, 6u);
 }
 
 TEST_F(BluetoothSearch, EveryFailureIsPrintedAndPassedOver) {
@@ -135,7 +135,7 @@ TEST_F(BluetoothSearch, EveryFailureIsPrintedAndPassedOver) {
         std::regex_match(m_output, std::regex(fail + "======SL2_TVAPI_I32_BLUETOOTH_ENUM_STATUS:1,off:1,on:0\n(" +
                                               fail + "){9}whileCount:4 i32BTDeviceCount:2\n(" + fail + "){2}")))
         << m_output;
-    EXPECT_EQ(m_manager->m_radioScan.m_u32BTDeviceCount, 2u);
+    EXPECT_EQ(m_manager->m_radioScan->m_u32BTDeviceCount, 2u);
 }
 
 TEST_F(BluetoothSearch, AStatusThatCannotBeReadCountsAsOn) {

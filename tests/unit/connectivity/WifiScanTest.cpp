@@ -2,8 +2,8 @@
 #include <cstring>
 #include <regex>
 
-#include "UartManager/SharedState.h"
 #include "UartManager/UartManager.h"
+#include "connectivity/RadioScan.h"
 #include "model/ModelKeys.h"
 #include "scripted/Script.h"
 
@@ -19,7 +19,7 @@ class WifiScan : public scripted::Test {
         ASSERT_NE(m_manager, nullptr);
     }
 
-    zel::RadioScanState& Scan() { return m_manager->m_radioScan; }
+    zel::RadioScan& Scan() { return *m_manager->m_radioScan; }
 
     void ExpectSearch(std::int32_t accessPoints) {
         script.ExpectSet(key::kAccessPointSearch, 1);
