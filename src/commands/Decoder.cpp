@@ -57,24 +57,6 @@ static_assert(IdsAreComplete(), "every command id has its row, in order");
 
 constexpr std::uint8_t kStatusSuccess = 0;
 constexpr std::uint8_t kStatusFailure = 1;
-constexpr std::size_t kMacTextLength = 17;
-constexpr std::uint8_t kMaxVolume = 100;
-
-bool PayloadFits(PayloadRule rule, const UartFrame& frame) {
-    switch (rule) {
-        case PayloadRule::NotEmpty:
-            return frame.length != 0;
-        case PayloadRule::MacText:
-            return frame.length == kMacTextLength;
-        case PayloadRule::VolumeByte:
-            return frame.length == 1 && frame.payload[0] <= kMaxVolume;
-        case PayloadRule::Any:
-        case PayloadRule::KeyChunk:  // refused by its handler, with a reply
-            break;
-    }
-    return true;
-}
-
 }  // namespace
 
 std::string PayloadText(const UartFrame& frame) {
@@ -100,7 +82,7 @@ void UartManager::ZelDecodeFacAutoTestCommand(UartFrame frame) {
         return;
     }
     const zel::CommandInfo* command = zel::FindCommand(id);
-    if (command == nullptr || !zel::PayloadFits(command->payload, frame)) {
+    if (command == nullptr || !zel::PayloadFits(command->payload, zel::Payload(frame))) {
         return;
     }
     const zel::CommandHandler handler = zel::kHandlers[id - zel::kFirstCommand].handler;
@@ -129,7 +111,10 @@ void UartManager::ZelDecodeFacAutoTestCommand(UartFrame frame) {
             SendCommand(id, 0, " ");
             break;
         case zel::ReplyRule::Data:
-            SendCommand(id, 0, command->payload == zel::PayloadRule::NotEmpty ? zel::PayloadText(frame) : " ");
+            SendCommand(id, 0, " ");
+            break;
+        case zel::ReplyRule::DataByText:
+            SendCommand(id, 0, zel::PayloadText(frame));
             break;
     }
 }

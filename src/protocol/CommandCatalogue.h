@@ -1,7 +1,5 @@
-// The factory commands, ids 0x1273 to 0x12BA: what each is for, what payload it takes, how it is answered.
-//
-// The decoder's dispatcher enforces the payload and reply columns; the line tool and the protocol reference
-// are made from the same table.
+// The factory commands, ids 0x1273 to 0x12BA: what each is for, what payload it takes, how it is answered. One
+// row says all that both ends of the line need to know of a command; commands/ adds what the set does for it.
 #ifndef ZELFAC_PROTOCOL_COMMANDCATALOGUE_H
 #define ZELFAC_PROTOCOL_COMMANDCATALOGUE_H
 
@@ -10,55 +8,10 @@
 #include <cstdint>
 #include <string_view>
 
-namespace zel {
+#include "protocol/AnswerForm.h"
+#include "protocol/CommandIds.h"
 
-// Ids that code refers to by name. Values are the protocol's.
-namespace command {
-constexpr std::uint16_t kReady = 0x1272;  // sent by the set until it is connected
-constexpr std::uint16_t kConnect = 0x1273;
-constexpr std::uint16_t kWritePcbSn = 0x1274;
-constexpr std::uint16_t kReadPcbSn = 0x1275;
-constexpr std::uint16_t kWriteMac = 0x1278;
-constexpr std::uint16_t kReadMac = 0x1279;
-constexpr std::uint16_t kReadWifiMac = 0x127B;
-constexpr std::uint16_t kKeyHdcp1 = 0x1281;
-constexpr std::uint16_t kCrcHdcp1 = 0x1282;
-constexpr std::uint16_t kKeyHdcp2 = 0x1283;
-constexpr std::uint16_t kCrcHdcp2 = 0x1284;
-constexpr std::uint16_t kKeyCiPlus = 0x1285;
-constexpr std::uint16_t kCrcCiPlus = 0x1286;
-constexpr std::uint16_t kKeyPressReport = 0x1287;
-constexpr std::uint16_t kSourceCheck = 0x1288;
-constexpr std::uint16_t kCamDetected = 0x128A;
-constexpr std::uint16_t kBacklightFull = 0x128D;
-constexpr std::uint16_t kBacklightOff = 0x128E;
-constexpr std::uint16_t kWifiProgress = 0x1292;
-constexpr std::uint16_t kWiredNetwork = 0x1293;
-constexpr std::uint16_t kBluetoothSearch = 0x1294;
-constexpr std::uint16_t kReadBacklight = 0x1295;
-constexpr std::uint16_t kReadRunningTime = 0x1296;
-constexpr std::uint16_t kReadSoftwareVersion = 0x1297;
-constexpr std::uint16_t kWriteTestResult = 0x1298;
-constexpr std::uint16_t kLeaveFactory = 0x1299;
-constexpr std::uint16_t kFinish = 0x129A;
-constexpr std::uint16_t kUsbPort = 0x129C;
-constexpr std::uint16_t kWriteMacTagged = 0x129D;
-constexpr std::uint16_t kNamedQuery = 0x129E;
-constexpr std::uint16_t kSetVolume = 0x129F;
-constexpr std::uint16_t kLed = 0x12A0;
-constexpr std::uint16_t kKeyEsnUlpkMac = 0x12A1;
-constexpr std::uint16_t kKeyWidevine = 0x12A2;
-constexpr std::uint16_t kCrcEsnUlpkMac = 0x12A3;
-constexpr std::uint16_t kCrcWidevine = 0x12A4;
-constexpr std::uint16_t kPanelAspectEthernet = 0x12A5;
-constexpr std::uint16_t kConfigFile = 0x12A7;
-constexpr std::uint16_t kReadRunningTimeAlso = 0x12AB;
-constexpr std::uint16_t kKeyNetflix = 0x12B3;
-constexpr std::uint16_t kCrcNetflix = 0x12B4;
-constexpr std::uint16_t kKeyCiPlusEcp = 0x12B9;
-constexpr std::uint16_t kCrcCiPlusEcp = 0x12BA;
-constexpr std::uint16_t kEmptyAnswer = 0xF0F0;  // answered empty by SendCommand, outside the command range
-}  // namespace command
+namespace zel {
 
 // Which payloads reach a command's handler. Any other payload drops the frame without a reply, except
 // KeyChunk's, which its handler refuses with a failure.
@@ -76,7 +29,8 @@ enum class ReplyRule : std::uint8_t {
     Status,       // one status byte: 0 success, 1 failure
     StatusTwice,  // the same status reply two times
     Failure,      // always status 1: not supported
-    Data,         // by a data query of the replies
+    Data,         // with data
+    DataByText,   // as Data, and the payload's text says which
     KeyData,      // as Data, after the mark of the last finished key transfer has been cleared
     Deferred      // status 1 when the chunk was refused; otherwise the file's own result, when it is complete
 };
@@ -102,9 +56,13 @@ struct CommandInfo {
     CommandGroup group;
     PayloadRule payload;
     ReplyRule reply;
-    std::string_view name;         // short name, empty for ignored ids
-    std::string_view payloadText;  // payload in words
-    std::string_view answerText;   // answer in words
+    AnswerForm answer;               // a refused chunk is answered with a status, whatever its file's answer is
+    std::uint16_t answerTime;        // milliseconds after the last byte within which an answer comes, if any does
+    std::string_view name;           // short name, empty for ignored ids
+    std::string_view payloadText;    // payload in words
+    std::string_view answerText;     // answer in words
+    std::string_view exampleAsked;   // payload of a request that the set takes
+    std::string_view exampleAnswer;  // payload of what it may answer to that
 };
 
 constexpr std::uint16_t kFirstCommand = 0x1273;
@@ -112,10 +70,200 @@ constexpr std::uint16_t kLastCommand = 0x12BA;
 constexpr std::size_t kCommandCount = kLastCommand - kFirstCommand + 1;
 static_assert(kCommandCount == 72, "the protocol has 72 command ids");
 
-extern const std::array<CommandInfo, kCommandCount> kCommandCatalogue;
+// What the rows are written with.
+namespace catalogue {
+
+using namespace std::string_view_literals;
+
+using G = CommandGroup;
+using P = PayloadRule;
+using R = ReplyRule;
+using F = AnswerForm;
+
+constexpr std::uint16_t kSoon = 3000;            // the set answers 0.5 s after the last byte at the earliest
+constexpr std::uint16_t kPingTime = 6000;        // a ping has one second, behind the read of the set's own address
+constexpr std::uint16_t kInstallTime = 15000;    // from a file's last chunk on
+constexpr std::uint16_t kSourceTime = 20000;     // the first tuner input learns the tuners and loads the preset
+constexpr std::uint16_t kBluetoothTime = 25000;  // 9 s when a search is under way; its own takes 8 s and more
+constexpr std::uint16_t kFinishTime = 30000;     // 20 s for the TV service's confirmation, and the model work
+
+constexpr std::string_view kSucceeded = "\0"sv;
+constexpr std::string_view kFailed = "\x01"sv;
+constexpr std::string_view kExampleFile = "key"sv;              // a whole file in one chunk
+constexpr std::string_view kExampleCrc = "\x8A\x90\xAB\xA9"sv;  // its CRC-32
+
+constexpr CommandInfo Ignored(std::uint16_t id) {
+    return {id, G::Ignored, P::Any, R::None, F::None, kSoon, "", "", "", "", ""};
+}
+
+// clang-format off
+inline constexpr std::array<CommandInfo, kCommandCount> kRows = {{
+    {0x1273, G::Link, P::Any, R::Status, F::Status, kSoon, "connect",
+     "none", "status 0; ends the ready frames", "", kSucceeded},
+    {0x1274, G::Record, P::NotEmpty, R::Status, F::Status, kSoon, "write PCB serial number",
+     "1 to 64 characters", "status", "AB12", kSucceeded},
+    {0x1275, G::Record, P::Any, R::Data, F::TextOrNothing, kSoon, "read PCB serial number",
+     "none", "the characters; empty when there is none", "", "AB12"},
+    Ignored(0x1276),
+    {0x1277, G::Link, P::Any, R::Data, F::Empty, kSoon, "empty query",
+     "none", "answer without data", "", ""},
+    {0x1278, G::Address, P::MacText, R::Status, F::Status, kSoon, "write MAC address",
+     "17 characters, such as 00:11:22:33:44:55", "status", "00:11:22:33:44:55", kSucceeded},
+    {0x1279, G::Address, P::Any, R::Data, F::TextOrUnreadable, kSoon, "read MAC address",
+     "none", "the characters; one byte 0x01 when it cannot be read", "", "00:11:22:33:44:55"},
+    {0x127A, G::Link, P::Any, R::Failure, F::Status, kSoon, "not supported",
+     "none", "status 1", "", kFailed},
+    {0x127B, G::Address, P::Any, R::Data, F::TextOrUnreadable, kSoon, "read Wi-Fi MAC address",
+     "none", "the characters; one byte 0x01 when it cannot be read", "", "00:11:22:33:44:55"},
+    Ignored(0x127C),
+    {0x127D, G::Link, P::Any, R::Data, F::Empty, kSoon, "empty query",
+     "none", "answer without data", "", ""},
+    Ignored(0x127E),
+    {0x127F, G::Link, P::Any, R::Data, F::Empty, kSoon, "empty query",
+     "none", "answer without data", "", ""},
+    {0x1280, G::Link, P::Any, R::Data, F::Empty, kSoon, "empty query",
+     "none", "answer without data", "", ""},
+    {0x1281, G::Key, P::KeyChunk, R::Deferred, F::Status, kInstallTime, "HDCP 1.4 key chunk",
+     "1 to 64 bytes; trailer A index, trailer B total", "status when the file is complete; status 1 for a refused chunk", kExampleFile, kSucceeded},
+    {0x1282, G::Key, P::Any, R::KeyData, F::Bits32Big, kSoon, "HDCP 1.4 key checksum",
+     "none", "CRC-32 of the last file, 4 bytes big-endian", "", kExampleCrc},
+    {0x1283, G::Key, P::KeyChunk, R::Deferred, F::Status, kInstallTime, "HDCP 2.2 key chunk",
+     "1 to 64 bytes; trailer A index, trailer B total", "status when the file is complete; status 1 for a refused chunk", kExampleFile, kSucceeded},
+    {0x1284, G::Key, P::Any, R::KeyData, F::Bits32Big, kSoon, "HDCP 2.2 key checksum",
+     "none", "CRC-32 of the last file, 4 bytes big-endian", "", kExampleCrc},
+    {0x1285, G::Key, P::KeyChunk, R::Deferred, F::Status, kInstallTime, "CI+ key chunk",
+     "1 to 64 bytes; trailer A index, trailer B total", "status when the file is complete; status 1 for a refused chunk", kExampleFile, kSucceeded},
+    {0x1286, G::Key, P::Any, R::KeyData, F::Bits32Big, kSoon, "CI+ key checksum",
+     "none", "CRC-32 of the last file, 4 bytes big-endian", "", kExampleCrc},
+    {0x1287, G::Board, P::Any, R::Status, F::Status, kSoon, "acknowledge",
+     "any", "status 0; also the id of key press reports", "", kSucceeded},
+    {0x1288, G::Input, P::Any, R::Status, F::Status, kSourceTime, "source check",
+     "input name, such as HDMI1, DTV-C, YPBPR1", "status", "HDMI1", kSucceeded},
+    {0x1289, G::Link, P::Any, R::Status, F::Status, kSoon, "acknowledge",
+     "any", "status 0", "", kSucceeded},
+    {0x128A, G::Input, P::Any, R::Status, F::Status, kSoon, "CI module detected",
+     "none", "status 0 when at least one module is in", "", kSucceeded},
+    {0x128B, G::Link, P::Any, R::Status, F::Status, kSoon, "acknowledge",
+     "any", "status 0", "", kSucceeded},
+    {0x128C, G::Link, P::Any, R::Status, F::Status, kSoon, "acknowledge",
+     "any", "status 0", "", kSucceeded},
+    {0x128D, G::Picture, P::Any, R::Status, F::Status, kSoon, "backlight full",
+     "none", "status 0", "", kSucceeded},
+    {0x128E, G::Picture, P::Any, R::Status, F::Status, kSoon, "backlight off",
+     "none", "status 0", "", kSucceeded},
+    {0x128F, G::Picture, P::Any, R::StatusTwice, F::Status, kSoon, "backlight full",
+     "none", "status 0, sent twice", "", kSucceeded},
+    {0x1290, G::Link, P::Any, R::Status, F::Status, kSoon, "acknowledge",
+     "any", "status 0; also sent for keys 105 and 106", "", kSucceeded},
+    {0x1291, G::Link, P::Any, R::Status, F::Status, kSoon, "acknowledge",
+     "any", "status 0", "", kSucceeded},
+    {0x1292, G::Radio, P::Any, R::Data, F::Byte, kSoon, "Wi-Fi test progress",
+     "none", "one byte: 101 minus the pass count", "", "\x64"},
+    {0x1293, G::Network, P::Any, R::Status, F::Status, kSoon, "wired network up",
+     "none", "status 0 when the set has an address", "", kSucceeded},
+    {0x1294, G::Radio, P::Any, R::Status, F::Status, kBluetoothTime, "Bluetooth search",
+     "none", "status 0 when a device was found", "", kSucceeded},
+    {0x1295, G::Picture, P::Any, R::Data, F::Byte, kSoon, "read backlight",
+     "none", "one byte, 0 to 100", "", "\x64"},
+    {0x1296, G::Record, P::Any, R::Data, F::Bits32Little, kSoon, "read running time",
+     "none", "running time as 4 bytes little-endian; 10 when unknown or 0", "", "\x2C\x01\0\0"sv},
+    {0x1297, G::Record, P::Any, R::Data, F::Text, kSoon, "read software version",
+     "none", "the characters after the first dot", "", "2.3"},
+    {0x1298, G::Record, P::NotEmpty, R::Status, F::Status, kSoon, "write test result",
+     "1 to 64 characters", "status", "PASS", kSucceeded},
+    {0x1299, G::Link, P::Any, R::None, F::LinkClosing, kSoon, "leave factory mode",
+     "none", "none; the link stops", "", ""},
+    {0x129A, G::Finish, P::Any, R::Status, F::Status, kFinishTime, "factory finish",
+     "none", "status, within about 20 s", "", kSucceeded},
+    {0x129B, G::Finish, P::Any, R::Status, F::Status, kFinishTime, "factory finish",
+     "none", "status, within about 20 s", "", kSucceeded},
+    {0x129C, G::Board, P::NotEmpty, R::Status, F::Status, kSoon, "USB port check",
+     "USB1 to USB4", "status 0 with at least that many marked sticks", "USB1", kSucceeded},
+    {0x129D, G::Address, P::NotEmpty, R::Status, F::Status, kSoon, "write MAC address, tagged",
+     "MAC= and the address", "status", "MAC=00:11:22:33:44:55", kSucceeded},
+    {0x129E, G::Network, P::NotEmpty, R::DataByText, F::TextOrUnreadable, kSoon, "named query",
+     "MAC, WIFIMAC, SN, DEVICEID, TVID, ESN, UL or ETH_IP", "the text; one byte 0x01 when it cannot be read", "ETH_IP", "192.168.1.20"},
+    {0x129F, G::Sound, P::VolumeByte, R::Status, F::Status, kSoon, "set main volume",
+     "one byte, 0 to 100", "status 0", "\x14", kSucceeded},
+    {0x12A0, G::Board, P::Any, R::Status, F::Status, kSoon, "LED colour",
+     "RED_ON, RED_OFF, GREEN_ON or GREEN_OFF", "status", "RED_ON", kSucceeded},
+    {0x12A1, G::Key, P::KeyChunk, R::Deferred, F::Status, kInstallTime, "ESN/ULPK/MAC file chunk",
+     "1 to 64 bytes; trailer A index, trailer B total", "status when the file is complete; status 1 for a refused chunk", kExampleFile, kSucceeded},
+    {0x12A2, G::Key, P::KeyChunk, R::Deferred, F::Status, kInstallTime, "Widevine keybox chunk",
+     "1 to 64 bytes; trailer A index, trailer B total", "status when the file is complete; status 1 for a refused chunk", kExampleFile, kSucceeded},
+    {0x12A3, G::Key, P::Any, R::KeyData, F::Bits32Big, kSoon, "ESN/ULPK/MAC file checksum",
+     "none", "CRC-32 of the last file, 4 bytes big-endian", "", kExampleCrc},
+    {0x12A4, G::Key, P::Any, R::KeyData, F::Bits32Big, kSoon, "Widevine keybox checksum",
+     "none", "CRC-32 of the last file, 4 bytes big-endian", "", kExampleCrc},
+    {0x12A5, G::Board, P::Any, R::Status, F::Status, kPingTime, "panel, aspect and Ethernet",
+     "PANEL_VCC_ON, PANEL_VCC_OFF, PANEL_BL_ON, PANEL_BL_OFF, ASPECT=16_9, ASPECT=4_3, ASPECT=FULL or ETHPING= and an address", "status", "ASPECT=16_9", kSucceeded},
+    {0x12A6, G::Finish, P::Any, R::Status, F::Status, kFinishTime, "factory finish",
+     "none", "status, within about 20 s", "", kSucceeded},
+    {0x12A7, G::Key, P::KeyChunk, R::Deferred, F::Bits32Big, kInstallTime, "configuration file chunk",
+     "1 to 64 bytes; trailer A index, trailer B total", "CRC-32, 4 bytes big-endian, when written and checked; status 1 otherwise", kExampleFile, kExampleCrc},
+    Ignored(0x12A8),
+    Ignored(0x12A9),
+    Ignored(0x12AA),
+    {0x12AB, G::Record, P::Any, R::Data, F::Bits32Little, kSoon, "read running time",
+     "none", "running time as 4 bytes little-endian; 10 when unknown or 0", "", "\x2C\x01\0\0"sv},
+    Ignored(0x12AC),
+    Ignored(0x12AD),
+    Ignored(0x12AE),
+    Ignored(0x12AF),
+    Ignored(0x12B0),
+    Ignored(0x12B1),
+    Ignored(0x12B2),
+    {0x12B3, G::Key, P::KeyChunk, R::Deferred, F::Status, kInstallTime, "Netflix key chunk",
+     "1 to 64 bytes; trailer A index, trailer B total", "status when the file is complete; status 1 for a refused chunk", kExampleFile, kSucceeded},
+    {0x12B4, G::Key, P::Any, R::KeyData, F::Bits32Big, kSoon, "Netflix key checksum",
+     "none", "CRC-32 of the last file, 4 bytes big-endian", "", kExampleCrc},
+    Ignored(0x12B5),
+    Ignored(0x12B6),
+    Ignored(0x12B7),
+    Ignored(0x12B8),
+    {0x12B9, G::Key, P::KeyChunk, R::Deferred, F::Status, kInstallTime, "CI+ ECP key chunk",
+     "1 to 64 bytes; trailer A index, trailer B total", "status when the file is complete; status 1 for a refused chunk", kExampleFile, kSucceeded},
+    {0x12BA, G::Key, P::Any, R::KeyData, F::Bits32Big, kSoon, "CI+ ECP key checksum",
+     "none", "CRC-32 of the last file, 4 bytes big-endian", "", kExampleCrc},
+}};
+// clang-format on
+
+constexpr bool IdsAreComplete() {
+    for (std::size_t i = 0; i < kRows.size(); ++i) {
+        if (kRows[i].id != kFirstCommand + i) {
+            return false;
+        }
+    }
+    return true;
+}
+static_assert(IdsAreComplete(), "every id from 0x1273 to 0x12BA has its row, in order");
+
+}  // namespace catalogue
+
+inline constexpr const std::array<CommandInfo, kCommandCount>& kCommandCatalogue = catalogue::kRows;
 
 // The row of `id`, null outside the command range. Any thread.
-const CommandInfo* FindCommand(std::uint16_t id);
+constexpr const CommandInfo* FindCommand(std::uint32_t id) {
+    return id < kFirstCommand || id > kLastCommand ? nullptr : &kCommandCatalogue[id - kFirstCommand];
+}
+
+// Whether a payload passes `rule`. KeyChunk lets any pass: its handler refuses, with a reply.
+constexpr bool PayloadFits(PayloadRule rule, std::string_view payload) {
+    constexpr std::size_t kMacTextLength = 17;
+    constexpr std::uint8_t kMaxVolume = 100;
+    switch (rule) {
+        case PayloadRule::NotEmpty:
+            return !payload.empty();
+        case PayloadRule::MacText:
+            return payload.size() == kMacTextLength;
+        case PayloadRule::VolumeByte:
+            return payload.size() == 1 && static_cast<std::uint8_t>(payload[0]) <= kMaxVolume;
+        case PayloadRule::Any:
+        case PayloadRule::KeyChunk:
+            break;
+    }
+    return true;
+}
 
 }  // namespace zel
 

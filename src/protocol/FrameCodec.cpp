@@ -39,6 +39,22 @@ WireFrame EncodeFrame(const UartFrame& frame) {
     return wire;
 }
 
+UartFrame DecodeFrame(const std::uint8_t* wire) {
+    UartFrame frame{};
+    frame.start = wire[0];
+    frame.kind = wire[1];
+    frame.commandHigh = wire[2];
+    frame.commandLow = wire[3];
+    frame.length = wire[4];
+    std::memcpy(frame.payload.data(), wire + kHeaderSize, frame.length);
+    const std::uint8_t* const behind = wire + kHeaderSize + frame.length;
+    frame.trailerA = behind[0];
+    frame.trailerB = behind[1];
+    frame.checksum = behind[2];
+    frame.end = behind[3];
+    return frame;
+}
+
 UartFrame MakeFrame(FrameKind kind, std::uint16_t commandId) {
     UartFrame frame{};
     frame.start = kFrameStart;

@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "protocol/UartFrame.h"
+#include "protocol/FrameCodec.h"
 
 namespace zel {
 
