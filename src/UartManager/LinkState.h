@@ -8,17 +8,13 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "protocol/KeyFiles.h"
+
 namespace zel {
 
-// Values that the data queries return: the CRC-32 of the last file of each kind, 0 until one was received.
-enum class QueryValue : std::uint8_t { Hdcp1, Hdcp2, CiPlus, EsnUlpkMac, Widevine, Netflix, CiPlusEcp, Config };
-constexpr std::size_t kQueryValueCount = 8;
-using QueryValues = std::array<std::atomic<std::int32_t>, kQueryValueCount>;
-
-// How often each key was reported to the line; a key is reported ten times per run at most.
-enum class ReportedKey : std::uint8_t { Power, ChannelUp, VolumeDown, ChannelDown, Menu, VolumeUp, Source };
-constexpr std::size_t kReportedKeyCount = 7;
-using KeyPressCounters = std::array<std::atomic<std::uint32_t>, kReportedKeyCount>;
+// The CRC-32 of the last file of each kind, by KeyFile; 0 until one was received.
+using QueryValue = KeyFile;
+using QueryValues = std::array<std::atomic<std::int32_t>, kKeyFiles.size()>;
 
 // The key file being received. The command thread fills it, the key worker clears it when it ends; `busy` is what
 // keeps the two apart.

@@ -11,10 +11,6 @@
 // transfer are ignored. Cleared by the queries of a key's checksum.
 extern std::atomic<bool> m_bCurrentKeyFinish;
 
-// 0 when both the PlayReady and the YouTube key passed their check, -1 until checked. The factory-finish commands
-// are refused unless it is 0.
-extern std::atomic<std::int32_t> m_i32RetCheckPlayreadyYoutube;
-
 // What the USB update came to: 0 nothing usable, 1 import done, 2 import with errors, 3 export done, 4 export with
 // errors; and the words collected on the way, each ending in ";".
 extern std::atomic<std::int32_t> m_secondUpdateStatus;

@@ -22,6 +22,9 @@ namespace zel {
 
 enum class RunMode : std::uint8_t { None = 0, Factory = 1, Aging = 2, UsbUpdate = 3 };
 
+struct KeyPressCounters;
+std::shared_ptr<KeyPressCounters> MakeKeyPressCounters();  // defined in commands/
+
 struct RadioScan;
 std::shared_ptr<RadioScan> MakeRadioScan();  // defined in connectivity/
 
@@ -95,18 +98,20 @@ class UartManager : public ModelClient {
     void SendFrame(UartFrame frame);
     // One status byte: 0 success, 1 failure.
     void SendStatusReply(std::uint16_t commandId, std::uint8_t status);
-    // The answer of a data query, the ready frame or a key press report. `subCode` is the key code for 0x1287,
-    // `text` the query name for 0x129E, " " elsewhere. Ids without an answer send nothing.
-    void SendCommand(std::int32_t commandId, std::int32_t subCode, const std::string& text);
 
     std::atomic<std::uint8_t> m_bConnected{0};  // 1 once the line has sent the connect command
     zel::QueryValues m_queryValues{};
-    zel::KeyPressCounters m_keyPressCounters{};
 
     // ---- Commands (commands/) -----------------------------------------------------------------------------
 
     // Carries out one received frame and answers it. Command thread only.
     void ZelDecodeFacAutoTestCommand(UartFrame frame);
+
+    // The answer of a data query, the ready frame or a key press report. `subCode` is the key code for 0x1287,
+    // `text` the query name for 0x129E, " " elsewhere. Ids without an answer send nothing. Any thread.
+    void SendCommand(std::int32_t commandId, std::int32_t subCode, const std::string& text);
+
+    const std::shared_ptr<zel::KeyPressCounters> m_keyPressCounters = zel::MakeKeyPressCounters();
 
     // Shows the named input and puts the sound into its measuring state. 0, or -1.
     std::int32_t ZelUartCmdSourceCheck(UartFrame frame);

@@ -5,8 +5,8 @@
 #include <list>
 #include <string>
 
-#include "UartManager/SharedState.h"
 #include "UartManager/UartManager.h"
+#include "commands/FactoryFinish.h"
 #include "factory_aux/FactoryAux.h"
 #include "log/LogPrint.h"
 #include "model/ModelKeys.h"
@@ -23,26 +23,16 @@ constexpr std::array<const char*, 9> kMountPoints = {
 constexpr std::int32_t kAspect16To9 = 0;
 constexpr std::int32_t kSpeakerArcMode = 3;
 
-struct OwnKey {
-    KEY key;
-    const char* writeFailed;  // log lines, both with what the write returned
-    const char* checkFailed;
-};
-
-constexpr OwnKey kPlayReady = {KEY_PLAYREADY, "=========writeKeys PLAYREADY ret:%d=========\n",
-                               "=========checkKeyFile PLAYREADY ret:%d=========\n"};
-constexpr OwnKey kYouTube = {KEY_YOUTUBE, "=========writeKeys YOUTUBE ret:%d=========\n",
-                             "=========checkKeyFile YOUTUBE ret:%d=========\n"};
-
-// Installs a key from the library's own source and checks it. Returns the check's result.
-std::int32_t InstallOwnKey(const OwnKey& own) {
-    const std::int32_t written = writeKeys(std::list<std::string>{""}, own.key);
+// Installs a key from the library's own source and checks it. Returns the check's result; both log lines show the
+// write's.
+std::int32_t InstallOwnKey(KEY key, const char* name) {
+    const std::int32_t written = writeKeys(std::list<std::string>{""}, key);
     if (written != 0) {
-        std::printf(own.writeFailed, written);
+        std::printf("=========writeKeys %s ret:%d=========\n", name, written);
     }
-    const std::int32_t checked = checkKeyFile(own.key);
+    const std::int32_t checked = checkKeyFile(key);
     if (checked != 0) {
-        std::printf(own.checkFailed, written);
+        std::printf("=========checkKeyFile %s ret:%d=========\n", name, written);
     }
     return checked;
 }
@@ -77,8 +67,8 @@ void UartManager::ZelFacAutoTestAfterSetDefaultSetting() {
     zel::PrintIfFailed(ZelSetAction(zel::key::kWiredSet), kName, __LINE__);
     ZelWifiScan();
     zel::PrintIfFailed(ZelSetValue(zel::key::kVideoFormat, kAspect16To9), kName, __LINE__);
-    m_i32RetCheckPlayreadyYoutube = InstallOwnKey(kPlayReady);
-    m_i32RetCheckPlayreadyYoutube |= InstallOwnKey(kYouTube);
+    m_i32RetCheckPlayreadyYoutube = InstallOwnKey(KEY_PLAYREADY, "PLAYREADY");
+    m_i32RetCheckPlayreadyYoutube |= InstallOwnKey(KEY_YOUTUBE, "YOUTUBE");
     std::printf(" %s %d m_i32RetCheckPlayreadyYoutube:%d\n", kName, __LINE__,
                 m_i32RetCheckPlayreadyYoutube.load());
 }

@@ -1,6 +1,7 @@
-// The end of the line: the handshake with the TV service and what is closed after it.
+#include "commands/FactoryFinish.h"
 
 #include "UartManager/UartManager.h"
+#include "commands/Handlers.h"
 #include "flashenv/FlashEnv.h"
 #include "model/ModelCycle.h"
 #include "model/ModelGlobals.h"
@@ -9,6 +10,8 @@
 #include "os/Delay.h"
 #include "os/Shell.h"
 #include "os/Storage.h"
+
+std::atomic<std::int32_t> m_i32RetCheckPlayreadyYoutube{-1};
 
 namespace {
 
@@ -46,4 +49,9 @@ std::int32_t UartManager::ZelFactoryFinish(std::int32_t /*mode*/) {
     zel::RunSystem("mount -o remount,ro /zodata/factory");
     zel::SyncStorage();
     return 1;
+}
+
+zel::CommandResult zel::HandleFinish(UartManager& manager, const UartFrame& /*frame*/) {
+    return m_i32RetCheckPlayreadyYoutube != 0 ? DecodeFailed(__LINE__)
+                                              : SuccessIf(manager.ZelFactoryFinish(0) != 0, __LINE__);
 }

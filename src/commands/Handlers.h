@@ -1,49 +1,56 @@
-// What each command of the line does. A handler does its work and says what came of it; the dispatcher alone
-// sends the reply. All run on the command thread.
+// The handlers and the answers of the command table, by the file that defines them. Command thread, but for the
+// answers, which any thread may ask for.
 #ifndef ZELFAC_COMMANDS_HANDLERS_H
 #define ZELFAC_COMMANDS_HANDLERS_H
 
 #include <cstdint>
 #include <string>
 
-#include "UartManager/UartManager.h"
-#include "protocol/UartFrame.h"
+#include "commands/CommandTable.h"
 
 namespace zel {
 
-enum class Outcome : std::uint8_t { Success, Failure };
+// The link itself (Decoder.cpp)
+CommandResult HandleConnect(UartManager& manager, const UartFrame& frame);
+CommandResult HandleAcknowledge(UartManager& manager, const UartFrame& frame);
+CommandResult HandleLeaveFactory(UartManager& manager, const UartFrame& frame);
+CommandResult HandleFileChunk(UartManager& manager, const UartFrame& frame);
 
-using CommandHandler = Outcome (*)(UartManager& manager, const UartFrame& frame);
+// Records and addresses (RecordHandlers.cpp)
+CommandResult HandleWritePcbSn(UartManager& manager, const UartFrame& frame);
+CommandResult HandleWriteTestResult(UartManager& manager, const UartFrame& frame);
+CommandResult HandleWriteMac(UartManager& manager, const UartFrame& frame);
+CommandResult HandleWriteMacTagged(UartManager& manager, const UartFrame& frame);
 
-// The payload as the text that stands before its first zero byte.
-std::string PayloadText(const UartFrame& frame);
+// The television (TelevisionHandlers.cpp)
+CommandResult HandleSourceCheck(UartManager& manager, const UartFrame& frame);
+CommandResult HandleCamDetected(UartManager& manager, const UartFrame& frame);
+CommandResult HandleBacklightFull(UartManager& manager, const UartFrame& frame);
+CommandResult HandleBacklightOff(UartManager& manager, const UartFrame& frame);
+CommandResult HandleWiredNetwork(UartManager& manager, const UartFrame& frame);
+CommandResult HandleBluetoothSearch(UartManager& manager, const UartFrame& frame);
+CommandResult HandleUsbPort(UartManager& manager, const UartFrame& frame);
+CommandResult HandleVolume(UartManager& manager, const UartFrame& frame);
+CommandResult HandleLed(UartManager& manager, const UartFrame& frame);
+CommandResult HandlePanelAspectEthernet(UartManager& manager, const UartFrame& frame);
 
-// Logs the decoder's failure line, with the code where one is at hand, and gives Failure.
-Outcome DecodeFailed(int line);
-Outcome DecodeFailed(int line, std::int32_t code);
+// The end of the line (FactoryFinish.cpp)
+CommandResult HandleFinish(UartManager& manager, const UartFrame& frame);
 
-// The link itself, records and addresses (LineHandlers.cpp)
-Outcome HandleConnect(UartManager& manager, const UartFrame& frame);
-Outcome HandleAcknowledge(UartManager& manager, const UartFrame& frame);
-Outcome HandleLeaveFactory(UartManager& manager, const UartFrame& frame);
-Outcome HandleWritePcbSn(UartManager& manager, const UartFrame& frame);
-Outcome HandleWriteTestResult(UartManager& manager, const UartFrame& frame);
-Outcome HandleWriteMac(UartManager& manager, const UartFrame& frame);
-Outcome HandleWriteMacTagged(UartManager& manager, const UartFrame& frame);
-Outcome HandleFileChunk(UartManager& manager, const UartFrame& frame);
-Outcome HandleFinish(UartManager& manager, const UartFrame& frame);
+// Answers with data (Answers.cpp)
+AnswerValue AnswerPcbSn(UartManager& manager, std::uint16_t id, const std::string& text);
+AnswerValue AnswerMac(UartManager& manager, std::uint16_t id, const std::string& text);
+AnswerValue AnswerWifiMac(UartManager& manager, std::uint16_t id, const std::string& text);
+AnswerValue AnswerKeyChecksum(UartManager& manager, std::uint16_t id, const std::string& text);
+AnswerValue AnswerWifiProgress(UartManager& manager, std::uint16_t id, const std::string& text);
+AnswerValue AnswerBacklight(UartManager& manager, std::uint16_t id, const std::string& text);
+AnswerValue AnswerRunningTime(UartManager& manager, std::uint16_t id, const std::string& text);
+AnswerValue AnswerSoftwareVersion(UartManager& manager, std::uint16_t id, const std::string& text);
+AnswerValue AnswerLinkClosing(UartManager& manager, std::uint16_t id, const std::string& text);
 
-// The television (SetHandlers.cpp)
-Outcome HandleSourceCheck(UartManager& manager, const UartFrame& frame);
-Outcome HandleCamDetected(UartManager& manager, const UartFrame& frame);
-Outcome HandleBacklightFull(UartManager& manager, const UartFrame& frame);
-Outcome HandleBacklightOff(UartManager& manager, const UartFrame& frame);
-Outcome HandleWiredNetwork(UartManager& manager, const UartFrame& frame);
-Outcome HandleBluetoothSearch(UartManager& manager, const UartFrame& frame);
-Outcome HandleUsbPort(UartManager& manager, const UartFrame& frame);
-Outcome HandleVolume(UartManager& manager, const UartFrame& frame);
-Outcome HandleLed(UartManager& manager, const UartFrame& frame);
-Outcome HandlePanelAspectEthernet(UartManager& manager, const UartFrame& frame);
+// Facts about the set by name, `text`, which is compared by prefix: "MAC", "WIFIMAC", "SN", "DEVICEID", "TVID",
+// "ESN", "UL", "ETH_IP"; any other name is answered "xxx" as the fixed ones are (NamedQuery.cpp).
+AnswerValue AnswerNamedQuery(UartManager& manager, std::uint16_t id, const std::string& text);
 
 }  // namespace zel
 

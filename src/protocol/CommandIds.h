@@ -24,6 +24,7 @@ constexpr std::uint16_t kSourceCheck = 0x1288;
 constexpr std::uint16_t kCamDetected = 0x128A;
 constexpr std::uint16_t kBacklightFull = 0x128D;
 constexpr std::uint16_t kBacklightOff = 0x128E;
+constexpr std::uint16_t kConfirmedKey = 0x1290;  // sent by the set when key 105 or 106 is pressed
 constexpr std::uint16_t kWifiProgress = 0x1292;
 constexpr std::uint16_t kWiredNetwork = 0x1293;
 constexpr std::uint16_t kBluetoothSearch = 0x1294;

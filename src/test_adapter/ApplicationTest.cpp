@@ -1,29 +1,19 @@
 #include "test_adapter/ApplicationTest.h"
 
-#include <algorithm>
-#include <array>
-
 #include "UartManager/UartManager.h"
+#include "commands/ReportedKeys.h"
 #include "flashenv/FlashEnv.h"
 #include "log/LogPrint.h"
 #include "model/ModelKeys.h"
 #include "os/Storage.h"
+#include "protocol/CommandIds.h"
 
 namespace {
 
 constexpr std::int32_t kStatusStopped = 4;
 
-constexpr std::int32_t kPowerKey = 70;
-constexpr std::array<std::int32_t, 7> kReportedKeys{kPowerKey, 161, 162, 163, 164, 166, 168};
-constexpr std::array<std::int32_t, 2> kConfirmedKeys{105, 106};
-
-constexpr std::uint16_t kConfirmedKeyCommand = 0x1290;
-constexpr std::int32_t kKeyReportCommand = 0x1287;
-
-template <std::size_t size>
-bool Contains(const std::array<std::int32_t, size>& keys, std::int32_t key) {
-    return std::find(keys.begin(), keys.end(), key) != keys.end();
-}
+constexpr std::int32_t kFirstConfirmedKey = 105;
+constexpr std::int32_t kSecondConfirmedKey = 106;
 
 // Every step is made: the set must restart even when its LED does not answer.
 void LeaveModeAndRestart(UartManager& manager) {
@@ -46,13 +36,13 @@ std::int32_t ApplicationTest::onKeyEvent(const qx::appmanager::KeyEvent& event) 
         return 0;
     }
     const std::int32_t key = event.keyCode;
-    if (Contains(kConfirmedKeys, key) && manager->IsFactoryMode()) {
-        manager->SendStatusReply(kConfirmedKeyCommand, 0);
+    if ((key == kFirstConfirmedKey || key == kSecondConfirmedKey) && manager->IsFactoryMode()) {
+        manager->SendStatusReply(zel::command::kConfirmedKey, 0);
     }
-    if (Contains(kReportedKeys, key) && manager->IsFactoryMode()) {
-        manager->SendCommand(kKeyReportCommand, key, " ");
+    if (zel::IsReportedKey(key) && manager->IsFactoryMode()) {
+        manager->SendCommand(zel::command::kKeyPressReport, key, " ");
     }
-    if (key == kPowerKey && (manager->IsAgingMode() || manager->IsUsbUpdateMode())) {
+    if (key == zel::kPowerKey && (manager->IsAgingMode() || manager->IsUsbUpdateMode())) {
         LeaveModeAndRestart(*manager);
     }
     return 0;

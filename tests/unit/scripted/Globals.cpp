@@ -4,6 +4,7 @@
 
 #include "UartManager/SharedState.h"
 #include "UartManager/UartManager.h"
+#include "commands/FactoryFinish.h"
 #include "connectivity/RadioScan.h"
 #include "model/ModelGlobals.h"
 #include "provisioning/configuration/ConfigFile.h"

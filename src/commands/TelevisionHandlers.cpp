@@ -1,3 +1,5 @@
+// Handlers that work on the television: picture, sound, inputs, board lines and radios.
+
 #include <array>
 #include <cstdio>
 #include <cstring>
@@ -41,51 +43,51 @@ constexpr std::array<GpioRow, 4> kGpioRows = {{{"PANEL_VCC_ON", "45", "1"},
 
 constexpr std::array<const char*, 4> kUsbPorts = {"USB1", "USB2", "USB3", "USB4"};
 
-Outcome TestEthernet(UartManager& manager, const std::string& target) {
+CommandResult TestEthernet(UartManager& manager, const std::string& target) {
     std::string address;
     const std::int32_t status = manager.ZelGetString(key::kIpAddress, address);
     std::printf("ret:%d, strIPAddress:%s\n", status, address.c_str());
     if (status == 0 && !address.empty()) {
         UartManager::LogPrint(" %s %d eth connected!\n", "ZelDecodeFacAutoTestCommand", __LINE__);
-        return Outcome::Success;
+        return CommandResult::Success;
     }
-    return manager.ZelEthPingTest(target) != 0 ? Outcome::Success : DecodeFailed(__LINE__);
+    return SuccessIf(manager.ZelEthPingTest(target) != 0, __LINE__);
 }
 
 }  // namespace
 
-Outcome HandleSourceCheck(UartManager& manager, const UartFrame& frame) {
-    return manager.ZelUartCmdSourceCheck(frame) == 0 ? Outcome::Success : DecodeFailed(__LINE__);
+CommandResult HandleSourceCheck(UartManager& manager, const UartFrame& frame) {
+    return SuccessIf(manager.ZelUartCmdSourceCheck(frame) == 0, __LINE__);
 }
 
-Outcome HandleCamDetected(UartManager& manager, const UartFrame& /*frame*/) {
+CommandResult HandleCamDetected(UartManager& manager, const UartFrame& /*frame*/) {
     std::int32_t count = 0;
     if (manager.ZelGetValue(key::kCamCount, count) != 0) {
         return DecodeFailed(__LINE__);
     }
-    return count < 1 ? DecodeFailed(__LINE__) : Outcome::Success;
+    return SuccessIf(count >= 1, __LINE__);
 }
 
-Outcome HandleBacklightFull(UartManager& manager, const UartFrame& /*frame*/) {
+CommandResult HandleBacklightFull(UartManager& manager, const UartFrame& /*frame*/) {
     manager.ZelSetValue(key::kBacklight, kBacklightFull);
-    return Outcome::Success;
+    return CommandResult::Success;
 }
 
-Outcome HandleBacklightOff(UartManager& manager, const UartFrame& /*frame*/) {
+CommandResult HandleBacklightOff(UartManager& manager, const UartFrame& /*frame*/) {
     manager.ZelSetValue(key::kBacklight, kBacklightOff);
-    return Outcome::Success;
+    return CommandResult::Success;
 }
 
-Outcome HandleWiredNetwork(UartManager& manager, const UartFrame& /*frame*/) {
+CommandResult HandleWiredNetwork(UartManager& manager, const UartFrame& /*frame*/) {
     std::string address;
     const bool up = manager.ZelGetString(key::kIpAddress, address) == 0 && !address.empty();
-    return up ? Outcome::Success : DecodeFailed(__LINE__);
+    return SuccessIf(up, __LINE__);
 }
 
-Outcome HandleBluetoothSearch(UartManager& manager, const UartFrame& /*frame*/) {
+CommandResult HandleBluetoothSearch(UartManager& manager, const UartFrame& /*frame*/) {
     RadioScan& scan = *manager.m_radioScan;
     if (scan.m_u32BTDeviceCount != 0) {
-        return Outcome::Success;
+        return CommandResult::Success;
     }
     if (scan.fBTSearching != 0) {
         DelaySeconds(kOtherSearchSeconds);
@@ -95,46 +97,44 @@ Outcome HandleBluetoothSearch(UartManager& manager, const UartFrame& /*frame*/) 
     const std::uint32_t found = scan.m_u32BTDeviceCount;
     UartManager::LogPrint("%s %d m_u32BTDeviceCount:%d\n", "ZelDecodeFacAutoTestCommand", __LINE__,
                           static_cast<int>(found));
-    return found != 0 ? Outcome::Success : Outcome::Failure;
+    return found != 0 ? CommandResult::Success : CommandResult::Failure;
 }
 
-Outcome HandleUsbPort(UartManager& manager, const UartFrame& frame) {
+CommandResult HandleUsbPort(UartManager& manager, const UartFrame& frame) {
     const std::string payload = PayloadText(frame);
     for (std::size_t port = 0; port < kUsbPorts.size(); ++port) {
         // Over the length received: a shortened name means the first port that it could be.
         if (std::strncmp(payload.c_str(), kUsbPorts[port], frame.length) == 0) {
-            return manager.ZelGetUsbMarkerCount() > static_cast<std::int32_t>(port) ? Outcome::Success
-                                                                                    : DecodeFailed(__LINE__);
+            return SuccessIf(manager.ZelGetUsbMarkerCount() > static_cast<std::int32_t>(port), __LINE__);
         }
     }
     return DecodeFailed(__LINE__);
 }
 
-Outcome HandleVolume(UartManager& manager, const UartFrame& frame) {
+CommandResult HandleVolume(UartManager& manager, const UartFrame& frame) {
     manager.ZelSetValue(key::kMainVolume, frame.payload[0]);
-    return Outcome::Success;
+    return CommandResult::Success;
 }
 
-Outcome HandleLed(UartManager& manager, const UartFrame& frame) {
+CommandResult HandleLed(UartManager& manager, const UartFrame& frame) {
     for (const ValueRow& row : kLedRows) {
         if (Payload(frame) == row.text) {
-            return manager.ZelSetValue(key::kLedGpio, row.value) == 0 ? Outcome::Success : DecodeFailed(__LINE__);
+            return SuccessIf(manager.ZelSetValue(key::kLedGpio, row.value) == 0, __LINE__);
         }
     }
     return DecodeFailed(__LINE__);
 }
 
-Outcome HandlePanelAspectEthernet(UartManager& manager, const UartFrame& frame) {
+CommandResult HandlePanelAspectEthernet(UartManager& manager, const UartFrame& frame) {
     const std::string_view payload = Payload(frame);
     for (const GpioRow& row : kGpioRows) {
         if (payload == row.text) {
-            return manager.ZelSetGpio(row.number, row.value) == 0 ? Outcome::Success : DecodeFailed(__LINE__);
+            return SuccessIf(manager.ZelSetGpio(row.number, row.value) == 0, __LINE__);
         }
     }
     for (const ValueRow& row : kAspectRows) {
         if (payload == row.text) {
-            return manager.ZelSetValue(key::kVideoFormat, row.value) == 0 ? Outcome::Success
-                                                                          : DecodeFailed(__LINE__);
+            return SuccessIf(manager.ZelSetValue(key::kVideoFormat, row.value) == 0, __LINE__);
         }
     }
     if (payload.size() >= kPingMinLength && payload.substr(0, kPingTag.size()) == kPingTag) {

@@ -1,17 +1,14 @@
-// What the set sends, byte for byte.
-#include <set>
-
+// The answers with data, the ready frame and the key press reports, byte for byte.
 #include "UartManager/LinkFixture.h"
 #include "connectivity/RadioScan.h"
-#include "protocol/FrameCodec.h"
+#include "protocol/KeyFiles.h"
 
 namespace {
 
 const std::string kUnreadable("\x01");
 constexpr char kWifiMacKey[] = "tovix.sl2.str.network.mac-address-wifi";
-constexpr char kIpKey[] = "tovix.sl2.str.network.ip-address";
 
-class Replies : public scripted::LinkTest {
+class Answers : public scripted::LinkTest {
   protected:
     void Send(std::int32_t id, std::int32_t subCode = 0, const std::string& text = " ") {
         m_manager->SendCommand(id, subCode, text);
@@ -21,47 +18,14 @@ class Replies : public scripted::LinkTest {
         Send(id, 0, text);
         return script.Output();
     }
-    void Query(const std::string& name) { Send(0x129E, 0, name); }
 };
 
-TEST_F(Replies, ReadyFrame) {
+TEST_F(Answers, ReadyFrame) {
     script.Expect("serial.write 79 00 12 72 01 02 00 01 78 FE");
     Send(0x1272);
 }
 
-TEST_F(Replies, StatusReply) {
-    script.Expect("serial.write 79 10 12 73 01 00 00 01 69 FE");
-    m_manager->SendStatusReply(0x1273, 0);
-    script.Expect("serial.write 79 10 12 73 01 01 00 01 68 FE");
-    m_manager->SendStatusReply(0x1273, 1);
-}
-
-TEST_F(Replies, AClosedPortLosesTheFrame) {
-    UartManager::input_fd = -1;
-    script.CaptureOutput();
-    m_manager->SendStatusReply(0x1273, 0);
-    EXPECT_EQ(script.Output(), "input_fd open failed\n");
-}
-
-TEST_F(Replies, StartEndAndChecksumAreMadeAfresh) {
-    UartFrame frame{};
-    frame.start = 0x11;
-    frame.kind = 0x22;
-    frame.commandHigh = 0x33;
-    frame.commandLow = 0x44;
-    frame.length = 2;
-    frame.payload[0] = 0x55;
-    frame.payload[1] = 0x66;
-    frame.payload[2] = 0x77;  // past LEN: not sent
-    frame.trailerA = 0x01;
-    frame.trailerB = 0x02;
-    frame.checksum = 0x00;
-    frame.end = 0x00;
-    script.Expect("serial.write 79 22 33 44 02 55 66 01 02 A7 FE");
-    m_manager->SendFrame(frame);
-}
-
-TEST_F(Replies, IdsThatAreAnsweredEmpty) {
+TEST_F(Answers, IdsThatAreAnsweredEmpty) {
     for (const std::int32_t id : {0x1273, 0x1274, 0x1276, 0x1277, 0x1278, 0x127A, 0x127C, 0x127D, 0x127E, 0x127F,
                                   0x1280, 0x1281, 0x1283, 0x1285, 0x1288, 0x1289, 0x128A, 0x128B, 0x128C, 0x128D,
                                   0x128E, 0x128F, 0x1290, 0x1291, 0x1293, 0x1294, 0x1298, 0x129A, 0x129B, 0x129C,
@@ -73,7 +37,7 @@ TEST_F(Replies, IdsThatAreAnsweredEmpty) {
     }
 }
 
-TEST_F(Replies, IdsThatAreNotAnswered) {
+TEST_F(Answers, IdsThatAreNotAnswered) {
     for (const std::int32_t id :
          {0x0000, 0x1271, 0x12A6, 0x12A8, 0x12A9, 0x12AA, 0x12AC, 0x12AD, 0x12AE, 0x12AF,  0x12B0,
           0x12B1, 0x12B2, 0x12B5, 0x12B6, 0x12B7, 0x12B8, 0x12BB, 0xF0F1, 0xFFFF, 0x11273, 0x1F0F0}) {
@@ -81,18 +45,18 @@ TEST_F(Replies, IdsThatAreNotAnswered) {
     }
 }
 
-TEST_F(Replies, LinkClosing) {
+TEST_F(Answers, LinkClosing) {
     script.Expect("serial.write " + scripted::Hex(scripted::WireFrameOf(0x20, 0x1299, {})));
     Send(0x1299);
 }
 
-TEST_F(Replies, PcbSerialNumber) {
+TEST_F(Answers, PcbSerialNumber) {
     script.PutFile("/var/local/ZelPcbSn", "AB12");
     ExpectResult(0x1275, "AB12");
     Send(0x1275);
 }
 
-TEST_F(Replies, NoPcbSerialNumber) {
+TEST_F(Answers, NoPcbSerialNumber) {
     ExpectEmpty(0x1275);
     Send(0x1275);
     script.PutFile("/var/local/ZelPcbSn", "");
@@ -100,19 +64,19 @@ TEST_F(Replies, NoPcbSerialNumber) {
     Send(0x1275);
 }
 
-TEST_F(Replies, ATextTooLongIsCutWithALogLine) {
+TEST_F(Answers, ATextTooLongIsCutWithALogLine) {
     script.PutFile("/var/local/ZelPcbSn", std::string(65, 's'));
     ExpectResult(0x1275, std::string(64, 's'));
     EXPECT_NE(SendOutput(0x1275).find("65 bytes"), std::string::npos);
 }
 
-TEST_F(Replies, ATextOf64BytesGoesWhole) {
+TEST_F(Answers, ATextOf64BytesGoesWhole) {
     script.PutFile("/var/local/ZelPcbSn", std::string(64, 's'));
     ExpectResult(0x1275, std::string(64, 's'));
     EXPECT_EQ(SendOutput(0x1275), "");
 }
 
-TEST_F(Replies, FactoryMac) {
+TEST_F(Answers, FactoryMac) {
     script.Expect("meta.readstr 8").Text("00:11:22:33:44:55");
     ExpectResult(0x1279, "00:11:22:33:44:55");
     Send(0x1279);
@@ -121,30 +85,29 @@ TEST_F(Replies, FactoryMac) {
     Send(0x1279);
 }
 
-TEST_F(Replies, UnreadableFactoryMac) {
+TEST_F(Answers, UnreadableFactoryMac) {
     script.Expect("meta.readstr 8").Returns(5);
     ExpectResult(0x1279, kUnreadable);
     EXPECT_EQ(SendOutput(0x1279), " SendCommand 4367 fail\n");
 }
 
-TEST_F(Replies, WifiMac) {
+TEST_F(Answers, WifiMac) {
     script.ExpectGetText(kWifiMacKey, "66:55:44:33:22:11");
     ExpectResult(0x127B, "66:55:44:33:22:11");
     Send(0x127B);
 }
 
-TEST_F(Replies, UnreadableWifiMac) {
+TEST_F(Answers, UnreadableWifiMac) {
     script.ExpectModelFailure(7);
     ExpectResult(0x127B, kUnreadable);
     EXPECT_EQ(SendOutput(0x127B), "Start biz proxy failed, ret = 7\n");
 }
 
-TEST_F(Replies, QueryValues) {
-    const std::vector<std::pair<std::uint16_t, zel::QueryValue>> rows = {
-        {0x1282, zel::QueryValue::Hdcp1},     {0x1284, zel::QueryValue::Hdcp2},
-        {0x1286, zel::QueryValue::CiPlus},    {0x12A3, zel::QueryValue::EsnUlpkMac},
-        {0x12A4, zel::QueryValue::Widevine},  {0x12B4, zel::QueryValue::Netflix},
-        {0x12BA, zel::QueryValue::CiPlusEcp}, {0x12A7, zel::QueryValue::Config}};
+TEST_F(Answers, QueryValues) {
+    const std::vector<std::pair<std::uint16_t, zel::KeyFile>> rows = {
+        {0x1282, zel::KeyFile::Hdcp1},      {0x1284, zel::KeyFile::Hdcp2},    {0x1286, zel::KeyFile::CiPlus},
+        {0x12A3, zel::KeyFile::EsnUlpkMac}, {0x12A4, zel::KeyFile::Widevine}, {0x12B4, zel::KeyFile::Netflix},
+        {0x12BA, zel::KeyFile::CiPlusEcp},  {0x12A7, zel::KeyFile::Config}};
     std::size_t slot = 0;
     for (const auto& [id, value] : rows) {
         ExpectResult(id, std::string(4, '\0'));
@@ -164,7 +127,7 @@ TEST_F(Replies, QueryValues) {
     }
 }
 
-TEST_F(Replies, WifiProgressCountsDown) {
+TEST_F(Answers, WifiProgressCountsDown) {
     ExpectResult(0x1292, std::string(1, 101));
     Send(0x1292);
     m_u8WifiScanTestAPCount = 30;
@@ -172,19 +135,19 @@ TEST_F(Replies, WifiProgressCountsDown) {
     Send(0x1292);
 }
 
-TEST_F(Replies, Backlight) {
+TEST_F(Answers, Backlight) {
     script.ExpectGet("tovix.sl2.i32.video.backlight", 0x164);
     ExpectResult(0x1295, "\x64");
     Send(0x1295);
 }
 
-TEST_F(Replies, UnreadableBacklightIsZero) {
+TEST_F(Answers, UnreadableBacklightIsZero) {
     script.ExpectModelFailure();
     ExpectResult(0x1295, std::string(1, '\0'));
     Send(0x1295);
 }
 
-TEST_F(Replies, RunningTimeIsLittleEndian) {
+TEST_F(Answers, RunningTimeIsLittleEndian) {
     for (const std::uint16_t id : Ids{0x1296, 0x12AB}) {
         script.PutFile("/var/tvservice/tvRunningTime", "300");
         ExpectResult(id, std::string("\x2C\x01\x00\x00", 4));
@@ -195,7 +158,7 @@ TEST_F(Replies, RunningTimeIsLittleEndian) {
     }
 }
 
-TEST_F(Replies, RunningTimeIsNeverZero) {
+TEST_F(Answers, RunningTimeIsNeverZero) {
     const std::string ten("\x0A\x00\x00\x00", 4);
     ExpectResult(0x1296, ten);
     EXPECT_EQ(SendOutput(0x1296), "/var/tvservice/tvRunningTime fail!\n");
@@ -206,7 +169,7 @@ TEST_F(Replies, RunningTimeIsNeverZero) {
     }
 }
 
-TEST_F(Replies, SoftwareVersionFromItsFirstDotOn) {
+TEST_F(Answers, SoftwareVersionFromItsFirstDotOn) {
     constexpr char kKey[] = "tovix.sl2.str.qorfactory.software.version";
     for (const auto& [version, sent] : std::vector<std::pair<std::string, std::string>>{
              {"V8.12.345", "12.345"}, {".7", "7"}, {"V8.", ""}, {"V8", "V8"}}) {
@@ -220,7 +183,7 @@ TEST_F(Replies, SoftwareVersionFromItsFirstDotOn) {
     Send(0x1297);
 }
 
-TEST_F(Replies, NoKeyPressReportBeforeTheLineHasConnected) {
+TEST_F(Answers, NoKeyPressReportBeforeTheLineHasConnected) {
     Send(0x1287, 70);
     Send(0x1287, 999);
     m_manager->m_bConnected = 1;
@@ -230,7 +193,7 @@ TEST_F(Replies, NoKeyPressReportBeforeTheLineHasConnected) {
     }
 }
 
-TEST_F(Replies, EachKeyIsReportedTenTimes) {
+TEST_F(Answers, EachKeyIsReportedTenTimes) {
     m_manager->m_bConnected = 1;
     const std::vector<std::pair<std::int32_t, std::string>> keys = {
         {70, "POWER"}, {161, "CHUP"}, {162, "VODOWN"}, {163, "CHDOWN"},
@@ -246,76 +209,12 @@ TEST_F(Replies, EachKeyIsReportedTenTimes) {
     }
 }
 
-TEST_F(Replies, OtherKeysAreReportedEmptyEveryTime) {
+TEST_F(Answers, OtherKeysAreReportedEmptyEveryTime) {
     m_manager->m_bConnected = 1;
     for (int press = 0; press < 12; ++press) {
         ExpectResult(0x1287, "");
         Send(0x1287, 165);
     }
-}
-
-TEST_F(Replies, QueryMac) {
-    for (const char* name : {"MAC", "MACX"}) {
-        script.Expect("meta.readstr 8").Text("00:11:22:33:44:55");
-        ExpectResult(0x129E, "00:11:22:33:44:55");
-        EXPECT_EQ(SendOutput(0x129E, name), "=========readStrMetaData ret:0 strTmp:00:11:22:33:44:55\n");
-    }
-}
-
-TEST_F(Replies, QueryMacIsRandomWhenNoneCanBeRead) {
-    script.PutFile("/dev/urandom", std::string("\xFD\xAB\x12\x00", 4));  // 0x0012ABFD and the minimum of 1
-    script.Expect("meta.readstr 8").Returns(-2);
-    ExpectResult(0x129E, "00:00:00:12:AB:FE");
-    const std::string output = SendOutput(0x129E, "MAC");
-    EXPECT_EQ(output.rfind("=========readStrMetaData ret:-2 strTmp:\n", 0), 0U) << output;
-    EXPECT_NE(output.find(" SendCommand 4788 fail\n"), std::string::npos) << output;
-}
-
-TEST_F(Replies, QueryWifiMac) {
-    script.ExpectGetText(kWifiMacKey, "66:55:44:33:22:11");
-    ExpectResult(0x129E, "66:55:44:33:22:11");
-    Query("WIFIMAC");
-    script.ExpectModelFailure(1);
-    ExpectResult(0x129E, kUnreadable);
-    EXPECT_EQ(SendOutput(0x129E, "WIFIMAC"), "Start biz proxy failed, ret = 1\n SendCommand 4809 fail\n");
-}
-
-TEST_F(Replies, QueriesThatThisModelDoesNotKeep) {
-    for (const char* name :
-         {"SN", "SNX", "DEVICEID", "TVID", "UL", "ULX", "S", "", " ", "mac", "WIFIMA", "ETH_I"}) {
-        ExpectResult(0x129E, "xxx");
-        Query(name);
-    }
-}
-
-TEST_F(Replies, QueryEsn) {
-    const std::string esn = "NFANDROID2-PRV-" + std::string(40, 'E');
-    script.PutFile("/certificate/netflix50/ESNID", esn);
-    ExpectResult(0x129E, esn.substr(0, 43));
-    Query("ESN");
-    script.PutFile("/certificate/netflix50/ESNID", "short");
-    ExpectResult(0x129E, "short");
-    Query("ESN");
-}
-
-TEST_F(Replies, UnreadableEsn) {
-    ExpectResult(0x129E, kUnreadable);
-    EXPECT_EQ(SendOutput(0x129E, "ESN"), " SendCommand 4837 fail\n");
-    script.PutFile("/certificate/netflix50/ESNID", "");
-    ExpectResult(0x129E, kUnreadable);
-    EXPECT_EQ(SendOutput(0x129E, "ESN"), " SendCommand 4855 fail\n");
-}
-
-TEST_F(Replies, QueryWiredAddress) {
-    script.ExpectGetText(kIpKey, "192.168.1.57");
-    ExpectResult(0x129E, "192.168.1.57");
-    Query("ETH_IP");
-    script.ExpectGetText(kIpKey, "");
-    ExpectResult(0x129E, kUnreadable);
-    EXPECT_EQ(SendOutput(0x129E, "ETH_IP"), " SendCommand 4878 fail\n");
-    script.ExpectModelFailure(2);
-    ExpectResult(0x129E, kUnreadable);
-    EXPECT_EQ(SendOutput(0x129E, "ETH_IP"), "Start biz proxy failed, ret = 2\n SendCommand 4878 fail\n");
 }
 
 }  // namespace
