@@ -13,37 +13,27 @@ namespace {
 
 constexpr char kName[] = "ZelUartCmdSourceCheck";
 
-// A tuner and its channel list, by the identities that were learnt of them.
-struct Tuner {
-    const zel::SharedText& tuner;
-    const zel::SharedText& list;
-};
-
-const Tuner kAnalogue{dst_ATV_tuner_uuid, m_strAtvUuid};
-const Tuner kTerrestrialCable{dst_DTV_tuner_uuid, m_strDtvUuid};
-const Tuner kSatellite{dst_DTVS2_tuner_uuid, m_strDtvS2Uuid};
-
 struct Input {
-    std::string_view name;   // as the line sends it
-    const Tuner* tuner;      // null: an external input
-    const char* sourceName;  // as the model calls it
+    std::string_view name;    // as the line sends it
+    const zel::Tuner* tuner;  // null: an external input
+    const char* sourceName;   // as the model calls it
 };
 
 constexpr std::array<Input, 17> kInputs = {{
-    {"DTV", &kTerrestrialCable, nullptr},
-    {"ATV", &kAnalogue, nullptr},
+    {"DTV", &zel::kTerrestrialCableTuner, nullptr},
+    {"ATV", &zel::kAnalogueTuner, nullptr},
     {"VGA", nullptr, "VGA"},
     {"AV1", nullptr, "AVS"},
     {"AV2", nullptr, "AVS"},
     {"AV3", nullptr, "AVS"},
-    {"DTV-C", &kTerrestrialCable, nullptr},
-    {"DTV-T", &kTerrestrialCable, nullptr},
+    {"DTV-C", &zel::kTerrestrialCableTuner, nullptr},
+    {"DTV-T", &zel::kTerrestrialCableTuner, nullptr},
     {"HDMI1", nullptr, "HDMI1"},
     {"HDMI2", nullptr, "HDMI2"},
     {"HDMI3", nullptr, "HDMI3"},
     {"HDMI4", nullptr, "HDMI4"},
-    {"DTV-S2", &kSatellite, nullptr},
-    {"DTV-T2", &kTerrestrialCable, nullptr},
+    {"DTV-S2", &zel::kSatelliteTuner, nullptr},
+    {"DTV-T2", &zel::kTerrestrialCableTuner, nullptr},
     {"SCART1", nullptr, "SCART"},
     {"YPBPR1", nullptr, "COMPONENT"},
     {"YPBPR2", nullptr, "COMPONENT"},
@@ -52,12 +42,12 @@ constexpr std::array<Input, 17> kInputs = {{
 // Learns what is not known yet of the tuners and their lists. A failed step is printed and tried again at the
 // next check, because the identity stays empty.
 void LearnIdentities(UartManager& manager) {
-    if (dst_ATV_tuner_uuid.Empty() || dst_DTV_tuner_uuid.Empty() || dst_DTVS2_tuner_uuid.Empty()) {
+    if (!zel::AllTunersKnown()) {
         zel::PrintIfFailed(manager.ZelGetDvbUuid(), kName, __LINE__);
     }
-    for (const Tuner* known : {&kAnalogue, &kTerrestrialCable, &kSatellite}) {
-        if (known->list.Empty() && !known->tuner.Empty()) {
-            zel::PrintIfFailed(manager.ZelGetDvbChannelList(known->tuner.Get()), kName, __LINE__);
+    for (const zel::Tuner* known : zel::kTuners) {
+        if (known->channelUuid.Empty() && !known->uuid.Empty()) {
+            zel::PrintIfFailed(manager.ZelGetDvbChannelList(known->uuid.Get()), kName, __LINE__);
         }
     }
 }
@@ -70,10 +60,10 @@ std::int32_t Show(UartManager& manager, std::string_view name) {
         if (input.tuner == nullptr) {
             return manager.ZelSetSource(zel::key::kSourceSwitch, input.sourceName);
         }
-        if (input.tuner->tuner.Empty() || input.tuner->list.Empty()) {
+        if (input.tuner->uuid.Empty() || input.tuner->channelUuid.Empty()) {
             return -1;
         }
-        return manager.ZelSetDvbTVChannel(input.tuner->tuner.Get(), input.tuner->list.Get());
+        return manager.ZelSetDvbTVChannel(input.tuner->uuid.Get(), input.tuner->channelUuid.Get());
     }
     return -1;
 }

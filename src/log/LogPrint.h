@@ -10,7 +10,7 @@ namespace zel {
 // Formats as printf does into 256 zeroed bytes (at most 255 characters, the rest is cut) and prints the result.
 // Returns the number of characters printed.
 [[gnu::format(printf, 1, 2)]] int LogPrint(const char* format, ...);
-int LogPrintV(const char* format, std::va_list arguments);
+[[gnu::format(printf, 1, 0)]] int LogPrintV(const char* format, std::va_list arguments);
 
 // LogPrint of the failure lines " %s %d fail\n", " %s %d fail!!!\n" and " %s %d fail ret:%d\n" with the
 // operation's name and the source line.

@@ -1,6 +1,7 @@
+#include <algorithm>
 #include <cstdio>
+#include <optional>
 
-#include "model/Arguments.h"
 #include "model/ModelClient.h"
 #include "model/ModelCycle.h"
 #include "model/ModelGlobals.h"
@@ -30,58 +31,76 @@ int WaitInSteps(int limit, Done&& done) {
     return steps;
 }
 
-// One read of all rows of a table by the favourite list's row reader, which finds tuners and channels alike.
-struct TableRead {
-    const char* operation;
-    int line;
-    const char* key;
-    vumodelapi::TableSelectionList selection;
-};
-
-// Runs `read`: `iterating(iterator)` once the iterator is there, `counted(ms)` when the number of rows is known or
-// was waited for in vain, `found()` says when the rows have yielded what is looked for, `ended(ms)` after waiting
-// for that. Returns 0, or -1 after a log line; then nothing was disconnected.
-template <typename Iterating, typename Counted, typename Found, typename Ended>
-std::int32_t ReadTable(const TableRead& read, Iterating&& iterating, Counted&& counted, Found&& found,
-                       Ended&& ended) {
-    FavlistObserverTableImpl observer;
-    FavlistObserverTableIteratorImpl rowReader;
-    const zel::ModelSession session({read.operation, read.line});
-    if (session.Root() == nullptr) {
-        return -1;
-    }
-    vumodelapi::Table* table = nullptr;
-    std::int32_t status = session.Root()->connect(read.key, &observer, table);
-    if (status != 0) {
-        zel::LogPrint("connect failed, ret = %d\n", status);
-        return -1;
-    }
-    const boost::shared_ptr<vumodelapi::TableIterator> iterator =
-        table->createIterator(read.selection, &rowReader);
-    if (iterator == nullptr) {
-        zel::LogPrint("unable to create table iterator for service list!\n\n");
-        return -1;
-    }
-    iterating(iterator);
-
-    m_i32ChannelCount = 0;
-    status = iterator->totalCount();
-    if (status != 0) {
-        zel::LogPrint("totalCount failed, ret = %d\n", status);
-        return -1;
-    }
-    counted(WaitInSteps(kTablePolls, [] { return m_i32ChannelCount > 0; }) * kPollMilliseconds);
-
-    status = iterator->readNextRows(m_i32ChannelCount);
-    if (status != 0) {
-        zel::LogPrint("readNextRow failed, ret = %d\n", status);
-        return -1;
-    }
-    zel::DelayMilliseconds(kPollMilliseconds);
-    ended(WaitInSteps(kTablePolls, found) * kPollMilliseconds);
-    session.Root()->disconnect(read.key, &observer);
-    return 0;
+// The row reader of both tables, which finds tuners and channels alike. An iterator that is kept beyond its read
+// points to it, so it lives as long as the process.
+FavlistObserverTableIteratorImpl& RowReader() {
+    static FavlistObserverTableIteratorImpl& reader = *new FavlistObserverTableIteratorImpl;
+    return reader;
 }
+
+// One read of all rows of a table, step by step. Each step logs its failure; the read has then ended and nothing
+// is disconnected.
+class TableRead {
+  public:
+    TableRead(const zel::CallSite& site, const char* key) : m_key(key), m_session(site) {}
+
+    // Connects to the table and makes the iterator; null on failure.
+    boost::shared_ptr<vumodelapi::TableIterator> Begin(const vumodelapi::TableSelectionList& selection) {
+        vumodelapi::Table* const table = Connect();
+        if (table == nullptr) {
+            return nullptr;
+        }
+        m_iterator = table->createIterator(selection, &RowReader());
+        if (m_iterator == nullptr) {
+            zel::LogPrint("unable to create table iterator for service list!\n\n");
+        }
+        return m_iterator;
+    }
+
+    // Has m_i32ChannelCount filled and waits for that. The milliseconds waited; none on failure.
+    std::optional<int> Count() {
+        m_i32ChannelCount = 0;
+        const std::int32_t status = m_iterator->totalCount();
+        if (status != 0) {
+            zel::LogPrint("totalCount failed, ret = %d\n", status);
+            return std::nullopt;
+        }
+        return WaitInSteps(kTablePolls, [] { return m_i32ChannelCount > 0; }) * kPollMilliseconds;
+    }
+
+    // Has all rows read and waits until they have yielded what is looked for. The milliseconds waited; none on
+    // failure.
+    template <typename Found>
+    std::optional<int> Rows(Found&& found) {
+        const std::int32_t status = m_iterator->readNextRows(m_i32ChannelCount);
+        if (status != 0) {
+            zel::LogPrint("readNextRow failed, ret = %d\n", status);
+            return std::nullopt;
+        }
+        zel::DelayMilliseconds(kPollMilliseconds);
+        return WaitInSteps(kTablePolls, found) * kPollMilliseconds;
+    }
+
+    void End() { m_session.Root()->disconnect(m_key, &m_observer); }
+
+  private:
+    vumodelapi::Table* Connect() {
+        vumodelapi::Table* table = nullptr;
+        if (m_session.Root() != nullptr) {
+            const std::int32_t status = m_session.Root()->connect(m_key, &m_observer, table);
+            if (status != 0 || table == nullptr) {
+                zel::LogPrint("connect failed, ret = %d\n", status);
+                return nullptr;
+            }
+        }
+        return table;
+    }
+
+    const char* m_key;
+    FavlistObserverTableImpl m_observer;
+    zel::ModelSession m_session;
+    boost::shared_ptr<vumodelapi::TableIterator> m_iterator;
+};
 
 // Six columns of the service list, and the tuner to which the rows are to belong (operation 1 on column 6).
 vumodelapi::TableSelectionList ChannelSelection(const std::string& tunerUuid) {
@@ -95,31 +114,30 @@ vumodelapi::TableSelectionList ChannelSelection(const std::string& tunerUuid) {
 
 // Whether the reference channel of the tuner `tunerUuid` is known.
 bool ReferenceChannelFound(const std::string& tunerUuid) {
-    return (tunerUuid == dst_ATV_tuner_uuid.Get() && !m_strAtvUuid.Empty()) ||
-           (tunerUuid == dst_DTV_tuner_uuid.Get() && !m_strDtvUuid.Empty()) ||
-           (tunerUuid == dst_DTVS2_tuner_uuid.Get() && !m_strDtvS2Uuid.Empty());
+    return std::any_of(zel::kTuners.begin(), zel::kTuners.end(), [&](const zel::Tuner* tuner) {
+        return tunerUuid == tuner->uuid.Get() && !tuner->channelUuid.Empty();
+    });
 }
 
 }  // namespace
 
 void ModelClient::ZelSetPresetChannel() {
     constexpr char kName[] = "ZelSetPresetChannel";
-    zel::PrintIfFailed(ZelSetValue(zel::key::kSetLocation, kFactoryLocation), kName, 2277);
-    zel::PrintIfFailed(ZelSetValue(zel::key::kOsdLanguage, kEnglish), kName, 2283);
-    zel::PrintIfFailed(ZelSetFacPreset(kFactoryPreset), kName, 2296);
-    zel::PrintIfFailed(ZelGetDvbUuid(), kName, 2303);
+    zel::PrintIfFailed(ZelSetValue(zel::key::kSetLocation, kFactoryLocation), kName, zel::FixedLine(2277));
+    zel::PrintIfFailed(ZelSetValue(zel::key::kOsdLanguage, kEnglish), kName, zel::FixedLine(2283));
+    zel::PrintIfFailed(ZelSetFacPreset(kFactoryPreset), kName, zel::FixedLine(2296));
+    zel::PrintIfFailed(ZelGetDvbUuid(), kName, zel::FixedLine(2303));
 
-    const auto readChannels = [&](const zel::SharedText& tunerUuid, int step) {
-        if (!tunerUuid.Empty()) {
-            zel::PrintIfFailed(ZelGetDvbChannelList(tunerUuid.Get()), kName, step);
+    for (const zel::Tuner* tuner : zel::kTuners) {
+        if (!tuner->uuid.Empty()) {
+            zel::PrintIfFailed(ZelGetDvbChannelList(tuner->uuid.Get()), kName, tuner->presetStep);
         }
-    };
-    readChannels(dst_ATV_tuner_uuid, 2312);
-    readChannels(dst_DTV_tuner_uuid, 2322);
-    readChannels(dst_DTVS2_tuner_uuid, 2332);
+    }
 }
 
 std::int32_t ModelClient::ZelSetFacPreset(const std::string& presetId) {
+    const vumodelapi::ArgumentList arguments = zel::BuildArguments(presetId.c_str());
+    vumodelapi::ArgumentList results;
     changePreSignalStateObserverImpl observer;
     const zel::ModelSession session({"ZelSetFacPreset", __LINE__});
     if (session.Root() == nullptr) {
@@ -127,7 +145,7 @@ std::int32_t ModelClient::ZelSetFacPreset(const std::string& presetId) {
     }
     vumodelapi::NumericInteger* message = nullptr;
     std::int32_t status = session.Root()->connect(zel::key::kMessageId, &observer, message);
-    if (status != 0) {
+    if (status != 0 || message == nullptr) {
         zel::LogPrint("connect failed, ret = %d\n", status);
         return -1;
     }
@@ -138,8 +156,7 @@ std::int32_t ModelClient::ZelSetFacPreset(const std::string& presetId) {
         zel::LogPrint("connect failed or access == NULL ret = %d\n", status);
         return status;
     }
-    vumodelapi::ArgumentList results;
-    status = access->invoke(zel::BuildArguments(presetId.c_str()), results);
+    status = access->invoke(arguments, results);
     if (status != 0) {
         zel::LogPrint("invoke failed, ret = %d\n", status);
         return -1;
@@ -155,30 +172,45 @@ std::int32_t ModelClient::ZelSetFacPreset(const std::string& presetId) {
 }
 
 std::int32_t ModelClient::ZelGetDvbUuid() {
+    constexpr char kName[] = "ZelGetDvbUuid";
     m_bGeTunerUuidFinish = false;  // the rows to come are tuners
-    const TableRead read = {"ZelGetDvbUuid", __LINE__, zel::key::kFavouriteList, {}};
-    const std::int32_t result = ReadTable(
-        read,
-        [](const boost::shared_ptr<vumodelapi::TableIterator>& iterator) { ptrFavListTabLelterator = iterator; },
-        [](int milliseconds) {
-            std::printf("ZelGetDvbUuid totalCount delay:%d ms\n", milliseconds);
-            std::printf(" %s %d m_i32ChannelCount:%d\n", "ZelGetDvbUuid", 3062, m_i32ChannelCount.load());
-        },
-        [] { return !dst_ATV_tuner_uuid.Empty() && !dst_DTV_tuner_uuid.Empty() && !dst_DTVS2_tuner_uuid.Empty(); },
-        [](int milliseconds) { std::printf("ZelGetDvbUuid readNextRows delay:%d ms\n", milliseconds); });
-    if (result == 0) {
-        m_bGeTunerUuidFinish = true;  // and from here on channels
+    TableRead read({kName, __LINE__}, zel::key::kFavouriteList);
+    const auto iterator = read.Begin({});
+    if (iterator == nullptr) {
+        return -1;
     }
-    return result;
+    ptrFavListTabLelterator = iterator;
+    const std::optional<int> counted = read.Count();
+    if (!counted) {
+        return -1;
+    }
+    std::printf("ZelGetDvbUuid totalCount delay:%d ms\n", *counted);
+    std::printf(" %s %d m_i32ChannelCount:%d\n", kName, zel::FixedLine(3062), m_i32ChannelCount.load());
+    const std::optional<int> found = read.Rows(zel::AllTunersKnown);
+    if (!found) {
+        return -1;
+    }
+    std::printf("ZelGetDvbUuid readNextRows delay:%d ms\n", *found);
+    read.End();
+    m_bGeTunerUuidFinish = true;  // and from here on channels
+    return 0;
 }
 
 std::int32_t ModelClient::ZelGetDvbChannelList(const std::string& tunerUuid) {
-    const TableRead read = {"ZelGetDvbChannelList", __LINE__, zel::key::kServiceList, ChannelSelection(tunerUuid)};
-    return ReadTable(
-        read, [](const boost::shared_ptr<vumodelapi::TableIterator>&) {},
-        [](int milliseconds) {
-            std::printf(" %s %d m_i32ChannelCount:%d delay:%d ms\n", "ZelGetDvbChannelList", 2761,
-                        m_i32ChannelCount.load(), milliseconds);
-        },
-        [&] { return ReferenceChannelFound(tunerUuid); }, [](int) {});
+    constexpr char kName[] = "ZelGetDvbChannelList";
+    TableRead read({kName, __LINE__}, zel::key::kServiceList);
+    if (read.Begin(ChannelSelection(tunerUuid)) == nullptr) {
+        return -1;
+    }
+    const std::optional<int> counted = read.Count();
+    if (!counted) {
+        return -1;
+    }
+    std::printf(" %s %d m_i32ChannelCount:%d delay:%d ms\n", kName, zel::FixedLine(2761), m_i32ChannelCount.load(),
+                *counted);
+    if (!read.Rows([&] { return ReferenceChannelFound(tunerUuid); })) {
+        return -1;
+    }
+    read.End();
+    return 0;
 }

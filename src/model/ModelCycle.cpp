@@ -24,7 +24,7 @@ ModelSession::ModelSession(const CallSite& site) {
     }
     const std::int32_t found =
         frame::Process::getInstance()->getInterfaceReference(m_interface, key::kRootInterface);
-    if (found != 0) {
+    if (found != 0 || m_interface == nullptr) {
         LogInterfaceFailed(site.operation, site.line, found);
         return;
     }
@@ -32,6 +32,19 @@ ModelSession::ModelSession(const CallSite& site) {
     if (m_root == nullptr) {
         LogPrint("pRootInterface is NULL\n");
     }
+}
+
+vumodelapi::ArgumentList BuildArguments(const char* slot0, const char* slot1, const char* slot2, const char* slot3,
+                                        const char* slot4) {
+    vumodelapi::ArgumentList arguments;
+    std::uint8_t position = 0;
+    for (const char* slot : {slot0, slot1, slot2, slot3, slot4}) {
+        if (slot != nullptr) {
+            arguments.push_back({0, position, 0, slot});
+        }
+        ++position;
+    }
+    return arguments;
 }
 
 std::int32_t InvokeAction(const CallSite& site, const std::string& key, vumodelapi::ObserverAction& observer,

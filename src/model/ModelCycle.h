@@ -36,6 +36,12 @@ class ModelSession {
     vumodelapi::RootInterface* m_root = nullptr;
 };
 
+// Takes one element for each slot that is not null, in slot order: a copy of the text at the slot's own position,
+// 0 to 4. A null slot leaves a gap, the later ones are not moved up.
+vumodelapi::ArgumentList BuildArguments(const char* slot0, const char* slot1 = nullptr,
+                                        const char* slot2 = nullptr, const char* slot3 = nullptr,
+                                        const char* slot4 = nullptr);
+
 // What the failure lines of one operation begin with; ", ret = %d\n" with the status follows.
 struct CycleTexts {
     const char* connectFailed;  // null: the interface-reference text with the operation's name and line
@@ -55,7 +61,8 @@ void LogInterfaceFailed(const char* operation, int line, std::int32_t status);
 // Logs `text` with the status, or the interface-reference text when there is none.
 void LogCycleFailure(const char* text, const char* operation, int line, std::int32_t status);
 
-// Runs the cycle on `key` with `observer`: `operate(handle)` returns a status. `settle()` runs between a
+// Runs the cycle on `key` with `observer`: `operate(handle)` returns a status. A connect that yields no handle has
+// failed. `settle()` runs between a
 // successful operation and the disconnect. Returns 0, or -1 after the failure was logged; a failed operation is
 // followed by neither settle nor disconnect.
 template <typename Handle, typename Observer, typename Operate, typename Settle>
@@ -67,7 +74,7 @@ std::int32_t RunModelCycle(const char* operation, const CycleLines& lines, const
     }
     Handle* handle = nullptr;
     std::int32_t status = session.Root()->connect(key, &observer, handle);
-    if (status != 0) {
+    if (status != 0 || handle == nullptr) {
         LogCycleFailure(texts.connectFailed, operation, lines.connect, status);
         return -1;
     }

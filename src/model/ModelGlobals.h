@@ -3,10 +3,12 @@
 #ifndef ZELFAC_MODEL_MODELGLOBALS_H
 #define ZELFAC_MODEL_MODELGLOBALS_H
 
+#include <array>
 #include <atomic>
 #include <boost/shared_ptr.hpp>
 #include <cstdint>
 
+#include "log/FixedLine.h"
 #include "text/SharedText.h"
 #include "vumodelapi/RootInterface.h"
 
@@ -18,13 +20,46 @@ extern std::atomic<bool> m_bGeTunerUuidFinish;       // favourite-list rows are 
 extern zel::SharedText dst_ATV_tuner_uuid;    // analogue tuner
 extern zel::SharedText dst_DTV_tuner_uuid;    // terrestrial and cable tuner
 extern zel::SharedText dst_DTVS2_tuner_uuid;  // satellite tuner
-extern zel::SharedText m_strAtvUuid;          // reference channel of each tuner
+extern zel::SharedText m_strAtvUuid;          // reference channel of each
 extern zel::SharedText m_strDtvUuid;
 extern zel::SharedText m_strDtvS2Uuid;
 extern zel::SharedText m_strAtvNum;  // channel numbers of the reference channels; nothing fills them
 extern zel::SharedText m_strDtvNum;
 
-// The table iterator created last. Touched by the thread that runs the table reads only.
-extern boost::shared_ptr<vumodelapi::TableIterator> ptrFavListTabLelterator;
+namespace zel {
+
+// One of the set's tuners: what is learnt of it, and how its rows are told apart.
+struct Tuner {
+    SharedText& uuid;         // the tuner's identity
+    SharedText& channelUuid;  // its reference channel
+    const char* uuidName;     // what the trace calls the two
+    const char* channelUuidName;
+    const char* name;     // in the favourite list
+    bool nameGoesOn;      // the name is followed by the satellite's position
+    const char* channel;  // part of the reference channel's tuning data: the factory signal fixes its place
+    int presetStep;       // of the failure line when its channels cannot be read
+};
+
+inline constexpr Tuner kAnalogueTuner = {dst_ATV_tuner_uuid, m_strAtvUuid, "dst_ATV_tuner_uuid", "m_strAtvUuid",
+                                         "Analog",           false,        "frequency=60000",    FixedLine(2312)};
+inline constexpr Tuner kTerrestrialCableTuner = {dst_DTV_tuner_uuid, m_strDtvUuid,   "dst_DTV_tuner_uuid",
+                                                 "m_strDtvUuid",     "Antenna",      false,
+                                                 "frequency=666000", FixedLine(2322)};
+inline constexpr Tuner kSatelliteTuner = {dst_DTVS2_tuner_uuid, m_strDtvS2Uuid, "dst_DTVS2_tuner_uuid",
+                                          "m_strDtvS2Uuid",     "Astra",        true,
+                                          "symbolrate=27500",   FixedLine(2332)};
+
+// In the order in which they are looked for and asked for.
+inline constexpr std::array<const Tuner*, 3> kTuners = {&kAnalogueTuner, &kTerrestrialCableTuner,
+                                                        &kSatelliteTuner};
+
+// Whether the identities of all three are known.
+bool AllTunersKnown();
+
+}  // namespace zel
+
+// The tuner list's iterator of the last ZelGetDvbUuid. Touched by the thread that runs the table reads only. Never
+// destroyed: its destruction is the model library's, which is not called any more once main has ended.
+extern boost::shared_ptr<vumodelapi::TableIterator>& ptrFavListTabLelterator;
 
 #endif

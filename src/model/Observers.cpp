@@ -70,5 +70,5 @@ void SetCIKeyActionObserver::notifyExecutionResult(const vumodelapi::ArgumentLis
 }
 
 void SetCIKeyActionObserver::notifyExecutionError(std::int32_t) {
-    std::printf(" %s %d\n", "notifyExecutionError", 602);
+    std::printf(" %s %d\n", "notifyExecutionError", zel::FixedLine(602));
 }

@@ -1,4 +1,3 @@
-#include "model/Arguments.h"
 #include "model/ModelClient.h"
 #include "model/ModelCycle.h"
 #include "model/ModelKeys.h"

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 
+#include "log/FixedLine.h"
 #include "vumodelapi/Observers.h"
 
 // The service list's changes.
@@ -21,8 +22,30 @@ class FavlistObserverTableImpl : public vumodelapi::ObserverTable {
     void notifyUpdate(std::int32_t update) override;
 };
 
-// Reading the service list: a trace, and the row count in m_i32ChannelCount.
-class ChannelObserverTableIteratorImpl : public vumodelapi::ObserverTableIterator {
+namespace zel {
+
+// The number of each notification's line in the trace.
+struct IteratorLines {
+    int commit;
+    int totalCount;
+    int seekToRow;
+    int seekToContent;
+    int cursorPosition;
+    int readRow;
+    int iteratorReady;
+    int update;
+};
+
+inline constexpr IteratorLines kServiceListLines = {FixedLine(191), FixedLine(201), FixedLine(211),
+                                                    FixedLine(221), FixedLine(231), FixedLine(244),
+                                                    FixedLine(314), FixedLine(324)};
+inline constexpr IteratorLines kFavouriteListLines = {FixedLine(379), FixedLine(389), FixedLine(399),
+                                                      FixedLine(409), FixedLine(419), FixedLine(432),
+                                                      FixedLine(516), FixedLine(526)};
+
+// What reading any table leaves behind: a trace, and the row count in m_i32ChannelCount.
+template <const IteratorLines& lines>
+class TracedTableIterator : public vumodelapi::ObserverTableIterator {
   public:
     void notifyConnectionState(std::int32_t) override {}
     void notifyCommit(std::int32_t result) override;
@@ -31,26 +54,25 @@ class ChannelObserverTableIteratorImpl : public vumodelapi::ObserverTableIterato
     void notifySeekToContent(std::int32_t result) override;
     void notifyCursorPosition(std::int32_t result) override;
     void notifyReadRow() override;
-    void notifyReadRowChunk(const vumodelapi::TableRowChunk& rows) override;
     void notifyIteratorReady() override;
     void notifyUpdate(std::int32_t update) override;
 };
 
-// Reading the favourite list, and the service list where its channels are looked for: the row count in
-// m_i32ChannelCount, and from the rows the tuner identities (while m_bGeTunerUuidFinish is false) or the
-// reference channels (while it is true). The last matching row wins.
-class FavlistObserverTableIteratorImpl : public vumodelapi::ObserverTableIterator {
+}  // namespace zel
+
+// Reading the service list: the trace alone.
+class ChannelObserverTableIteratorImpl : public zel::TracedTableIterator<zel::kServiceListLines> {
   public:
-    void notifyConnectionState(std::int32_t) override {}
-    void notifyCommit(std::int32_t result) override;
-    void notifyTotalCount(std::int32_t count) override;
-    void notifySeekToRow(std::int32_t result) override;
-    void notifySeekToContent(std::int32_t result) override;
-    void notifyCursorPosition(std::int32_t result) override;
+    void notifyReadRowChunk(const vumodelapi::TableRowChunk& rows) override;
+};
+
+// Reading the favourite list, and the service list where its channels are looked for: from the rows the tuner
+// identities (while m_bGeTunerUuidFinish is false) or the reference channels (while it is true). The last matching
+// row wins.
+class FavlistObserverTableIteratorImpl : public zel::TracedTableIterator<zel::kFavouriteListLines> {
+  public:
     void notifyReadRow() override;
     void notifyReadRowChunk(const vumodelapi::TableRowChunk& rows) override;
-    void notifyIteratorReady() override;
-    void notifyUpdate(std::int32_t update) override;
 };
 
 #endif

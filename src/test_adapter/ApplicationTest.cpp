@@ -3,6 +3,7 @@
 #include "UartManager/UartManager.h"
 #include "commands/ReportedKeys.h"
 #include "flashenv/FlashEnv.h"
+#include "log/FixedLine.h"
 #include "log/LogPrint.h"
 #include "model/ModelKeys.h"
 #include "os/Storage.h"
@@ -19,9 +20,9 @@ constexpr std::int32_t kSecondConfirmedKey = 106;
 void LeaveModeAndRestart(UartManager& manager) {
     FlashEnv::instance().setEnv("ZelFacMode", "0");
     manager.SetRunMode(zel::RunMode::None);
-    zel::PrintIfFailed(manager.ZelSetValue(zel::key::kLedFlicker, 0), "onKeyEvent", 213);
+    zel::PrintIfFailed(manager.ZelSetValue(zel::key::kLedFlicker, 0), "onKeyEvent", zel::FixedLine(213));
     zel::SyncStorage();
-    zel::PrintIfFailed(manager.ZelSetAction(zel::key::kReboot), "onKeyEvent", 221);
+    zel::PrintIfFailed(manager.ZelSetAction(zel::key::kReboot), "onKeyEvent", zel::FixedLine(221));
 }
 
 }  // namespace

@@ -15,11 +15,11 @@ namespace {
 std::mutex s_canvasMutex;
 zel::Canvas* s_canvas = nullptr;
 
-// `format` takes the process id and the three texts.
-std::string RequestLine(const char* format, const char* s_ack, const char* s_name, const char* s_comment) {
+std::string RequestLine(const char* callback, const char* s_ack, const char* s_name, const char* s_comment) {
     const auto orNull = [](const char* text) { return text == nullptr ? "NULL" : text; };
     char line[128] = {};
-    std::snprintf(line, sizeof line, format, getpid(), orNull(s_ack), orNull(s_name), orNull(s_comment));
+    std::snprintf(line, sizeof line, "[APP-DEMO][%d][%s]s_ack:%s,s_name:%s,s_comment:%s\r\n", getpid(), callback,
+                  orNull(s_ack), orNull(s_name), orNull(s_comment));
     return line;
 }
 
@@ -40,8 +40,7 @@ void ShowLine(const std::string& line) {
 }  // namespace
 
 void onResume_zel(const char* s_ack, const char* s_name, const char* s_comment) {
-    const std::string line =
-        RequestLine("[APP-DEMO][%d][onResume_zel]s_ack:%s,s_name:%s,s_comment:%s\r\n", s_ack, s_name, s_comment);
+    const std::string line = RequestLine("onResume_zel", s_ack, s_name, s_comment);
     PrintNow(line);
     AmClientReportResumed(s_ack, g_am_client.name);
     if (s_comment != nullptr) {
@@ -51,8 +50,7 @@ void onResume_zel(const char* s_ack, const char* s_name, const char* s_comment) 
 }
 
 void onPause(const char* s_ack, const char* s_name, const char* s_comment) {
-    const std::string line =
-        RequestLine("[APP-DEMO][%d][onPause]s_ack:%s,s_name:%s,s_comment:%s\r\n", s_ack, s_name, s_comment);
+    const std::string line = RequestLine("onPause", s_ack, s_name, s_comment);
     AmClientReportPaused(s_ack, g_am_client.name);
     if (s_comment != nullptr) {
         PrintNow("on pause error\n");
@@ -62,8 +60,7 @@ void onPause(const char* s_ack, const char* s_name, const char* s_comment) {
 }
 
 void onStop(const char* s_ack, const char* s_name, const char* s_comment) {
-    const std::string line =
-        RequestLine("[APP-DEMO][%d][onStop]s_ack:%s,s_name:%s,s_comment:%s\r\n", s_ack, s_name, s_comment);
+    const std::string line = RequestLine("onStop", s_ack, s_name, s_comment);
     if (s_comment != nullptr) {
         PrintNow("on stop error\n");
     }
@@ -76,8 +73,7 @@ void onStop(const char* s_ack, const char* s_name, const char* s_comment) {
 }
 
 void recvCmd(const char* s_ack, const char* s_name, const char* s_comment) {
-    const std::string line =
-        RequestLine("[APP-DEMO][%d][recvCmd]s_ack:%s,s_name:%s,s_comment:%s\r\n", s_ack, s_name, s_comment);
+    const std::string line = RequestLine("recvCmd", s_ack, s_name, s_comment);
     ShowLine(line);
     PrintNow(line);
 }

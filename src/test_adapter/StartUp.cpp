@@ -9,6 +9,7 @@
 #include "csp/Csp.h"
 #include "factory_aux/FactoryAux.h"
 #include "flashenv/FlashEnv.h"
+#include "log/FixedLine.h"
 #include "log/LogPrint.h"
 #include "os/Storage.h"
 #include "qx/AppManagerClientAdapter.h"
@@ -30,7 +31,7 @@ void InitFactoryAux() {
 bool Register(UartManager& manager, boost::shared_ptr<ApplicationTest>& application) {
     using qx::apmclient::AppManagerClientAdapter;
     std::puts("=========setRpcEnv=========");
-    PrintIfFailed(AppManagerClientAdapter::setRpcEnv(), "main", 455);
+    PrintIfFailed(AppManagerClientAdapter::setRpcEnv(), "main", FixedLine(455));
     application.reset(new ApplicationTest);
     AppManagerClientAdapter* const adapter = AppManagerClientAdapter::getInstance();
     s_appManagerClientAdapter = adapter;
@@ -50,7 +51,7 @@ bool Register(UartManager& manager, boost::shared_ptr<ApplicationTest>& applicat
 }
 
 void BeginWork(UartManager& manager) {
-    PrintIfFailed(FlashEnv::instance().setEnv("UARTOnOff", "on"), "main", 618);
+    PrintIfFailed(FlashEnv::instance().setEnv("UARTOnOff", "on"), "main", FixedLine(618));
     SyncStorage();
     if (manager.IsAgingMode()) {
         manager.ZelBurnModeBeforSetDefaultSetting();

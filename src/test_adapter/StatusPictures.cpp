@@ -16,10 +16,9 @@ constexpr Color kNothing{0, 0, 0, 0};  // lets the television's picture through
 constexpr std::int32_t kTextColumn = 1;
 constexpr std::int32_t kManagerRow = 5;
 
-// `format` takes the text.
-std::string Filled(const char* format, const std::string& text) {
+std::string Labelled(const char* label, const std::string& text) {
     char line[kScreenTextLimit + 1] = {};
-    std::snprintf(line, sizeof line, format, text.c_str());
+    std::snprintf(line, sizeof line, "%s%s", label, text.c_str());
     return line;
 }
 
@@ -50,22 +49,22 @@ Picture FirstPicture(RunMode mode, const std::string& pcbSn, const std::string& 
 }
 
 Picture FactoryPicture(const std::string& pcbSn, const std::string& testResult) {
-    return TwoLines(Filled("PCB SN     : %s", pcbSn), Filled("Test Result: %s", testResult), kWhite);
+    return TwoLines(Labelled("PCB SN     : ", pcbSn), Labelled("Test Result: ", testResult), kWhite);
 }
 
 Picture UsbPicture(std::int32_t status, const std::string& message) {
     constexpr const char* kCheckFiles = "Please check the files of the USB";
     switch (status) {
         case 0:
-            return TwoLines(Filled("Update NG,%s", message), kCheckFiles, kRed);
+            return TwoLines(Labelled("Update NG,", message), kCheckFiles, kRed);
         case 1:
             return TwoLines("Update Config OK", "Please unplug the USB and reboot to take effect", kGreen);
         case 2:
-            return TwoLines(Filled("Update NG:%s", message), kCheckFiles, kRed);
+            return TwoLines(Labelled("Update NG:", message), kCheckFiles, kRed);
         case 3:
             return TwoLines("Copy Config OK", "Please unplug the USB and reboot", kGreen);
         case 4:
-            return TwoLines(Filled("Copy NG:%s", message), "Please check the config of the TV", kRed);
+            return TwoLines(Labelled("Copy NG:", message), "Please check the config of the TV", kRed);
         default:
             return TwoLines("Update NG", kCheckFiles, kRed);
     }

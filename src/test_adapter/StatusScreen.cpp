@@ -2,6 +2,8 @@
 
 #include <cstdio>
 
+#include "log/FixedLine.h"
+
 namespace {
 
 constexpr const char* kFontPath = "/config/font/DejaVuSans.ttf";
@@ -30,9 +32,9 @@ void SetColor(IDirectFBSurface* surface, zel::Color color) {
 }  // namespace
 
 StatusScreen::StatusScreen(int* argc, char*** argv) {
-    Check(DirectFBInit(argc, argv), 521, "DirectFBInit( &argc, &argv )");
-    Check(DirectFBCreate(&dfb), 522, "DirectFBCreate( &dfb )");
-    Check(dfb->GetDisplayLayer(dfb, DLID_PRIMARY, &layer), 527,
+    Check(DirectFBInit(argc, argv), zel::FixedLine(521), "DirectFBInit( &argc, &argv )");
+    Check(DirectFBCreate(&dfb), zel::FixedLine(522), "DirectFBCreate( &dfb )");
+    Check(dfb->GetDisplayLayer(dfb, DLID_PRIMARY, &layer), zel::FixedLine(527),
           "dfb->GetDisplayLayer( dfb, DLID_PRIMARY, &layer )");
     layer->SetCooperativeLevel(layer, DLSCL_ADMINISTRATIVE);
     layer->GetConfiguration(layer, &layer_config);
@@ -54,7 +56,7 @@ void StatusScreen::CreateFont() {
     DFBFontDescription desc{};
     desc.flags = DFDESC_HEIGHT;
     desc.height = layer_config.width / kFontsPerWidth;
-    Check(dfb->CreateFont(dfb, kFontPath, &desc, &font), 542,
+    Check(dfb->CreateFont(dfb, kFontPath, &desc, &font), zel::FixedLine(542),
           "dfb->CreateFont( dfb, \"/config/font/DejaVuSans.ttf\", &desc, &font )");
     font->GetHeight(font, &fontheight);
 }
@@ -68,11 +70,13 @@ void StatusScreen::CreateWindow() {
     desc.width = static_cast<unsigned>(layer_config.width);
     desc.height = static_cast<unsigned>(layer_config.height);
     desc.caps = DWCAPS_ALPHACHANNEL;
-    Check(layer->CreateWindow(layer, &desc, &win), 559, "layer->CreateWindow( layer, &desc, &win )");
+    Check(layer->CreateWindow(layer, &desc, &win), zel::FixedLine(559),
+          "layer->CreateWindow( layer, &desc, &win )");
     win->GetSurface(win, &surf);
     // Global: a buffer that is not hears nothing without a focused primary surface, and there is none here.
     dfb->CreateInputEventBuffer(dfb, DICAPS_ALL, DFB_TRUE, &m_events);
-    Check(surf != nullptr ? surf->SetFont(surf, font) : DFB_FAILURE, 567, "surf->SetFont( surf, font )");
+    Check(surf != nullptr ? surf->SetFont(surf, font) : DFB_FAILURE, zel::FixedLine(567),
+          "surf->SetFont( surf, font )");
 }
 
 void StatusScreen::Show(const zel::Picture& picture) {

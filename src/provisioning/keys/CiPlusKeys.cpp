@@ -3,7 +3,6 @@
 #include <string>
 
 #include "UartManager/UartManager.h"
-#include "model/Arguments.h"
 #include "model/ModelCycle.h"
 #include "model/ModelKeys.h"
 #include "model/Observers.h"

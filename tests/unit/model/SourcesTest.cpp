@@ -1,7 +1,7 @@
 #include <regex>
 
-#include "model/Arguments.h"
 #include "model/ModelClient.h"
+#include "model/ModelCycle.h"
 #include "scripted/Script.h"
 #include "vumodelapi/Observers.h"
 
