@@ -8,11 +8,12 @@
 #include <string>
 #include <vector>
 
-#include "simset/board/Agent.h"
-#include "simset/board/Board.h"
-#include "simset/board/ControlServer.h"
-#include "simset/board/Errors.h"
-#include "simset/board/RunOptions.h"
+#include "simset/base/Errors.h"
+#include "simset/board/host/Board.h"
+#include "simset/board/host/RunOptions.h"
+#include "simset/board/inside/Agent.h"
+#include "simset/board/inside/Protocol.h"
+#include "simset/control/ControlSocket.h"
 #include "simset/stick/StickCommand.h"
 
 namespace {
@@ -29,32 +30,6 @@ DIR/line links to the serial line; DIR/app.out and DIR/app.err hold what the app
 Exit status: the application's own, 128 + N when signal N ended it (137 after a power cut), 0 after
 SIGINT or SIGTERM; 2 unusable arguments, state in use, no application; 3 namespaces not allowed;
 4 state folder or its database unusable (full disk); 5 no panel; 6 the set could not be built.)";
-
-constexpr const char* kVerbs = R"(
-Verbs:
-  model get KEY                       a model value as JSON (a plain text as it is)
-  model set KEY JSON                  change it and notify observers
-  model fail KEY STEP STATUS [--times N]
-                                      STEP proxy|interface|root|connect|operate|count|rows; 0 ends it
-  flash get NAME | set NAME TEXT | fail NAME STATUS
-  meta get ITEM | set ITEM VALUE | fail ITEM STATUS
-  keys list | fail KEY write|check STATUS
-  behave NAME on|off|MS               factory-ready, preset, bluetooth, wifi, wired, supervisor
-                                      (supervisor also: wrong)
-  press CODE                          the application manager delivers a key event
-  am LINE                             a line on the application's standard input
-  am --raw TEXT | --file FILE | --eof bytes without a line end; a file's bytes; end of input
-  am --pause-output | --resume-output the manager stops reading the application's output
-  usb plug DIR [--name NAME] [--read-only] | unplug NAME | read NAME DIR
-  cat PATH | put FILE PATH | rm PATH | ls PATH | mounts
-  screenshot FILE.png
-  line [--baud N] [--drop P] [--flip P] [--delay MS] [--seed N]
-                                      without options: settings and counters as JSON
-  trace [--clear]                     what happened, as JSON lines
-  power-cut [--after N] | reboot      N: at the Nth step from now, a step being a shell command (not begun),
-                                      a mount, a write (done) or a sync (nothing saved); 0 takes it back
-
-Exit status: 0, or 1 with a message on standard error.)";
 
 int RunSet(const simset::RunOptions& options) {
     try {
@@ -79,22 +54,17 @@ int RunControl(const std::string& state, const std::vector<std::string>& verb) {
         if (verb.empty()) {
             throw std::runtime_error("a verb is missing; simset ctl --help lists them");
         }
-        const simset::Fd folder(::open(state.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        const simset::Descriptor folder(::open(state.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
         if (!folder) {
             throw simset::SystemError(state);
         }
         // By descriptor, since a socket's address has no room for a long path.
         const std::string path = "/proc/self/fd/" + std::to_string(folder.Get()) + "/control";
-        const simset::ControlReply reply =
-            simset::CallControl(path, std::filesystem::current_path().string(), verb);
-        if (std::fwrite(reply.out.data(), 1, reply.out.size(), stdout) != reply.out.size() ||
-            std::fflush(stdout) != 0) {
+        const std::string out = simset::CallControl(path, std::filesystem::current_path().string(), verb);
+        if (std::fwrite(out.data(), 1, out.size(), stdout) != out.size() || std::fflush(stdout) != 0) {
             throw simset::SystemError("standard output");
         }
-        if (reply.ok) {
-            return 0;
-        }
-        std::fprintf(stderr, "simset: %s\n", reply.error.c_str());
+        return 0;
     } catch (const simset::NoSetError&) {
         std::fprintf(stderr, "simset: no set runs on %s; start one with: simset run --state %s\n", state.c_str(),
                      state.c_str());
@@ -122,7 +92,8 @@ int main(int argc, char** argv) {
     CLI::App* control = app.add_subcommand("ctl", "Look into a running set, and change it");
     control->add_option("--state", state, "State folder of the running set")->required()->type_name("DIR");
     control->prefix_command();
-    control->footer(kVerbs);
+    control->footer("\nVerbs:\n" + simset::HelpText(simset::Board::AllVerbs()) +
+                    "\nExit status: 0, or 1 with a message on standard error.");
 
     simset::stick::StickOptions stickOptions;
     CLI::App* stick =

@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "qx/AppManagerClientAdapter.h"
-#include "simset/core/Status.h"
+#include "simset/base/Status.h"
 #include "simset/platform/Client.h"
 
 namespace qx {

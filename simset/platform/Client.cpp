@@ -13,7 +13,8 @@
 #include <utility>
 #include <vector>
 
-#include "simset/core/Status.h"
+#include "simset/base/Status.h"
+#include "simset/base/UnixServer.h"
 #include "simset/wire/Wire.h"
 
 namespace simset {
@@ -28,12 +29,8 @@ constexpr std::size_t kMaxFile = 16U << 20U;
 
 LineSocket Connect() {
     const char* const path = std::getenv(kSocketVariable);
-    const auto address = MakeUnixAddress(path == nullptr ? "" : path);
-    if (!address) {
-        return {};
-    }
-    UniqueFd fd(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    if (!fd || ::connect(fd.Get(), reinterpret_cast<const sockaddr*>(&address->address), address->length) != 0) {
+    Descriptor fd = ConnectTo(path == nullptr ? "" : path);
+    if (!fd) {
         return {};
     }
     const timeval limit{kAnswerSeconds, 0};

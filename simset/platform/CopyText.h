@@ -9,7 +9,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "simset/core/Status.h"
+#include "simset/base/Status.h"
 
 namespace simset {
 

@@ -1,7 +1,7 @@
 #include <utility>
 
 #include "factory_aux/FactoryAux.h"
-#include "simset/core/Status.h"
+#include "simset/base/Status.h"
 #include "simset/platform/Client.h"
 #include "simset/platform/CopyText.h"
 

@@ -3,7 +3,7 @@
 #include <mutex>
 
 #include "frame/Process.h"
-#include "simset/core/Status.h"
+#include "simset/base/Status.h"
 #include "simset/platform/ModelMember.h"
 
 namespace frame {

@@ -4,7 +4,7 @@
 #include <mutex>
 #include <utility>
 
-#include "simset/core/Status.h"
+#include "simset/base/Status.h"
 #include "simset/platform/Client.h"
 #include "simset/platform/Deliveries.h"
 #include "simset/platform/ModelMember.h"
@@ -77,14 +77,14 @@ class Connection {
         return {{"op", operation}, {"client", m_client}, {"conn", m_number}};
     }
 
-    std::int32_t Set(json value) const {
+    std::int32_t Write(json value) const {
         json request = Request("set");
         request["value"] = std::move(value);
         return AskStatus(request);
     }
 
     template <typename Value>
-    std::int32_t Get(Value& value) const {
+    std::int32_t Read(Value& value) const {
         const json reply = Ask(Request("get"));
         const auto status = reply["status"].get<std::int32_t>();
         if (status != kOk) {
@@ -112,10 +112,10 @@ class IntegerHandle : public Connection, public vumodelapi::NumericInteger {
     static void Deliver(vumodelapi::ObserverNumericInteger& observer, const json& event) {
         observer.notifyInteger(event.at("value").get<std::int32_t>());
     }
-    std::int32_t setValue(std::int32_t value) override { return Set(value); }
+    std::int32_t setValue(std::int32_t value) override { return Write(value); }
     std::int32_t getValue() override {
         std::int32_t value = 0;
-        Get(value);
+        Read(value);
         return value;
     }
 };
@@ -128,8 +128,8 @@ class TextHandle : public Connection, public vumodelapi::String {
     static void Deliver(vumodelapi::ObserverString& observer, const json& event) {
         observer.notifyString(event.at("value").get_ref<const std::string&>().c_str());
     }
-    std::int32_t setValue(const std::string& text) override { return Set(text); }
-    void getValue(std::string& text) override { Get(text); }
+    std::int32_t setValue(const std::string& text) override { return Write(text); }
+    void getValue(std::string& text) override { Read(text); }
 };
 
 class IntegersHandle : public Connection, public vumodelapi::VectorNumericInteger {
@@ -145,9 +145,9 @@ class IntegersHandle : public Connection, public vumodelapi::VectorNumericIntege
         for (const auto& [index, value] : elements) {
             pairs.push_back(json::array({index, value}));
         }
-        return Set(std::move(pairs));
+        return Write(std::move(pairs));
     }
-    std::int32_t getValue(std::vector<std::int32_t>& values) override { return Get(values); }
+    std::int32_t getValue(std::vector<std::int32_t>& values) override { return Read(values); }
 };
 
 class TextsHandle : public Connection, public vumodelapi::VectorString {
@@ -158,7 +158,7 @@ class TextsHandle : public Connection, public vumodelapi::VectorString {
     static void Deliver(vumodelapi::ObserverVectorString& observer, const json& event) {
         observer.notifyStringVector(event.at("value").get<std::vector<std::string>>());
     }
-    std::int32_t getValue(std::vector<std::string>& texts) override { return Get(texts); }
+    std::int32_t getValue(std::vector<std::string>& texts) override { return Read(texts); }
 };
 
 class ActionHandle : public Connection, public vumodelapi::Action {

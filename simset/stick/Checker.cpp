@@ -77,17 +77,17 @@ class Checker {
     }
 
   private:
-    /// What an entry is worth.
+    // What an entry is worth.
     struct Content {
-        bool taken = false;      ///< whether a set takes it without an error
-        std::uint64_t sets = 0;  ///< how many sets it serves; not told of a configuration, which serves any number
+        bool taken = false;      // whether a set takes it without an error
+        std::uint64_t sets = 0;  // how many sets it serves; not told of a configuration, which serves any number
     };
 
     void Add(Level level, const fs::path& path, const std::string& text) {
         m_report.findings.push_back({level, Printable(path.string()), text});
     }
-    void Problem(const fs::path& path, const std::string& text) { Add(Level::kProblem, path, text); }
-    void Note(const fs::path& path, const std::string& text) { Add(Level::kNote, path, text); }
+    void Problem(const fs::path& path, const std::string& text) { Add(Level::Problem, path, text); }
+    void Note(const fs::path& path, const std::string& text) { Add(Level::Note, path, text); }
     void Step(const std::string& text) { m_report.expected.steps.push_back(text); }
 
     bool HasEntry(const std::string& needle) const {
@@ -114,7 +114,7 @@ class Checker {
         }
     }
 
-    /// Reports an entry of the root that may be meant to have this name.
+    // Reports an entry of the root that may be meant to have this name.
     bool FindSlip(const std::string& expected) {
         for (const std::string& name : m_entries) {
             if (name != kCustomerFolder && name != kExportFolder && IsNearlyFolder(name, expected)) {
@@ -125,7 +125,7 @@ class Checker {
         return false;
     }
 
-    /// Reports a file that belongs to an item into whose folder it was not put.
+    // Reports a file that belongs to an item into whose folder it was not put.
     bool FindStray(const fs::path& folder, const std::string& name, const Item* here) {
         const Item* owner = nullptr;
         for (const Item& item : kItems) {
@@ -225,7 +225,7 @@ class Checker {
             contents.push_back(CheckContent(item, folder / name));
         }
         if (names.size() > 1) {
-            if (item.kind == ItemKind::kKey) {
+            if (item.kind == ItemKind::Key) {
                 Note(folder, fmt::format("{} files: one for each set, in the stick's own order", names.size()));
             } else {
                 Problem(folder, fmt::format("{} entries contain {}: which one a set takes is chance", names.size(),
@@ -233,7 +233,7 @@ class Checker {
             }
         }
         Expect(item, folder / names.front(), contents.front().taken);
-        if (item.kind != ItemKind::kConfiguration) {
+        if (item.kind != ItemKind::Configuration) {
             const std::uint64_t sets =
                 std::accumulate(contents.begin(), contents.end(), std::uint64_t{0},
                                 [](std::uint64_t sum, const Content& content) { return sum + content.sets; });
@@ -263,10 +263,10 @@ class Checker {
             Problem(path, "is empty");
             return {};
         }
-        if (item.kind == ItemKind::kKey) {
+        if (item.kind == ItemKind::Key) {
             return {true, 1};
         }
-        if (item.kind == ItemKind::kConfiguration) {
+        if (item.kind == ItemKind::Configuration) {
             const ConfigurationFile file = ReadConfigurationFile(content);
             for (const std::string& text : file.problems) {
                 Problem(path, text);
@@ -291,11 +291,11 @@ class Checker {
 
     void Expect(const Item& item, const fs::path& path, bool good) {
         // A protected range file cannot be moved on to the next address.
-        const bool taken = good && !(m_writeProtected && item.kind == ItemKind::kMacRange);
+        const bool taken = good && !(m_writeProtected && item.kind == ItemKind::MacRange);
         if (taken) {
             m_succeeded = true;
             Step(fmt::format("take the {} from {}{}", item.title, Printable(path.string()),
-                             item.kind == ItemKind::kKey ? " and remove the file" : ""));
+                             item.kind == ItemKind::Key ? " and remove the file" : ""));
         } else {
             m_failed = true;
             m_report.expected.message += item.errorWord;
@@ -360,7 +360,7 @@ class Checker {
 
 bool Report::Usable() const {
     return std::none_of(findings.begin(), findings.end(),
-                        [](const Finding& finding) { return finding.level == Level::kProblem; });
+                        [](const Finding& finding) { return finding.level == Level::Problem; });
 }
 
 Report CheckStick(const std::string& folder) {

@@ -22,7 +22,7 @@ bool IsAlphanumeric(char c) {
     return std::isalnum(static_cast<unsigned char>(c)) != 0;
 }
 
-/// An address of six pairs of hexadecimal digits with one other character between them.
+// An address of six pairs of hexadecimal digits with one other character between them.
 std::optional<std::uint64_t> ParseAddress(const std::string& text) {
     std::uint64_t value = 0;
     if (text.size() != kAddressLength) {
@@ -61,7 +61,7 @@ std::vector<std::string> Lines(const std::string& content) {
     return lines;
 }
 
-/// Whether a set skips the line.
+// Whether a set skips the line.
 bool IsEmptyLine(const std::string& line) {
     return line.empty() || line[0] == ' ' || line[0] == '\t' || line[0] == '\r' || line[0] == '\0';
 }

@@ -29,7 +29,7 @@ void Write(const fs::path& path, const std::string& content) {
     }
 }
 
-/// Bytes that say what they are and differ from file to file.
+// Bytes that say what they are and differ from file to file.
 std::string SampleKey(const Item& item, unsigned number) {
     std::string bytes = fmt::format("SAMPLE {} {:04}\n", item.title, number);
     std::uint32_t value = number;
@@ -57,15 +57,15 @@ void MakeStick(const std::string& folder, const Sample& sample) {
     for (const Item& item : kItems) {
         const fs::path place = customer / item.folder;
         switch (item.kind) {
-            case ItemKind::kConfiguration:
+            case ItemKind::Configuration:
                 Write(place / item.sample, kImported);
                 break;
-            case ItemKind::kKey:
+            case ItemKind::Key:
                 for (unsigned number = 1; number <= sample.keys; ++number) {
                     Write(place / fmt::format("{}{:04}.bin", item.sample, number), SampleKey(item, number));
                 }
                 break;
-            case ItemKind::kMacRange:
+            case ItemKind::MacRange:
                 Write(place / item.sample, sample.range + "\r\n");
                 break;
         }

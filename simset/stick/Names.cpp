@@ -5,8 +5,9 @@
 #include <algorithm>
 #include <cctype>
 #include <cstring>
-#include <numeric>
 #include <vector>
+
+#include "simset/base/Similar.h"
 
 namespace simset::stick {
 namespace {
@@ -19,7 +20,7 @@ bool IsAlphanumeric(char c) {
     return std::isalnum(static_cast<unsigned char>(c)) != 0;
 }
 
-/// Letters and digits alone, in lower case.
+// Letters and digits alone, in lower case.
 std::string Core(const std::string& name) {
     std::string core;
     for (const char c : name) {
@@ -28,21 +29,6 @@ std::string Core(const std::string& name) {
         }
     }
     return core;
-}
-
-/// The edits that turn `expected` into each beginning of `text`, from the empty one on.
-std::vector<std::size_t> EditsToBeginnings(const std::string& expected, const std::string& text) {
-    std::vector<std::size_t> row(text.size() + 1);
-    std::iota(row.begin(), row.end(), std::size_t{0});
-    for (std::size_t i = 1; i <= expected.size(); ++i) {
-        std::vector<std::size_t> next{i};
-        for (std::size_t j = 1; j <= text.size(); ++j) {
-            const std::size_t replaced = row[j - 1] + (expected[i - 1] == text[j - 1] ? 0U : 1U);
-            next.push_back(std::min({replaced, row[j] + 1, next[j - 1] + 1}));
-        }
-        row = std::move(next);
-    }
-    return row;
 }
 
 std::size_t AllowedSlips(const std::string& expected) {

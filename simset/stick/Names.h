@@ -1,3 +1,4 @@
+// Names on a stick: slips of the expected ones, quoting, printing.
 #ifndef SIMSET_STICK_NAMES_H
 #define SIMSET_STICK_NAMES_H
 
@@ -5,19 +6,19 @@
 
 namespace simset::stick {
 
-/// Whether a folder's name looks like a slip of the expected one: other case or punctuation, a letter or two
-/// wrong, the end left out or something added.
+// Whether a folder's name looks like a slip of the expected one: other case or punctuation, a letter or two
+// wrong, the end left out or something added.
 bool IsNearlyFolder(const std::string& name, const std::string& expected);
 
-/// Whether a file's name, which does not contain the needle, looks as if it should.
+// Whether a file's name, which does not contain the needle, looks as if it should.
 bool IsNearlyFile(const std::string& name, const std::string& needle);
 
-/// Whether a set has to quote the name in its shell commands.
+// Whether a set has to quote the name in its shell commands.
 bool NeedsQuotes(const std::string& name);
 
-/// The name with control characters and bytes beyond ASCII written as \xNN, for people and for JSON.
+// The name with control characters and bytes beyond ASCII written as \xNN, for people and for JSON.
 std::string Printable(const std::string& name);
 
 }  // namespace simset::stick
 
-#endif  // SIMSET_STICK_NAMES_H
+#endif

@@ -19,7 +19,7 @@ constexpr const char* kCheckFooter =
     "The folder is looked at as a set would; the order of a stick's own folders may differ.";
 
 const char* Word(Finding::Level level) {
-    return level == Finding::Level::kProblem ? "problem" : "note";
+    return level == Finding::Level::Problem ? "problem" : "note";
 }
 
 void PrintJson(const std::string& folder, const Report& report) {

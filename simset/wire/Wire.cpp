@@ -1,9 +1,10 @@
 #include "simset/wire/Wire.h"
 
-#include <unistd.h>
+#include <sys/socket.h>
 
 #include <cerrno>
-#include <cstring>
+
+#include "simset/base/UnixServer.h"
 
 namespace simset {
 
@@ -140,59 +141,9 @@ std::optional<std::string> FromHex(const std::string& hex) {
     return bytes;
 }
 
-UniqueFd& UniqueFd::operator=(UniqueFd&& other) noexcept {
-    if (this != &other) {
-        if (m_fd >= 0) {
-            ::close(m_fd);
-        }
-        m_fd = other.Release();
-    }
-    return *this;
-}
-
-UniqueFd::~UniqueFd() {
-    if (m_fd >= 0) {
-        ::close(m_fd);
-    }
-}
-
-int UniqueFd::Release() {
-    const int fd = m_fd;
-    m_fd = -1;
-    return fd;
-}
-
-std::optional<UnixAddress> MakeUnixAddress(const std::string& path) {
-    UnixAddress result{};
-    if (path.empty() || path.size() >= sizeof(result.address.sun_path)) {
-        return std::nullopt;
-    }
-    result.address.sun_family = AF_UNIX;
-    std::memcpy(result.address.sun_path, path.data(), path.size());
-    std::size_t length = offsetof(sockaddr_un, sun_path) + path.size();
-    if (path.front() == '@') {
-        result.address.sun_path[0] = '\0';
-    } else {
-        ++length;
-    }
-    result.length = static_cast<socklen_t>(length);
-    return result;
-}
-
 bool LineSocket::Send(const json& message) {
     const std::string line = EncodeLine(message) + '\n';
-    std::size_t sent = 0;
-    while (sent < line.size()) {
-        const ssize_t count = ::send(m_fd.Get(), line.data() + sent, line.size() - sent, MSG_NOSIGNAL);
-        if (count < 0) {
-            if (errno == EINTR) {
-                continue;
-            }
-            return false;
-        }
-        sent += static_cast<std::size_t>(count);
-    }
-    return true;
+    return SendAll(m_fd, line.data(), line.size());
 }
 
 bool LineSocket::Receive(std::string& line) {
@@ -209,7 +160,7 @@ bool LineSocket::Receive(std::string& line) {
             return false;
         }
         char block[16384];
-        const ssize_t count = ::recv(m_fd.Get(), block, sizeof(block), 0);
+        const ssize_t count = ::recv(m_fd, block, sizeof(block), 0);
         if (count < 0 && errno == EINTR) {
             continue;
         }

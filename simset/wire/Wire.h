@@ -4,14 +4,14 @@
 #ifndef SIMSET_WIRE_WIRE_H
 #define SIMSET_WIRE_WIRE_H
 
-#include <sys/socket.h>
-#include <sys/un.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
+#include <utility>
+
+#include "simset/base/Descriptor.h"
 
 namespace simset {
 
@@ -28,39 +28,16 @@ std::string ToHex(const std::string& bytes);
 // Nothing when `hex` is not pairs of hexadecimal digits.
 std::optional<std::string> FromHex(const std::string& hex);
 
-// A file descriptor that is closed at the end.
-class UniqueFd {
-  public:
-    UniqueFd() = default;
-    explicit UniqueFd(int fd) : m_fd(fd) {}
-    UniqueFd(UniqueFd&& other) noexcept : m_fd(other.Release()) {}
-    UniqueFd& operator=(UniqueFd&& other) noexcept;
-    ~UniqueFd();
-
-    int Get() const { return m_fd; }
-    explicit operator bool() const { return m_fd >= 0; }
-    int Release();
-
-  private:
-    int m_fd = -1;
-};
-
-// The address of a Unix socket and its length; a leading '@' of `path` stands for an abstract name. Nothing when
-// `path` is empty or longer than an address holds.
-struct UnixAddress {
-    sockaddr_un address;
-    socklen_t length;
-};
-std::optional<UnixAddress> MakeUnixAddress(const std::string& path);
-
 // A stream of lines over a connected socket. One thread may send while another one receives.
 class LineSocket {
   public:
     LineSocket() = default;
-    explicit LineSocket(UniqueFd fd) : m_fd(std::move(fd)) {}
+    explicit LineSocket(Descriptor socket) : m_owned(std::move(socket)), m_fd(m_owned.Get()) {}
+    // The socket stays the caller's.
+    explicit LineSocket(int socket) : m_fd(socket) {}
 
-    explicit operator bool() const { return static_cast<bool>(m_fd); }
-    int Fd() const { return m_fd.Get(); }
+    explicit operator bool() const { return m_fd >= 0; }
+    int Fd() const { return m_fd; }
 
     // False when the other end is gone; raises no signal.
     bool Send(const nlohmann::json& message);
@@ -70,7 +47,8 @@ class LineSocket {
     bool Receive(std::string& line);
 
   private:
-    UniqueFd m_fd;
+    Descriptor m_owned;
+    int m_fd = -1;
     std::string m_received;
 };
 

@@ -1,0 +1,373 @@
+#include "simset/board/host/Board.h"
+
+#include <poll.h>
+#include <sys/signalfd.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+
+#include "simset/base/Errors.h"
+#include "simset/board/inside/SetTree.h"
+
+namespace simset {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int kStopGraceMs = 2000;  // what the application gets to end by itself
+constexpr int kSignalBase = 128;    // a shell's way to say that a signal ended a program
+constexpr const char* kDefaultApplication = "ZelFacTest_Eu4K";
+
+bool IsFile(const fs::path& path) {
+    std::error_code ignored;
+    return fs::is_regular_file(path, ignored);
+}
+
+// Blocks the signals that end simset and delivers them as data; threads made later inherit that.
+Descriptor CatchSignals() {
+    ::signal(SIGPIPE, SIG_IGN);
+    sigset_t mask;
+    ::sigemptyset(&mask);
+    for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+        ::sigaddset(&mask, number);
+    }
+    ::pthread_sigmask(SIG_BLOCK, &mask, nullptr);
+    Descriptor fd(::signalfd(-1, &mask, SFD_CLOEXEC | SFD_NONBLOCK));
+    if (!fd) {
+        throw SystemError("signalfd");
+    }
+    return fd;
+}
+
+}  // namespace
+
+Board::Files Board::FindFiles(const RunOptions& options) {
+    const fs::path self = fs::read_symlink("/proc/self/exe").parent_path();
+    Files files;
+    const fs::path application =
+        options.application.empty() ? self / kDefaultApplication : fs::absolute(options.application);
+    if (!IsFile(application) || ::access(application.c_str(), X_OK) != 0) {
+        throw RunError(kExitUsage, "there is no application to run at " + application.string() +
+                                       ": build it, or name one with --app FILE");
+    }
+    files.application = fs::canonical(application).string();
+    const fs::path ownLibraries = self.parent_path() / "lib";
+    files.shim = ownLibraries / "libsimset_shim.so";
+    files.shell = self / "simset-sh";
+    for (const std::string& file : {files.shim, files.shell}) {
+        if (!IsFile(file)) {
+            throw RunError(kExitInternal, file + " is missing: build simset again");
+        }
+    }
+    // An application from another build comes with the libraries of that build.
+    const fs::path beside = fs::path(files.application).parent_path().parent_path() / "lib";
+    files.libraries = IsFile(beside / "libsimset_shim.so") ? beside : ownLibraries;
+    return files;
+}
+
+Board::Board(const RunOptions& options)
+    : m_options(options),
+      m_signals(CatchSignals()),
+      m_files(FindFiles(options)),
+      m_state(options.state),
+      m_panel(options.panel ? std::make_unique<Panel>(*options.panel, options.ownDisplay, m_state.At("xvfb.log"))
+                            : nullptr),
+      m_middleware(m_state.Path()),
+      m_sticks(m_state.Folder()),
+      m_line(options.line) {
+    if (options.mode) {
+        m_middleware.SetFlash("ZelFacMode", *options.mode);
+    }
+    PrepareSticks();
+    m_state.LinkLine(m_line.ToolPath());
+    m_middleware.SetHooks({[this] { OnSync(); }, [this] { Ask(Wish::Reboot); }, [this] { Ask(Wish::PowerCut); },
+                           [this](const std::string& text) { Problem(text); }});
+    m_middleware.CutPowerAfter(options.powerCutAfter);
+    m_middleware.Listen(m_state.ShortPath("middleware"));
+    m_control = std::make_unique<ControlServer>(
+        m_state.ShortPath("control"),
+        [this](const std::string& folder, const Words& words) { return Control(folder, words); });
+}
+
+Board::~Board() {
+    m_control.reset();
+}
+
+void Board::PrepareSticks() {
+    if (m_options.sticks.empty()) {
+        return;
+    }
+    m_sticks.Clear();
+    for (const std::string& folder : m_options.sticks) {
+        m_sticks.Add(folder, "", false);
+    }
+}
+
+std::vector<std::string> Board::Environment() const {
+    std::vector<std::string> environment{
+        "PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin",
+        "HOME=/",
+        "LANG=C.UTF-8",
+        std::string("LD_LIBRARY_PATH=") + kInsideLibraries,
+        std::string("LD_PRELOAD=") + kInsideShim,
+        std::string("SIMSET_SOCKET=") + kInsideMiddleware,
+    };
+    if (m_panel) {
+        const PanelSize size = m_panel->Size();
+        environment.push_back("DISPLAY=" + m_panel->Display());
+        environment.push_back("DFBARGS=system=x11,mode=" + std::to_string(size.width) + "x" +
+                              std::to_string(size.height));
+    } else {
+        environment.emplace_back("DFBARGS=system=dummy,mode=1920x1080");
+    }
+    // The sanitizers' own order check objects to any other preloaded library; the shim does not mind coming first.
+    std::string asan = "ASAN_OPTIONS=verify_asan_link_order=0";
+    if (const char* given = std::getenv("ASAN_OPTIONS")) {
+        asan += std::string(":") + given;
+    }
+    environment.push_back(asan);
+    for (const char* name : {"TSAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS", "TZ"}) {
+        if (const char* value = std::getenv(name)) {
+            environment.push_back(std::string(name) + "=" + value);
+        }
+    }
+    return environment;
+}
+
+AgentConfig Board::Config() const {
+    AgentConfig config;
+    config.root = m_state.At("root");
+    config.application = m_files.application;
+    config.libraries = m_files.libraries;
+    config.shim = m_files.shim;
+    config.shell = m_files.shell;
+    config.serial = m_line.SetPath();
+    config.middleware = m_state.At("middleware");
+    config.xSocket = m_panel ? m_panel->Socket() : "";
+    config.environment = Environment();
+    config.sticks = m_sticks.Plugged();
+    return config;
+}
+
+void Board::PowerOn(bool first) {
+    if (!first) {
+        m_line.Reset();
+        m_middleware.PowerOn();
+    }
+    const std::lock_guard stickLock(m_stickMutex);
+    auto streams = std::make_shared<Streams>(m_state.Folder(), first);
+    auto agent = std::make_shared<AgentLink>(Config(), m_state.Folder(), streams->ApplicationEnds());
+    {
+        const std::lock_guard lock(m_mutex);
+        m_agent = agent;
+        m_streams = streams;
+    }
+    const pid_t pid = agent->StartApplication();
+    streams->CloseApplicationEnds();
+    const nlohmann::ordered_json ready{
+        {"ready", true}, {"line", m_line.ToolPath()}, {"control", m_state.At("control")}, {"pid", pid}};
+    std::printf("%s\n", ready.dump().c_str());
+    std::fflush(stdout);
+}
+
+int Board::Run() {
+    bool first = true;
+    for (;;) {
+        try {
+            PowerOn(first);
+        } catch (...) {
+            const std::lock_guard lock(m_mutex);
+            m_agent.reset();
+            m_streams.reset();
+            throw;
+        }
+        if (!first) {
+            const std::lock_guard lock(m_mutex);
+            m_wishDone.set_value(true);
+            m_wishFuture = {};
+        }
+        first = false;
+        const End end = Serve();
+        const int status = PowerOff(end);
+        if (end != End::Reboot) {
+            return status;
+        }
+    }
+}
+
+Board::End Board::Serve() {
+    const std::shared_ptr<AgentLink> agent = Agent();
+    for (;;) {
+        std::array<pollfd, 3> polls{pollfd{m_signals.Get(), POLLIN, 0}, m_wishEvent.Poll(),
+                                    pollfd{agent->EventFd(), POLLIN, 0}};
+        ::poll(polls.data(), polls.size(), WaitTime());
+        AnswerSupervisor();
+        if (const std::optional<Wish> wish = TakeWish()) {
+            return *wish == Wish::Reboot ? End::Reboot : End::PowerCut;
+        }
+        if (polls[2].revents != 0) {
+            if (const std::optional<End> end = TakeEvent()) {
+                return *end;
+            }
+        }
+        signalfd_siginfo info{};
+        if (::read(m_signals.Get(), &info, sizeof info) > 0) {
+            return End::Signal;
+        }
+    }
+}
+
+std::optional<Board::End> Board::TakeEvent() {
+    const std::optional<Message> event = Agent()->NextEvent();
+    if (!event) {
+        return End::AgentDied;
+    }
+    if (event->parts.size() == 2 && event->parts[0] == event::kExited) {
+        m_applicationStatus = std::stoi(event->parts[1]);
+        return End::Application;
+    }
+    if (event->parts.size() == 2 && event->parts[0] == event::kSupervisor &&
+        (event->parts[1] == "12" || event->parts[1] == "13")) {
+        if (const auto delay = m_middleware.Behaviour("supervisor")) {
+            m_supervisorAnswers.push_back({Clock::now() + *delay, event->parts[1]});
+        }
+    }
+    return std::nullopt;
+}
+
+int Board::WaitTime() const {
+    if (m_supervisorAnswers.empty()) {
+        return -1;
+    }
+    const auto next = std::min_element(m_supervisorAnswers.begin(), m_supervisorAnswers.end(),
+                                       [](const auto& a, const auto& b) { return a.due < b.due; });
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(next->due - Clock::now()).count();
+    return static_cast<int>(std::max<long long>(left, 0));
+}
+
+void Board::AnswerSupervisor() {
+    const Clock::time_point now = Clock::now();
+    for (auto it = m_supervisorAnswers.begin(); it != m_supervisorAnswers.end();) {
+        if (it->due > now) {
+            ++it;
+            continue;
+        }
+        try {
+            Agent()->Request({request::kSupervisor, it->number, m_supervisorWrong ? "ret=1" : "ret=0"});
+        } catch (const std::exception& error) {
+            Problem(std::string("the supervisor cannot answer: ") + error.what());
+        }
+        it = m_supervisorAnswers.erase(it);
+    }
+}
+
+void Board::StopApplication() {
+    const std::shared_ptr<AgentLink> agent = Agent();
+    try {
+        agent->Request({request::kStop, std::to_string(kStopGraceMs)});
+    } catch (const std::exception&) {
+        return;  // the agent is gone and everything with it
+    }
+    while (const std::optional<Message> event = agent->NextEvent()) {
+        if (event->parts.at(0) == event::kExited) {
+            return;
+        }
+    }
+}
+
+bool Board::SaveTrees() {
+    try {
+        Agent()->Request({request::kSave});
+        return true;
+    } catch (const std::exception& error) {
+        Problem(std::string("the set's files could not be saved: ") + error.what());
+        return false;
+    }
+}
+
+int Board::PowerOff(End end) {
+    const std::shared_ptr<AgentLink> agent = Agent();
+    bool saved = true;
+    if (end == End::Signal || end == End::Reboot) {
+        StopApplication();
+    }
+    if (end == End::Signal || end == End::Reboot || end == End::Application) {
+        saved = SaveTrees();
+    }
+    agent->Kill();
+    m_supervisorAnswers.clear();
+    m_middleware.PowerOff();
+    {
+        const std::lock_guard lock(m_mutex);
+        if (end == End::PowerCut) {
+            m_wishDone.set_value(true);
+        } else if (end != End::Reboot && m_wishFuture.valid()) {
+            m_wishDone.set_value(false);  // asked for while the set was already going off
+        }
+        m_agent.reset();
+        m_streams.reset();
+    }
+    switch (end) {
+        case End::PowerCut:
+        case End::AgentDied:
+            return kSignalBase + SIGKILL;
+        case End::Application:
+            if (!saved) {
+                return kExitState;
+            }
+            return WIFSIGNALED(m_applicationStatus) ? kSignalBase + WTERMSIG(m_applicationStatus)
+                                                    : WEXITSTATUS(m_applicationStatus);
+        case End::Signal:
+        case End::Reboot:
+            break;
+    }
+    return saved ? 0 : kExitState;
+}
+
+std::shared_future<bool> Board::Ask(Wish wish) {
+    const std::lock_guard lock(m_mutex);
+    if (!m_wishFuture.valid()) {
+        m_wishDone = {};
+        m_wishFuture = m_wishDone.get_future().share();
+    }
+    m_wish = std::max(m_wish, wish);  // a power cut overtakes a reboot
+    m_wishEvent.Signal();
+    return m_wishFuture;
+}
+
+std::optional<Board::Wish> Board::TakeWish() {
+    const std::lock_guard lock(m_mutex);
+    m_wishEvent.Clear();
+    const Wish wish = std::exchange(m_wish, Wish::None);
+    return wish == Wish::None ? std::nullopt : std::optional(wish);
+}
+
+void Board::OnSync() {
+    if (const std::shared_ptr<AgentLink> agent = Agent()) {
+        try {
+            agent->Request({request::kSave});
+        } catch (const std::exception& error) {
+            Problem(std::string("the set's files could not be saved: ") + error.what());
+        }
+    }
+}
+
+void Board::Problem(const std::string& text) {
+    const std::lock_guard lock(m_mutex);
+    if (text != std::exchange(m_lastProblem, text)) {
+        std::fprintf(stderr, "simset: %s\n", text.c_str());
+    }
+}
+
+std::shared_ptr<AgentLink> Board::Agent() const {
+    const std::lock_guard lock(m_mutex);
+    return m_agent;
+}
+
+}  // namespace simset

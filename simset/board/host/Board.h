@@ -1,0 +1,137 @@
+// The whole simulated set around one run of `simset run`.
+#ifndef SIMSET_HOST_BOARD_H
+#define SIMSET_HOST_BOARD_H
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <future>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "simset/board/host/AgentLink.h"
+#include "simset/board/host/RunOptions.h"
+#include "simset/board/host/StateFolder.h"
+#include "simset/board/host/Sticks.h"
+#include "simset/board/host/Streams.h"
+#include "simset/board/line/SerialLine.h"
+#include "simset/board/panel/Panel.h"
+#include "simset/control/ControlSocket.h"
+#include "simset/core/middleware/Middleware.h"
+
+namespace simset {
+
+// The whole simulated set around one run of `simset run`: holds the parts, powers the set on and off, and carries
+// out the verbs of `simset ctl`.
+class Board {
+  public:
+    // Prepares everything but the set's own processes. Must be called on the main thread, which must also call
+    // Run: the set ends when that thread does. Throws RunError, StateError.
+    explicit Board(const RunOptions& options);
+    ~Board();
+    Board(const Board&) = delete;
+    Board& operator=(const Board&) = delete;
+
+    // Powers the set on and keeps it until the application ends, a signal comes or the power is cut.
+    // Returns simset's exit status.
+    int Run();
+
+    // All verbs of `simset ctl`: the middleware's and the board's.
+    static std::vector<VerbForm> AllVerbs();
+
+  private:
+    using Clock = std::chrono::steady_clock;
+
+    enum class Wish : std::uint8_t { None, Reboot, PowerCut };
+    enum class End : std::uint8_t { Application, Signal, Reboot, PowerCut, AgentDied };
+
+    // Files that belong to simset itself or to the application.
+    struct Files {
+        std::string application;
+        std::string libraries;
+        std::string shim;
+        std::string shell;
+    };
+
+    struct SupervisorAnswer {
+        Clock::time_point due;
+        std::string number;
+    };
+
+    // The set's power, on the main thread (Board.cpp).
+    static Files FindFiles(const RunOptions& options);
+    void PrepareSticks();
+    void PowerOn(bool first);
+    End Serve();
+    std::optional<End> TakeEvent();
+    int PowerOff(End end);
+    void StopApplication();
+    bool SaveTrees();
+    std::vector<std::string> Environment() const;
+    AgentConfig Config() const;
+    void AnswerSupervisor();
+    int WaitTime() const;
+
+    // Requests from other threads.
+    std::shared_future<bool> Ask(Wish wish);
+    std::optional<Wish> TakeWish();
+    void OnSync();
+    void Problem(const std::string& text);
+    std::shared_ptr<AgentLink> Agent() const;
+
+    // Verbs of `simset ctl`, each on its connection's thread (BoardVerbs.cpp).
+    static const std::vector<Verb<Board>>& Verbs();
+    std::string Control(const std::string& folder, const Words& words);
+    std::shared_ptr<Streams> Manager() const;
+    Message Request(const std::vector<std::string>& parts, const std::vector<int>& fds = {});
+    std::string Wait(Wish wish, const char* name);
+    std::string AmRaw(const Arguments& arguments);
+    std::string AmFile(const Arguments& arguments);
+    std::string AmEnd(const Arguments& arguments);
+    std::string AmPause(const Arguments& arguments);
+    std::string AmLine(const Arguments& arguments);
+    std::string PlugStick(const Arguments& arguments);
+    std::string UnplugStick(const Arguments& arguments);
+    std::string ReadStick(const Arguments& arguments);
+    std::string Cat(const Arguments& arguments);
+    std::string Put(const Arguments& arguments);
+    std::string Remove(const Arguments& arguments);
+    std::string List(const Arguments& arguments);
+    std::string Mounts(const Arguments& arguments);
+    std::string Screenshot(const Arguments& arguments);
+    std::string Line(const Arguments& arguments);
+    std::string CutPower(const Arguments& arguments);
+    std::string Reboot(const Arguments& arguments);
+
+    RunOptions m_options;
+    Descriptor m_signals;  // before anything that starts threads: they must have the signals blocked
+    Files m_files;
+    StateFolder m_state;
+    std::unique_ptr<Panel> m_panel;
+    Middleware m_middleware;
+    Sticks m_sticks;
+    SerialLine m_line;
+    WakeUp m_wishEvent;
+
+    mutable std::mutex m_mutex;  // guards what follows
+    std::shared_ptr<AgentLink> m_agent;
+    std::shared_ptr<Streams> m_streams;
+    Wish m_wish = Wish::None;
+    std::promise<bool> m_wishDone;
+    std::shared_future<bool> m_wishFuture;
+    std::string m_lastProblem;
+
+    std::mutex m_stickMutex;  // held over a whole stick operation; before m_mutex
+    std::atomic<bool> m_supervisorWrong{false};
+
+    int m_applicationStatus = 0;
+    std::vector<SupervisorAnswer> m_supervisorAnswers;
+    std::unique_ptr<ControlServer> m_control;  // last: its threads use everything above
+};
+
+}  // namespace simset
+
+#endif

@@ -1,0 +1,233 @@
+#include <fcntl.h>
+#include <sys/mman.h>
+
+#include <filesystem>
+
+#include "simset/base/Files.h"
+#include "simset/base/Numbers.h"
+#include "simset/board/host/Board.h"
+
+namespace simset {
+namespace {
+
+// A file of the caller's.
+std::string From(const Arguments& arguments, std::size_t index) {
+    return (std::filesystem::path(arguments.folder) / arguments[index]).string();
+}
+
+}  // namespace
+
+const std::vector<Verb<Board>>& Board::Verbs() {
+    static const std::vector<Verb<Board>> kVerbs = {
+        {{"am", "--raw TEXT", "bytes without a line end"}, &Board::AmRaw},
+        {{"am", "--file FILE", "a file's bytes"}, &Board::AmFile},
+        {{"am", "--eof", "end of input"}, &Board::AmEnd},
+        {{"am", "--pause-output|--resume-output", "the manager stops reading the application's output"},
+         &Board::AmPause},
+        {{"am", "LINE", "a line on the application's standard input"}, &Board::AmLine},
+        {{"usb", "plug DIR [--name NAME] [--read-only]", "a stick with a copy of DIR; prints its name"},
+         &Board::PlugStick},
+        {{"usb", "unplug NAME", ""}, &Board::UnplugStick},
+        {{"usb", "read NAME DIR", "copy a stick's content into DIR"}, &Board::ReadStick},
+        {{"cat", "PATH", "a file of the set"}, &Board::Cat},
+        {{"put", "FILE PATH", "copy FILE into the set"}, &Board::Put},
+        {{"rm", "PATH", ""}, &Board::Remove},
+        {{"ls", "PATH", ""}, &Board::List},
+        {{"mounts", "", "the set's mount table"}, &Board::Mounts},
+        {{"screenshot", "FILE.png", "what the panel shows"}, &Board::Screenshot},
+        {{"line", "[--baud N] [--drop P] [--flip P] [--delay MS] [--seed N]",
+          "faults of the serial line, P a probability per byte;\nwithout options: settings and counters as JSON"},
+         &Board::Line},
+        {{"power-cut", "[--after N]",
+          "N: at the Nth step from now, a step being a shell command (not begun),\na mount, a write (done) or a "
+          "sync (nothing saved); 0 takes it back"},
+         &Board::CutPower},
+        {{"reboot", "", "stops the application, saves, and powers the set on again"}, &Board::Reboot},
+    };
+    return kVerbs;
+}
+
+std::vector<VerbForm> Board::AllVerbs() {
+    std::vector<VerbForm> forms = Middleware::Verbs();
+    for (const Verb<Board>& verb : Verbs()) {
+        forms.push_back(verb);
+    }
+    return forms;
+}
+
+std::string Board::Control(const std::string& folder, const Words& words) {
+    const auto isOf = [&words](const VerbForm& form) { return words[0] == form.verb; };
+    const std::vector<Verb<Board>>& verbs = Verbs();
+    if (std::any_of(verbs.begin(), verbs.end(), isOf)) {
+        return RunVerb(verbs, *this, words, folder);
+    }
+    const std::vector<VerbForm> passed = Middleware::Verbs();
+    if (std::none_of(passed.begin(), passed.end(), isOf)) {
+        RefuseVerb(AllVerbs(), words);
+    }
+    Words changed = words;
+    if (words.size() == 3 && words[0] == "behave" && words[1] == "supervisor") {
+        m_supervisorWrong = words[2] == "wrong";
+        if (m_supervisorWrong) {
+            changed[2] = "on";
+        }
+    }
+    return m_middleware.Control(changed);
+}
+
+std::shared_ptr<Streams> Board::Manager() const {
+    const std::lock_guard lock(m_mutex);
+    if (!m_streams) {
+        throw ControlError("the set is off");
+    }
+    return m_streams;
+}
+
+Message Board::Request(const std::vector<std::string>& parts, const std::vector<int>& fds) {
+    const std::shared_ptr<AgentLink> agent = Agent();
+    if (!agent) {
+        throw ControlError("the set is off");
+    }
+    return agent->Request(parts, fds);
+}
+
+std::string Board::AmRaw(const Arguments& arguments) {
+    Manager()->Write(arguments[0]);
+    return {};
+}
+
+std::string Board::AmFile(const Arguments& arguments) {
+    Manager()->Write(ReadToEnd(OpenFile(From(arguments, 0)).Get()));
+    return {};
+}
+
+std::string Board::AmEnd(const Arguments&) {
+    Manager()->CloseInput();
+    return {};
+}
+
+std::string Board::AmPause(const Arguments& arguments) {
+    Manager()->Pause(arguments[0] == "--pause-output");
+    return {};
+}
+
+std::string Board::AmLine(const Arguments& arguments) {
+    Manager()->Write(arguments[0] + "\n");
+    return {};
+}
+
+std::string Board::PlugStick(const Arguments& arguments) {
+    const std::lock_guard lock(m_stickMutex);
+    const Stick stick =
+        m_sticks.Add(From(arguments, 0), arguments.Option("--name").value_or(""), arguments.Has("--read-only"));
+    try {
+        Request({request::kPlug, stick.name, stick.readOnly ? "ro" : "rw"});
+    } catch (...) {
+        m_sticks.Remove(stick.name);
+        throw;
+    }
+    return stick.name + "\n";
+}
+
+std::string Board::UnplugStick(const Arguments& arguments) {
+    const std::lock_guard lock(m_stickMutex);
+    const std::string name = Sticks::FullName(arguments[0]);
+    if (!m_sticks.IsPlugged(name)) {
+        throw ControlError("no stick named " + name + " is plugged");
+    }
+    Request({request::kUnplug, name});
+    m_sticks.Remove(name);
+    return {};
+}
+
+std::string Board::ReadStick(const Arguments& arguments) {
+    const std::lock_guard lock(m_stickMutex);
+    const std::string name = Sticks::FullName(arguments[0]);
+    const std::string folder = From(arguments, 1);
+    MakeFolders(AT_FDCWD, folder);
+    const Descriptor target = OpenFolder(AT_FDCWD, folder);
+    if (m_sticks.IsPlugged(name)) {
+        Request({request::kReadStick, name}, {target.Get()});
+    } else {
+        const Descriptor sticks = OpenFolder(m_state.Folder(), "usb");
+        CopyTree(OpenFolder(sticks.Get(), name).Get(), target.Get());
+    }
+    return {};
+}
+
+std::string Board::Cat(const Arguments& arguments) {
+    const Message answer = Request({request::kOpen, arguments[0]});
+    return ReadToEnd(answer.fds.at(0).Get());
+}
+
+std::string Board::Put(const Arguments& arguments) {
+    // Through memory, so that a pipe can be the source too.
+    const std::string file = From(arguments, 0);
+    const std::string content = ReadToEnd(OpenFile(file).Get());
+    const Descriptor memory(::memfd_create("put", MFD_CLOEXEC));
+    if (!memory || ::write(memory.Get(), content.data(), content.size()) != static_cast<ssize_t>(content.size()) ||
+        ::lseek(memory.Get(), 0, SEEK_SET) != 0) {
+        throw SystemError(file);
+    }
+    Request({request::kPut, arguments[1]}, {memory.Get()});
+    return {};
+}
+
+std::string Board::Remove(const Arguments& arguments) {
+    Request({request::kRemove, arguments[0]});
+    return {};
+}
+
+std::string Board::List(const Arguments& arguments) {
+    std::string out;
+    for (const std::string& entry : Request({request::kList, arguments[0]}).parts) {
+        out += entry + "\n";
+    }
+    return out;
+}
+
+std::string Board::Mounts(const Arguments&) {
+    return Request({request::kMounts}).parts.at(0);
+}
+
+std::string Board::Screenshot(const Arguments& arguments) {
+    if (!m_panel) {
+        throw ControlError("the set runs without a panel (--panel none)");
+    }
+    TakeScreenshot(m_panel->Display(), From(arguments, 0));
+    return {};
+}
+
+std::string Board::Line(const Arguments& arguments) {
+    if (arguments.HasOptions()) {
+        m_line.Change(Changed(m_line.Settings(), arguments));
+        return {};
+    }
+    return m_line.Describe() + "\n";
+}
+
+std::string Board::CutPower(const Arguments& arguments) {
+    const auto after = arguments.Option("--after");
+    if (!after) {
+        return Wait(Wish::PowerCut, "power-cut");
+    }
+    const auto steps = ParseNumber<std::uint64_t>(*after);
+    if (!steps) {
+        throw ControlError("usage: power-cut --after N, N a number of steps; 0 takes it back");
+    }
+    m_middleware.CutPowerAfter(*steps);
+    return {};
+}
+
+std::string Board::Reboot(const Arguments&) {
+    return Wait(Wish::Reboot, "reboot");
+}
+
+std::string Board::Wait(Wish wish, const char* name) {
+    if (!Ask(wish).get()) {
+        throw ControlError(std::string("the set went off before the ") + name);
+    }
+    return {};
+}
+
+}  // namespace simset

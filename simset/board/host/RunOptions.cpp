@@ -1,0 +1,62 @@
+#include "simset/board/host/RunOptions.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+
+namespace simset {
+void AddRunOptions(CLI::App& command, RunOptions& options) {
+    command
+        .add_option("--state", options.state, "Folder that holds the set; made as a factory-new set when missing")
+        ->required()
+        ->type_name("DIR");
+    command
+        .add_option_function<std::string>(
+            "--mode", [&options](const std::string& mode) { options.mode = mode == "none" ? "" : mode; },
+            "Set \"ZelFacMode\" before power-on: 1 factory, 2 aging, 3 USB update, none")
+        ->check(CLI::IsMember({"1", "2", "3", "none"}))
+        ->type_name("MODE");
+    command
+        .add_option(
+            "--usb", options.sticks,
+            "Plug a stick with a copy of this folder (may be repeated); without it the sticks of last time "
+            "stay plugged")
+        ->check(CLI::ExistingDirectory)
+        ->type_name("DIR")
+        ->expected(1)
+        ->take_all();
+    command
+        .add_option_function<std::string>(
+            "--panel",
+            [&options](const std::string& text) {
+                options.panel = text == "none" ? std::nullopt : ParsePanelSize(text);
+            },
+            "Size of the panel in pixels, or none (default 1920x1080)")
+        ->check([](const std::string& text) {
+            return text == "none" || ParsePanelSize(text)
+                       ? std::string()
+                       : "'" + text + "' is neither a size like 1920x1080 nor none";
+        })
+        ->type_name("WxH");
+    command
+        .add_option_function<std::string>(
+            "--display", [&options](const std::string& text) { options.ownDisplay = text == "own"; },
+            "virtual: an X server of its own (default); own: a window on your display")
+        ->check(CLI::IsMember({"virtual", "own"}))
+        ->type_name("WHICH");
+    command
+        .add_option("--baud", options.line.baud, "Bits per second of the serial line; 0: as fast as both ends go")
+        ->check(CLI::Range(0U, kMaxBaud))
+        ->type_name("N");
+    command
+        .add_option(
+            "--power-cut-after", options.powerCutAfter,
+            "Cut the power at the Nth step from power-on: shell command (not begun), mount, write (done) or "
+            "sync (nothing saved)")
+        ->check(CLI::PositiveNumber)
+        ->type_name("N");
+    command
+        .add_option("--app", options.application, "Application to run (default: ZelFacTest_Eu4K beside simset)")
+        ->type_name("FILE");
+}
+
+}  // namespace simset

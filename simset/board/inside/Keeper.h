@@ -1,0 +1,44 @@
+// What of the set is saved into the state folder, and when.
+#ifndef SIMSET_INSIDE_KEEPER_H
+#define SIMSET_INSIDE_KEEPER_H
+
+#include <cstdint>
+#include <map>
+#include <string>
+
+namespace simset {
+
+// Saves what the set keeps without power into the state folder, and only what changed since the last time. Lives
+// inside the set. Not thread-safe.
+class Keeper {
+  public:
+    // `stateFolder` is the descriptor of the state folder and stays the caller's.
+    explicit Keeper(int stateFolder) : m_state(stateFolder) {}
+
+    // Takes note of the partitions as they are just now: they equal what the state folder holds.
+    void PartitionsAreSaved();
+
+    // Follows a stick from now on; its content equals what the state folder holds.
+    void Follow(const std::string& stick);
+
+    // Forgets a stick.
+    void Forget(const std::string& stick) { m_sticks.erase(stick); }
+
+    // Saves the partitions and sticks that changed. Throws std::system_error; the state folder then still holds
+    // what was saved before.
+    void Save();
+
+    // Saves one stick if it changed.
+    void SaveStick(const std::string& stick);
+
+  private:
+    void SavePartitions();
+
+    int m_state;
+    std::uint64_t m_partitions = 0;
+    std::map<std::string, std::uint64_t> m_sticks;
+};
+
+}  // namespace simset
+
+#endif

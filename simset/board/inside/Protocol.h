@@ -1,0 +1,69 @@
+// What simset and its agent inside the set say to each other.
+#ifndef SIMSET_INSIDE_PROTOCOL_H
+#define SIMSET_INSIDE_PROTOCOL_H
+
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+namespace simset {
+
+// simset is executed with this argument to become the agent, with its descriptors at fixed numbers.
+constexpr const char* kAgentArgument = "--inside-the-set";
+
+constexpr int kRequestFd = 3;  // socket: requests and their answers, one at a time
+constexpr int kEventFd = 4;    // socket: events of the agent, and the application's start (credentials and errors)
+constexpr int kStateFd = 5;    // the state folder
+constexpr int kStreamsFd = 6;  // first of three: the application's standard input, output and error (6, 7, 8)
+
+// Requests are lists of texts, the first is one of these; the answer is {"ok", …} or {"error", SENTENCE}.
+namespace request {
+constexpr const char* kBuild = "build";            // AgentConfig as JSON: build the tree
+constexpr const char* kStart = "start";            // start the application
+constexpr const char* kStop = "stop";              // SIGTERM to the application, SIGKILL after GRACE ms
+constexpr const char* kSave = "save";              // save what changed to the state folder
+constexpr const char* kOpen = "open";              // PATH: answers with a descriptor to read from
+constexpr const char* kPut = "put";                // PATH, with a descriptor whose content becomes that file
+constexpr const char* kRemove = "rm";              // PATH
+constexpr const char* kList = "ls";                // PATH: names follow
+constexpr const char* kMounts = "mounts";          // the mount table
+constexpr const char* kPlug = "plug";              // NAME, "rw" | "ro"
+constexpr const char* kUnplug = "unplug";          // NAME
+constexpr const char* kReadStick = "read-stick";   // NAME, with the target folder's descriptor
+constexpr const char* kSupervisor = "supervisor";  // NUMBER, TEXT: the supervisor's answer into its marker
+}  // namespace request
+
+// Events are lists of texts.
+namespace event {
+constexpr const char* kExited = "exited";          // STATUS as waitpid gives it
+constexpr const char* kSupervisor = "supervisor";  // what was written into the supervisor's control file
+constexpr const char* kStarting = "starting";      // sent by the application's process just before it executes
+}  // namespace event
+
+// A stick that is in the set.
+struct Stick {
+    std::string name;  // "vu_sda1", …: the device's name as the set's mount table ends it
+    bool readOnly = false;
+};
+
+// What the agent needs to know to build the set; paths are those of the PC.
+struct AgentConfig {
+    std::string root;                      // empty folder on which the new root is mounted
+    std::string application;               // the application's file
+    std::string libraries;                 // folder of the shared libraries that the set provides
+    std::string shim;                      // the preloaded redirecting library
+    std::string shell;                     // the logging shell
+    std::string serial;                    // terminal device that becomes "/dev/ttyS0"
+    std::string middleware;                // the middleware's socket
+    std::string xSocket;                   // the X server's socket; empty without a panel
+    std::vector<std::string> environment;  // of the application, NAME=VALUE
+    std::vector<Stick> sticks;
+};
+
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Stick, name, readOnly)
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(AgentConfig, root, application, libraries, shim, shell, serial, middleware,
+                                   xSocket, environment, sticks)
+
+}  // namespace simset
+
+#endif

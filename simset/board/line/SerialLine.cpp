@@ -1,0 +1,287 @@
+#include "simset/board/line/SerialLine.h"
+
+#include <poll.h>
+#include <sys/inotify.h>
+#include <termios.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstring>
+#include <nlohmann/json.hpp>
+
+#include "simset/base/Errors.h"
+
+namespace simset {
+namespace {
+
+using Nanos = LineClock::Nanos;
+
+constexpr Nanos kTick = std::chrono::milliseconds(1);   // bytes of one tick are handed over together
+constexpr Nanos kAhead = std::chrono::milliseconds(5);  // read ahead, so that a late wake-up leaves no gap
+constexpr std::size_t kUnpacedChunk = 4096;
+
+Nanos Now() {
+    return std::chrono::steady_clock::now().time_since_epoch();
+}
+
+}  // namespace
+
+// Carries the bytes of one direction until the line ends.
+class SerialLine::Pump {
+  public:
+    Pump(SerialLine& line, Direction& direction)
+        : m_line(line),
+          m_direction(direction),
+          m_settings(line.Settings()),
+          m_generation(line.m_generation),
+          m_resets(line.m_resets),
+          m_clock(m_settings.baud),
+          m_faults(m_settings, direction.number) {}
+
+    void Run() {
+        while (!m_line.m_stop) {
+            TakeChanges();
+            Deliver();
+            Wait();
+            ReadMore();
+        }
+    }
+
+  private:
+    struct Chunk {
+        Nanos arrives;
+        std::string bytes;
+    };
+
+    void TakeChanges() {
+        if (const unsigned resets = m_line.m_resets; resets != m_resets) {
+            m_resets = resets;
+            m_onWire.clear();
+        }
+        if (const unsigned generation = m_line.m_generation; generation != m_generation) {
+            m_generation = generation;
+            m_settings = m_line.Settings();
+            m_clock = LineClock(m_settings.baud);
+            m_faults = FaultInjector(m_settings, m_direction.number);
+            m_faultsBefore = {m_direction.counters.dropped, m_direction.counters.flipped};
+        }
+    }
+
+    bool WireHasRoom() const {
+        if (m_settings.baud == 0) {
+            return m_onWire.empty() || m_settings.delayMs > 0;
+        }
+        // A little ahead keeps the wire busy; reading further would let the sender run ahead of the wire.
+        return m_clock.FreeAt() <= Now() + kAhead;
+    }
+
+    void ReadMore() {
+        if (!m_readable || !WireHasRoom()) {
+            return;
+        }
+        std::array<char, kUnpacedChunk> buffer{};
+        const std::size_t wanted =
+            m_settings.baud == 0 ? buffer.size() : std::min(buffer.size(), m_clock.BytesIn(kTick));
+        const ssize_t got = ::read(m_direction.from.master.Get(), buffer.data(), wanted);
+        if (got <= 0) {
+            m_moreWaits = false;
+            return;
+        }
+        std::string bytes(buffer.data(), static_cast<std::size_t>(got));
+        Nanos arrives = m_settings.baud == 0 ? Now() : m_clock.Schedule(Now(), bytes.size(), m_moreWaits);
+        m_moreWaits = bytes.size() == wanted;
+        arrives += std::chrono::milliseconds(m_settings.delayMs);
+        m_faults.Apply(bytes);
+        m_direction.counters.dropped = m_faultsBefore[0] + m_faults.Dropped();
+        m_direction.counters.flipped = m_faultsBefore[1] + m_faults.Flipped();
+        m_onWire.push_back({arrives, std::move(bytes)});
+    }
+
+    bool SomeoneListens() const {
+        return m_direction.readers > 0 || (m_direction.number == 0 && !m_direction.everOpened);
+    }
+
+    void Deliver() {
+        m_blocked = false;
+        while (!m_onWire.empty() && m_onWire.front().arrives <= Now()) {
+            std::string& bytes = m_onWire.front().bytes;
+            if (!SomeoneListens()) {
+                m_direction.counters.lost += bytes.size();
+                m_onWire.pop_front();
+                continue;
+            }
+            const ssize_t put =
+                bytes.empty() ? 0 : ::write(m_direction.to.master.Get(), bytes.data(), bytes.size());
+            const std::size_t done = put > 0 ? static_cast<std::size_t>(put) : 0;
+            m_direction.counters.delivered += done;
+            if (done < bytes.size()) {
+                if (m_settings.baud == 0) {
+                    bytes.erase(0, done);
+                    m_blocked = true;
+                    return;
+                }
+                m_direction.counters.lost += bytes.size() - done;
+            }
+            m_onWire.pop_front();
+        }
+    }
+
+    void Wait() {
+        std::optional<Nanos> until;
+        if (!m_onWire.empty() && !m_blocked) {
+            until = m_onWire.front().arrives;
+        }
+        const bool room = WireHasRoom();
+        if (!room && m_settings.baud != 0) {
+            const Nanos roomAt = m_clock.FreeAt() - kAhead;
+            until = until ? std::min(*until, roomAt) : roomAt;
+        }
+        std::array<pollfd, 3> polls{m_direction.wake.Poll(),
+                                    pollfd{room ? m_direction.from.master.Get() : -1, POLLIN, 0},
+                                    pollfd{m_blocked ? m_direction.to.master.Get() : -1, POLLOUT, 0}};
+        if (room && m_moreWaits && ::poll(&polls[1], 1, 0) == 0) {
+            m_moreWaits = false;  // the burst is over; the next byte begins a new one
+        }
+        timespec time{};
+        if (until) {
+            const Nanos left = std::max(*until - Now(), Nanos(0));
+            time.tv_sec = static_cast<time_t>(left.count() / 1'000'000'000);
+            time.tv_nsec = static_cast<long>(left.count() % 1'000'000'000);
+        }
+        ::ppoll(polls.data(), polls.size(), until ? &time : nullptr, nullptr);
+        m_readable = polls[1].revents != 0;
+        if (polls[0].revents != 0) {
+            m_direction.wake.Clear();
+        }
+    }
+
+    SerialLine& m_line;
+    Direction& m_direction;
+    LineSettings m_settings;
+    unsigned m_generation;
+    unsigned m_resets;
+    LineClock m_clock;
+    FaultInjector m_faults;
+    std::array<std::uint64_t, 2> m_faultsBefore{};
+    std::deque<Chunk> m_onWire;
+    bool m_readable = false;
+    bool m_moreWaits = false;  // the last read left bytes behind, as far as one can tell
+    bool m_blocked = false;
+};
+
+SerialLine::SerialLine(const LineSettings& settings)
+    : m_set(Terminal::Open()),
+      m_tool(Terminal::Open()),
+      m_settings(settings),
+      m_toSet{m_tool, m_set, 0},
+      m_fromSet{m_set, m_tool, 1},
+      m_watch(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
+    constexpr unsigned kWatched = IN_OPEN | IN_CLOSE;
+    if (!m_watch || ::inotify_add_watch(m_watch.Get(), m_set.path.c_str(), kWatched) < 0 ||
+        ::inotify_add_watch(m_watch.Get(), m_tool.path.c_str(), kWatched) < 0) {
+        throw SystemError("watch of the terminals");
+    }
+    m_watcher = std::thread([this] { Watch(); });
+    for (Direction* direction : {&m_toSet, &m_fromSet}) {
+        direction->thread = std::thread([this, direction] { Pump(*this, *direction).Run(); });
+    }
+}
+
+SerialLine::~SerialLine() {
+    m_stop = true;
+    m_watchStop.Signal();
+    WakeAll();
+    m_watcher.join();
+    m_toSet.thread.join();
+    m_fromSet.thread.join();
+}
+
+LineSettings SerialLine::Settings() const {
+    const std::lock_guard lock(m_mutex);
+    return m_settings;
+}
+
+void SerialLine::Change(const LineSettings& settings) {
+    {
+        const std::lock_guard lock(m_mutex);
+        m_settings = settings;
+    }
+    ++m_generation;
+    WakeAll();
+}
+
+void SerialLine::Reset() {
+    ++m_resets;
+    m_toSet.everOpened = false;
+    ::tcflush(m_set.slave.Get(), TCIOFLUSH);
+    m_set.MakeRaw();
+    WakeAll();
+}
+
+void SerialLine::WakeAll() {
+    m_toSet.wake.Signal();
+    m_fromSet.wake.Signal();
+}
+
+void SerialLine::OnOpened(Direction& direction) {
+    ++direction.readers;
+    direction.everOpened = true;
+}
+
+void SerialLine::OnClosed(Direction& direction) {
+    if (direction.readers > 1) {
+        --direction.readers;
+        return;
+    }
+    // The kernel reports two openings in a row as one; before bytes are thrown away the users are counted.
+    direction.readers = direction.to.CountUsers();
+    if (direction.readers == 0) {
+        direction.to.MakeRaw();
+        // What the last reader left behind is gone with it.
+        ::tcflush(direction.to.slave.Get(), TCIFLUSH);
+        WakeAll();
+    }
+}
+
+void SerialLine::Watch() {
+    // Watch descriptors count up from 1 in the order in which they were added.
+    constexpr int kSetWatch = 1;
+    alignas(inotify_event) std::array<char, 4096> buffer{};
+    while (!m_stop) {
+        std::array<pollfd, 2> polls{pollfd{m_watch.Get(), POLLIN, 0}, m_watchStop.Poll()};
+        ::poll(polls.data(), polls.size(), -1);
+        const ssize_t size = ::read(m_watch.Get(), buffer.data(), buffer.size());
+        for (std::size_t at = 0; size > 0 && at < static_cast<std::size_t>(size);) {
+            inotify_event event{};
+            std::memcpy(&event, buffer.data() + at, sizeof event);
+            Direction& direction = event.wd == kSetWatch ? m_toSet : m_fromSet;
+            if ((event.mask & IN_OPEN) != 0) {
+                OnOpened(direction);
+            } else if ((event.mask & IN_CLOSE) != 0) {
+                OnClosed(direction);
+            }
+            at += sizeof event + event.len;
+        }
+    }
+}
+
+std::string SerialLine::Describe() const {
+    const LineSettings settings = Settings();
+    const auto counters = [](const LineCounters& of) {
+        return nlohmann::ordered_json{{"delivered", of.delivered.load()},
+                                      {"dropped", of.dropped.load()},
+                                      {"flipped", of.flipped.load()},
+                                      {"lost", of.lost.load()}};
+    };
+    return nlohmann::ordered_json{{"baud", settings.baud},
+                                  {"drop", settings.drop},
+                                  {"flip", settings.flip},
+                                  {"delayMs", settings.delayMs},
+                                  {"seed", settings.seed},
+                                  {"toSet", counters(m_toSet.counters)},
+                                  {"fromSet", counters(m_fromSet.counters)}}
+        .dump();
+}
+
+}  // namespace simset

@@ -1,0 +1,89 @@
+// The serial line between the set's port and the line tool.
+#ifndef SIMSET_LINE_SERIALLINE_H
+#define SIMSET_LINE_SERIALLINE_H
+
+#include <atomic>
+#include <cstdint>
+#include <deque>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+
+#include "simset/base/WakeUp.h"
+#include "simset/board/line/LineModel.h"
+#include "simset/board/line/Terminal.h"
+
+namespace simset {
+
+// What happened on one direction of the line so far.
+struct LineCounters {
+    std::atomic<std::uint64_t> delivered{0};
+    std::atomic<std::uint64_t> dropped{0};
+    std::atomic<std::uint64_t> flipped{0};
+    std::atomic<std::uint64_t> lost{0};  // nobody had the far end open, or it was not read for too long
+};
+
+// The serial line between the set's port and the line tool: two terminals and a wire between them, at the
+// settings' pace and with their faults. Bytes for an end that nobody has open are lost, as on a wire; only those
+// sent before the application opens its port for the first time wait for it.
+class SerialLine {
+  public:
+    // Opens both ends and starts carrying bytes. Throws std::system_error.
+    explicit SerialLine(const LineSettings& settings);
+    ~SerialLine();
+    SerialLine(const SerialLine&) = delete;
+    SerialLine& operator=(const SerialLine&) = delete;
+
+    const std::string& SetPath() const { return m_set.path; }    // device that becomes the set's port
+    const std::string& ToolPath() const { return m_tool.path; }  // device for the line tool
+
+    LineSettings Settings() const;
+
+    // New settings apply to the bytes that follow; the fault sequence starts again. Any thread.
+    void Change(const LineSettings& settings);
+
+    // The set lost power: what was on its way to or from it is gone.
+    void Reset();
+
+    // Settings and counters as one line of JSON.
+    std::string Describe() const;
+
+  private:
+    struct Direction {
+        Direction(const Terminal& source, const Terminal& target, unsigned index)
+            : from(source), to(target), number(index) {}
+
+        const Terminal& from;
+        const Terminal& to;
+        unsigned number;  // 0 towards the set, 1 from the set
+        LineCounters counters{};
+        std::atomic<int> readers{0};  // how many have the far end open, besides simset itself
+        std::atomic<bool> everOpened{false};
+        WakeUp wake{};
+        std::thread thread{};
+    };
+    class Pump;
+
+    void Watch();
+    void OnOpened(Direction& direction);
+    void OnClosed(Direction& direction);
+    void WakeAll();
+
+    Terminal m_set;
+    Terminal m_tool;
+    mutable std::mutex m_mutex;
+    LineSettings m_settings;
+    std::atomic<unsigned> m_generation{0};  // counts changes, so that the pumps notice them
+    std::atomic<unsigned> m_resets{0};
+    std::atomic<bool> m_stop{false};
+    Direction m_toSet;
+    Direction m_fromSet;
+    Descriptor m_watch;
+    WakeUp m_watchStop;
+    std::thread m_watcher;
+};
+
+}  // namespace simset
+
+#endif

@@ -1,0 +1,77 @@
+#include "simset/board/line/Terminal.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <termios.h>
+
+#include <array>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+
+namespace simset {
+
+Terminal Terminal::Open() {
+    Terminal terminal;
+    terminal.master.Reset(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC | O_NONBLOCK));
+    std::array<char, 128> name{};
+    if (!terminal.master || ::grantpt(terminal.master.Get()) != 0 || ::unlockpt(terminal.master.Get()) != 0 ||
+        ::ptsname_r(terminal.master.Get(), name.data(), name.size()) != 0) {
+        throw SystemError("pseudo terminal");
+    }
+    terminal.path = name.data();
+    terminal.slave.Reset(::open(name.data(), O_RDWR | O_NOCTTY | O_CLOEXEC));
+    if (!terminal.slave) {
+        throw SystemError(terminal.path);
+    }
+    termios settings{};
+    if (::tcgetattr(terminal.slave.Get(), &settings) != 0) {
+        throw SystemError(terminal.path);
+    }
+    ::cfmakeraw(&settings);
+    settings.c_cflag |= CLOCAL | CREAD;
+    ::cfsetspeed(&settings, B115200);
+    ::tcsetattr(terminal.slave.Get(), TCSANOW, &settings);
+    return terminal;
+}
+
+void Terminal::MakeRaw() const {
+    termios found{};
+    if (::tcgetattr(slave.Get(), &found) != 0) {
+        return;
+    }
+    // The next program may already have the terminal open: its own waits stay, and a raw terminal is not touched.
+    termios raw = found;
+    ::cfmakeraw(&raw);
+    std::memcpy(raw.c_cc, found.c_cc, sizeof raw.c_cc);
+    if (raw.c_iflag != found.c_iflag || raw.c_oflag != found.c_oflag || raw.c_lflag != found.c_lflag) {
+        ::tcsetattr(slave.Get(), TCSANOW, &raw);
+    }
+}
+
+int Terminal::CountUsers() const {
+    struct stat device {};
+    if (::fstat(slave.Get(), &device) != 0) {
+        return 0;
+    }
+    int users = 0;
+    std::error_code ignored;
+    namespace fs = std::filesystem;
+    const std::string self = std::to_string(::getpid());
+    for (const fs::directory_entry& process : fs::directory_iterator("/proc", ignored)) {
+        const std::string id = process.path().filename();
+        if (id.find_first_not_of("0123456789") != std::string::npos || id == self) {
+            continue;
+        }
+        for (const fs::directory_entry& open : fs::directory_iterator(process.path() / "fd", ignored)) {
+            struct stat info {};
+            if (::stat(open.path().c_str(), &info) == 0 && info.st_rdev == device.st_rdev &&
+                info.st_ino == device.st_ino && info.st_dev == device.st_dev) {
+                ++users;
+            }
+        }
+    }
+    return users;
+}
+
+}  // namespace simset

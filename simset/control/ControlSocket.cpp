@@ -1,0 +1,44 @@
+#include "simset/control/ControlSocket.h"
+
+#include "simset/wire/Message.h"
+
+namespace simset {
+
+ControlServer::ControlServer(const std::string& path, Handler handler)
+    : m_handler(std::move(handler)), m_server(path, [this](int socket) { Serve(socket); }) {}
+
+void ControlServer::Serve(int socket) {
+    const std::optional<Message> request = ReceiveMessage(socket);
+    if (!request || request->parts.size() < 2) {
+        return;
+    }
+    std::vector<std::string> answer{"ok", "", ""};
+    try {
+        answer[1] = m_handler(request->parts[0], {request->parts.begin() + 1, request->parts.end()});
+    } catch (const std::exception& error) {
+        answer = {"error", "", error.what()};
+    }
+    SendMessage(socket, answer);
+}
+
+std::string CallControl(const std::string& path, const std::string& folder, const std::vector<std::string>& verb) {
+    const Descriptor socket = ConnectTo(path);
+    if (!socket) {
+        throw NoSetError("no set answers");
+    }
+    std::vector<std::string> parts{folder};
+    parts.insert(parts.end(), verb.begin(), verb.end());
+    std::optional<Message> answer;
+    if (SendMessage(socket.Get(), parts)) {
+        answer = ReceiveMessage(socket.Get());
+    }
+    if (!answer || answer->parts.size() != 3) {
+        throw std::runtime_error("simset ended before it answered");
+    }
+    if (answer->parts[0] != "ok") {
+        throw ControlError(answer->parts[2]);
+    }
+    return answer->parts[1];
+}
+
+}  // namespace simset

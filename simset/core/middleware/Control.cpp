@@ -1,0 +1,248 @@
+#include "simset/core/middleware/Control.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <algorithm>
+#include <optional>
+
+#include "simset/base/Numbers.h"
+
+namespace simset {
+namespace {
+
+using nlohmann::json;
+
+constexpr char kWildcards[] = "*?[";
+const std::vector<std::string> kModelSteps = {"proxy",   "interface", "root",  "connect",
+                                              "operate", "execute",   "count", "rows"};
+
+// The areas of faults.
+constexpr char kModel[] = "model";
+constexpr char kFlash[] = "flash";
+constexpr char kMeta[] = "meta";
+constexpr char kKeys[] = "keys";
+constexpr char kApm[] = "apm";
+constexpr char kAnyStep[] = "any";
+
+std::string Print(const json& value) {
+    if (value.is_string()) {
+        return value.get<std::string>() + '\n';
+    }
+    return value.dump(-1, ' ', false, json::error_handler_t::replace) + '\n';
+}
+
+const KeyInfo& KeyOf(const std::string& name) {
+    if (const KeyInfo* const info = FindKey(name)) {
+        return *info;
+    }
+    std::vector<std::string> names;
+    for (const auto& info : Catalogue()) {
+        names.emplace_back(info.key);
+    }
+    RefuseName("model key", name, names);
+}
+
+json ValueFor(const KeyInfo& info, const std::string& text) {
+    const json value = json::parse(text, nullptr, false);
+    if (info.kind == Kind::Text && !value.is_string()) {
+        return text;  // a text need not be quoted
+    }
+    if (Fits(info.kind, value)) {
+        return value;
+    }
+    switch (info.kind) {
+        case Kind::Integer:
+            throw ControlError(fmt::format("{} holds a 32-bit integer: give a number such as 5", info.key));
+        case Kind::Integers:
+            throw ControlError(fmt::format("{} holds a list of integers: give one such as [1,2,3]", info.key));
+        case Kind::Texts:
+            throw ControlError(fmt::format("{} holds a list of texts: give one such as [\"a\",\"b\"]", info.key));
+        case Kind::Table:
+            throw ControlError(
+                fmt::format("{} is a table: give rows such as [[\"a\",\"b\"],[\"c\",\"d\"]]", info.key));
+        default:
+            throw ControlError(
+                fmt::format("{} is an action and cannot be set; model get shows its last use", info.key));
+    }
+}
+
+int ItemOf(const std::string& text) {
+    const auto item = ParseNumber<int>(text, 0, 255);
+    if (!item) {
+        throw ControlError(fmt::format("\"{}\" is no metadata item: give its number, 0 to 255", text));
+    }
+    return *item;
+}
+
+std::string KeyNumberOf(const std::string& name) {
+    const auto number = KeyStore::Number(name);
+    if (!number) {
+        RefuseName("key type", name, KeyStore::Names());
+    }
+    return std::to_string(*number);
+}
+
+}  // namespace
+
+const std::vector<Verb<Control>>& Control::Verbs() {
+    static const std::vector<Verb<Control>> kVerbs = {
+        {{"model", "get KEY", "a model value as JSON (a plain text as it is)"}, &Control::GetModel},
+        {{"model", "set KEY JSON", "change it and notify observers"}, &Control::SetModel},
+        {{"model", "fail KEY STEP STATUS [--times N]",
+          "STEP proxy|interface|root|connect|operate|execute|count|rows; 0 ends it"},
+         &Control::FailModel},
+        {{kModel, "fail", "the failures that were asked for; so of flash, meta, keys, apm"},
+         &Control::ListFaults<kModel>},
+        {{"flash", "get NAME", "a boot variable"}, &Control::GetFlash},
+        {{"flash", "set NAME TEXT", ""}, &Control::SetFlash},
+        {{"flash", "fail NAME STATUS [--times N]", ""}, &Control::FailFlash},
+        {{kFlash, "fail", ""}, &Control::ListFaults<kFlash>},
+        {{"meta", "get ITEM", "factory metadata; items 6 and 8 are text"}, &Control::GetMeta},
+        {{"meta", "set ITEM VALUE", ""}, &Control::SetMeta},
+        {{"meta", "fail ITEM|init|access-route STATUS [--times N]", ""}, &Control::FailMeta},
+        {{kMeta, "fail", ""}, &Control::ListFaults<kMeta>},
+        {{"keys", "list", "installed keys as JSON"}, &Control::ListKeys},
+        {{"keys", "fail KEY write|check STATUS [--times N]", ""}, &Control::FailKeys},
+        {{kKeys, "fail", ""}, &Control::ListFaults<kKeys>},
+        {{"apm", "fail CALL STATUS [--times N]",
+          "CALL rpc|adapter|registerApp|notifyAppStatusInfo|unRegisterApp of the application manager"},
+         &Control::FailApm},
+        {{kApm, "fail", ""}, &Control::ListFaults<kApm>},
+        {{"behave", "NAME on|off|MS",
+          "factory-ready, preset, bluetooth, wifi, wired, supervisor\n(supervisor also: wrong)"},
+         &Control::Behave},
+        {{"behave", "", "the settings as JSON"}, &Control::ListBehaviours},
+        {{"press", "CODE", "the application manager delivers a key event"}, &Control::Press},
+        {{"trace", "[--clear]", "what happened, as JSON lines"}, &Control::Trace},
+    };
+    return kVerbs;
+}
+
+template <const char* Area>
+std::string Control::ListFaults(const Arguments&) {
+    return Print(m_parts.faults.List(Area));
+}
+
+std::string Control::Fail(const char* area, const std::string& name, const std::string& step,
+                          const std::string& status, const Arguments& arguments) {
+    const auto number = ParseNumber<std::int32_t>(status);
+    if (!number) {
+        throw ControlError(fmt::format("\"{}\" is no status: give a 32-bit number, 0 to end the fault", status));
+    }
+    const auto counted = arguments.Option("--times");
+    const auto times = counted ? ParseNumber<std::uint32_t>(*counted, 1) : std::optional<std::uint32_t>(0);
+    if (!times) {
+        throw ControlError("--times wants a number from 1 on; leave it out for a fault without end");
+    }
+    m_parts.faults.Arrange(area, name, step, *number, *times);
+    return {};
+}
+
+std::string Control::GetModel(const Arguments& arguments) {
+    return Print(m_parts.model.Value(std::string(KeyOf(arguments[0]).key)));
+}
+
+std::string Control::SetModel(const Arguments& arguments) {
+    const KeyInfo& info = KeyOf(arguments[0]);
+    m_parts.model.Assign(info, ValueFor(info, arguments[1]));
+    return {};
+}
+
+std::string Control::FailModel(const Arguments& arguments) {
+    const std::string& key = arguments[0];
+    if (key.find_first_of(kWildcards) == std::string::npos) {
+        KeyOf(key);
+    }
+    if (std::find(kModelSteps.begin(), kModelSteps.end(), arguments[1]) == kModelSteps.end()) {
+        throw ControlError(
+            fmt::format("there is no step \"{}\": give one of {}", arguments[1], fmt::join(kModelSteps, ", ")));
+    }
+    return Fail(kModel, key, arguments[1], arguments[2], arguments);
+}
+
+std::string Control::GetFlash(const Arguments& arguments) {
+    return m_parts.flash.Value(arguments[0]) + '\n';
+}
+
+std::string Control::SetFlash(const Arguments& arguments) {
+    m_parts.flash.Assign(arguments[0], arguments[1]);
+    return {};
+}
+
+std::string Control::FailFlash(const Arguments& arguments) {
+    return Fail(kFlash, arguments[0], kAnyStep, arguments[1], arguments);
+}
+
+std::string Control::GetMeta(const Arguments& arguments) {
+    return Print(m_parts.metadata.Value(ItemOf(arguments[0])));
+}
+
+std::string Control::SetMeta(const Arguments& arguments) {
+    const int item = ItemOf(arguments[0]);
+    const auto number = ParseNumber<std::int32_t>(arguments[1]);
+    if (!Metadata::IsText(item) && !number) {
+        throw ControlError(fmt::format("metadata item {} holds a 32-bit integer: give a number such as 5", item));
+    }
+    m_parts.metadata.Assign(item, Metadata::IsText(item) ? json(arguments[1]) : json(*number));
+    return {};
+}
+
+std::string Control::FailMeta(const Arguments& arguments) {
+    const std::string& item = arguments[0];
+    const bool named = item == "init" || item == "access-route" || item == "*";
+    return Fail(kMeta, named ? item : std::to_string(ItemOf(item)), kAnyStep, arguments[1], arguments);
+}
+
+std::string Control::ListKeys(const Arguments&) {
+    return Print(m_parts.keys.List());
+}
+
+std::string Control::FailKeys(const Arguments& arguments) {
+    const std::string& key = arguments[0];
+    return Fail(kKeys, key == "*" ? key : KeyNumberOf(key), arguments[1], arguments[2], arguments);
+}
+
+std::string Control::FailApm(const Arguments& arguments) {
+    const auto calls = AppManager::Calls();
+    if (arguments[0] != "*" && std::find(calls.begin(), calls.end(), arguments[0]) == calls.end()) {
+        RefuseName("call", arguments[0], calls);
+    }
+    return Fail(kApm, arguments[0], kAnyStep, arguments[1], arguments);
+}
+
+std::string Control::ListBehaviours(const Arguments&) {
+    json settings = json::object();
+    for (const auto& name : Behaviours::Names()) {
+        settings[name] = m_parts.behaviours.Setting(name);
+    }
+    return Print(settings);
+}
+
+std::string Control::Behave(const Arguments& arguments) {
+    const auto names = Behaviours::Names();
+    if (std::find(names.begin(), names.end(), arguments[0]) == names.end()) {
+        RefuseName("behaviour", arguments[0], names);
+    }
+    if (!m_parts.behaviours.Change(arguments[0], arguments[1])) {
+        throw ControlError(
+            fmt::format("\"{}\" is no setting: give on, off, or milliseconds from 0 to 86400000", arguments[1]));
+    }
+    return {};
+}
+
+std::string Control::Press(const Arguments& arguments) {
+    const auto code = ParseNumber<std::int32_t>(arguments[0]);
+    if (!code) {
+        throw ControlError(
+            fmt::format("\"{}\" is no key code: give a number such as 70, the power key", arguments[0]));
+    }
+    m_parts.press(*code);
+    return {};
+}
+
+std::string Control::Trace(const Arguments& arguments) {
+    return arguments.Has("--clear") ? m_parts.trace.TakeLines() : m_parts.trace.Lines();
+}
+
+}  // namespace simset

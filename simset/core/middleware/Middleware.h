@@ -1,0 +1,100 @@
+// The simulated set's middleware: what a television's services are to its applications. It keeps the model tree,
+// flash variables, factory metadata and keys, plays the application manager, and answers the client libraries of
+// simset/platform over a local socket.
+#ifndef SIMSET_MIDDLEWARE_MIDDLEWARE_H
+#define SIMSET_MIDDLEWARE_MIDDLEWARE_H
+
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "simset/control/Verbs.h"
+#include "simset/core/middleware/Scheduler.h"
+
+namespace simset {
+
+// What the middleware asks of the board around it. An empty function is left out.
+struct Hooks {
+    // A process of the set called sync(). Runs on that process's connection thread, and the process waits until it
+    // returns; several may run at once.
+    std::function<void()> onSync;
+    // The reboot action was invoked. Runs on the middleware's timer thread: note the request and return, do not
+    // call PowerOff or destroy the middleware from here.
+    std::function<void()> onReboot;
+    // The step named by CutPowerAfter was reached: cut the power. Whoever made the step waits for PowerOff. Note
+    // the request and return.
+    std::function<void()> onPowerCut;
+    // Something could not be kept, for example because the disk is full; `message` is one line for the user. Any
+    // thread; must not call the middleware.
+    std::function<void(const std::string& message)> onProblem;
+};
+
+// All operations may be called from any thread unless they say otherwise.
+class Middleware {
+  public:
+    // Opens `stateDir`/state.db, made as a factory-new set when it is missing, and appends to
+    // `stateDir`/trace.jsonl. The folder must exist; that no second simset uses it is the caller's care. Throws
+    // StateError. `scheduler` null: real time.
+    explicit Middleware(const std::filesystem::path& stateDir, std::unique_ptr<Scheduler> scheduler = nullptr);
+
+    // Ends every connection and thread. No hook is called afterwards.
+    ~Middleware();
+
+    Middleware(const Middleware&) = delete;
+    Middleware& operator=(const Middleware&) = delete;
+
+    // To be called before Listen.
+    void SetHooks(Hooks hooks);
+
+    // Accepts client libraries and reporters on the Unix socket `socketPath` (at most 107 bytes), which is made,
+    // replacing a socket left over, and removed at the end; a leading '@' stands for an abstract name, which needs
+    // no file and is the same in every mount namespace. The text belongs into SIMSET_SOCKET of the application's
+    // environment. To be called once. Throws std::system_error.
+    void Listen(const std::string& socketPath);
+
+    // The set gets power: what a television forgets without power (search results, the address, messages) is back
+    // at its start value, and trace times count from here. A new middleware is powered on.
+    void PowerOn();
+
+    // Lets the power fail at the `steps`th step from now: shell command, mount, write or sync. A write is done
+    // then, a command has not begun and a sync has saved nothing. 0 takes it back, and so does PowerOff.
+    void CutPowerAfter(std::uint64_t steps);
+
+    // Drops all connections, registrations and running actions, as when the application's processes are gone, and
+    // refuses new ones until PowerOn. Values that the set keeps stay.
+    void PowerOff();
+
+    // The ctl verbs that are the middleware's.
+    static std::vector<VerbForm> Verbs();
+
+    // Carries out a ctl verb with its arguments, for example {"model", "get", KEY}. Returns the text to print
+    // (lines with their line ends; may be empty). Throws ControlError, with one line that says what to do, and
+    // StateError. "press" waits until the application has taken the key, at most five seconds.
+    std::string Control(const Words& words);
+
+    // How long behaviour `name` ("supervisor", …) takes to answer; nothing when it is switched off. An unknown
+    // name throws std::out_of_range.
+    std::optional<std::chrono::milliseconds> Behaviour(const std::string& name) const;
+
+    // Boot variables, past all faults and without a trace row; "" for one that was never set. SetFlash throws
+    // StateError.
+    std::string Flash(const std::string& name) const;
+    void SetFlash(const std::string& name, const std::string& value);
+
+    // Appends `row` (an object with "who" and what happened) to the trace; "seq" and "ms" are put in front.
+    void Trace(const nlohmann::json& row);
+
+  private:
+    class Impl;
+    std::unique_ptr<Impl> m_impl;
+};
+
+}  // namespace simset
+
+#endif

@@ -1,0 +1,114 @@
+#include "simset/core/services/AppManager.h"
+
+#include "simset/base/Status.h"
+
+namespace simset {
+
+using nlohmann::json;
+
+namespace {
+
+constexpr char kWho[] = "apm";
+
+}  // namespace
+
+std::vector<std::string> AppManager::Calls() {
+    return {"rpc", "adapter", "registerApp", "notifyAppStatusInfo", "unRegisterApp"};
+}
+
+Reply AppManager::SetRpcEnv(const Request&) {
+    return m_shared.Traced(kWho, {{"call", "setRpcEnv"}}, m_shared.faults.Take("apm", "rpc", "any"));
+}
+
+Reply AppManager::Adapter(const Request&) {
+    return m_shared.Traced(kWho, {{"call", "getInstance"}}, m_shared.faults.Take("apm", "adapter", "any"));
+}
+
+Reply AppManager::Register(const Request& request) {
+    const auto client = request.at("client").get<std::string>();
+    const auto application = request.at("appId").get<std::string>();
+    std::int32_t status = m_shared.faults.Take("apm", "registerApp", "any");
+    if (status == kOk && !m_shared.clients.Find(client)) {
+        status = kUnreachable;
+    }
+    if (status == kOk) {
+        m_applications[application] = client;
+    }
+    return m_shared.Traced(kWho, {{"call", "registerApp"}, {"appId", application}}, status);
+}
+
+Reply AppManager::NotifyStatus(const Request& request) {
+    const auto application = request.at("appId").get<std::string>();
+    std::int32_t status = m_shared.faults.Take("apm", "notifyAppStatusInfo", "any");
+    if (status == kOk && m_applications.count(application) == 0) {
+        status = kNotConnected;
+    }
+    return m_shared.Traced(
+        kWho, {{"call", "notifyAppStatusInfo"}, {"appId", application}, {"value", request.at("value")}}, status);
+}
+
+Reply AppManager::Unregister(const Request& request) {
+    const auto application = request.at("appId").get<std::string>();
+    std::int32_t status = m_shared.faults.Take("apm", "unRegisterApp", "any");
+    if (status == kOk && m_applications.erase(application) == 0) {
+        status = kNotConnected;
+    }
+    return m_shared.Traced(kWho, {{"call", "unRegisterApp"}, {"appId", application}}, status);
+}
+
+Reply AppManager::Delivered(const Request& request) {
+    const auto delivery = request.at("delivery").get<std::uint64_t>();
+    const auto result = request.at("result").get<std::int32_t>();
+    const auto found = m_waiting.find(delivery);
+    if (found == m_waiting.end()) {
+        return {{"status", kNotConnected}};
+    }
+    m_shared.Traced(kWho, {{"call", "onKeyEvent"}, {"value", found->second.second}}, result);
+    m_waiting.erase(found);
+    m_done[delivery] = true;
+    m_delivered.notify_all();
+    return {{"status", kOk}};
+}
+
+void AppManager::Drop(const std::string& client) {
+    for (auto entry = m_applications.begin(); entry != m_applications.end();) {
+        entry = client.empty() || entry->second == client ? m_applications.erase(entry) : std::next(entry);
+    }
+    for (auto entry = m_waiting.begin(); entry != m_waiting.end();) {
+        if (client.empty() || entry->second.first == client) {
+            m_done[entry->first] = false;
+            entry = m_waiting.erase(entry);
+        } else {
+            ++entry;
+        }
+    }
+    m_delivered.notify_all();
+}
+
+std::uint64_t AppManager::Press(std::int32_t code) {
+    for (const auto& [application, client] : m_applications) {
+        const auto queue = m_shared.clients.Find(client);
+        if (queue && queue->Push({{"event", "key"},
+                                  {"appId", application},
+                                  {"delivery", m_lastDelivery + 1},
+                                  {"code", code},
+                                  {"type", 0}})) {
+            m_waiting[++m_lastDelivery] = {client, code};
+            return m_lastDelivery;
+        }
+    }
+    return 0;
+}
+
+bool AppManager::Wait(std::unique_lock<std::mutex>& lock, std::uint64_t number, std::chrono::milliseconds limit) {
+    m_delivered.wait_for(lock, limit, [this, number] { return m_done.count(number) != 0; });
+    const auto found = m_done.find(number);
+    const bool taken = found != m_done.end() && found->second;
+    if (found != m_done.end()) {
+        m_done.erase(found);
+    }
+    m_waiting.erase(number);
+    return taken;
+}
+
+}  // namespace simset

@@ -1,0 +1,483 @@
+#include "simset/core/services/Model.h"
+
+#include "simset/base/Errors.h"
+#include "simset/base/Status.h"
+#include "simset/core/services/KeyStore.h"
+#include "simset/wire/Wire.h"
+
+namespace simset {
+
+namespace {
+
+using nlohmann::json;
+
+constexpr char kWho[] = "model";
+constexpr char kValueSection[] = "model";
+constexpr char kFoundSection[] = "found";
+constexpr int kPresetLoaded = 338;  // the message of a preset that has been loaded
+constexpr int kAccessPointsOn = 1;
+constexpr int kBluetoothOn = 0;
+constexpr int kBluetoothOff = 1;
+constexpr int kTableChanged = 1;
+// What the asker gets to finish what it does.
+constexpr std::chrono::milliseconds kRebootDelay{500};
+
+json ParseKept(const std::string& text, json otherwise) {
+    auto value = DecodeLine(text);
+    return value ? std::move(*value) : std::move(otherwise);
+}
+
+std::pair<std::string, std::int64_t> IdOf(const Request& request, const char* number) {
+    return {request.at("client").get<std::string>(), request.at(number).get<std::int64_t>()};
+}
+
+std::string ArgumentAt(const json& arguments, std::size_t index) {
+    return index < arguments.size() ? arguments.at(index).at(1).get<std::string>() : std::string();
+}
+
+// The argument at a position of the parameter list, whichever element of the list it is.
+std::string Positional(const json& arguments, const std::string& position) {
+    for (const auto& argument : arguments) {
+        if (argument.at(0) == position) {
+            return argument.at(1).get<std::string>();
+        }
+    }
+    return {};
+}
+
+}  // namespace
+
+Model::Model(Shared& shared) : m_shared(shared) {
+    const auto found = m_shared.state.Load(kFoundSection);
+    const auto values = m_shared.state.Load(kValueSection);
+    for (const auto& info : Catalogue()) {
+        const std::string name(info.key);
+        m_values[name] = InitialValue(info);
+        if (const auto kept = values.find(name); kept != values.end()) {
+            m_values[name] = ParseKept(kept->second, m_values[name]);
+        }
+        if (!info.found.empty()) {
+            m_found[name] = json::parse(info.found);
+            if (const auto kept = found.find(name); kept != found.end()) {
+                m_found[name] = ParseKept(kept->second, m_found[name]);
+            }
+        }
+    }
+}
+
+void Model::PowerOn() {
+    m_connections.clear();
+    m_iterators.clear();
+    m_accessPointsSearching = false;
+    for (const auto& info : Catalogue()) {
+        if (!info.kept) {
+            m_values[std::string(info.key)] = InitialValue(info);
+        }
+    }
+}
+
+Reply Model::Proxy(const Request&) {
+    return m_shared.Traced(kWho, {{"call", "proxy"}}, m_shared.faults.TakeAny("model", "proxy"));
+}
+
+Reply Model::Interface(const Request& request) {
+    const auto name = request.at("name").get<std::string>();
+    std::int32_t status = m_shared.faults.TakeAny("model", "interface");
+    if (status == kOk && name != key::kRootInterface) {
+        status = kUnknownInterface;
+    }
+    return m_shared.Traced(kWho, {{"call", "interface"}, {"name", name}}, status);
+}
+
+Reply Model::Root(const Request&) {
+    return m_shared.Traced(kWho, {{"call", "root"}}, m_shared.faults.TakeAny("model", "root"));
+}
+
+Reply Model::Connect(const Request& request) {
+    const auto id = IdOf(request, "conn");
+    const auto name = request.at("key").get<std::string>();
+    const auto kind = request.at("kind").get<std::string>();
+    const auto observed = request.at("observed").get<bool>();
+    std::int32_t status = m_shared.faults.Take("model", name, "connect");
+    const KeyInfo* const info = FindKey(name);
+    if (status == kOk) {
+        if (info == nullptr) {
+            status = kUnknownKey;
+        } else if (kind != KindName(info->kind)) {
+            status = kWrongKind;
+        } else if (!m_shared.clients.Find(id.first)) {
+            status = kUnreachable;
+        } else {
+            m_connections[id] = Connection{info, observed};
+        }
+    }
+    return m_shared.Traced(kWho, {{"call", "connect"}, {"key", name}, {"kind", kind}}, status);
+}
+
+Reply Model::Disconnect(const Request& request) {
+    const auto id = IdOf(request, "conn");
+    const auto found = m_connections.find(id);
+    if (found == m_connections.end()) {
+        return m_shared.Traced(kWho, {{"call", "disconnect"}}, kNotConnected);
+    }
+    const std::string name(found->second.info->key);
+    m_connections.erase(found);
+    return m_shared.Traced(kWho, {{"call", "disconnect"}, {"key", name}}, kOk);
+}
+
+Reply Model::Release(const Request& request) {
+    const auto client = request.at("client").get<std::string>();
+    for (const auto& number : request.at("conns")) {
+        m_connections.erase({client, number.get<std::int64_t>()});
+    }
+    return {{"status", kOk}};
+}
+
+Reply Model::SetValue(const Request& request) {
+    const auto found = m_connections.find(IdOf(request, "conn"));
+    const json& given = request.at("value");
+    if (found == m_connections.end()) {
+        return m_shared.Traced(kWho, {{"call", "set"}, {"value", given}}, kNotConnected);
+    }
+    const KeyInfo& info = *found->second.info;
+    const std::string name(info.key);
+    json row{{"call", "set"}, {"key", name}, {"value", given}};
+    std::int32_t status = m_shared.faults.Take("model", name, "operate");
+    json value = given;
+    if (status == kOk && info.kind == Kind::Integers) {
+        // Elements to write, as pairs of index and value.
+        value = m_values.at(name);
+        for (const auto& element : given) {
+            const auto index = element.at(0).get<std::int64_t>();
+            if (index < 0 || index >= static_cast<std::int64_t>(value.size())) {
+                status = kOutOfRange;
+                break;
+            }
+            value[static_cast<std::size_t>(index)] = element.at(1);
+        }
+    }
+    if (status == kOk && !Fits(info.kind, value)) {
+        status = kWrongKind;
+    }
+    Reply reply = m_shared.Stored(kWho, std::move(row), [&] {
+        if (status == kOk) {
+            Store(info, std::move(value));
+        }
+        return status;
+    });
+    if (status == kOk) {
+        NotifyObservers(info);
+        if (name == key::kAccessPointSearch) {
+            SearchAccessPoints(m_values.at(name) == kAccessPointsOn);
+        }
+    }
+    return reply;
+}
+
+Reply Model::GetValue(const Request& request) {
+    const auto found = m_connections.find(IdOf(request, "conn"));
+    if (found == m_connections.end()) {
+        return m_shared.Traced(kWho, {{"call", "get"}}, kNotConnected);
+    }
+    const std::string name(found->second.info->key);
+    const std::int32_t status = m_shared.faults.Take("model", name, "operate");
+    if (status != kOk) {
+        return m_shared.Traced(kWho, {{"call", "get"}, {"key", name}}, status);
+    }
+    const json& value = m_values.at(name);
+    Reply reply = m_shared.Traced(kWho, {{"call", "get"}, {"key", name}, {"value", value}}, kOk);
+    reply["value"] = value;
+    return reply;
+}
+
+Reply Model::Invoke(const Request& request) {
+    const auto id = IdOf(request, "conn");
+    const auto found = m_connections.find(id);
+    json arguments = json::array();
+    for (const auto& argument : request.at("args")) {
+        arguments.push_back(json::array({argument.at(0).get<std::string>(), argument.at(1).get<std::string>()}));
+    }
+    if (found == m_connections.end()) {
+        return m_shared.Traced(kWho, {{"call", "invoke"}, {"args", arguments}}, kNotConnected);
+    }
+    const KeyInfo& info = *found->second.info;
+    const std::string name(info.key);
+    std::int32_t status = m_shared.faults.Take("model", name, "operate");
+    if (info.kind != Kind::Action) {
+        status = kWrongKind;
+    }
+    Reply reply = m_shared.Traced(kWho, {{"call", "invoke"}, {"key", name}, {"args", arguments}}, status);
+    if (status == kOk) {
+        json& record = m_values.at(name);
+        record["count"] = record["count"].get<int>() + 1;
+        record["args"] = arguments;
+        const std::int32_t error = m_shared.faults.Take("model", name, "execute");
+        if (error == kOk) {
+            Perform(id, info, request);
+        } else if (name == key::kEncryptKey || name == key::kCheckCiPlusKey) {
+            ReportResult(id, "Failed");
+        } else {
+            Notify(id, {{"event", "error"}, {"error", error}});
+        }
+    }
+    return reply;
+}
+
+void Model::Perform(const ConnectionId& connection, const KeyInfo& info, const Request& request) {
+    const std::string name(info.key);
+    json& record = m_values.at(name);
+    const json& arguments = record["args"];
+    const auto later = [this](const char* behaviour, std::function<void()> task) {
+        if (const auto delay = m_shared.behaviours.Delay(behaviour)) {
+            m_shared.later(*delay, std::move(task));
+        }
+    };
+    if (name == key::kFactoryReady) {
+        later("factory-ready", [this, connection] { ReportResult(connection, "1"); });
+        return;
+    }
+    if (name == key::kEncryptKey) {
+        InstallCredential(connection, request);
+        return;
+    }
+    if (name == key::kCheckCiPlusKey) {
+        CheckCredential(connection, request);
+        return;
+    }
+    if (name == key::kPresetDatabase) {
+        later("preset", [this] {
+            const KeyInfo& message = *FindKey(key::kMessageId);
+            Store(message, kPresetLoaded);
+            NotifyObservers(message);
+        });
+    } else if (name == key::kWiredSet) {
+        later("wired", [this] { Find(key::kIpAddress); });
+    } else if (name == key::kBluetoothEnable || name == key::kBluetoothDisable) {
+        const bool on = name == key::kBluetoothEnable;
+        const KeyInfo& status = *FindKey(key::kBluetoothStatus);
+        if (!on) {
+            ++m_deviceSearch;  // a radio without power finds nothing
+        }
+        Store(status, on ? kBluetoothOn : kBluetoothOff);
+        NotifyObservers(status);
+    } else if (name == key::kBluetoothSearchStart) {
+        SearchDevices();
+    } else if (name == key::kBluetoothSearchStop) {
+        ++m_deviceSearch;
+    } else if (name == key::kSourceSwitch) {
+        record["source"] = Positional(arguments, "2");
+    } else if (name == key::kGpio) {
+        // Number and value are the first and the second element; both carry position 0.
+        record["pins"][ArgumentAt(arguments, 0)] = ArgumentAt(arguments, 1);
+    } else if (name == key::kReboot) {
+        m_shared.later(kRebootDelay, m_shared.reboot);
+    }
+    ReportResult(connection, "Success");
+}
+
+void Model::InstallCredential(const ConnectionId& connection, const Request& request) {
+    const std::string type = ArgumentAt(m_values.at(key::kEncryptKey)["args"], 0);
+    const auto bytes = request.contains("file") && request["file"].is_string()
+                           ? FromHex(request["file"].get_ref<const std::string&>())
+                           : std::nullopt;
+    const bool good = bytes && !bytes->empty() && (type == "NON_ECP" || type == "ECP");
+    if (good) {
+        const std::string path = ArgumentAt(m_values.at(key::kEncryptKey)["args"], 1);
+        const std::uint32_t digest = Digest(*bytes);
+        m_shared.state.PutBlob(CredentialBlob(type), {*bytes, digest, path});
+    }
+    ReportResult(connection, good ? "Success" : "Failed");
+}
+
+void Model::CheckCredential(const ConnectionId& connection, const Request&) {
+    const std::string type = ArgumentAt(m_values.at(key::kCheckCiPlusKey)["args"], 0);
+    const auto blob = m_shared.state.GetBlob(CredentialBlob(type));
+    ReportResult(connection, blob && Digest(blob->bytes) == blob->digest ? "Success" : "Failed");
+}
+
+void Model::SearchAccessPoints(bool on) {
+    if (!on) {
+        m_accessPointsSearching = false;
+        ++m_accessPointSearch;
+        return;
+    }
+    const auto delay = m_shared.behaviours.Delay("wifi");
+    if (m_accessPointsSearching || !delay) {
+        return;  // a repeated start leaves the search that is under way alone
+    }
+    m_accessPointsSearching = true;
+    m_shared.later(*delay, [this, search = ++m_accessPointSearch] {
+        if (search == m_accessPointSearch) {
+            m_accessPointsSearching = false;
+            Find(key::kAccessPointSignal);
+            Find(key::kAccessPointCount);
+        }
+    });
+}
+
+void Model::SearchDevices() {
+    const auto delay = m_shared.behaviours.Delay("bluetooth");
+    if (!delay || m_values.at(key::kBluetoothStatus) != kBluetoothOn) {
+        return;
+    }
+    for (const char* forgotten : {key::kBluetoothDeviceName, key::kBluetoothDeviceCount}) {
+        const KeyInfo& info = *FindKey(forgotten);
+        Store(info, InitialValue(info));
+    }
+    m_shared.later(*delay, [this, search = ++m_deviceSearch] {
+        if (search == m_deviceSearch) {
+            Find(key::kBluetoothDeviceName);
+            Find(key::kBluetoothDeviceCount);
+        }
+    });
+}
+
+void Model::Find(const char* key) {
+    const KeyInfo& info = *FindKey(key);
+    Store(info, m_found.at(key));
+    NotifyObservers(info);
+}
+
+Reply Model::OpenIterator(const Request& request) {
+    const auto id = IdOf(request, "conn");
+    const auto found = m_connections.find(id);
+    const json& selection = request.at("selection");
+    if (found == m_connections.end() || found->second.info->kind != Kind::Table) {
+        return m_shared.Traced(kWho, {{"call", "iterator"}},
+                               found == m_connections.end() ? kNotConnected : kWrongKind);
+    }
+    const std::string name(found->second.info->key);
+    const std::int32_t status = m_shared.faults.Take("model", name, "operate");
+    if (status == kOk) {
+        m_iterators[IdOf(request, "iterator")] = Iterator{id, name, selection, 0};
+    }
+    return m_shared.Traced(kWho, {{"call", "iterator"}, {"key", name}, {"selection", selection}}, status);
+}
+
+Reply Model::Count(const Request& request) {
+    const auto id = IdOf(request, "iterator");
+    const auto found = m_iterators.find(id);
+    if (found == m_iterators.end() || m_connections.count(found->second.connection) == 0) {
+        return m_shared.Traced(kWho, {{"call", "count"}}, kNotConnected);
+    }
+    const std::int32_t status = m_shared.faults.Take("model", found->second.key, "count");
+    json row{{"call", "count"}, {"key", found->second.key}};
+    if (status == kOk) {
+        const std::size_t count = SelectedRows(found->second).size();
+        row["value"] = count;
+        Notify(id, {{"event", "count"}, {"count", count}});
+    }
+    return m_shared.Traced(kWho, std::move(row), status);
+}
+
+Reply Model::Rows(const Request& request) {
+    const auto id = IdOf(request, "iterator");
+    const auto wanted = request.at("count").get<std::int64_t>();
+    const auto found = m_iterators.find(id);
+    if (found == m_iterators.end() || m_connections.count(found->second.connection) == 0) {
+        return m_shared.Traced(kWho, {{"call", "rows"}, {"count", wanted}}, kNotConnected);
+    }
+    Iterator& iterator = found->second;
+    std::int32_t status = m_shared.faults.Take("model", iterator.key, "rows");
+    if (status == kOk && wanted < 0) {
+        status = kOutOfRange;
+    }
+    if (status == kOk) {
+        const json all = SelectedRows(iterator);
+        json chunk = json::array();
+        while (iterator.position < all.size() && static_cast<std::int64_t>(chunk.size()) < wanted) {
+            chunk.push_back(all[iterator.position++]);
+        }
+        Notify(id, {{"event", "rows"}, {"rows", std::move(chunk)}});
+    }
+    return m_shared.Traced(kWho, {{"call", "rows"}, {"key", iterator.key}, {"count", wanted}}, status);
+}
+
+Reply Model::CloseIterator(const Request& request) {
+    m_iterators.erase(IdOf(request, "iterator"));
+    return {{"status", kOk}};
+}
+
+json Model::SelectedRows(const Iterator& iterator) const {
+    const json& table = m_values.at(iterator.key);
+    if (table.is_array()) {
+        return table;
+    }
+    // Rows by tuner: the last entry of the selection names the one that is meant; without one all rows are.
+    const std::string tuner =
+        iterator.selection.empty() ? std::string() : iterator.selection.back().at(2).get<std::string>();
+    json rows = json::array();
+    for (const auto& [name, rowsOfTuner] : table.items()) {
+        if (tuner.empty() || tuner == name) {
+            rows.insert(rows.end(), rowsOfTuner.begin(), rowsOfTuner.end());
+        }
+    }
+    return rows;
+}
+
+void Model::Drop(const std::string& client) {
+    const auto drop = [&client](auto& byClient) {
+        for (auto entry = byClient.begin(); entry != byClient.end();) {
+            entry = entry->first.first == client ? byClient.erase(entry) : std::next(entry);
+        }
+    };
+    drop(m_connections);
+    drop(m_iterators);
+}
+
+void Model::Assign(const KeyInfo& info, const json& value) {
+    const std::string name(info.key);
+    if (m_found.count(name) != 0) {
+        m_shared.state.Put(kFoundSection, name, EncodeLine(value));
+        m_found[name] = value;
+    }
+    Store(info, value);
+    NotifyObservers(info);
+    // A list and its length go together.
+    if (name == key::kAccessPointSignal) {
+        Assign(*FindKey(key::kAccessPointCount), value.size());
+    } else if (name == key::kBluetoothDeviceName) {
+        Assign(*FindKey(key::kBluetoothDeviceCount), value.size());
+    } else if (name == key::kAccessPointSearch) {
+        SearchAccessPoints(value == kAccessPointsOn);
+    }
+}
+
+void Model::Store(const KeyInfo& info, json value) {
+    const std::string name(info.key);
+    if (info.kept) {
+        m_shared.state.Put(kValueSection, name, EncodeLine(value));
+    }
+    m_values[name] = std::move(value);
+}
+
+void Model::Notify(const ConnectionId& target, json event) {
+    if (const auto queue = m_shared.clients.Find(target.first)) {
+        event["target"] = target.second;
+        queue->Push(std::move(event));
+    }
+}
+
+void Model::NotifyObservers(const KeyInfo& info) {
+    for (const auto& [id, connection] : m_connections) {
+        if (connection.info != &info || !connection.observed) {
+            continue;
+        }
+        if (info.kind == Kind::Table) {
+            Notify(id, {{"event", "update"}, {"update", kTableChanged}});
+        } else {
+            Notify(id, {{"event", "value"}, {"value", m_values.at(std::string(info.key))}});
+        }
+    }
+}
+
+void Model::ReportResult(const ConnectionId& connection, const std::string& text) {
+    const auto found = m_connections.find(connection);
+    if (found != m_connections.end() && found->second.observed) {
+        m_shared.Traced(kWho, {{"call", "result"}, {"key", std::string(found->second.info->key)}, {"value", text}},
+                        kOk);
+        Notify(connection, {{"event", "result"}, {"results", json::array({json::array({"0", text})})}});
+    }
+}
+
+}  // namespace simset

@@ -1,0 +1,89 @@
+// The model tree at work: connections of the applications, values, actions, tables.
+#ifndef SIMSET_SERVICES_MODEL_H
+#define SIMSET_SERVICES_MODEL_H
+
+#include <cstdint>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <utility>
+
+#include "simset/core/services/Catalogue.h"
+#include "simset/core/state/Shared.h"
+
+namespace simset {
+
+// Not thread-safe; see Shared. Requests with members that are missing or of another type throw
+// nlohmann::json::exception, writes that cannot be kept throw StateError; nothing has changed then.
+class Model {
+  public:
+    explicit Model(Shared& shared);
+
+    // Values that are not kept go back to what they are at power-on; connections are gone.
+    void PowerOn();
+
+    // The client libraries' requests. "client" names the process, "conn" and "iterator" are its own numbers.
+    Reply Proxy(const Request& request);
+    Reply Interface(const Request& request);
+    Reply Root(const Request& request);
+    Reply Connect(const Request& request);
+    Reply Disconnect(const Request& request);
+    Reply Release(const Request& request);
+    Reply SetValue(const Request& request);
+    Reply GetValue(const Request& request);
+    Reply Invoke(const Request& request);
+    Reply OpenIterator(const Request& request);
+    Reply Count(const Request& request);
+    Reply Rows(const Request& request);
+    Reply CloseIterator(const Request& request);
+
+    // Forgets what a process that is gone had connected.
+    void Drop(const std::string& client);
+
+    // The value of a key of the catalogue; of an action what it was last invoked with.
+    const nlohmann::json& Value(const std::string& key) const { return m_values.at(key); }
+
+    // Gives a key of the catalogue a value that Fits it, as the television itself would: observers are told, and
+    // what a search or set-up comes to find is this value from now on.
+    void Assign(const KeyInfo& info, const nlohmann::json& value);
+
+  private:
+    using ConnectionId = std::pair<std::string, std::int64_t>;  // client, its number
+
+    struct Connection {
+        const KeyInfo* info;
+        bool observed;
+    };
+
+    struct Iterator {
+        ConnectionId connection;
+        std::string key;
+        nlohmann::json selection;
+        std::size_t position;
+    };
+
+    void Notify(const ConnectionId& target, nlohmann::json event);
+    void NotifyObservers(const KeyInfo& info);
+    void Store(const KeyInfo& info, nlohmann::json value);
+    void Find(const char* key);
+    void ReportResult(const ConnectionId& connection, const std::string& text);
+    void Perform(const ConnectionId& connection, const KeyInfo& info, const Request& request);
+    void InstallCredential(const ConnectionId& connection, const Request& request);
+    void CheckCredential(const ConnectionId& connection, const Request& request);
+    void SearchAccessPoints(bool on);
+    void SearchDevices();
+    nlohmann::json SelectedRows(const Iterator& iterator) const;
+
+    Shared& m_shared;
+    std::map<std::string, nlohmann::json> m_values;
+    std::map<std::string, nlohmann::json> m_found;
+    std::map<ConnectionId, Connection> m_connections;
+    std::map<ConnectionId, Iterator> m_iterators;
+    std::uint64_t m_accessPointSearch = 0;  // number of the search under way, or of the last one
+    std::uint64_t m_deviceSearch = 0;
+    bool m_accessPointsSearching = false;
+};
+
+}  // namespace simset
+
+#endif

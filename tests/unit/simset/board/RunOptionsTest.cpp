@@ -1,0 +1,69 @@
+#include <gtest/gtest.h>
+
+#include <CLI/CLI.hpp>
+#include <stdexcept>
+
+#include "simset/board/host/RunOptions.h"
+
+namespace simset {
+namespace {
+
+RunOptions Parse(const std::string& arguments) {
+    CLI::App app;
+    RunOptions options;
+    AddRunOptions(app, options);
+    app.parse(arguments);
+    return options;
+}
+
+TEST(RunOptions, DefaultsAreThoseOfASet) {
+    const RunOptions options = Parse("--state s");
+    EXPECT_EQ(options.state, "s");
+    EXPECT_FALSE(options.mode);
+    EXPECT_TRUE(options.sticks.empty());
+    ASSERT_TRUE(options.panel);
+    EXPECT_EQ(options.panel->width, 1920U);
+    EXPECT_EQ(options.panel->height, 1080U);
+    EXPECT_EQ(options.line.baud, 115200U);
+    EXPECT_TRUE(options.application.empty());
+}
+
+TEST(RunOptions, StateIsRequired) {
+    EXPECT_THROW(Parse("--mode 1"), CLI::ParseError);
+}
+
+TEST(RunOptions, ModeNoneIsTheEmptyText) {
+    EXPECT_EQ(Parse("--state s --mode none").mode, "");
+    EXPECT_EQ(Parse("--state s --mode 3").mode, "3");
+    EXPECT_THROW(Parse("--state s --mode 4"), CLI::ParseError);
+    EXPECT_THROW(Parse("--state s --mode ''"), CLI::ParseError);
+}
+
+TEST(RunOptions, SticksKeepTheirOrder) {
+    const RunOptions options = Parse("--state s --usb / --usb /usr");
+    EXPECT_EQ(options.sticks, (std::vector<std::string>{"/", "/usr"}));
+    EXPECT_THROW(Parse("--state s --usb /no-such-folder"), CLI::ParseError);
+}
+
+TEST(RunOptions, PanelSizeOrNone) {
+    EXPECT_EQ(Parse("--state s --panel 3840x2160").panel->width, 3840U);
+    EXPECT_FALSE(Parse("--state s --panel none").panel);
+    EXPECT_THROW(Parse("--state s --panel big"), CLI::ParseError);
+}
+
+TEST(RunOptions, ExtraArgumentsAreRefused) {
+    EXPECT_THROW(Parse("--state s now"), CLI::ParseError);
+    EXPECT_THROW(Parse("--state s --baud fast"), CLI::ParseError);
+    EXPECT_THROW(Parse("--state s --baud -1"), CLI::ParseError);
+}
+
+TEST(PanelSize, OnlyTwoPlainNumbers) {
+    EXPECT_EQ(ParsePanelSize("1280x720")->height, 720U);
+    for (const char* text : {"", "x", "1280", "1280x", "x720", "1280x720x24", "15x720", "1280x16385", "-1280x720",
+                             "1280 x720", "0x0"}) {
+        EXPECT_FALSE(ParsePanelSize(text)) << text;
+    }
+}
+
+}  // namespace
+}  // namespace simset

@@ -1,0 +1,48 @@
+#include <future>
+#include <thread>
+
+#include "simset/core/Fixture.h"
+#include "simset/core/state/CutPoint.h"
+
+namespace simset::test {
+namespace {
+
+TEST(CutPoint, CountsWhatChangesSomething) {
+    EXPECT_TRUE(CutPoint::IsStep({{"who", "shell"}, {"command", "true"}}));
+    EXPECT_TRUE(CutPoint::IsStep({{"who", "mount"}, {"call", "mount"}}));
+    EXPECT_TRUE(CutPoint::IsStep({{"who", "flash"}, {"call", "set"}}));
+    EXPECT_TRUE(CutPoint::IsStep({{"who", "meta"}, {"call", "write"}}));
+    EXPECT_TRUE(CutPoint::IsStep({{"who", "model"}, {"call", "invoke"}}));
+    EXPECT_FALSE(CutPoint::IsStep({{"who", "model"}, {"call", "get"}}));
+    EXPECT_FALSE(CutPoint::IsStep({{"who", "keys"}, {"call", "check"}}));
+    EXPECT_FALSE(CutPoint::IsStep({{"who", "apm"}, {"call", "registerApp"}}));
+}
+
+TEST(CutPoint, FailsAtItsStepAndIsToldOnce) {
+    CutPoint point;
+    point.Arm(2);
+    point.Step();
+    EXPECT_FALSE(point.IsFailing());
+    point.HoldWhileFailing();
+    point.Step();
+    EXPECT_TRUE(point.IsFailing());
+    EXPECT_TRUE(point.TakeReached());
+    EXPECT_FALSE(point.TakeReached());
+    auto held = std::async(std::launch::async, [&point] { point.HoldWhileFailing(); });
+    EXPECT_EQ(held.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
+    point.PowerIsOff();
+    EXPECT_EQ(held.wait_for(kPatience), std::future_status::ready);
+    point.Step();
+    EXPECT_FALSE(point.IsFailing());
+}
+
+TEST(CutPoint, IsTakenBack) {
+    CutPoint point;
+    point.Arm(1);
+    point.Arm(0);
+    point.Step();
+    EXPECT_FALSE(point.IsFailing());
+}
+
+}  // namespace
+}  // namespace simset::test
