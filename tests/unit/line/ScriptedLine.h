@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "Hex.h"
-#include "Transport.h"
+#include "port/Transport.h"
+#include "wire/Hex.h"
 
 namespace zelline {
 

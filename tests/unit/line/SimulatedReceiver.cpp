@@ -1,4 +1,4 @@
-#include "SimulatedReceiver.h"
+#include "line/SimulatedReceiver.h"
 
 #include <zlib.h>
 

@@ -1,0 +1,18 @@
+// The command line.
+#ifndef ZELLINE_CLI_CLI_H
+#define ZELLINE_CLI_CLI_H
+
+#include <string>
+#include <vector>
+
+#include "cli/Session.h"
+
+namespace zelline {
+
+// Runs the tool with `arguments` (without the program's name) and returns its exit status. Nothing is written
+// but to the console's streams and the files that the arguments name.
+int RunCli(const std::vector<std::string>& arguments, Console console, const PortOpener& open);
+
+}  // namespace zelline
+
+#endif

@@ -1,0 +1,142 @@
+#include <fmt/chrono.h>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <chrono>
+
+#include "cli/Tools.h"
+#include "protocol/FrameCodec.h"
+#include "wire/Answer.h"
+#include "wire/Explain.h"
+
+namespace zelline {
+namespace {
+
+std::string TimeOfDay() {
+    const auto now = std::chrono::system_clock::now();
+    const auto ms = std::chrono::duration_cast<Millis>(now.time_since_epoch()).count() % 1000;
+    return fmt::format("{:%H:%M:%S}.{:03}", fmt::localtime(std::chrono::system_clock::to_time_t(now)), ms);
+}
+
+// Shows the bytes that are no frame.
+class NoiseSink : public LineObserver {
+  public:
+    explicit NoiseSink(const Console& console) : m_console(console) {}
+
+    void Noise(const Bytes& bytes, Millis) override {
+        m_console.Result({{"v", 1}, {"type", "noise"}, {"bytes", ToHex(bytes)}},
+                         fmt::format("{}  noise: {}", TimeOfDay(), ToHex(bytes)));
+    }
+
+  private:
+    const Console& m_console;
+};
+
+const char* RoleWord(const UartFrame& frame) {
+    switch (RoleOf(frame)) {
+        case FrameRole::Ready:
+            return "ready";
+        case FrameRole::KeyPress:
+            return "key";
+        default:
+            return "answer";
+    }
+}
+
+constexpr Millis kUnansweredPause{700};  // longer than the silence that ends a burst for the set
+
+// The request of a burst that an answer belongs to; the last one when none has its id.
+const UartFrame& RequestOf(const RecordedBurst& burst, const UartFrame& answer) {
+    const auto asked = std::find_if(burst.requests.begin(), burst.requests.end(), [&](const UartFrame& request) {
+        return request.CommandId() == answer.CommandId();
+    });
+    return asked == burst.requests.end() ? burst.requests.back() : *asked;
+}
+
+// Sends one burst as it was recorded, and returns what is answered.
+std::vector<UartFrame> SendAgain(Link& link, const RecordedBurst& burst, std::optional<Millis> given) {
+    link.Send(burst.requests);
+    const Millis sent = link.Line().Now();
+    Millis timeout = given.value_or(kUnansweredPause);
+    if (!burst.answers.empty() && !given) {
+        timeout = DefaultTimeout(burst.answers.back().CommandId());
+        timeout += Millis(100) * static_cast<int>(burst.requests.size());
+    }
+    std::vector<UartFrame> answers;
+    while (burst.answers.empty() || answers.size() < burst.answers.size()) {
+        const auto frame = link.Receive(sent + timeout);
+        if (!frame) {
+            break;
+        }
+        if (RoleOf(*frame) == FrameRole::Answer) {
+            answers.push_back(*frame);
+        }
+    }
+    return answers;
+}
+
+// Tells of one answer beside the recorded one; either may be missing.
+Exit Compare(const Console& console, const RecordedBurst& burst, const UartFrame* then, const UartFrame* now) {
+    const UartFrame& asked = RequestOf(burst, then != nullptr ? *then : *now);
+    const auto hex = [](const UartFrame* frame) {
+        return frame == nullptr ? Json(nullptr) : Json(WireHex(*frame));
+    };
+    const auto said = [](const UartFrame* frame) { return frame == nullptr ? "no answer" : Explain(*frame); };
+    const bool same = hex(then) == hex(now);
+    std::string words = fmt::format("{} {}", same ? "same   " : "differs", Explain(asked));
+    if (!same) {
+        words += fmt::format("\n          recorded: {}\n          now:      {}", said(then), said(now));
+    }
+    console.Result({{"v", 1},
+                    {"type", "replay"},
+                    {"line", burst.line},
+                    {"request", WireHex(asked)},
+                    {"recorded", hex(then)},
+                    {"answer", hex(now)},
+                    {"same", same}},
+                   words);
+    return same ? Exit::Success : now != nullptr ? Exit::Failure : Exit::NoAnswer;
+}
+
+}  // namespace
+
+// Ends when the time is over, or with what comes out of the transport.
+Exit Listen(const Context& context) {
+    const Console& console = context.console;
+    NoiseSink noise(console);
+    const Session session(context, &noise);
+    Link& link = *session.link;
+    const long time = context.options.listenFor;
+    const Millis end = time > 0 ? link.Line().Now() + Millis(time) : Millis::max();
+    for (Millis now = link.Line().Now(); now < end; now = link.Line().Now()) {
+        const auto frame = link.Receive(std::min(end, now + Millis(1000)));
+        if (!frame) {
+            continue;
+        }
+        Json object = {
+            {"v", 1}, {"type", RoleWord(*frame)}, {"id", IdText(frame->CommandId())}, {"hex", WireHex(*frame)}};
+        if (RoleOf(*frame) == FrameRole::KeyPress) {
+            object["key"] = Printable(zel::Payload(*frame));
+        }
+        object["words"] = Explain(*frame);
+        console.Result(object, fmt::format("{}  {}", TimeOfDay(), Explain(*frame)));
+    }
+    return Exit::Success;
+}
+
+Exit Replay(const Context& context) {
+    const std::vector<RecordedBurst> bursts = ReadTrace(context.options.words[0]);
+    const Session session(context);
+    Exit worst = Exit::Success;
+    for (const RecordedBurst& burst : bursts) {
+        const auto answers = SendAgain(*session.link, burst, context.options.ForVerbs().timeout);
+        for (std::size_t i = 0; i < std::max(answers.size(), burst.answers.size()); ++i) {
+            worst = Worse(worst,
+                          Compare(context.console, burst, i < burst.answers.size() ? &burst.answers[i] : nullptr,
+                                  i < answers.size() ? &answers[i] : nullptr));
+        }
+    }
+    return worst;
+}
+
+}  // namespace zelline

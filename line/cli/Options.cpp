@@ -1,0 +1,43 @@
+#include "cli/Options.h"
+
+namespace zelline {
+
+const std::vector<OptionInfo>& CommonOptions() {
+    static const std::vector<OptionInfo> kOptions = {
+        {"--port", "PATH", &Options::port, "the serial port; without it the environment's ZELLINE_PORT", 0, 0,
+         "ZELLINE_PORT"},
+        {"--timeout", "MS", &Options::timeout,
+         "how long to wait for an answer; each command has a fitting one of its own", 1, 3600000},
+        {"--retries", "N", &Options::retries, "how often to try again without an answer (usually 1, for files 3)",
+         0, 1000},
+        {"--json", "", &Options::json, "JSON Lines on standard output, for scripts"},
+        {"--trace", "FILE", &Options::trace, "record every frame both ways; bytes of key files are left out"},
+        {"--trace-key-bytes", "", &Options::traceKeyBytes,
+         "write the bytes of key files into the trace too, in clear"},
+        {"--no-connect", "", &Options::noConnect, "do not put a connect in front of the first command"},
+        {"--pace", "MS", &Options::pace, "key and config: pause behind each chunk (0: all in one burst)", 0,
+         60000},
+    };
+    return kOptions;
+}
+
+const OptionInfo kListenFor = {"--for", "MS", &Options::listenFor, "", 1, 86400000};
+const OptionInfo kMarkdown = {"--markdown", "", &Options::markdown, ""};
+const OptionInfo kDryRun = {"--dry-run", "", &Options::dryRun, ""};
+const OptionInfo kReport = {"--report", "FILE", &Options::reports, ""};
+const OptionInfo kSet = {"--set", "NAME=VALUE", &Options::variables, ""};
+
+Settings Options::ForVerbs() const {
+    Settings settings;
+    if (timeout > 0) {
+        settings.timeout = Millis(timeout);
+    }
+    if (retries >= 0) {
+        settings.retries = static_cast<int>(retries);
+    }
+    settings.connect = !noConnect;
+    settings.pace = Millis(pace);
+    return settings;
+}
+
+}  // namespace zelline

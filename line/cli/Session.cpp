@@ -1,0 +1,24 @@
+#include "cli/Session.h"
+
+#include "wire/Error.h"
+
+namespace zelline {
+
+Session::Session(const Context& context, LineObserver* observer) {
+    const Options& options = context.options;
+    if (options.port.empty()) {
+        Fail(Exit::Unusable, "which port? Write --port PATH or set ZELLINE_PORT; 'zelline ports' lists them");
+    }
+    std::vector<LineObserver*> observers;
+    if (!options.trace.empty()) {
+        trace = std::make_unique<Trace>(options.trace, options.traceKeyBytes);
+        observers.push_back(trace.get());
+    }
+    if (observer != nullptr) {
+        observers.push_back(observer);
+    }
+    transport = context.open(options.port);
+    link = std::make_unique<Link>(*transport, observers);
+}
+
+}  // namespace zelline

@@ -1,0 +1,37 @@
+// What a verb works with: the console, the options, and the port when it is open.
+#ifndef ZELLINE_CLI_SESSION_H
+#define ZELLINE_CLI_SESSION_H
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "cli/Options.h"
+#include "link/Trace.h"
+#include "report/Console.h"
+
+namespace zelline {
+
+// Opens the transport to the set at the path.
+using PortOpener = std::function<std::unique_ptr<Transport>(const std::string& path)>;
+
+// What a verb works with.
+struct Context {
+    const Console& console;
+    const Options& options;
+    const PortOpener& open;
+};
+
+// The opened port, with its trace where one is wanted.
+struct Session {
+    // `observer` hears of everything on the line too; may be null.
+    explicit Session(const Context& context, LineObserver* observer = nullptr);
+
+    std::unique_ptr<Trace> trace;
+    std::unique_ptr<Transport> transport;
+    std::unique_ptr<Link> link;
+};
+
+}  // namespace zelline
+
+#endif

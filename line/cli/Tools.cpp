@@ -1,0 +1,128 @@
+#include "cli/Tools.h"
+
+#include <fmt/format.h>
+
+#include "port/PortList.h"
+#include "protocol/CommandCatalogue.h"
+#include "wire/Explain.h"
+#include "wire/Reference.h"
+
+namespace zelline {
+namespace {
+
+Exit ShowPorts(const Context& context) {
+    const auto ports = ListPorts();
+    for (const ListedPort& port : ports) {
+        std::string words = fmt::format("{:<16} {}", port.path, port.description);
+        if (!port.holder.empty()) {
+            words += fmt::format("  taken by {}", port.holder);
+        }
+        context.console.Result({{"v", 1},
+                                {"type", "port"},
+                                {"path", port.path},
+                                {"description", port.description},
+                                {"holder", port.holder.empty() ? Json(nullptr) : Json(port.holder)}},
+                               words);
+    }
+    if (ports.empty()) {
+        context.console.Note("no serial ports on this machine");
+    }
+    return Exit::Success;
+}
+
+Exit Decode(const Context& context) {
+    const auto stretches = Dissect(FromHex(fmt::format("{}", fmt::join(context.options.words, " "))));
+    if (stretches.empty()) {
+        Fail(Exit::Unusable, "there are no bytes to decode: write them as 'zelline decode 79 00 12 73 ...'");
+    }
+    for (const Stretch& stretch : stretches) {
+        Json object = {{"v", 1}, {"type", stretch.intact ? "frame" : "damage"}, {"at", stretch.at}};
+        if (stretch.intact) {
+            object["id"] = IdText(stretch.frame.CommandId());
+            object["kind"] = stretch.frame.kind;
+            object["length"] = stretch.frame.length;
+            object["payload"] = ToHex(stretch.frame.payload.data(), stretch.frame.length);
+            object["trailer"] = {stretch.frame.trailerA, stretch.frame.trailerB};
+        }
+        object["hex"] = ToHex(stretch.bytes);
+        object["words"] = stretch.words;
+        context.console.Result(
+            object, fmt::format("{:5}  {}\n       {}", stretch.at, ToHex(stretch.bytes), stretch.words));
+    }
+    return Exit::Success;
+}
+
+Exit ShowCommands(const Context& context) {
+    const Console& console = context.console;
+    if (context.options.markdown) {
+        console.out << ProtocolReference();
+        return Exit::Success;
+    }
+    for (const zel::CommandInfo& row : zel::kCommandCatalogue) {
+        if (row.reply == zel::ReplyRule::None && row.name.empty() && !console.json) {
+            continue;
+        }
+        console.Result({{"v", 1},
+                        {"type", "command"},
+                        {"id", IdText(row.id)},
+                        {"decimal", row.id},
+                        {"name", row.name},
+                        {"payload", row.payloadText},
+                        {"answer", row.answerText}},
+                       fmt::format("{}  {:<26} {}\n{:36}-> {}", IdText(row.id), row.name,
+                                   row.payloadText.empty() ? "none" : row.payloadText, "", row.answerText));
+    }
+    if (!console.json) {
+        console.Note("Ids from 0x1273 to 0x12BA that are not listed are dropped by the set.");
+    }
+    return Exit::Success;
+}
+
+}  // namespace
+
+const std::vector<ToolVerb>& ToolVerbs() {
+    static const std::vector<ToolVerb> kVerbs = {
+        {"listen",
+         "",
+         {&kListenFor},
+         "Show what arrives: ready frames, key presses, answers, noise",
+         "Sends nothing. Ends with Ctrl-C, or after --for. A set reports keys only once it is connected.",
+         Listen},
+        {"ports", "", {}, "List the serial ports of this machine, and who holds them", "", ShowPorts},
+        {"run",
+         "PLAN.toml",
+         {&kDryRun, &kReport, &kSet},
+         "Work through a station plan",
+         "Prints a table of the steps and ends with the status of the worst one. A report's kind follows its\n"
+         "name: .json, .xml (JUnit), .csv or .html. --dry-run prints what would be sent and sends nothing.\n"
+         "  zelline run docs/plans/demo.toml --set sn=AB12 --report result.xml --report result.html",
+         RunPlan},
+        {"validate",
+         "PLAN.toml",
+         {&kSet},
+         "Check a station plan without a set",
+         "Each mistake is told with its file and line.",
+         ValidatePlan},
+        {"replay",
+         "FILE",
+         {},
+         "Send the requests of a trace again and compare the answers",
+         "FILE was recorded with --trace. Status 1 when an answer differs.",
+         Replay},
+        {"decode",
+         "HEX",
+         {},
+         "Explain frames in words, several in a row, damaged ones too",
+         "  zelline decode 79 00 12 72 01 02 00 01 78 FE",
+         Decode},
+        {"commands",
+         "",
+         {&kMarkdown},
+         "List the commands of the protocol",
+         "--markdown prints the whole protocol reference.",
+         ShowCommands},
+    };
+    return kVerbs;
+}
+
+}  // namespace zelline

@@ -1,0 +1,35 @@
+// The verbs that do more, or less, than ask the set for one thing.
+#ifndef ZELLINE_CLI_TOOLS_H
+#define ZELLINE_CLI_TOOLS_H
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "cli/Session.h"
+#include "wire/Error.h"
+
+namespace zelline {
+
+// One such verb: what stands behind it, its help, and what carries it out.
+struct ToolVerb {
+    std::string_view name;
+    std::string_view words;  // what must stand behind it, one word or HEX for any number; empty for nothing
+    std::vector<const OptionInfo*> options;
+    std::string_view help;  // one line
+    std::string_view more;
+    Exit (*run)(const Context& context);
+};
+
+// All of them, in the order of the help page.
+const std::vector<ToolVerb>& ToolVerbs();
+
+// What carries out those that have a file of their own.
+Exit Listen(const Context& context);
+Exit Replay(const Context& context);
+Exit RunPlan(const Context& context);
+Exit ValidatePlan(const Context& context);
+
+}  // namespace zelline
+
+#endif

@@ -1,0 +1,58 @@
+#include "link/FileTypes.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+
+#include "wire/Error.h"
+
+namespace zelline {
+
+std::string KeyTypeNames() {
+    std::string names;
+    for (const FileType& type : kKeyTypes) {
+        names += (names.empty() ? "" : ", ") + std::string(type.name);
+    }
+    return names;
+}
+
+const FileType& FindKeyType(std::string_view name) {
+    const auto type =
+        std::find_if(kKeyTypes.begin(), kKeyTypes.end(), [&](const FileType& t) { return t.name == name; });
+    if (type == kKeyTypes.end()) {
+        Fail(Exit::Unusable, "'{}' is no key type; there are {}", name, KeyTypeNames());
+    }
+    return *type;
+}
+
+std::string LoadFile(const std::string& path) {
+    std::error_code status;
+    const auto type = std::filesystem::status(path, status).type();
+    if (type == std::filesystem::file_type::directory) {
+        Fail(Exit::Unusable, "{} is a folder, not a file", path);
+    }
+    errno = 0;
+    std::ifstream file(path, std::ios::binary);
+    std::string bytes(kMaxFile + 1, '\0');
+    if (file) {
+        file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    }
+    if (!file.is_open() || file.bad()) {
+        Fail(Exit::Unusable, "{} cannot be read: {}", path, std::strerror(errno == 0 ? EIO : errno));
+    }
+    bytes.resize(static_cast<std::size_t>(file.gcount()));
+    if (bytes.empty()) {
+        Fail(Exit::Unusable, "{} is empty: there is nothing to send", path);
+    }
+    if (bytes.size() > kMaxFile) {
+        Fail(Exit::Unusable, "{} is too large: {} chunks of {} bytes carry {} bytes at most", path, kMaxChunks,
+             zel::kMaxPayload, kMaxFile);
+    }
+    return bytes;
+}
+
+}  // namespace zelline

@@ -1,0 +1,221 @@
+#include "link/Link.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+
+#include "protocol/CommandCatalogue.h"
+#include "protocol/FrameCodec.h"
+#include "wire/Answer.h"
+#include "wire/Error.h"
+#include "wire/Hex.h"
+
+namespace zelline {
+
+// What arrived while an answer was missing, for the message.
+struct Seen {
+    bool ready = false;
+    bool connected = false;
+    bool other = false;
+    bool noise = false;
+};
+
+namespace {
+
+constexpr Millis kSecondAnswer{400};  // both of a double answer leave the set back to back
+constexpr std::size_t kSlice = 64;    // bytes per write, so that progress is the line's and not the buffer's
+// A burst stays at most this far ahead of its wire, where the port's buffer would take all of it at once and tell
+// nothing of what has left. 1 KiB is 89 ms of work for the wire: it never runs dry.
+constexpr std::size_t kAhead = 1024;
+constexpr Millis kAheadPause{10};
+constexpr Millis kNoiseAge{1000};
+constexpr std::size_t kUnparsedLimit = 4096;
+
+// What the wire carries in that time, at 115200 baud and ten bits per byte.
+std::size_t WireBytes(Millis time) {
+    return static_cast<std::size_t>(time.count() * 115200 / 10 / 1000);
+}
+
+std::string NoAnswerText(const Request& request, const AskOptions& options, const Seen& seen) {
+    const zel::CommandInfo* row = zel::FindCommand(request.id);
+    std::string text = fmt::format("no answer to {}{} within {} ms", IdText(request.id),
+                                   row == nullptr || row->name.empty() ? "" : fmt::format(" ({})", row->name),
+                                   options.timeout.count());
+    const std::string dropped = DropReason(request.id, request.payload);
+    if (!dropped.empty()) {
+        return text + ": " + dropped;
+    }
+    if (seen.connected || seen.other) {
+        return text +
+               ": the set is alive, so it is still busy with this command (give it longer with --timeout), "
+               "or the frame was damaged on the line (--retries)";
+    }
+    if (seen.ready) {
+        return text + ": the set sends ready frames but does not hear us; check the line towards the set";
+    }
+    if (seen.noise) {
+        return text + ": only noise arrived; check ground, baud rate (115200) and that this is the factory port";
+    }
+    return text +
+           ": nothing arrived; check that the set is on and in factory mode, and the cable. A set that has "
+           "left factory mode stays silent, one that is in a long command answers after it";
+}
+
+}  // namespace
+
+Link::Link(Transport& transport, std::vector<LineObserver*> observers)
+    : m_transport(transport), m_observers(std::move(observers)) {}
+
+Link::~Link() {
+    try {
+        FlushNoise();
+    } catch (const Error&) {  // a trace that cannot be written has been reported when it happened first
+    }
+}
+
+void Link::FlushNoise() {
+    if (m_unparsed.empty()) {
+        return;
+    }
+    for (LineObserver* observer : m_observers) {
+        observer->Noise(m_unparsed, m_transport.Now());
+    }
+    m_noisy = true;
+    m_unparsed.clear();
+}
+
+void Link::Send(const std::vector<UartFrame>& frames,
+                const std::function<void(std::size_t, std::size_t)>& onProgress) {
+    Bytes burst;
+    for (const UartFrame& frame : frames) {
+        const zel::WireFrame wire = zel::EncodeFrame(frame);
+        burst.insert(burst.end(), wire.bytes.begin(), wire.bytes.begin() + static_cast<std::ptrdiff_t>(wire.size));
+    }
+    for (LineObserver* observer : m_observers) {
+        for (const UartFrame& frame : frames) {
+            observer->Sent(frame, m_transport.Now());
+        }
+    }
+    if (!onProgress) {
+        m_transport.Write(burst.data(), burst.size());
+        return;
+    }
+    const Millis start = m_transport.Now();
+    const auto carried = [&] { return WireBytes(m_transport.Now() - start); };
+    const auto report = [&](std::size_t handed) {
+        onProgress(std::min(handed - std::min(handed, m_transport.Unsent()), carried()), burst.size());
+    };
+    for (std::size_t at = 0; at < burst.size(); at += kSlice) {
+        const std::size_t size = std::min(kSlice, burst.size() - at);
+        m_transport.Write(burst.data() + at, size);
+        const std::size_t handed = at + size;
+        report(handed);
+        while (handed > carried() + (handed < burst.size() ? kAhead : 0)) {
+            m_transport.Sleep(kAheadPause);
+            report(handed);
+        }
+    }
+}
+
+void Link::Deliver(const UartFrame& frame) {
+    const zel::WireFrame wire = zel::EncodeFrame(frame);
+    const auto size = static_cast<std::ptrdiff_t>(wire.size);
+    const auto at =
+        std::search(m_unparsed.begin(), m_unparsed.end(), wire.bytes.begin(), wire.bytes.begin() + size);
+    Bytes behind;
+    if (at != m_unparsed.end()) {
+        behind.assign(at + size, m_unparsed.end());
+        m_unparsed.erase(at, m_unparsed.end());
+    }
+    FlushNoise();
+    for (LineObserver* observer : m_observers) {
+        observer->Received(frame, m_transport.Now());
+    }
+    m_unparsed = std::move(behind);
+    m_arrived.push_back(frame);
+}
+
+std::optional<UartFrame> Link::Receive(Millis deadline) {
+    while (m_arrived.empty()) {
+        const Millis left = deadline - m_transport.Now();
+        if (left.count() <= 0) {
+            return std::nullopt;
+        }
+        std::array<std::uint8_t, 512> bytes;
+        const std::size_t count = m_transport.Read(bytes.data(), bytes.size(), std::min(left, kNoiseAge));
+        if (count == 0) {  // a frame takes less than 7 ms, so what stands here by now will not become one
+            FlushNoise();
+        }
+        for (std::size_t i = 0; i < count; ++i) {
+            if (m_unparsed.size() >= kUnparsedLimit) {
+                FlushNoise();
+            }
+            m_unparsed.push_back(bytes[i]);
+            UartFrame frame{};
+            if (m_parser.ParseRxByte(bytes[i], frame)) {
+                Deliver(frame);
+            }
+        }
+    }
+    const UartFrame frame = m_arrived.front();
+    m_arrived.erase(m_arrived.begin());
+    return frame;
+}
+
+std::optional<Answered> Link::Try(const Request& request, const AskOptions& options, bool connect, Seen& seen) {
+    std::vector<UartFrame> burst;
+    if (connect) {
+        burst.push_back(ConnectFrame());
+    }
+    burst.push_back(FrameOf(request));
+    const Millis start = m_transport.Now();
+    Send(burst);
+    bool behindConnect = connect;
+    while (const auto frame = Receive(start + options.timeout)) {
+        if (RoleOf(*frame) != FrameRole::Answer) {
+            seen.ready = seen.ready || RoleOf(*frame) == FrameRole::Ready;
+            if (options.onEvent) {
+                options.onEvent(*frame);
+            }
+            continue;
+        }
+        if (behindConnect) {
+            behindConnect = frame->CommandId() != zel::command::kConnect;
+            seen.connected = seen.connected || !behindConnect;
+            continue;
+        }
+        if (frame->CommandId() != request.id) {
+            seen.other = true;
+            continue;
+        }
+        m_inStep = true;
+        Answered answered;
+        answered.frame = *frame;
+        if (options.second) {
+            const auto again = Receive(m_transport.Now() + kSecondAnswer);
+            answered.answers = again && again->CommandId() == request.id ? 2 : 1;
+        }
+        answered.elapsed = m_transport.Now() - start;
+        return answered;
+    }
+    seen.noise = seen.noise || m_noisy || !m_unparsed.empty();
+    return std::nullopt;
+}
+
+Answered Link::Ask(const Request& request, const AskOptions& options) {
+    Seen seen;
+    const Millis start = m_transport.Now();
+    for (int attempt = 0; attempt <= options.retries; ++attempt) {
+        const bool connect = options.connect && !m_inStep && request.id != zel::command::kConnect;
+        if (auto answered = Try(request, options, connect, seen)) {
+            answered->tries = attempt + 1;
+            answered->elapsed = m_transport.Now() - start;
+            return *answered;
+        }
+        m_inStep = false;
+    }
+    throw Error(Exit::NoAnswer, NoAnswerText(request, options, seen));
+}
+
+}  // namespace zelline

@@ -1,0 +1,91 @@
+// Requests and answers over a transport: matching, repeats, and what else arrives meanwhile.
+#ifndef ZELLINE_LINK_LINK_H
+#define ZELLINE_LINK_LINK_H
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "port/Transport.h"
+#include "protocol/RxParser.h"
+#include "protocol/UartFrame.h"
+#include "wire/Request.h"
+
+namespace zelline {
+
+// Told of everything on the line, in order, as far as it asks for it. The trace is one.
+class LineObserver {
+  public:
+    LineObserver() = default;
+    LineObserver(const LineObserver&) = delete;
+    LineObserver& operator=(const LineObserver&) = delete;
+    virtual ~LineObserver() = default;
+
+    virtual void Sent(const UartFrame&, Millis) {}
+    virtual void Received(const UartFrame&, Millis) {}
+    // Received bytes that belong to no intact frame.
+    virtual void Noise(const Bytes&, Millis) {}
+};
+
+struct AskOptions {
+    Millis timeout{3000};
+    int retries = 1;      // further tries after one without an answer
+    bool connect = true;  // put a connect in front where it is not certain that the set is in step with us
+    bool second = false;  // the command answers twice: wait for both
+    std::function<void(const UartFrame&)> onEvent;  // ready frames and key presses that arrive meanwhile
+};
+
+struct Answered {
+    UartFrame frame{};
+    int answers = 1;  // 2 when both of a double answer came
+    int tries = 1;
+    Millis elapsed{0};  // from the first byte sent, all tries
+};
+
+// One session with one set.
+//
+// The first command of a session, and the first after a missing answer, goes out behind a connect in the same
+// burst. The set takes both in order and would have taken as long for one, so this costs no time; it ends the
+// ready frames where there are any; and since answers come in order, whatever arrives before the connect's
+// answer is a left-over of an earlier command and is not mistaken for this one's.
+class Link {
+  public:
+    explicit Link(Transport& transport, std::vector<LineObserver*> observers = {});
+    ~Link();
+
+    // Sends and waits for the answer of the same id. Throws Error with Exit::NoAnswer, whose message says what
+    // was seen instead and what the reasons may be, and what the transport throws.
+    Answered Ask(const Request& request, const AskOptions& options);
+
+    // Sends frames as one burst. `onProgress` hears of the bytes that have left so far, as far as the port and the
+    // wire's pace tell, and of all; the burst then takes the time that the wire takes.
+    void Send(const std::vector<UartFrame>& frames,
+              const std::function<void(std::size_t, std::size_t)>& onProgress = {});
+
+    // The next frame of any role, or nothing when `deadline` (in the transport's time) has passed.
+    std::optional<UartFrame> Receive(Millis deadline);
+
+    // The next Ask puts a connect in front again.
+    void LoseStep() { m_inStep = false; }
+
+    Transport& Line() { return m_transport; }
+
+  private:
+    std::optional<Answered> Try(const Request& request, const AskOptions& options, bool connect,
+                                struct Seen& seen);
+    void Deliver(const UartFrame& frame);
+    void FlushNoise();
+
+    Transport& m_transport;
+    std::vector<LineObserver*> m_observers;
+    zel::RxParser m_parser;
+    Bytes m_unparsed;                  // received, not yet part of a frame
+    std::vector<UartFrame> m_arrived;  // received, not yet handed out
+    bool m_inStep = false;
+    bool m_noisy = false;  // bytes that were no frame have come
+};
+
+}  // namespace zelline
+
+#endif

@@ -1,0 +1,87 @@
+// Station plans: what they are, and what came of one.
+#ifndef ZELLINE_PLAN_PLAN_H
+#define ZELLINE_PLAN_PLAN_H
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "plan/PlanText.h"
+#include "verbs/Perform.h"
+
+namespace zelline {
+
+constexpr char kAllSteps[] = "step.all";  // the variable that is "passed" until a step has failed, then "failed"
+
+// What a step's outcome must be like.
+struct Expectation {
+    Exit status = Exit::Success;         // success, failure or no answer
+    std::optional<std::string> equals;   // of the value, after variables are filled in
+    std::optional<std::string> matches;  // regular expression for the whole value
+    std::optional<double> least;
+    std::optional<double> most;
+};
+
+struct Step {
+    std::string name;
+    std::string id;  // for run-if of later steps; may be empty
+    Words words;     // the verb, variables not filled in
+    Expectation expect;
+    std::optional<Millis> within;  // the outcome must be there by then
+    Settings settings;
+    bool stopOnFailure = true;
+    std::string runIf;
+    std::string save;  // variable that takes the value
+    Millis wait{0};    // before the step
+    bool teardown = false;
+    std::string file;  // where it stands
+    std::size_t line = 0;
+};
+
+struct Plan {
+    std::string name;
+    std::string description;
+    std::vector<Step> steps;  // teardown steps last
+    Variables variables;
+};
+
+struct PlanProblem {
+    std::string file;
+    std::size_t line = 0;  // 0: the file as a whole
+    std::string words;
+};
+
+// The action of a step, with the file names of key and config taken from the plan's folder.
+Action StepAction(const Step& step, const Variables& variables);
+
+// A plan's own settings outrank the command line's `general`, which hold for the steps that say nothing.
+Settings StepSettings(const Step& step, const Settings& general);
+
+enum class StepState { Passed, Failed, Skipped, NotRun };
+
+const char* StateWord(StepState state);
+
+struct StepResult {
+    std::string name;
+    std::string verb;
+    bool teardown = false;
+    StepState state = StepState::NotRun;
+    Exit status = Exit::Success;
+    std::string value;
+    std::string words;
+    int tries = 0;
+    Millis elapsed{0};
+};
+
+struct PlanResult {
+    std::string name;
+    std::string plan;     // its file
+    std::string started;  // UTC
+    Millis elapsed{0};
+    std::vector<StepResult> steps;
+    Exit status = Exit::Success;
+};
+
+}  // namespace zelline
+
+#endif

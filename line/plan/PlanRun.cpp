@@ -1,0 +1,125 @@
+#include "plan/PlanRun.h"
+
+#include <fmt/chrono.h>
+#include <fmt/format.h>
+
+#include <cstdlib>
+#include <ctime>
+#include <regex>
+
+#include "wire/Error.h"
+
+namespace zelline {
+namespace {
+
+// Why the outcome is not what the step expects; empty when it is.
+std::string Mismatch(const Step& step, const Outcome& outcome, const Variables& variables) {
+    const Expectation& expect = step.expect;
+    if (outcome.status != expect.status) {
+        return expect.status == Exit::Success
+                   ? outcome.words
+                   : fmt::format("expected {}, but {}", StatusWord(expect.status), outcome.words);
+    }
+    if (expect.equals && outcome.value != Expand(*expect.equals, variables)) {
+        return fmt::format("expected \"{}\", got \"{}\"", Expand(*expect.equals, variables), outcome.value);
+    }
+    if (expect.matches && !std::regex_match(outcome.value, std::regex(Expand(*expect.matches, variables)))) {
+        return fmt::format("\"{}\" does not match {}", outcome.value, Expand(*expect.matches, variables));
+    }
+    if (expect.least || expect.most) {
+        char* end = nullptr;
+        const double number = std::strtod(outcome.value.c_str(), &end);
+        if (outcome.value.empty() || *end != '\0') {
+            return fmt::format("\"{}\" is no number", outcome.value);
+        }
+        if (expect.least && number < *expect.least) {
+            return fmt::format("{} is below {}", outcome.value, *expect.least);
+        }
+        if (expect.most && number > *expect.most) {
+            return fmt::format("{} is above {}", outcome.value, *expect.most);
+        }
+    }
+    if (step.within && outcome.elapsed > *step.within) {
+        return fmt::format("took {} ms, limit {} ms", outcome.elapsed.count(), step.within->count());
+    }
+    return {};
+}
+
+StepResult RunStep(const Step& step, Link& link, const Settings& settings, Variables& variables,
+                   UploadProgress* progress) {
+    StepResult result;
+    result.name = step.name;
+    result.verb = fmt::format("{}", fmt::join(step.words, " "));
+    result.teardown = step.teardown;
+    const Millis start = link.Line().Now();
+    try {
+        if (!step.runIf.empty() && !Holds(step.runIf, variables)) {
+            result.state = StepState::Skipped;
+            result.words = fmt::format("run only if {}", step.runIf);
+            return result;
+        }
+        const Action action = StepAction(step, variables);
+        result.verb = action.verb;
+        if (step.wait.count() > 0) {
+            link.Line().Sleep(step.wait);
+        }
+        const Outcome outcome = Perform(link, action, StepSettings(step, settings), progress);
+        const std::string mismatch = Mismatch(step, outcome, variables);
+        result.state = mismatch.empty() ? StepState::Passed : StepState::Failed;
+        result.status = mismatch.empty()                  ? Exit::Success
+                        : outcome.status == Exit::Success ? Exit::Failure
+                                                          : outcome.status;
+        result.words = mismatch.empty() ? outcome.words : mismatch;
+        result.value = outcome.value;
+        result.tries = outcome.tries;
+        result.elapsed = outcome.elapsed;
+        if (!step.save.empty()) {
+            variables[step.save] = outcome.value;
+        }
+    } catch (const Error& error) {
+        result.state = StepState::Failed;
+        result.status = error.Status();
+        result.words = error.what();
+        result.elapsed = link.Line().Now() - start;
+    }
+    return result;
+}
+
+}  // namespace
+
+PlanResult ExecutePlan(const Plan& plan, Link& link, const Settings& settings,
+                       const std::function<void(const StepResult&)>& onStep, UploadProgress* progress) {
+    PlanResult result;
+    result.name = plan.name;
+    result.started = fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(std::time(nullptr)));
+    const Millis start = link.Line().Now();
+    Variables variables = plan.variables;
+    bool stopped = false;
+    bool lost = false;
+    for (const Step& step : plan.steps) {
+        StepResult done;
+        if (lost || (stopped && !step.teardown)) {
+            done.name = step.name;
+            done.verb = fmt::format("{}", fmt::join(step.words, " "));
+            done.teardown = step.teardown;
+            done.words = lost ? "the run was broken off" : "an earlier step failed";
+        } else {
+            done = RunStep(step, link, settings, variables, progress);
+            lost = done.status == Exit::Port || done.status == Exit::Interrupted || done.status == Exit::Record;
+            stopped = stopped || (done.state == StepState::Failed && step.stopOnFailure);
+            result.status = Worse(result.status, done.status);
+        }
+        if (done.state == StepState::Failed) {
+            variables[kAllSteps] = StateWord(StepState::Failed);
+        }
+        if (!step.id.empty()) {
+            variables["step." + step.id] = StateWord(done.state);
+        }
+        onStep(done);
+        result.steps.push_back(std::move(done));
+    }
+    result.elapsed = link.Line().Now() - start;
+    return result;
+}
+
+}  // namespace zelline

@@ -1,0 +1,28 @@
+// The texts of a plan: words, variables, conditions.
+#ifndef ZELLINE_PLAN_PLANTEXT_H
+#define ZELLINE_PLAN_PLANTEXT_H
+
+#include <map>
+#include <string>
+#include <string_view>
+
+#include "verbs/Verbs.h"
+
+namespace zelline {
+
+using Variables = std::map<std::string, std::string>;
+
+// Splits one line into words at blanks; quotes, single or double, keep blanks together. Throws Error with
+// Exit::Unusable for a quote that is not closed.
+Words SplitWords(std::string_view line);
+
+// Fills in ${name}, ${env.NAME} and either with a default as ${name:-text}. Throws Error with Exit::Unusable
+// for a name that is not known, or a brace that is not closed.
+std::string Expand(const std::string& text, const Variables& variables);
+
+// Whether a run-if text holds: "A == B", "A != B", or "A", which holds unless it is empty, 0, no or false.
+bool Holds(const std::string& condition, const Variables& variables);
+
+}  // namespace zelline
+
+#endif

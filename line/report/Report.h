@@ -1,0 +1,45 @@
+// Reports of plan runs, as files of four kinds.
+#ifndef ZELLINE_REPORT_REPORT_H
+#define ZELLINE_REPORT_REPORT_H
+
+#include <string>
+
+#include "plan/Plan.h"
+
+namespace zelline {
+
+// One report file. It is made sure of before the run that it can be written, and appears under its name only
+// when it is whole.
+class Report {
+  public:
+    // The kind follows the name's end: .json, .xml (JUnit), .csv or .html. Throws Error with Exit::Unusable for
+    // any other, with Exit::Record when the file cannot be written.
+    explicit Report(const std::string& path);
+    Report(Report&& other) noexcept;
+    Report(const Report&) = delete;
+    Report& operator=(const Report&) = delete;
+    ~Report();
+
+    // Throws Error with Exit::Record.
+    void Write(const PlanResult& result);
+
+  private:
+    using Format = std::string (*)(const PlanResult&);
+
+    std::string m_path;
+    std::string m_temporary;  // empty once written or moved from
+    Format m_format = nullptr;
+};
+
+double Seconds(Millis time);
+
+// How many steps of the run are in that state.
+std::ptrdiff_t CountOf(const PlanResult& result, StepState state);
+
+// As --json and the JSON report have them.
+Json StepJson(const StepResult& step);
+Json SummaryJson(const PlanResult& result);
+
+}  // namespace zelline
+
+#endif

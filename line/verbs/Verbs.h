@@ -1,0 +1,58 @@
+// The verbs that ask the set for something, as the command line and station plans write them.
+#ifndef ZELLINE_VERBS_VERBS_H
+#define ZELLINE_VERBS_VERBS_H
+
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "link/FileTypes.h"
+#include "wire/Request.h"
+
+namespace zelline {
+
+using Words = std::vector<std::string>;
+
+// What a verb makes the line tool do.
+struct Action {
+    enum class Kind {
+        Ask,     // one request, one answer
+        Leave,   // a request that the set never answers
+        Upload,  // a file in chunks
+    };
+    Kind kind = Kind::Ask;
+    std::string verb;                // as written, words joined by blanks
+    Request request;                 // Ask, Leave
+    const FileType* type = nullptr;  // Upload
+    std::string path;                // Upload
+};
+
+// One way to write a verb. Each word of `words` stands for one behind the verb: words in small letters for
+// themselves, "on|off" for one of the two, a word in capitals for what the user writes, and a last one in brackets
+// for any number of words. `make` is handed the words of all but those that stand for themselves.
+struct Form {
+    std::string_view words;
+    std::function<Action(const Words& chosen)> make;
+};
+
+struct VerbInfo {
+    std::string_view name;
+    std::vector<Form> forms;
+    std::string_view help;  // one line
+    std::string more;       // what a user should know beyond that, with an example
+};
+
+// All of them, in the order of the help page.
+const std::vector<VerbInfo>& Verbs();
+
+// The verb of that name, or null.
+const VerbInfo* FindVerb(std::string_view name);
+
+// The action of a whole command, verb first. Throws Error with Exit::Unusable for anything that the set could
+// never be asked that way.
+Action MakeAction(const Words& words);
+
+}  // namespace zelline
+
+#endif

@@ -1,0 +1,276 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "base/TempFolder.h"
+#include "cli/Cli.h"
+#include "cli/Help.h"
+#include "cli/Tools.h"
+#include "line/SimulatedReceiver.h"
+
+namespace zelline {
+namespace {
+
+using testing::HasSubstr;
+
+// Borrows a set that the test keeps.
+class Borrowed : public Transport {
+  public:
+    explicit Borrowed(Transport& set) : m_set(set) {}
+    void Write(const std::uint8_t* bytes, std::size_t size) override { m_set.Write(bytes, size); }
+    std::size_t Read(std::uint8_t* bytes, std::size_t size, Millis wait) override {
+        return m_set.Read(bytes, size, wait);
+    }
+    Millis Now() const override { return m_set.Now(); }
+    void Sleep(Millis time) override { m_set.Sleep(time); }
+
+  private:
+    Transport& m_set;
+};
+
+class Cli : public testing::Test {
+  protected:
+    int Run(std::vector<std::string> arguments) {
+        m_out.str("");
+        m_err.str("");
+        const Console console{m_out, m_err, false, false};
+        return RunCli(arguments, console, [this](const std::string& path) -> std::unique_ptr<Transport> {
+            ++m_opened;
+            if (path != "port") {
+                throw Error(Exit::Port, "port " + path + " is taken by picocom (process 1)");
+            }
+            return std::make_unique<Borrowed>(m_set);
+        });
+    }
+    int Ask(std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), {"--port", "port"});
+        return Run(std::move(arguments));
+    }
+    Json Last() const {
+        Json object;
+        std::istringstream lines(m_out.str());
+        for (std::string line; std::getline(lines, line);) {
+            object = Json::parse(line);
+            EXPECT_EQ(object["v"], 1) << line;
+        }
+        return object;
+    }
+
+    SimulatedReceiver m_set;
+    tests::TempFolder m_folder;
+    std::ostringstream m_out;
+    std::ostringstream m_err;
+    int m_opened = 0;
+};
+
+TEST_F(Cli, ValuesStandAloneOnStandardOutput) {
+    m_set.texts[0x1297] = "2.5";
+    EXPECT_EQ(Ask({"version"}), 0);
+    EXPECT_EQ(m_out.str(), "2.5\n");
+    EXPECT_EQ(m_err.str(), "");
+}
+
+TEST_F(Cli, ConnectsASetThatIsNotConnected) {
+    EXPECT_EQ(Ask({"led", "red", "on"}), 0);
+    EXPECT_TRUE(m_set.connected);
+}
+
+TEST_F(Cli, NoConnectLeavesItOut) {
+    EXPECT_EQ(Ask({"--no-connect", "--retries", "0", "version"}), 3);
+    EXPECT_EQ(m_set.connects, 0);
+}
+
+TEST_F(Cli, StatusFollowsTheAnswer) {
+    m_set.texts[0x127B] = "\x01";
+    EXPECT_EQ(Ask({"wifi-mac"}), 1);
+    EXPECT_EQ(Ask({"--timeout", "700", "--retries", "0", "raw", "1299"}), 3);
+    EXPECT_THAT(m_err.str(), HasSubstr("never answers"));
+}
+
+TEST_F(Cli, UnusableArgumentsSendNothing) {
+    const std::vector<std::vector<std::string>> rows = {
+        {},
+        {"dance"},
+        {"volume", "101"},
+        {"volume"},
+        {"--timeout", "0", "version"},
+        {"--timeout", "soon", "version"},
+        {"--retries", "-1", "version"},
+        {"--wat", "version"},
+        {"decode", "7"},
+        {"decode"},
+        {"run", "nowhere.toml"},
+        {"run"},
+        {"validate", "nowhere.toml"},
+        {"replay", "nowhere.jsonl"},
+        {"key", "send", "hdcp1", m_folder.At("nowhere")},
+        {"key", "send", "hdcp1", m_folder.Write("empty", "")},
+        {"key", "send", "hdcp1", m_folder.Write("large", std::string(16321, 'x'))},
+        {"key", "send", "hdcp1", m_folder.At(".")},
+        {"config", m_folder.At("nowhere")},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(Ask(row), 2) << testing::PrintToString(row);
+        EXPECT_NE(m_err.str(), "") << testing::PrintToString(row);
+    }
+    EXPECT_EQ(m_opened, 0);
+    EXPECT_EQ(Run({"version"}), 2) << "no port";
+}
+
+TEST_F(Cli, TakenPortIsFour) {
+    EXPECT_EQ(Run({"--port", "other", "version"}), 4);
+    EXPECT_THAT(m_err.str(), HasSubstr("picocom"));
+    EXPECT_EQ(Run({"--port", "other", "--json", "version"}), 4);
+    EXPECT_EQ(Last()["exit"], 4);
+}
+
+TEST_F(Cli, RecordThatCannotBeWrittenIsFiveBeforeAnythingIsSent) {
+    const std::string plan = m_folder.Write("plan.toml", "[[step]]\nrun = \"version\"\n");
+    EXPECT_EQ(Ask({"--trace", m_folder.At("nowhere/t"), "version"}), 5);
+    EXPECT_EQ(Ask({"run", plan, "--report", m_folder.At("nowhere/r.json")}), 5);
+    EXPECT_EQ(m_opened, 0);
+}
+
+TEST_F(Cli, JsonIsOneObjectPerLineWithItsVersion) {
+    m_set.texts[0x1296] = std::string("\x2C\x01\0\0", 4);
+    EXPECT_EQ(Ask({"--json", "uptime"}), 0);
+    EXPECT_EQ(Last()["value"], 300);
+    EXPECT_EQ(Last()["outcome"], "success");
+    EXPECT_EQ(Ask({"uptime", "--json"}), 0) << "options may stand behind the verb";
+    EXPECT_EQ(Last()["exit"], 0);
+    EXPECT_EQ(Ask({"--json", "--timeout", "700", "--retries", "0", "raw", "1299"}), 3);
+    EXPECT_EQ(Last()["outcome"], "no answer");
+    EXPECT_EQ(Ask({"--json", "dance"}), 2);
+    EXPECT_EQ(Last()["type"], "error");
+    EXPECT_EQ(Run({"--json", "decode", "79 00 12 72 01 02 00 01 78 FE 00"}), 0);
+    EXPECT_EQ(Last()["type"], "damage");
+    EXPECT_EQ(Run({"--json", "commands"}), 0);
+    EXPECT_EQ(Last()["id"], "0x12BA");
+}
+
+TEST_F(Cli, SendsKeysAndReadsTheirChecksum) {
+    const std::string file = m_folder.Write("key.bin", "123456789");
+    EXPECT_EQ(Ask({"--json", "key", "send", "widevine", file}), 0);
+    EXPECT_EQ(Last()["crc32"], "CBF43926");
+    EXPECT_EQ(Last()["set_crc32"], "CBF43926");
+    EXPECT_EQ(m_set.installed[0x12A2], "123456789");
+    EXPECT_EQ(Ask({"key", "crc", "widevine"}), 0);
+    EXPECT_EQ(m_out.str(), "CBF43926\n");
+    m_set.refuses = true;
+    EXPECT_EQ(Ask({"key", "send", "widevine", file}), 1);
+    EXPECT_EQ(Ask({"config", file}), 1);
+}
+
+TEST_F(Cli, LeaveIsShownByTheConnectInFrontOfIt) {
+    EXPECT_EQ(Ask({"leave"}), 0);
+    m_set.Settle();
+    EXPECT_EQ(m_set.received, (std::vector<int>{0x1273, 0x1299}));
+}
+
+TEST_F(Cli, RunsAPlanAndItsTableFits) {
+    m_set.texts[0x1297] = std::string(64, 'v');
+    const std::string plan = m_folder.Write("plan.toml", "[[step]]\nname = \"" + std::string(60, 'n') +
+                                                             "\"\nrun = \"version\"\n[[step]]\nrun = \"cam\"\n");
+    EXPECT_EQ(Ask({"run", plan, "--report", m_folder.At("r.json")}), 0);
+    std::istringstream lines(m_out.str());
+    for (std::string line; std::getline(lines, line);) {
+        EXPECT_LE(line.size(), 100U) << line;
+    }
+    EXPECT_THAT(m_out.str(), HasSubstr("PASSED: 2 of 2"));
+    EXPECT_EQ(Json::parse(m_folder.Read("r.json"))["passed"], 2);
+    EXPECT_EQ(Ask({"--json", "run", plan}), 0);
+    EXPECT_EQ(Last()["type"], "summary");
+}
+
+TEST_F(Cli, DryRunOpensNothingAndShowsTheBytes) {
+    const std::string plan = m_folder.Write("plan.toml", "[[step]]\nrun = \"volume ${n}\"\n");
+    EXPECT_EQ(Run({"run", plan, "--dry-run", "--set", "n=20"}), 0);
+    EXPECT_THAT(m_out.str(), HasSubstr("79 00 12 9F 01 14 00 00 3A FE"));
+    EXPECT_EQ(m_opened, 0);
+    EXPECT_EQ(Run({"validate", plan, "--set", "n=20"}), 0);
+    EXPECT_EQ(Run({"validate", plan}), 2);
+    EXPECT_THAT(m_err.str(), HasSubstr("plan.toml:2: "));
+    EXPECT_EQ(Run({"validate", plan, "--set", "n"}), 2);
+}
+
+TEST_F(Cli, DryRunShowsAConnectInFrontOfTheFirstStepOnly) {
+    const std::string plan = m_folder.Write(
+        "plan.toml", "[[step]]\nrun = \"version\"\n[[step]]\nrun = \"cam\"\n[[step]]\nrun = \"leave\"\n");
+    EXPECT_EQ(Run({"--json", "run", plan, "--dry-run"}), 0);
+    std::vector<std::size_t> frames;
+    std::istringstream lines(m_out.str());
+    for (std::string line; std::getline(lines, line);) {
+        frames.push_back(Json::parse(line)["sends"].size());
+    }
+    EXPECT_EQ(frames, (std::vector<std::size_t>{2, 1, 2}));  // leaving goes out behind a connect at all times
+    m_set.texts[0x1297] = "1";
+    EXPECT_EQ(Ask({"run", plan, "--trace", m_folder.At("t.jsonl")}), 0);
+    std::vector<std::string> sent;
+    std::istringstream rows(m_folder.Read("t.jsonl"));
+    for (std::string row; std::getline(rows, row);) {
+        const Json object = Json::parse(row);
+        if (object["dir"] == "tx") {
+            sent.push_back(object["id"]);
+        }
+    }
+    EXPECT_EQ(sent, (std::vector<std::string>{"0x1273", "0x1297", "0x128A", "0x1273", "0x1299"}));
+}
+
+TEST_F(Cli, ReplayTellsWhichRequestOfABurstAnAnswerBelongsTo) {
+    m_set.texts[0x1297] = "2.5";
+    const std::string trace = m_folder.At("t.jsonl");
+    EXPECT_EQ(Ask({"--trace", trace, "version"}), 0);  // a connect and the query, in one burst
+    EXPECT_EQ(Ask({"replay", trace, "--json"}), 0);
+    std::vector<std::string> pairs;
+    std::istringstream lines(m_out.str());
+    for (std::string line; std::getline(lines, line);) {
+        const Json row = Json::parse(line);
+        pairs.push_back(row["request"].get<std::string>().substr(6, 5) + " / " +
+                        row["answer"].get<std::string>().substr(6, 5));
+    }
+    EXPECT_EQ(pairs, (std::vector<std::string>{"12 73 / 12 73", "12 97 / 12 97"}));
+}
+
+TEST_F(Cli, ReplayComparesAnswers) {
+    m_set.texts[0x1297] = "2.5";
+    const std::string trace = m_folder.At("t.jsonl");
+    EXPECT_EQ(Ask({"--trace", trace, "version"}), 0);
+    EXPECT_EQ(Ask({"replay", trace}), 0);
+    m_set.texts[0x1297] = "2.6";
+    EXPECT_EQ(Ask({"replay", trace}), 1);
+    EXPECT_THAT(m_out.str(), HasSubstr("\"2.6\""));
+    m_set.texts[0x1297] = "2.5";
+    EXPECT_EQ(Ask({"replay", trace, "--json"}), 0);
+    EXPECT_EQ(Last()["same"], true);
+}
+
+TEST_F(Cli, ListensForTheGivenTime) {
+    const Millis start = m_set.Now();
+    EXPECT_EQ(Ask({"listen", "--for", "2500"}), 0);
+    EXPECT_EQ(m_set.Now() - start, Millis(2500));
+    EXPECT_TRUE(m_set.received.empty());
+}
+
+TEST_F(Cli, EveryVerbHasAPage) {
+    EXPECT_EQ(Run({"--help"}), 0);
+    const std::string page = m_out.str();
+    const auto check = [&](const std::string& name) {
+        EXPECT_THAT(page, HasSubstr("\n  " + name));
+        EXPECT_EQ(Run({name, "--help"}), 0) << name;
+        EXPECT_THAT(m_out.str(), HasSubstr("zelline [options] " + name));
+    };
+    for (const VerbInfo& verb : Verbs()) {
+        check(std::string(verb.name));
+    }
+    for (const ToolVerb& verb : ToolVerbs()) {
+        check(std::string(verb.name));
+    }
+    std::istringstream lines(page);
+    for (std::string line; std::getline(lines, line);) {
+        EXPECT_LE(line.size(), 100U) << line;
+    }
+}
+
+}  // namespace
+}  // namespace zelline

@@ -1,0 +1,146 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "base/TempFolder.h"
+#include "line/SimulatedReceiver.h"
+#include "plan/PlanFile.h"
+#include "plan/PlanRun.h"
+
+namespace zelline {
+namespace {
+
+using testing::ElementsAre;
+
+struct Ran {
+    PlanResult result;
+    std::vector<std::string> states;
+};
+
+Ran RunText(const std::string& text, SimulatedReceiver& set, const Variables& given = {}) {
+    const tests::TempFolder folder;
+    std::vector<PlanProblem> problems;
+    const Plan plan = LoadPlan(folder.Write("plan.toml", text), given, problems);
+    for (const PlanProblem& problem : problems) {
+        ADD_FAILURE() << problem.line << ": " << problem.words;
+    }
+    Link link(set);
+    Ran ran;
+    ran.result =
+        ExecutePlan(plan, link, {}, [&](const StepResult& step) { ran.states.push_back(StateWord(step.state)); });
+    return ran;
+}
+
+TEST(PlanRun, ExpectationsDecide) {
+    const struct {
+        const char* rules;
+        Exit status;
+    } rows[] = {
+        {"equals = \"2.5\"", Exit::Success},
+        {"equals = \"2.50\"", Exit::Failure},
+        {"matches = \"2\\\\..*\"", Exit::Success},
+        {"matches = \"5\"", Exit::Failure},
+        {"min = 2.5", Exit::Success},
+        {"min = 2.6", Exit::Failure},
+        {"max = 2.5", Exit::Success},
+        {"max = 2.4", Exit::Failure},
+        {"status = \"failure\"", Exit::Failure},
+        {"min = 2, max = 3", Exit::Success},
+    };
+    for (const auto& row : rows) {
+        SimulatedReceiver set;
+        set.texts[0x1297] = "2.5";
+        const Ran ran = RunText(std::string("[[step]]\nrun = \"version\"\nexpect = { ") + row.rules + " }\n", set);
+        EXPECT_EQ(ran.result.status, row.status) << row.rules;
+        EXPECT_EQ(ran.result.steps[0].value, "2.5");
+    }
+}
+
+TEST(PlanRun, AnExpectedMissingAnswerPasses) {
+    SimulatedReceiver set;
+    const Ran ran = RunText(
+        "[[step]]\nrun = \"raw 1299\"\nretries = 0\ntimeout = 700\nexpect = { status = \"no answer\" }\n", set);
+    EXPECT_EQ(ran.result.status, Exit::Success);
+}
+
+TEST(PlanRun, StopsAtAFailureAndTearsDown) {
+    SimulatedReceiver set;
+    set.texts[0x1297] = "1";
+    const Ran ran = RunText(
+        "[[step]]\nrun = \"version\"\nexpect = { equals = \"2\" }\n[[step]]\nrun = \"led red on\"\n"
+        "[[teardown]]\nrun = \"led green on\"\n",
+        set);
+    EXPECT_THAT(ran.states, ElementsAre("failed", "not run", "passed"));
+    EXPECT_EQ(ran.result.status, Exit::Failure);
+    EXPECT_THAT(set.payloads, testing::Not(testing::Contains("RED_ON")));
+    EXPECT_THAT(set.payloads, testing::Contains("GREEN_ON"));
+}
+
+TEST(PlanRun, ContinuesWhereThePlanSaysSo) {
+    SimulatedReceiver set;
+    set.texts[0x1297] = "1";
+    const Ran ran = RunText(
+        "[defaults]\non-failure = \"continue\"\n[[step]]\nrun = \"version\"\nexpect = { equals = \"2\" }\n"
+        "[[step]]\nrun = \"led red on\"\n",
+        set);
+    EXPECT_THAT(ran.states, ElementsAre("failed", "passed"));
+    EXPECT_EQ(ran.result.status, Exit::Failure);
+}
+
+TEST(PlanRun, WorstStatusIsTheRuns) {
+    SimulatedReceiver set;
+    set.texts[0x1297] = "1";
+    const Ran ran = RunText(
+        "[defaults]\non-failure = \"continue\"\nretries = 0\n"
+        "[[step]]\nrun = \"raw 1299\"\ntimeout = 700\n[[step]]\nrun = \"version\"\nexpect = { equals = \"2\" }\n",
+        set);
+    EXPECT_EQ(ran.result.status, Exit::NoAnswer);
+}
+
+TEST(PlanRun, ValuesAreSavedAndConditionsSkip) {
+    SimulatedReceiver set;
+    set.texts[0x1297] = "AB CD";
+    const Ran ran = RunText(
+        "[[step]]\nid = \"v\"\nrun = \"version\"\nsave = \"version\"\n"
+        "[[step]]\nrun = \"sn write ${version}\"\nrun-if = \"${step.v} == passed\"\n"
+        "[[step]]\nrun = \"led red on\"\nrun-if = \"${version} == XY\"\n",
+        set);
+    EXPECT_THAT(ran.states, ElementsAre("passed", "passed", "skipped"));
+    EXPECT_THAT(set.payloads, testing::Contains("AB CD"));
+    EXPECT_EQ(ran.result.status, Exit::Success);
+}
+
+TEST(PlanRun, ALaterStepCanAskWhetherAllPassed) {
+    const std::string plan =
+        "[defaults]\non-failure = \"continue\"\n"
+        "[[step]]\nrun = \"version\"\nexpect = { equals = \"2\" }\n"
+        "[[step]]\nrun = \"led red on\"\n"
+        "[[step]]\nrun = \"finish\"\nrun-if = \"${step.all} == passed\"\n";
+    SimulatedReceiver bad;
+    bad.texts[0x1297] = "1";
+    EXPECT_THAT(RunText(plan, bad).states, ElementsAre("failed", "passed", "skipped"));
+    SimulatedReceiver good;
+    good.texts[0x1297] = "2";
+    EXPECT_THAT(RunText(plan, good).states, ElementsAre("passed", "passed", "passed"));
+}
+
+TEST(PlanRun, TooSlowIsAFailure) {
+    SimulatedReceiver set;
+    EXPECT_EQ(RunText("[[step]]\nrun = \"led red on\"\nwithin = 400\n", set).result.status, Exit::Failure);
+    EXPECT_EQ(RunText("[[step]]\nrun = \"led red on\"\nwithin = 900\n", set).result.status, Exit::Success);
+}
+
+TEST(PlanRun, KeyFilesLieBesideThePlan) {
+    const tests::TempFolder folder;
+    folder.Write("keys/a.bin", "a key");
+    const std::string path = folder.Write("plan.toml", "[[step]]\nrun = \"key send hdcp1 keys/a.bin\"\n");
+    std::vector<PlanProblem> problems;
+    const Plan plan = LoadPlan(path, {}, problems);
+    ASSERT_TRUE(problems.empty());
+    SimulatedReceiver set;
+    Link link(set);
+    EXPECT_EQ(ExecutePlan(plan, link, {}, [](const StepResult&) {}).status, Exit::Success);
+    EXPECT_EQ(set.installed[0x1281], "a key");
+}
+
+}  // namespace
+}  // namespace zelline

@@ -1,0 +1,40 @@
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+#include "plan/PlanText.h"
+#include "wire/Error.h"
+
+namespace zelline {
+namespace {
+
+TEST(PlanText, WordsKeepQuotedBlanks) {
+    EXPECT_EQ(SplitWords("sn write 'A B'\"C\"  x "), (Words{"sn", "write", "A BC", "x"}));
+    EXPECT_EQ(SplitWords("sn write ''"), (Words{"sn", "write", ""}));
+    EXPECT_EQ(SplitWords("  "), Words{});
+    EXPECT_THROW(SplitWords("sn write 'A"), Error);
+}
+
+TEST(PlanText, VariablesAreFilledIn) {
+    ::setenv("ZELLINE_TEST_VALUE", "from outside", 1);
+    const Variables variables = {{"a", "1"}, {"b", ""}};
+    EXPECT_EQ(Expand("x${a}y${b}z$", variables), "x1yz$");
+    EXPECT_EQ(Expand("${env.ZELLINE_TEST_VALUE}", variables), "from outside");
+    EXPECT_EQ(Expand("${env.ZELLINE_TEST_NOTHING:-else}", variables), "else");
+    EXPECT_EQ(Expand("${c:-}", variables), "");
+    EXPECT_THROW(Expand("${c}", variables), Error);
+    EXPECT_THROW(Expand("${a", variables), Error);
+}
+
+TEST(PlanText, ConditionsHold) {
+    const Variables variables = {{"a", "1"}, {"no", "no"}, {"empty", ""}};
+    for (const char* text : {"${a} == 1", "${a} != 2", "${a}", "'${a}' == \"1\"", "${empty} == ''"}) {
+        EXPECT_TRUE(Holds(text, variables)) << text;
+    }
+    for (const char* text : {"${a} == 2", "${a} != 1", "${no}", "${empty}", "0", "false"}) {
+        EXPECT_FALSE(Holds(text, variables)) << text;
+    }
+}
+
+}  // namespace
+}  // namespace zelline

@@ -1,0 +1,102 @@
+#include <gtest/gtest.h>
+
+#include <pugixml.hpp>
+
+#include "base/TempFolder.h"
+#include "report/Report.h"
+
+namespace zelline {
+namespace {
+
+PlanResult Sample() {
+    PlanResult result;
+    result.name = "A <plan> & more";
+    result.plan = "plan.toml";
+    result.started = "2026-01-02T03:04:05Z";
+    result.elapsed = Millis(1500);
+    result.status = Exit::Failure;
+    result.steps.push_back(
+        {"one", "version", false, StepState::Passed, Exit::Success, "a\"b,\x01", "fine", 1, Millis(505)});
+    result.steps.push_back({"two", "cam", false, StepState::Failed, Exit::Failure, "", "failure", 2, Millis(995)});
+    result.steps.push_back(
+        {"three", "cam", true, StepState::NotRun, Exit::Success, "", "an earlier step failed", 0, Millis(0)});
+    return result;
+}
+
+std::string Written(const std::string& name) {
+    const tests::TempFolder folder;
+    Report report(folder.At(name));
+    report.Write(Sample());
+    EXPECT_FALSE(std::filesystem::exists(folder.At(name + ".part")));
+    return folder.Read(name);
+}
+
+TEST(Report, Json) {
+    const Json report = Json::parse(Written("r.json"));
+    EXPECT_EQ(report["v"], 1);
+    EXPECT_EQ(report["passed"], 1);
+    EXPECT_EQ(report["failed"], 1);
+    EXPECT_EQ(report["not_run"], 1);
+    EXPECT_EQ(report["exit"], 1);
+    EXPECT_EQ(report["steps"][0]["value"], "a\"b,\x01");
+    EXPECT_EQ(report["steps"][1]["state"], "failed");
+    EXPECT_EQ(report["steps"][2]["teardown"], true);
+}
+
+TEST(Report, JunitThatAParserReads) {
+    pugi::xml_document document;
+    ASSERT_TRUE(document.load_string(Written("r.xml").c_str()));
+    const pugi::xml_node suite = document.child("testsuites").child("testsuite");
+    EXPECT_STREQ(suite.attribute("name").value(), "A <plan> & more");
+    EXPECT_EQ(suite.attribute("tests").as_int(), 3);
+    EXPECT_EQ(suite.attribute("failures").as_int(), 1);
+    EXPECT_EQ(suite.attribute("skipped").as_int(), 1);
+    const pugi::xml_node first = suite.child("testcase");
+    EXPECT_STREQ(first.child("system-out").text().get(), "a\"b,\\x01");
+    EXPECT_DOUBLE_EQ(first.attribute("time").as_double(), 0.505);
+    EXPECT_STREQ(first.next_sibling().child("failure").attribute("type").value(), "failure");
+    EXPECT_TRUE(first.next_sibling().next_sibling().child("skipped"));
+}
+
+TEST(Report, CsvKeepsFieldsApart) {
+    const std::string text = Written("r.csv");
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 4);
+    EXPECT_NE(text.find("\"a\"\"b,\\x01\""), std::string::npos);
+}
+
+TEST(Report, HtmlEscapes) {
+    const std::string text = Written("r.html");
+    EXPECT_NE(text.find("A &lt;plan&gt; &amp; more"), std::string::npos);
+    EXPECT_EQ(text.find("<plan>"), std::string::npos);
+}
+
+Exit StatusOf(const std::string& path) {
+    try {
+        const Report report(path);
+    } catch (const Error& error) {
+        return error.Status();
+    }
+    return Exit::Success;
+}
+
+TEST(Report, RefusesWhatCannotBeWrittenBeforehand) {
+    const tests::TempFolder folder;
+    EXPECT_EQ(StatusOf(folder.At("nowhere/r.json")), Exit::Record);
+    EXPECT_EQ(StatusOf(folder.At("r.pdf")), Exit::Unusable);
+    std::filesystem::create_directory(folder.At("d.json"));
+    EXPECT_EQ(StatusOf(folder.At("d.json")), Exit::Record);
+}
+
+TEST(Report, LeavesAnEarlierReportAloneUntilTheNewOneIsWhole) {
+    const tests::TempFolder folder;
+    folder.Write("r.json", "earlier");
+    {
+        const Report unwritten(folder.At("r.json"));
+        EXPECT_EQ(folder.Read("r.json"), "earlier");
+    }
+    EXPECT_EQ(folder.Read("r.json"), "earlier");
+    EXPECT_FALSE(std::filesystem::exists(folder.At("r.json.part")));
+}
+
+}  // namespace
+}  // namespace zelline
