@@ -1,4 +1,4 @@
-#include "link/FileTypes.h"
+#include "link/Files.h"
 
 #include <fmt/format.h>
 
@@ -14,16 +14,19 @@ namespace zelline {
 
 std::string KeyTypeNames() {
     std::string names;
-    for (const FileType& type : kKeyTypes) {
-        names += (names.empty() ? "" : ", ") + std::string(type.name);
+    for (const zel::KeyFileInfo& type : zel::kKeyFiles) {
+        if (type.file != zel::KeyFile::Config) {
+            names += fmt::format("{}{}", names.empty() ? "" : ", ", type.name);
+        }
     }
     return names;
 }
 
-const FileType& FindKeyType(std::string_view name) {
-    const auto type =
-        std::find_if(kKeyTypes.begin(), kKeyTypes.end(), [&](const FileType& t) { return t.name == name; });
-    if (type == kKeyTypes.end()) {
+const zel::KeyFileInfo& FindKeyType(std::string_view name) {
+    const auto type = std::find_if(zel::kKeyFiles.begin(), zel::kKeyFiles.end(), [&](const zel::KeyFileInfo& t) {
+        return t.name == name && t.file != zel::KeyFile::Config;
+    });
+    if (type == zel::kKeyFiles.end()) {
         Fail(Exit::Unusable, "'{}' is no key type; there are {}", name, KeyTypeNames());
     }
     return *type;
@@ -37,7 +40,7 @@ std::string LoadFile(const std::string& path) {
     }
     errno = 0;
     std::ifstream file(path, std::ios::binary);
-    std::string bytes(kMaxFile + 1, '\0');
+    std::string bytes(zel::kMaxKeyFile + 1, '\0');
     if (file) {
         file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
     }
@@ -48,9 +51,9 @@ std::string LoadFile(const std::string& path) {
     if (bytes.empty()) {
         Fail(Exit::Unusable, "{} is empty: there is nothing to send", path);
     }
-    if (bytes.size() > kMaxFile) {
-        Fail(Exit::Unusable, "{} is too large: {} chunks of {} bytes carry {} bytes at most", path, kMaxChunks,
-             zel::kMaxPayload, kMaxFile);
+    if (bytes.size() > zel::kMaxKeyFile) {
+        Fail(Exit::Unusable, "{} is too large: {} chunks of {} bytes carry {} bytes at most", path,
+             zel::kMaxChunks, zel::kMaxPayload, zel::kMaxKeyFile);
     }
     return bytes;
 }

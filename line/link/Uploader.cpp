@@ -36,13 +36,15 @@ bool IsStatus(const UartFrame& frame) {
 
 }  // namespace
 
-Uploader::Uploader(Link& link, const FileType& type, std::string bytes, const UploadOptions& options,
+Uploader::Uploader(Link& link, const zel::KeyFileInfo& type, std::string bytes, const UploadOptions& options,
                    UploadProgress* progress)
     : m_link(link),
       m_type(type),
       m_bytes(std::move(bytes)),
       m_options(options),
       m_progress(progress),
+      m_isConfiguration(type.file == zel::KeyFile::Config),
+      m_query(m_isConfiguration ? zel::command::kCrcHdcp1 : type.checksum),
       m_chunks((m_bytes.size() + zel::kMaxPayload - 1) / zel::kMaxPayload),
       m_fileChecksum(static_cast<std::uint32_t>(
           crc32(0, reinterpret_cast<const Bytef*>(m_bytes.data()), static_cast<uInt>(m_bytes.size())))) {
@@ -60,7 +62,7 @@ std::uint32_t Uploader::QueryChecksum(bool fresh) {
     AskOptions ask;
     ask.retries = kQueryRetries;
     ask.timeout = Millis(3000);
-    return Checksum(m_link.Ask({m_type.query, "", 0, 0}, ask).frame).value_or(0);
+    return Checksum(m_link.Ask({m_query, "", 0, 0}, ask).frame).value_or(0);
 }
 
 std::size_t Uploader::SendChunks() {
@@ -74,7 +76,7 @@ std::size_t Uploader::SendChunks() {
         frames.push_back(FrameOf({m_type.transfer, m_bytes.substr(i * zel::kMaxPayload, zel::kMaxPayload),
                                   static_cast<std::uint8_t>(i), static_cast<std::uint8_t>(m_chunks)}));
     }
-    frames.push_back(FrameOf({m_type.query, "", 0, 0}));
+    frames.push_back(FrameOf({m_query, "", 0, 0}));
 
     constexpr std::size_t kLead = kWipes * (zel::kFrameOverhead + 1);
     const auto report = [this](std::size_t wire) {
@@ -144,22 +146,22 @@ Uploader::Verdict Uploader::AwaitAnswer(Millis start, std::size_t burst) {
             extended = true;  // it is installing: a repeat would take the file from under it
             deadline += m_options.install;
         } else if (!frame) {
-            m_link.Send({FrameOf({m_type.query, "", 0, 0})});
+            m_link.Send({FrameOf({m_query, "", 0, 0})});
             poll = now + kPollLost;
         } else if (frame->CommandId() == m_type.transfer && now >= sent + kSilence) {
-            if (const auto checksum = Checksum(*frame); m_type.isConfiguration && checksum) {
+            if (const auto checksum = Checksum(*frame); m_isConfiguration && checksum) {
                 m_setChecksum = checksum;
                 return *checksum == m_fileChecksum ? Verdict::Installed : Verdict::Damaged;
             }
             if (IsStatus(*frame)) {
                 const bool success = frame->payload[0] == 0;
-                return m_type.isConfiguration ? (success ? Verdict::Damaged : Verdict::Refused) : Compare(success);
+                return m_isConfiguration ? (success ? Verdict::Damaged : Verdict::Refused) : Compare(success);
             }
-        } else if (frame->CommandId() == m_type.query && Checksum(*frame)) {
+        } else if (frame->CommandId() == m_query && Checksum(*frame)) {
             deadline = intakeSeen ? deadline : now + m_options.install;
             intakeSeen = true;
             poll = now + kPollPause;
-            if (m_type.isConfiguration) {
+            if (m_isConfiguration) {
                 poll = deadline;  // another file's checksum tells nothing about this one
             } else if (*Checksum(*frame) != m_before) {
                 begun = true;

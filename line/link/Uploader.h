@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "link/FileTypes.h"
+#include "link/Files.h"
 #include "link/Link.h"
 #include "wire/Error.h"
 
@@ -27,9 +27,10 @@ class UploadProgress {
 };
 
 struct UploadOptions {
-    int retries = 3;        // further transfers after one that was lost or damaged
-    Millis pace{0};         // pause behind each chunk; 0 sends all of them as one burst
-    Millis install{15000};  // how long the set may work on the file once it has all of it
+    int retries = 3;  // further transfers after one that was lost or damaged
+    Millis pace{0};   // pause behind each chunk; 0 sends all of them as one burst
+    Millis install =
+        DefaultTimeout(zel::command::kConfigFile);  // how long the set may work on the file once it has all of it
 };
 
 struct UploadResult {
@@ -63,7 +64,7 @@ class Uploader {
   public:
     // `bytes` as LoadFile returns them. Throws Error with Exit::Unusable for a file whose checksum is 0: the set
     // takes that for a checksum that could not be computed, so it could not be compared.
-    Uploader(Link& link, const FileType& type, std::string bytes, const UploadOptions& options,
+    Uploader(Link& link, const zel::KeyFileInfo& type, std::string bytes, const UploadOptions& options,
              UploadProgress* progress = nullptr);
 
     // Repeats transfers until one counts, the set refuses the file, or the tries are used up. Throws Error when
@@ -80,10 +81,12 @@ class Uploader {
     std::size_t SendChunks();
 
     Link& m_link;
-    const FileType& m_type;
+    const zel::KeyFileInfo& m_type;
     std::string m_bytes;
     UploadOptions m_options;
     UploadProgress* m_progress;
+    const bool m_isConfiguration;
+    const std::uint16_t m_query;  // the configuration has none of its own: any key's lets the next transfer in
     std::size_t m_chunks;
     std::uint32_t m_fileChecksum;
     std::uint32_t m_before = 0;  // the set's checksum before the transfer

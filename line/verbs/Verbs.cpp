@@ -107,7 +107,7 @@ Action Raw(const Words& words) {
     return action;
 }
 
-Action Upload(const FileType& type, const std::string& path) {
+Action Upload(const zel::KeyFileInfo& type, const std::string& path) {
     Action action;
     action.kind = Action::Kind::Upload;
     action.type = &type;
@@ -120,11 +120,11 @@ Action SendKey(const Words& words) {
 }
 
 Action KeyChecksum(const Words& words) {
-    return Ask(FindKeyType(words[0]).query)({});
+    return Ask(FindKeyType(words[0]).checksum)({});
 }
 
 Action SendConfiguration(const Words& words) {
-    return Upload(kConfigurationType, words[0]);
+    return Upload(zel::InfoOf(zel::KeyFile::Config), words[0]);
 }
 
 // The words that a form is made from; nothing when `words` are not of the form.
@@ -225,7 +225,7 @@ const std::vector<VerbInfo>& Verbs() {
         {"key",
          {{"send TYPE FILE", SendKey}, {"crc TYPE", KeyChecksum}},
          "Install a key file, or read the checksum of the last one",
-         fmt::format("TYPE is one of {}. FILE has 1 to {}\n", KeyTypeNames(), kMaxFile) +
+         fmt::format("TYPE is one of {}. FILE has 1 to {}\n", KeyTypeNames(), zel::kMaxKeyFile) +
              "bytes. A transfer counts as done only when the set has said so and its checksum is the file's; one\n"
              "that is lost or damaged on the way is repeated (--retries, 3 unless given).\n"
              "  zelline key send hdcp1 keys/0001.bin --pace 20"},

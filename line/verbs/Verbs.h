@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "link/FileTypes.h"
+#include "link/Files.h"
 #include "wire/Request.h"
 
 namespace zelline {
@@ -22,10 +22,10 @@ struct Action {
         Upload,  // a file in chunks
     };
     Kind kind = Kind::Ask;
-    std::string verb;                // as written, words joined by blanks
-    Request request;                 // Ask, Leave
-    const FileType* type = nullptr;  // Upload
-    std::string path;                // Upload
+    std::string verb;                        // as written, words joined by blanks
+    Request request;                         // Ask, Leave
+    const zel::KeyFileInfo* type = nullptr;  // Upload
+    std::string path;                        // Upload
 };
 
 // One way to write a verb. Each word of `words` stands for one behind the verb: words in small letters for

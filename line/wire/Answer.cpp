@@ -11,99 +11,41 @@ namespace {
 
 namespace id = zel::command;
 
-constexpr std::uint8_t kCannotBeRead = 0x01;  // the one byte that stands for "no such text" in some answers
+using zel::AnswerForm;
+using Says = zel::AnswerValue::Says;
 
-bool IsChecksum(std::uint16_t command) {
+AnswerForm FormOf(std::uint16_t command) {
     const zel::CommandInfo* row = zel::FindCommand(command);
-    return command == id::kConfigFile || (row != nullptr && row->reply == zel::ReplyRule::KeyData);
+    return row == nullptr ? AnswerForm::None : row->answer;
 }
 
-Reading Text(std::string_view payload, bool emptyIsFailure) {
-    Reading reading;
-    reading.type = ValueType::Text;
-    reading.text = std::string(payload);
-    reading.success = !(emptyIsFailure && payload.empty());
-    reading.words = payload.empty() ? "empty" : fmt::format("\"{}\"", Printable(payload));
-    return reading;
-}
-
-Reading Unreadable() {
-    Reading reading;
-    reading.words = "cannot be read";
-    return reading;
-}
-
-Reading Number(std::uint32_t number, const std::string& words) {
-    Reading reading;
-    reading.success = true;
-    reading.type = ValueType::Number;
-    reading.number = number;
-    reading.text = fmt::to_string(number);
-    reading.words = words;
-    return reading;
-}
-
-std::uint32_t LittleEndian(std::string_view bytes) {
-    std::uint32_t value = 0;
-    for (std::size_t i = bytes.size(); i-- > 0;) {
-        value = value << 8 | static_cast<std::uint8_t>(bytes[i]);
+// "running time 300", by the name of the command that reads it.
+std::string NumberWords(std::uint16_t command, std::uint32_t number) {
+    if (command == id::kWifiProgress) {
+        const std::uint32_t rounds = number > 101 ? 0 : 101 - number;
+        return fmt::format("progress {} ({} search round{} found an access point)", number, rounds,
+                           rounds == 1 ? "" : "s");
     }
-    return value;
+    constexpr std::string_view kRead = "read ";
+    std::string_view name = zel::FindCommand(command)->name;
+    if (name.substr(0, kRead.size()) == kRead) {
+        name.remove_prefix(kRead.size());
+    }
+    return fmt::format("{} {}{}", name, number, command == id::kReadBacklight ? " %" : "");
 }
 
-std::uint32_t BigEndian(std::string_view bytes) {
-    std::uint32_t value = 0;
-    for (const char byte : bytes) {
-        value = value << 8 | static_cast<std::uint8_t>(byte);
+Reading OfNumber(std::uint16_t command, std::uint32_t number) {
+    if (FormOf(command) == AnswerForm::Bits32Big) {
+        const std::string digits = fmt::format("{:08X}", number);
+        return {true, ValueType::Checksum, digits, number, "CRC-32 " + digits};
     }
-    return value;
+    return {true, ValueType::Number, fmt::to_string(number), number, NumberWords(command, number)};
 }
 
-Reading ReadResult(std::uint16_t command, std::string_view payload) {
-    const bool single = payload.size() == 1;
-    const auto first = payload.empty() ? std::uint8_t{0} : static_cast<std::uint8_t>(payload.front());
-    if (IsChecksum(command) && payload.size() == 4) {
-        Reading reading = Number(BigEndian(payload), "");
-        reading.type = ValueType::Checksum;
-        reading.text = fmt::format("{:08X}", reading.number);
-        reading.words = "CRC-32 " + reading.text;
-        return reading;
-    }
-    switch (command) {
-        case id::kReadMac:
-        case id::kReadWifiMac:
-        case id::kNamedQuery:
-            return single && first == kCannotBeRead ? Unreadable() : Text(payload, true);
-        case id::kReadSoftwareVersion:
-            return Text(payload, true);
-        case id::kReadBacklight:
-            if (single) {
-                return Number(first, fmt::format("backlight {} %", first));
-            }
-            break;
-        case id::kWifiProgress:
-            if (single) {
-                const int rounds = first > 101 ? 0 : 101 - first;
-                return Number(first, fmt::format("progress {} ({} search round{} found an access point)", first,
-                                                 rounds, rounds == 1 ? "" : "s"));
-            }
-            break;
-        case id::kReadRunningTime:
-        case id::kReadRunningTimeAlso:
-            if (payload.size() == 4) {
-                const std::uint32_t time = LittleEndian(payload);
-                return Number(time, fmt::format("running time {}", time));
-            }
-            break;
-        case id::kKeyPressReport: {
-            Reading reading = Text(payload, false);
-            reading.words = payload.empty() ? "another key" : fmt::format("key {}", Printable(payload));
-            return reading;
-        }
-        default:
-            break;
-    }
-    return Text(payload, false);
+Reading OfText(AnswerForm form, const std::string& text) {
+    const bool mustBeThere = form == AnswerForm::Text || form == AnswerForm::TextOrUnreadable;
+    return {!(mustBeThere && text.empty()), ValueType::Text, text, 0,
+            text.empty() ? "empty" : fmt::format("\"{}\"", Printable(text))};
 }
 
 }  // namespace
@@ -118,26 +60,33 @@ FrameRole RoleOf(const UartFrame& frame) {
 }
 
 Reading ReadAnswer(const UartFrame& frame) {
-    const std::string_view payload = zel::Payload(frame);
-    if (frame.kind == static_cast<std::uint8_t>(zel::FrameKind::Result)) {
-        return ReadResult(frame.CommandId(), payload);
+    const AnswerForm form = FormOf(frame.CommandId());
+    const zel::AnswerValue value = zel::DecodeAnswer(form, frame);
+    if (RoleOf(frame) == FrameRole::KeyPress) {
+        return {true, ValueType::Text, value.text, 0,
+                value.text.empty() ? "another key" : "key " + Printable(value.text)};
     }
-    Reading reading;
-    if (frame.kind == static_cast<std::uint8_t>(zel::FrameKind::LinkClosing)) {
-        reading.success = true;
-        reading.words = "link closing";
-    } else if (payload.empty()) {
-        reading.success = true;
-        reading.type = frame.CommandId() == id::kReadPcbSn ? ValueType::Text : ValueType::None;
-        reading.words = frame.CommandId() == id::kReadPcbSn ? "none stored" : "answered without data";
-    } else {
-        reading.success = payload.size() == 1 && payload.front() == 0;
-        reading.words = reading.success ? "success" : "failure";
-        if (payload.size() != 1 || static_cast<std::uint8_t>(payload.front()) > 1) {
-            reading.words = "unknown status " + ToHex(frame.payload.data(), payload.size());
-        }
+    switch (value.says) {
+        case Says::Success:
+            return {true, ValueType::None, "", 0, "success"};
+        case Says::Failure:
+            return {false, ValueType::None, "", 0, "failure"};
+        case Says::Nothing:
+            return form == AnswerForm::TextOrNothing
+                       ? Reading{true, ValueType::Text, "", 0, "none stored"}
+                       : Reading{true, ValueType::None, "", 0, "answered without data"};
+        case Says::LinkClosing:
+            return {true, ValueType::None, "", 0, "link closing"};
+        case Says::Unreadable:
+            return {false, ValueType::None, "", 0, "cannot be read"};
+        case Says::Number:
+            return OfNumber(frame.CommandId(), value.number);
+        case Says::Text:
+            return OfText(form, value.text);
+        case Says::Unknown:
+            break;
     }
-    return reading;
+    return {false, ValueType::None, "", 0, "unknown status " + ToHex(Bytes(value.text.begin(), value.text.end()))};
 }
 
 }  // namespace zelline

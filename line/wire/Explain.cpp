@@ -7,6 +7,7 @@
 #include "protocol/CommandCatalogue.h"
 #include "protocol/FrameCodec.h"
 #include "wire/Answer.h"
+#include "wire/Request.h"
 
 namespace zelline {
 namespace {
@@ -32,9 +33,8 @@ std::string Name(std::uint16_t id) {
 }
 
 std::string ExplainRequest(const UartFrame& frame) {
-    const zel::CommandInfo* row = zel::FindCommand(frame.CommandId());
     const std::string name = Name(frame.CommandId());
-    if (row != nullptr && row->payload == zel::PayloadRule::KeyChunk) {
+    if (CarriesFileBytes(frame.CommandId())) {
         return fmt::format("request {}, chunk {} of {}, {} bytes", name, frame.trailerA + 1, frame.trailerB,
                            frame.length);
     }
@@ -48,54 +48,25 @@ std::string ExplainRequest(const UartFrame& frame) {
     return words;
 }
 
-// Why the bytes from `at` on are no frame, and how many of them to set aside together.
-std::string Damage(const Bytes& stream, std::size_t at, std::size_t& size) {
-    const std::size_t left = stream.size() - at;
-    const auto next =
-        std::find(stream.begin() + static_cast<std::ptrdiff_t>(at) + 1, stream.end(), zel::kFrameStart);
-    size = static_cast<std::size_t>(next - stream.begin()) - at;
-    if (stream[at] != zel::kFrameStart) {
-        return "noise: no start byte 79";
+// Why `bytes`, which start with a start byte, are no intact frame.
+std::string Damage(const std::uint8_t* bytes, std::size_t size, const zel::Inspection& seen) {
+    if (size < zel::kHeaderSize) {
+        return fmt::format("cut off: {} of at least {} bytes", size, zel::kFrameOverhead);
     }
-    if (left < zel::kHeaderSize) {
-        return fmt::format("cut off: {} of at least {} bytes", left, zel::kFrameOverhead);
+    const std::size_t length = bytes[4];
+    const std::string id = IdText(static_cast<std::uint16_t>(bytes[2] << 8 | bytes[3]));
+    if (seen.verdict == zel::FrameVerdict::NeedMore) {
+        return fmt::format("cut off: {}, {} of {} bytes", id, size, seen.size);
     }
-    const std::size_t length = stream[at + 4];
+    if (seen.verdict == zel::FrameVerdict::BadChecksum) {
+        return fmt::format("damaged: {}, checksum {:02X}, but the bytes give {:02X}", id, bytes[seen.size - 2],
+                           FrameChecksum(bytes + 1, length + 6));
+    }
     if (length > zel::kMaxPayload) {
         return fmt::format("no frame: length {} is above {}", length, zel::kMaxPayload);
     }
-    const std::size_t whole = length + zel::kFrameOverhead;
-    const std::string id = IdText(static_cast<std::uint16_t>(stream[at + 2] << 8 | stream[at + 3]));
-    if (left < whole) {
-        return fmt::format("cut off: {}, {} of {} bytes", id, left, whole);
-    }
-    if (stream[at + whole - 1] != zel::kFrameEnd) {
-        return fmt::format("no frame: {} with length {} would end in FE, here {:02X}", id, length,
-                           stream[at + whole - 1]);
-    }
-    size = whole;
-    return fmt::format("damaged: {}, checksum {:02X}, but the bytes give {:02X}", id, stream[at + whole - 2],
-                       FrameChecksum(stream.data() + at + 1, length + 6));
-}
-
-bool Intact(const Bytes& stream, std::size_t at, UartFrame& frame, std::size_t& size) {
-    if (stream[at] != zel::kFrameStart || stream.size() - at < zel::kFrameOverhead) {
-        return false;
-    }
-    const std::uint8_t* wire = stream.data() + at;
-    const std::size_t length = wire[4];
-    size = length + zel::kFrameOverhead;
-    if (length > zel::kMaxPayload || stream.size() - at < size || wire[size - 1] != zel::kFrameEnd ||
-        FrameChecksum(wire + 1, length + 6) != wire[size - 2]) {
-        return false;
-    }
-    frame = zel::MakeFrame(zel::FrameKind::Ready, static_cast<std::uint16_t>(wire[2] << 8 | wire[3]));
-    frame.kind = wire[1];
-    zel::SetPayload(frame, {reinterpret_cast<const char*>(wire) + zel::kHeaderSize, length});
-    frame.trailerA = wire[size - 4];
-    frame.trailerB = wire[size - 3];
-    frame.checksum = wire[size - 2];
-    return true;
+    return fmt::format("no frame: {} with length {} would end in FE, here {:02X}", id, length,
+                       bytes[seen.size - 1]);
 }
 
 }  // namespace
@@ -122,15 +93,28 @@ std::string Explain(const UartFrame& frame) {
 
 std::vector<Stretch> Dissect(const Bytes& stream) {
     std::vector<Stretch> stretches;
-    for (std::size_t at = 0; at < stream.size();) {
+    auto at = stream.begin();
+    while (at != stream.end()) {
+        auto end = std::find(at + 1, stream.end(), zel::kFrameStart);
         Stretch stretch;
-        stretch.at = at;
-        std::size_t size = 0;
-        stretch.intact = Intact(stream, at, stretch.frame, size);
-        stretch.words = stretch.intact ? Explain(stretch.frame) : Damage(stream, at, size);
-        const auto first = stream.begin() + static_cast<std::ptrdiff_t>(at);
-        stretch.bytes.assign(first, first + static_cast<std::ptrdiff_t>(size));
-        at += size;
+        stretch.at = static_cast<std::size_t>(at - stream.begin());
+        if (*at != zel::kFrameStart) {
+            stretch.words = "noise: no start byte 79";
+        } else {
+            const std::uint8_t* bytes = &*at;
+            const auto left = static_cast<std::size_t>(stream.end() - at);
+            const zel::Inspection seen = zel::Inspect(bytes, left);
+            stretch.intact = seen.verdict == zel::FrameVerdict::Good;
+            if (stretch.intact) {
+                stretch.frame = zel::DecodeFrame(bytes);
+            }
+            if (stretch.intact || seen.verdict == zel::FrameVerdict::BadChecksum) {
+                end = at + static_cast<std::ptrdiff_t>(seen.size);
+            }
+            stretch.words = stretch.intact ? Explain(stretch.frame) : Damage(bytes, left, seen);
+        }
+        stretch.bytes.assign(at, end);
+        at = end;
         stretches.push_back(std::move(stretch));
     }
     return stretches;

@@ -1,7 +1,6 @@
 #include "wire/Reference.h"
 
 #include <fmt/format.h>
-#include <zlib.h>
 
 #include "protocol/CommandCatalogue.h"
 #include "protocol/FrameCodec.h"
@@ -11,10 +10,6 @@
 
 namespace zelline {
 namespace {
-
-namespace id = zel::command;
-
-constexpr std::string_view kExampleFile = "key";
 
 const char* GroupTitle(zel::CommandGroup group) {
     switch (group) {
@@ -57,85 +52,6 @@ const char* PayloadWords(zel::PayloadRule rule) {
             return "An empty payload is answered with status 1.";
         default:
             return "";
-    }
-}
-
-// A request that the set takes, for the example of its row.
-Request ExampleRequest(const zel::CommandInfo& row) {
-    switch (row.id) {
-        case id::kWritePcbSn:
-            return {row.id, "AB12", 0, 0};
-        case id::kWriteTestResult:
-            return {row.id, "PASS", 0, 0};
-        case id::kWriteMac:
-            return {row.id, "00:11:22:33:44:55", 0, 0};
-        case id::kWriteMacTagged:
-            return {row.id, "MAC=00:11:22:33:44:55", 0, 0};
-        case id::kSourceCheck:
-            return {row.id, "HDMI1", 0, 0};
-        case id::kUsbPort:
-            return {row.id, "USB1", 0, 0};
-        case id::kNamedQuery:
-            return {row.id, "ETH_IP", 0, 0};
-        case id::kSetVolume:
-            return {row.id, std::string(1, '\x14'), 0, 0};
-        case id::kLed:
-            return {row.id, "RED_ON", 0, 0};
-        case id::kPanelAspectEthernet:
-            return {row.id, "ASPECT=16_9", 0, 0};
-        default:
-            break;
-    }
-    if (row.payload == zel::PayloadRule::KeyChunk) {
-        return {row.id, std::string(kExampleFile), 0, 1};
-    }
-    return {row.id, "", 0, 0};
-}
-
-UartFrame Reply(std::uint16_t command, zel::FrameKind kind, std::string_view payload, std::uint8_t trailerB) {
-    UartFrame frame = zel::MakeFrame(kind, command);
-    zel::SetPayload(frame, payload);
-    frame.trailerB = trailerB;
-    return frame;
-}
-
-UartFrame ExampleReply(const zel::CommandInfo& row) {
-    using zel::FrameKind;
-    const auto crc =
-        crc32(0, reinterpret_cast<const Bytef*>(kExampleFile.data()), static_cast<uInt>(kExampleFile.size()));
-    const char checksum[] = {static_cast<char>(crc >> 24), static_cast<char>(crc >> 16),
-                             static_cast<char>(crc >> 8), static_cast<char>(crc)};
-    const std::string_view answeredChecksum(checksum, sizeof checksum);
-    switch (row.id) {
-        case id::kReadPcbSn:
-            return Reply(row.id, FrameKind::Result, "AB12", 1);
-        case id::kReadMac:
-        case id::kReadWifiMac:
-            return Reply(row.id, FrameKind::Result, "00:11:22:33:44:55", 1);
-        case id::kNamedQuery:
-            return Reply(row.id, FrameKind::Result, "192.168.1.20", 1);
-        case id::kReadSoftwareVersion:
-            return Reply(row.id, FrameKind::Result, "2.3", 1);
-        case id::kReadBacklight:
-        case id::kWifiProgress:
-            return Reply(row.id, FrameKind::Result, "\x64", 1);
-        case id::kReadRunningTime:
-        case id::kReadRunningTimeAlso:
-            return Reply(row.id, FrameKind::Result, std::string_view("\x2C\x01\x00\x00", 4), 1);
-        case id::kConfigFile:
-            return Reply(row.id, FrameKind::Result, answeredChecksum, 1);
-        default:
-            break;
-    }
-    switch (row.reply) {
-        case zel::ReplyRule::KeyData:
-            return Reply(row.id, FrameKind::Result, answeredChecksum, 1);
-        case zel::ReplyRule::Data:
-            return Reply(row.id, FrameKind::Plain, "", 0);
-        case zel::ReplyRule::Failure:
-            return Reply(row.id, FrameKind::Plain, "\x01", 1);
-        default:
-            return Reply(row.id, FrameKind::Plain, std::string_view("\0", 1), 1);
     }
 }
 
@@ -191,7 +107,9 @@ constexpr std::string_view kAnswers =
 
 std::string ProtocolReference() {
     std::string page(kHead);
-    const UartFrame ready = Reply(id::kReady, zel::FrameKind::Ready, "\x02", 1);
+    UartFrame ready = zel::MakeFrame(zel::FrameKind::Ready, zel::command::kReady);
+    zel::SetPayload(ready, "\x02");
+    ready.trailerB = 1;
     page += fmt::format("Worked example, the ready frame: `{}`. ", WireHex(ready));
     const zel::WireFrame wire = zel::EncodeFrame(ready);
     unsigned sum = 0;
@@ -216,10 +134,11 @@ std::string ProtocolReference() {
         page += fmt::format("\n### {} {}\n\n{}. Payload: {}. {}{}Answer: {}.\n\n", IdText(row.id), row.name,
                             GroupTitle(row.group), row.payloadText, PayloadWords(row.payload),
                             *PayloadWords(row.payload) == '\0' ? "" : " ", row.answerText);
-        const UartFrame request = FrameOf(ExampleRequest(row));
+        const std::uint8_t chunks = CarriesFileBytes(row.id) ? 1 : 0;
+        const UartFrame request = FrameOf({row.id, std::string(row.exampleAsked), 0, chunks});
         page += fmt::format("    > {}\n      {}\n", WireHex(request), Explain(request));
         if (row.reply != zel::ReplyRule::None) {
-            const UartFrame reply = ExampleReply(row);
+            const UartFrame reply = zel::AnswerFrame(row.id, row.answer, row.exampleAnswer);
             for (int i = 0; i < (row.reply == zel::ReplyRule::StatusTwice ? 2 : 1); ++i) {
                 page += fmt::format("    < {}\n      {}\n", WireHex(reply), Explain(reply));
             }

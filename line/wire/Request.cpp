@@ -10,6 +10,8 @@ namespace zelline {
 
 namespace id = zel::command;
 
+constexpr int kUnknownCommand = 3000;  // ms to wait for an answer that should not come
+
 UartFrame FrameOf(const Request& request) {
     UartFrame frame = zel::MakeFrame(zel::FrameKind::Ready, request.id);  // kind 0, which requests carry too
     zel::SetPayload(frame, request.payload);
@@ -28,20 +30,8 @@ bool CarriesFileBytes(std::uint16_t command) {
 }
 
 Millis DefaultTimeout(std::uint16_t command) {
-    switch (command) {
-        case id::kFinish:
-        case id::kFinish + 1:
-        case 0x12A6:               // the third id of the same command
-            return Millis(30000);  // 20 s for the TV service's confirmation, and the model work around it
-        case id::kBluetoothSearch:
-            return Millis(25000);  // 9 s when a search is under way; a search of its own takes 8 s and more
-        case id::kSourceCheck:
-            return Millis(20000);  // the first tuner input also learns the tuners and loads the channel preset
-        case id::kPanelAspectEthernet:
-            return Millis(6000);  // a ping has one second, after the set has looked for its own address
-        default:
-            return Millis(3000);
-    }
+    const zel::CommandInfo* row = zel::FindCommand(command);
+    return Millis(row == nullptr ? kUnknownCommand : row->answerTime);
 }
 
 bool MayRepeat(std::uint16_t command) {
@@ -60,14 +50,9 @@ std::string DropReason(std::uint16_t command, const std::string& payload) {
     if (row->reply == zel::ReplyRule::Deferred) {
         return "the set answers only once the last chunk of a file is there";
     }
-    const bool fits = row->payload == zel::PayloadRule::NotEmpty  ? !payload.empty()
-                      : row->payload == zel::PayloadRule::MacText ? payload.size() == 17
-                      : row->payload == zel::PayloadRule::VolumeByte
-                          ? payload.size() == 1 && static_cast<std::uint8_t>(payload[0]) <= 100
-                          : true;
-    return fits
+    return zel::PayloadFits(row->payload, payload)
                ? std::string()
-               : fmt::format("the set drops this command unless its payload is {}", std::string(row->payloadText));
+               : fmt::format("the set drops this command unless its payload is {}", row->payloadText);
 }
 
 }  // namespace zelline

@@ -19,12 +19,14 @@ std::string Random(std::size_t size, unsigned seed) {
     return bytes;
 }
 
-const FileType& Hdcp1() {
+const zel::KeyFileInfo& kConfiguration = zel::InfoOf(zel::KeyFile::Config);
+
+const zel::KeyFileInfo& Hdcp1() {
     return FindKeyType("hdcp1");
 }
 
 UploadResult Send(SimulatedReceiver& set, const std::string& bytes, int retries = 3,
-                  const FileType& type = Hdcp1()) {
+                  const zel::KeyFileInfo& type = Hdcp1()) {
     Link link(set);
     UploadOptions options;
     options.retries = retries;
@@ -32,7 +34,10 @@ UploadResult Send(SimulatedReceiver& set, const std::string& bytes, int retries 
 }
 
 TEST(Uploader, EverySizeOfEveryTypeArrives) {
-    for (const FileType& type : kKeyTypes) {
+    for (const zel::KeyFileInfo& type : zel::kKeyFiles) {
+        if (type.file == zel::KeyFile::Config) {
+            continue;
+        }
         for (const std::size_t size : {1U, 63U, 64U, 65U, 640U, 16320U}) {
             SimulatedReceiver set;
             const std::string bytes = Random(size, 7);
@@ -48,7 +53,7 @@ TEST(Uploader, EverySizeOfEveryTypeArrives) {
 TEST(Uploader, ConfigurationIsComparedByItsAnswer) {
     SimulatedReceiver set;
     const std::string bytes = "1\r\n2\r\n3\r\nACME\r\n4\r\n5\r\nMODEL\r\n" + std::string(100, ' ');
-    EXPECT_EQ(Send(set, bytes, 0, kConfigurationType).status, Exit::Success);
+    EXPECT_EQ(Send(set, bytes, 0, kConfiguration).status, Exit::Success);
     EXPECT_EQ(set.installed[0x12A7], bytes);
 }
 
@@ -90,8 +95,8 @@ TEST(Uploader, RefusalByTheSetIsAFailureAndNotRepeated) {
 }
 
 TEST(Uploader, SuccessWithOtherBytesIsRepeatedAndNeverCounts) {
-    const FileType* types[] = {&Hdcp1(), &kConfigurationType};
-    for (const FileType* type : types) {
+    const zel::KeyFileInfo* types[] = {&Hdcp1(), &kConfiguration};
+    for (const zel::KeyFileInfo* type : types) {
         SimulatedReceiver set;
         set.damages = 2;
         const std::string bytes = Random(200, 1);
