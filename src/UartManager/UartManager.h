@@ -13,10 +13,11 @@
 #include <string>
 #include <vector>
 
-#include "UartManager/LinkState.h"
 #include "model/ModelClient.h"
 #include "protocol/RxParser.h"
 #include "protocol/UartFrame.h"
+
+class UartManager;
 
 namespace zel {
 
@@ -24,6 +25,10 @@ enum class RunMode : std::uint8_t { None = 0, Factory = 1, Aging = 2, UsbUpdate 
 
 struct KeyPressCounters;
 std::shared_ptr<KeyPressCounters> MakeKeyPressCounters();  // defined in commands/
+
+enum class KeyFile : std::uint8_t;
+class KeyTransfer;
+std::shared_ptr<KeyTransfer> MakeKeyTransfer(UartManager& manager);  // defined in provisioning/
 
 struct RadioScan;
 std::shared_ptr<RadioScan> MakeRadioScan();  // defined in connectivity/
@@ -100,7 +105,6 @@ class UartManager : public ModelClient {
     void SendStatusReply(std::uint16_t commandId, std::uint8_t status);
 
     std::atomic<std::uint8_t> m_bConnected{0};  // 1 once the line has sent the connect command
-    zel::QueryValues m_queryValues{};
 
     // ---- Commands (commands/) -----------------------------------------------------------------------------
 
@@ -147,8 +151,8 @@ class UartManager : public ModelClient {
     std::int32_t ZelUartCmdProcessRxCmd(UartFrame frame);
     // Keeps the frame and starts the key worker unless one is being started or runs. The thread library's status.
     std::int32_t StartKeyUpgrade(UartFrame frame);
-    // The key worker's work, on its thread: install what was received and answer.
-    void InstallReceivedKey();
+    // The CRC-32 of the last file of that kind that was received, 0 until one was. Any thread.
+    std::uint32_t ReceivedFileCrc(zel::KeyFile file) const;
 
     // Hand a CI+ key file to the set, and have the set check it; `type` 1 plain, otherwise ECP. 0 when the
     // action was accepted, -1 otherwise.
@@ -181,8 +185,6 @@ class UartManager : public ModelClient {
     std::int32_t ZelCopyFileFormUSB(const std::string& folder, const std::string& name,
                                     const std::string& destination);
 
-    zel::KeyTransferState m_keyTransfer;
-
     // ---- Radio searches (connectivity/) -------------------------------------------------------------------
 
     void ZelWifiScan();                // starts the scan thread
@@ -199,7 +201,6 @@ class UartManager : public ModelClient {
 
     pthread_t m_threadUartDebugMode{};     // reader
     pthread_t m_ZelUartCommandThreadId{};  // command thread
-    pthread_t m_threadKeyUpgrade{};        // key worker
     pthread_t m_threadWifiScan{};          // scan thread
 
     std::mutex m_rawMutex;
@@ -210,8 +211,7 @@ class UartManager : public ModelClient {
 
     pthread_mutex_t m_sendMutex{};  // PTHREAD_MUTEX_NORMAL, held around every write to the port
 
-    std::mutex m_keyFrameMutex;
-    UartFrame m_keyFrame{};  // the frame that completed the last key transfer
+    const std::shared_ptr<zel::KeyTransfer> m_keyTransfer = zel::MakeKeyTransfer(*this);
 
     std::atomic<zel::RunMode> m_runMode{zel::RunMode::None};
     std::atomic<std::uint8_t> m_u8StatusChanged{0};

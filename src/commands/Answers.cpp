@@ -76,9 +76,7 @@ AnswerValue AnswerWifiMac(UartManager& manager, std::uint16_t /*id*/, const std:
 }
 
 AnswerValue AnswerKeyChecksum(UartManager& manager, std::uint16_t id, const std::string& /*text*/) {
-    const KeyFileInfo* info = FindKeyChecksum(id);
-    return AnswerValue::OfNumber(
-        static_cast<std::uint32_t>(manager.m_queryValues[static_cast<std::size_t>(info->file)]));
+    return AnswerValue::OfNumber(manager.ReceivedFileCrc(FindKeyChecksum(id)->file));
 }
 
 AnswerValue AnswerWifiProgress(UartManager& /*manager*/, std::uint16_t /*id*/, const std::string& /*text*/) {

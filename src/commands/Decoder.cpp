@@ -1,9 +1,9 @@
 // The dispatcher of received frames: gate, payload rule, handler, reply; and the handlers of the link itself.
 
-#include "UartManager/SharedState.h"
 #include "commands/Handlers.h"
 #include "protocol/CommandCatalogue.h"
 #include "protocol/FrameCodec.h"
+#include "provisioning/keys/KeyTransfer.h"
 
 namespace zel {
 namespace {

@@ -1,6 +1,5 @@
 // What is set at start-up, before and after the link starts. No step stops a flow.
 
-#include <array>
 #include <cstdio>
 #include <list>
 #include <string>
@@ -10,15 +9,11 @@
 #include "factory_aux/FactoryAux.h"
 #include "log/LogPrint.h"
 #include "model/ModelKeys.h"
+#include "os/Partitions.h"
 #include "os/Shell.h"
 #include "os/Storage.h"
 
 namespace {
-
-// The set's partitions, in the order in which they are made writable.
-constexpr std::array<const char*, 9> kMountPoints = {
-    "/zodata/critical",        "/zodata/factory", "/zodata/model", "/var/local",  "/var/run",
-    "/vendor/tvconfig/config", "/config",         "/serialdata",   "/certificate"};
 
 constexpr std::int32_t kAspect16To9 = 0;
 constexpr std::int32_t kSpeakerArcMode = 3;
@@ -43,13 +38,13 @@ void UartManager::ZelFacAutoTestBeforSetDefaultSetting() {
     constexpr char kName[] = "ZelFacAutoTestBeforSetDefaultSetting";
     ZelSetPresetChannel();
     zel::PrintIfFailed(ZelSetSource(zel::key::kSourceSwitch, "HDMI1"), kName, __LINE__);
-    for (const char* mountPoint : kMountPoints) {
+    for (const char* mountPoint : zel::partition::kAll) {
         const int result = zel::RemountReadWrite(mountPoint);
         if (result != 0) {
             std::printf(" %s %d mount fail, mount_res:%d\n", kName, __LINE__, result);
         }
     }
-    for (const char* mountPoint : kMountPoints) {
+    for (const char* mountPoint : zel::partition::kAll) {
         zel::PrintIfFailed(zel::RunSystem(std::string("mount -o remount,rw ") + mountPoint), kName, __LINE__);
     }
     zel::PrintIfFailed(zel::RunSystem("echo ForceFreerun=TRUE > /proc/utopia_mdb/xc"), kName, __LINE__);

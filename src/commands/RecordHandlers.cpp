@@ -1,26 +1,19 @@
 // Handlers that write records and addresses.
 
 #include "commands/Handlers.h"
-#include "factory_aux/FactoryAux.h"
-#include "flashenv/FlashEnv.h"
+#include "provisioning/addresses/MacStore.h"
 
 namespace zel {
 namespace {
 
-constexpr char kMacVariable[] = "macaddr";
 constexpr char kMacTag[] = "MAC=";
 
-// Stores the address in both places. What reached the first stays there when the second fails.
-CommandResult StoreMac(const std::string& mac) {
-    const std::int32_t flash = FlashEnv::instance().setEnv(kMacVariable, mac);
-    if (flash != 0) {
-        return DecodeFailed(__LINE__, flash);
-    }
-    const std::int32_t metadata = writeStrMetaData(META_MAC, mac);
-    if (metadata != 0) {
-        return DecodeFailed(__LINE__, metadata);
-    }
-    return CommandResult::Success;
+CommandResult WriteMac(const std::string& mac) {
+    const bool stored = StoreMac(mac, [](int line, std::int32_t result) {
+        DecodeFailed(line, result);
+        return false;
+    });
+    return stored ? CommandResult::Success : CommandResult::Failure;
 }
 
 }  // namespace
@@ -34,7 +27,7 @@ CommandResult HandleWriteTestResult(UartManager& manager, const UartFrame& frame
 }
 
 CommandResult HandleWriteMac(UartManager& /*manager*/, const UartFrame& frame) {
-    return StoreMac(PayloadText(frame));
+    return WriteMac(PayloadText(frame));
 }
 
 CommandResult HandleWriteMacTagged(UartManager& /*manager*/, const UartFrame& frame) {
@@ -42,7 +35,7 @@ CommandResult HandleWriteMacTagged(UartManager& /*manager*/, const UartFrame& fr
     if (payload.find(kMacTag) == std::string::npos || payload.rfind("MAC", 0) != 0) {
         return DecodeFailed(__LINE__);
     }
-    return StoreMac(payload.substr(sizeof kMacTag - 1));
+    return WriteMac(payload.substr(sizeof kMacTag - 1));
 }
 
 }  // namespace zel

@@ -2,8 +2,8 @@
 
 #include <cstdio>
 
-#include "UartManager/SharedState.h"
 #include "os/Delay.h"
+#include "provisioning/usb/SecondUpdate.h"
 #include "test_adapter/StatusPictures.h"
 
 namespace zel {

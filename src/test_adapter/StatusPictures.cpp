@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdio>
 
+#include "provisioning/usb/SecondUpdate.h"
 #include "test_adapter/ScreenText.h"
 
 namespace zel {
@@ -55,15 +56,15 @@ Picture FactoryPicture(const std::string& pcbSn, const std::string& testResult) 
 Picture UsbPicture(std::int32_t status, const std::string& message) {
     constexpr const char* kCheckFiles = "Please check the files of the USB";
     switch (status) {
-        case 0:
+        case NothingUsable:
             return TwoLines(Labelled("Update NG,", message), kCheckFiles, kRed);
-        case 1:
+        case ImportDone:
             return TwoLines("Update Config OK", "Please unplug the USB and reboot to take effect", kGreen);
-        case 2:
+        case ImportErrors:
             return TwoLines(Labelled("Update NG:", message), kCheckFiles, kRed);
-        case 3:
+        case ExportDone:
             return TwoLines("Copy Config OK", "Please unplug the USB and reboot", kGreen);
-        case 4:
+        case ExportErrors:
             return TwoLines(Labelled("Copy NG:", message), "Please check the config of the TV", kRed);
         default:
             return TwoLines("Update NG", kCheckFiles, kRed);

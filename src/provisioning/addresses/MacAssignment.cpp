@@ -7,19 +7,18 @@
 
 #include "UartManager/UartManager.h"
 #include "factory_aux/FactoryAux.h"
-#include "flashenv/FlashEnv.h"
 #include "log/LogPrint.h"
 #include "os/File.h"
 #include "os/Shell.h"
 #include "os/Storage.h"
 #include "provisioning/addresses/MacRange.h"
+#include "provisioning/addresses/MacStore.h"
 #include "provisioning/addresses/MacText.h"
 #include "provisioning/configuration/ConfigFile.h"
 #include "text/ShellWord.h"
 
 namespace {
 
-constexpr char kMacVariable[] = "macaddr";
 constexpr std::size_t kMetaTextSize = 256;
 
 std::int32_t Failed(int line) {
@@ -72,14 +71,11 @@ std::int32_t UartManager::ZelUpdateMac(const std::string& path) {
         return Failed(__LINE__);
     }
 
-    std::int32_t result = FlashEnv::instance().setEnv(kMacVariable, startText);
-    if (result != 0) {
-        zel::LogFailCode("ZelUpdateMac", __LINE__, result);
-        return -1;
-    }
-    result = writeStrMetaData(META_MAC, startText);
-    if (result != 0) {
-        zel::LogFailCode("ZelUpdateMac", __LINE__, result);
+    const bool stored = zel::StoreMac(startText, [](int failedLine, std::int32_t result) {
+        zel::LogFailCode("ZelUpdateMac", failedLine, result);
+        return false;
+    });
+    if (!stored) {
         return -1;
     }
     if (start == end) {
@@ -110,13 +106,10 @@ std::int32_t UartManager::ZelCheckIfSetSetRandomMAC() {
     }
     const std::string mac = zel::RandomMacText();
     std::printf("=========mac test 3333333:%s strlen():%d\n", mac.c_str(), static_cast<int>(mac.size()));
-    std::int32_t result = FlashEnv::instance().setEnv(kMacVariable, mac);
-    if (result != 0) {
-        zel::LogFailCode("ZelCheckIfSetSetRandomMAC", __LINE__, result);
-    }
-    result = writeStrMetaData(META_MAC, mac);
-    if (result != 0) {
-        return zel::LogFailCode("ZelCheckIfSetSetRandomMAC", __LINE__, result);
-    }
-    return 0;
+    std::int32_t logged = 0;
+    const bool done = zel::StoreMac(mac, [&logged](int line, std::int32_t result) {
+        logged = zel::LogFailCode("ZelCheckIfSetSetRandomMAC", line, result);
+        return true;
+    });
+    return done ? 0 : logged;
 }

@@ -45,6 +45,15 @@ class Results {
     std::int32_t m_all = 0;
 };
 
+// Whether the file gave the line; says so when it did not.
+bool IsGiven(const char* line, const char* name) {
+    if (zel::IsEmptyLine(line)) {
+        std::printf("%s The line data is empty !", name);
+        return false;
+    }
+    return true;
+}
+
 }  // namespace
 
 std::int32_t UartManager::ZelReadSpeacialLine(const char* path) {
@@ -81,54 +90,40 @@ std::int32_t UartManager::ZelWriteConfigFile(const char* path) {
     results.Add(ZelReadSpeacialLine(path), __LINE__);
     FlashEnv& flash = FlashEnv::instance();
 
-    if (zel::IsEmptyLine(m_strCountry)) {
-        std::printf("META_COUNTRY The line data is empty !");
-    } else {
+    if (IsGiven(m_strCountry, "META_COUNTRY")) {
         const std::int32_t country = zel::LineNumber(m_strCountry);
         std::printf("i32NewCountryIndex:%d m_strCountry:%s \n", country, m_strCountry);
         results.Add(writeMetaData(META_COUNTRY, country), __LINE__);
         results.Add(ZelSetValue(zel::key::kFactoryCountry, country), __LINE__);
         results.Add(flash.setEnv("db_table", "0"), __LINE__);
     }
-    if (zel::IsEmptyLine(m_strRegion)) {
-        std::printf("META_REGION The line data is empty !");
-    } else {
+    if (IsGiven(m_strRegion, "META_REGION")) {
         const std::int32_t region = zel::LineNumber(m_strRegion);
         std::printf("i32NewRegionIndex:%d m_strRegion:%s \n", region, m_strRegion);
         results.Add(writeMetaData(META_REGION, region), __LINE__);
     }
-    if (zel::IsEmptyLine(m_strLogo)) {
-        std::printf("META_LOGO The line data is empty !");
-    } else {
+    if (IsGiven(m_strLogo, "META_LOGO")) {
         const std::int32_t logo = zel::LineNumber(m_strLogo);
         std::printf("i32NewLogoIndex:%d m_strLogo:%s \n", logo, m_strLogo);
         results.Add(flash.setEnv("db_table", "0"), __LINE__);
         results.Add(writeMetaData(META_LOGO, logo), __LINE__);
     }
-    if (zel::IsEmptyLine(m_strBrand)) {
-        std::printf("BRAND The line data is empty !");
-    } else {
+    if (IsGiven(m_strBrand, "BRAND")) {
         zel::CutLineEnd(m_strBrand);
         std::printf("m_strBrand:%s \n", m_strBrand);
         results.Add(flash.setEnv("brand", m_strBrand), __LINE__);
     }
-    if (zel::IsEmptyLine(m_strLanguage)) {
-        std::printf("META_LAGUAGE The line data is empty !");
-    } else {
+    if (IsGiven(m_strLanguage, "META_LAGUAGE")) {
         const std::int32_t language = zel::LineNumber(m_strLanguage);
         std::printf("i32NewLanguageIndex:%d m_strRegion:%s \n", language, m_strLanguage);
         results.Add(writeMetaData(META_LANGUAGE, language), __LINE__);
     }
-    if (zel::IsEmptyLine(m_strCustomerModel)) {
-        std::printf("META_CUSTOMER_MODEL The line data is empty !");
-    } else {
+    if (IsGiven(m_strCustomerModel, "META_CUSTOMER_MODEL")) {
         zel::CutLineEnd(m_strCustomerModel);
         std::printf("m_strCustomerModel:%s \n", m_strCustomerModel);
         results.Add(writeStrMetaData(META_CUSTOMER_MODEL, m_strCustomerModel), __LINE__);
     }
-    if (zel::IsEmptyLine(m_strProjectId)) {
-        std::printf("META_PROJECT_ID The line data is empty !");
-    } else {
+    if (IsGiven(m_strProjectId, "META_PROJECT_ID")) {
         const std::int32_t project = zel::LineNumber(m_strProjectId);
         std::printf("i32ProjectId:%d m_strProjectId:%s \n", project, m_strProjectId);
         results.Add(ZelSetValue(zel::key::kModelIndex, project), __LINE__);
@@ -145,22 +140,18 @@ std::int32_t UartManager::ZelCheckConfig() {
     const auto compare = [&results](bool same, int line) { results.Add(same ? 0 : -1, line); };
 
     std::int32_t value = 0;
-    std::int32_t wanted = zel::LineNumber(m_strCountry);
-    readMetaData(META_COUNTRY, &value);
-    std::printf("META_COUNTRY is:%d atoi(m_strCountry):%d\n", value, wanted);
-    compare(value == wanted, __LINE__);
-
+    const auto compareNumber = [&](_FAC_META_DATA item, const char* name, const char* bufferName,
+                                   const char* wantedLine, int line) {
+        const std::int32_t wanted = zel::LineNumber(wantedLine);
+        readMetaData(item, &value);
+        std::printf("%s is:%d atoi(%s):%d\n", name, value, bufferName, wanted);
+        compare(value == wanted, line);
+    };
+    compareNumber(META_COUNTRY, "META_COUNTRY", "m_strCountry", m_strCountry, __LINE__);
     // On top of the country's value: a region that cannot be read is compared as that.
-    wanted = zel::LineNumber(m_strRegion);
-    readMetaData(META_REGION, &value);
-    std::printf("META_REGION is:%d atoi(m_strRegion):%d\n", value, wanted);
-    compare(value == wanted, __LINE__);
-
+    compareNumber(META_REGION, "META_REGION", "m_strRegion", m_strRegion, __LINE__);
     value = 0;
-    wanted = zel::LineNumber(m_strLogo);
-    readMetaData(META_LOGO, &value);
-    std::printf("META_LOGO is:%d atoi(m_strLogo):%d\n", value, wanted);
-    compare(value == wanted, __LINE__);
+    compareNumber(META_LOGO, "META_LOGO", "m_strLogo", m_strLogo, __LINE__);
 
     // Over the stored length only: the flash environment may have cut the brand.
     std::array<char, kBrandSize> brand{};
@@ -169,36 +160,29 @@ std::int32_t UartManager::ZelCheckConfig() {
     compare(std::strncmp(brand.data(), m_strBrand, std::strlen(brand.data())) == 0, __LINE__);
 
     value = 0;
-    wanted = zel::LineNumber(m_strLanguage);
-    readMetaData(META_LANGUAGE, &value);
-    std::printf("META_LAGUAGE is:%d atoi(m_strLanguage):%d\n", value, wanted);
-    compare(value == wanted, __LINE__);
-
+    compareNumber(META_LANGUAGE, "META_LAGUAGE", "m_strLanguage", m_strLanguage, __LINE__);
     value = 0;
-    wanted = zel::LineNumber(m_strProjectId);
-    readMetaData(META_PROJECT_ID, &value);
-    std::printf("META_PROJECT_ID is:%d atoi(m_strProjectId):%d\n", value, wanted);
-    compare(value == wanted, __LINE__);
+    compareNumber(META_PROJECT_ID, "META_PROJECT_ID", "m_strProjectId", m_strProjectId, __LINE__);
     return results.All();
 }
 
 std::int32_t UartManager::ZelPrintfConfig() {
     Results results("ZelPrintfConfig");
-    const auto printItem = [&results](_FAC_META_DATA item, const char* format, int line) {
+    const auto printItem = [&results](_FAC_META_DATA item, const char* label, int line) {
         std::int32_t value = 0;
         const std::int32_t result = readMetaData(item, &value);
-        std::printf(format, value);
+        std::printf("%-22s:%d\n", label, value);
         results.Add(result, line);
     };
-    printItem(META_COUNTRY, "META_COUNTRY is       :%d\n", __LINE__);
-    printItem(META_REGION, "META_REGION is        :%d\n", __LINE__);
-    printItem(META_LOGO, "META_LOGO is          :%d\n", __LINE__);
+    printItem(META_COUNTRY, "META_COUNTRY is", __LINE__);
+    printItem(META_REGION, "META_REGION is", __LINE__);
+    printItem(META_LOGO, "META_LOGO is", __LINE__);
     std::array<char, kBrandSize> brand{};
     std::int32_t result = FlashEnv::instance().getEnv("brand", brand.data(), brand.size());
     std::printf("Brand is              :%s\n", brand.data());
     results.Add(result, __LINE__);
-    printItem(META_LANGUAGE, "META_LAGUAGE is       :%d\n", __LINE__);
-    printItem(META_PROJECT_ID, "META_PROJECT_ID is    :%d\n", __LINE__);
+    printItem(META_LANGUAGE, "META_LAGUAGE is", __LINE__);
+    printItem(META_PROJECT_ID, "META_PROJECT_ID is", __LINE__);
     std::printf("Git Revision is       :%s\n", ZELFAC_REVISION);
     std::string version;
     result = ZelGetString(zel::key::kSoftwareVersion, version);

@@ -1,12 +1,9 @@
-// Key and configuration files arrive in chunks. Each is stored and appended to the assembly file; the one that
-// makes the file complete starts the worker that installs it.
-#include <array>
-#include <atomic>
+#include "provisioning/keys/KeyTransfer.h"
+
 #include <cstdio>
-#include <mutex>
+#include <memory>
 #include <string>
 
-#include "UartManager/SharedState.h"
 #include "UartManager/UartManager.h"
 #include "log/LogPrint.h"
 #include "os/Delay.h"
@@ -15,105 +12,126 @@
 #include "os/Storage.h"
 #include "os/Thread.h"
 #include "protocol/FrameCodec.h"
-#include "provisioning/keys/KeyStaging.h"
 
+std::atomic<bool> m_bCurrentKeyFinish{false};
+
+namespace zel {
 namespace {
 
+constexpr char kIntake[] = "ZelUartCmdProcessRxCmd";
 constexpr std::uint32_t kBusyDelayMilliseconds = 10;
-
-// `format` with the chunk's index.
-std::string Numbered(const char* format, std::uint8_t index) {
-    std::array<char, sizeof "cat /tmp/tmpkey/tmp_%03d.bin >> /tmp/tmpkey/tmp.bin"> text{};
-    std::snprintf(text.data(), text.size(), format, index);
-    return text.data();
-}
 
 // Forgets the former transfer's files. The folder is private from its first moment: the shell's mkdir, which
 // would let others look in until its mode is changed, finds it there.
 void ResetStagingArea() {
-    zel::RunUnread("rm -rf /tmp/tmpkey/");
-    zel::MakePrivateFolder(zel::kStagingFolder);
-    zel::RunUnread("mkdir -p /tmp/tmpkey/");
-    if (!zel::RunUnread("touch /tmp/tmpkey/tmp.bin")) {
-        zel::LogFailLoud("ZelUartCmdProcessRxCmd", __LINE__);
+    RunUnread("rm -rf /tmp/tmpkey/");
+    MakePrivateFolder(kStagingFolder);
+    RunUnread("mkdir -p /tmp/tmpkey/");
+    if (!RunUnread("touch /tmp/tmpkey/tmp.bin")) {
+        LogFailLoud(kIntake, __LINE__);
     }
-    zel::SyncStorage();
+    SyncStorage();
 }
 
-// A chunk that cannot be stored is counted like any other: the file then fails its checks when it is installed.
+// A chunk that cannot be stored is counted like any other. The key store knows nothing of what is missing then:
+// the line sees it by the checksum that it asks for.
 void StoreChunk(const UartFrame& frame) {
-    if (!zel::RunUnread(Numbered("touch /tmp/tmpkey/tmp_%03d.bin", frame.trailerA))) {
-        zel::LogFail("ZelUartCmdProcessRxCmd", __LINE__);
+    std::array<char, sizeof "/tmp/tmpkey/tmp_%03d.bin"> text{};
+    std::snprintf(text.data(), text.size(), "/tmp/tmpkey/tmp_%03d.bin", frame.trailerA);
+    const std::string path = text.data();
+    if (!RunUnread("touch " + path)) {
+        LogFail(kIntake, __LINE__);
     }
-    const zel::File file = zel::OpenFile(Numbered("/tmp/tmpkey/tmp_%03d.bin", frame.trailerA), "wb+");
-    if (file == nullptr || !zel::WriteAll(file.get(), std::string(zel::Payload(frame)))) {
-        zel::LogFail("ZelUartCmdProcessRxCmd", __LINE__);
+    {
+        const File file = OpenFile(path, "wb+");
+        if (file == nullptr || !WriteAll(file.get(), std::string(Payload(frame)))) {
+            LogFail(kIntake, __LINE__);
+        }
     }
-}
-
-void AppendChunk(std::uint8_t index) {
-    if (!zel::RunUnread(Numbered("cat /tmp/tmpkey/tmp_%03d.bin >> /tmp/tmpkey/tmp.bin", index))) {
-        zel::LogFailLoud("ZelUartCmdProcessRxCmd", __LINE__);
+    if (!RunUnread("cat " + path + " >> " + kAssemblyFile)) {
+        LogFailLoud(kIntake, __LINE__);
     }
 }
 
 }  // namespace
 
-std::int32_t UartManager::ZelUartCmdProcessRxCmd(UartFrame frame) {
-    if (frame.length == 0 || frame.length > zel::kMaxPayload) {
-        zel::LogFail("ZelUartCmdProcessRxCmd", __LINE__);
+std::int32_t KeyTransfer::TakeChunk(const UartFrame& frame) {
+    if (frame.length == 0 || frame.length > kMaxPayload) {
+        LogFail(kIntake, __LINE__);
         return 0;
     }
-    std::atomic<std::uint8_t>& stored = m_keyTransfer.received[frame.trailerA];
-    bool starting = true;
-    if (frame.CommandId() == m_keyTransfer.currentId) {
-        if (m_keyTransfer.busy != 0) {
-            ClearPendingFrames();
-            zel::DelayMilliseconds(kBusyDelayMilliseconds);
-            return 1;
+    const bool another = frame.CommandId() != m_currentId;
+    if (another) {
+        // The staging area is the worker's until it has answered.
+        while (m_worker == Worker::UnderWay) {
+            DelayMilliseconds(kBusyDelayMilliseconds);
         }
-        if (stored != 0 || m_bCurrentKeyFinish) {
-            return 1;
-        }
-        starting = m_keyTransfer.receivedCount == 0;
+    } else if (m_worker != Worker::None) {
+        m_manager.ClearPendingFrames();
+        DelayMilliseconds(kBusyDelayMilliseconds);
+        return 1;
+    } else if (m_received[frame.trailerA] || m_bCurrentKeyFinish) {
+        return 1;
     }
-    if (starting) {
+    if (another || m_receivedCount == 0) {
         ResetStagingArea();
-        m_keyTransfer.Clear();
-        m_keyTransfer.currentId = frame.CommandId();
+        Clear();
+        m_currentId = frame.CommandId();
     }
-    if (stored == 0) {
-        StoreChunk(frame);
-        ++m_keyTransfer.receivedCount;
-        stored = 1;
-        AppendChunk(frame.trailerA);
-    }
-    if (m_keyTransfer.receivedCount == frame.trailerB) {
-        StartKeyUpgrade(frame);
+    StoreChunk(frame);
+    ++m_receivedCount;
+    m_received[frame.trailerA] = true;
+    if (m_receivedCount == frame.trailerB) {
+        StartWorker(frame);
     }
     return 1;
 }
 
-std::int32_t UartManager::StartKeyUpgrade(UartFrame frame) {
-    // Held until the flag says what it has to: the worker takes its frame under the same lock before it sets it.
-    const std::lock_guard<std::mutex> lock(m_keyFrameMutex);
-    m_keyFrame = frame;
-    if (m_keyTransfer.busy != 0) {
+std::int32_t KeyTransfer::StartWorker(const UartFrame& frame) {
+    {
+        const std::lock_guard<std::mutex> lock(m_keyFrameMutex);
+        m_keyFrame = frame;
+    }
+    if (m_worker != Worker::None) {
         return 0;
     }
-    m_keyTransfer.busy = 1;
+    m_worker = Worker::UnderWay;
     const int line = __LINE__ + 1;
-    const int result = zel::StartThread(m_threadKeyUpgrade, ZelKeyUpgradeThread, this, line);
-    if (result == 0) {
-        m_keyTransfer.busy = 0;
+    const int result = StartThread(m_threadKeyUpgrade, UartManager::ZelKeyUpgradeThread, &m_manager, line);
+    if (result != 0) {
+        m_worker = Worker::NeverStarted;
     }
-    zel::ReportThreadError(result, line, "pthread_create(&m_threadKeyUpgrade, &attr, ZelKeyUpgradeThread, this)");
+    ReportThreadError(result, line, "pthread_create(&m_threadKeyUpgrade, &attr, ZelKeyUpgradeThread, this)");
     return result;
+}
+
+void KeyTransfer::Clear() {
+    m_received.fill(false);
+    m_receivedCount = 0;
+    m_currentId = 0;
+}
+
+std::shared_ptr<KeyTransfer> MakeKeyTransfer(UartManager& manager) {
+    return std::make_shared<KeyTransfer>(manager);
+}
+
+}  // namespace zel
+
+std::int32_t UartManager::ZelUartCmdProcessRxCmd(UartFrame frame) {
+    return m_keyTransfer->TakeChunk(frame);
+}
+
+std::int32_t UartManager::StartKeyUpgrade(UartFrame frame) {
+    return m_keyTransfer->StartWorker(frame);
+}
+
+std::uint32_t UartManager::ReceivedFileCrc(zel::KeyFile file) const {
+    return m_keyTransfer->Crc(file);
 }
 
 void* UartManager::ZelKeyUpgradeThread(void* manager) {
     zel::DetachThisThread();
     zel::NameThread("KeyUpgrade Task");
-    static_cast<UartManager*>(manager)->InstallReceivedKey();
+    static_cast<UartManager*>(manager)->m_keyTransfer->InstallReceived();
     return nullptr;
 }

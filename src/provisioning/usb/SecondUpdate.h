@@ -2,18 +2,24 @@
 #ifndef ZELFAC_PROVISIONING_USB_SECONDUPDATE_H
 #define ZELFAC_PROVISIONING_USB_SECONDUPDATE_H
 
+#include <atomic>
 #include <cstdint>
-#include <string>
 
-class ModelClient;
+#include "text/SharedText.h"
+
+class UartManager;
 
 namespace zel {
 
-// On the stick.
-constexpr char kCustomerFolder[] = "RW9602CustomerFile";
-constexpr char kCustomerMarker[] = "ZelFacTest_Eu4K";  // entry of the customer folder
-constexpr char kOemEntry[] = "OEM_data";               // entry of the root
-constexpr char kConfigName[] = "CONFIG.bin";
+enum UpdateStatus : std::int32_t { NothingUsable = 0, ImportDone, ImportErrors, ExportDone, ExportErrors };
+
+}  // namespace zel
+
+// What the USB update came to (a zel::UpdateStatus), and the words collected on the way, each ending in ";".
+extern std::atomic<std::int32_t> m_secondUpdateStatus;
+extern zel::SharedText m_strSecondUpdateMessage;
+
+namespace zel {
 
 // Whether a search came upon no folder to look in at all.
 inline bool NothingToSearch(std::int32_t searchResult) {
@@ -21,37 +27,30 @@ inline bool NothingToSearch(std::int32_t searchResult) {
 }
 
 // What the steps of an import or export came to.
-struct Outcome {
+struct UpdateOutcome {
     static constexpr std::uint32_t kSucceeded = 1;  // at least one step did
     static constexpr std::uint32_t kFailed = 2;     // at least one step did not
     std::uint32_t bits = 0;
 };
 
-// A request to the set's supervisor, which answers in a marker file: the commands and texts of its steps, and the
-// words for what can fail. Log lines take the operation's name and the source line.
+// A request to the set's supervisor, which answers in a marker file, and the words for what can fail.
 struct SupervisorRequest {
     const char* operation;  // who asks, for the log
-    const char* marker;     // path of the marker file
-    const char* touch;      // command: make the marker
-    const char* touchFailed;
-    const char* touchWord;
-    const char* send;  // command: send the request
-    const char* sendFailed;
-    const char* sendWord;
-    const char* noAnswer;  // the marker is gone after the wait
-    const char* noAnswerWord;
+    int number;
+    const char* touchWord;      // the marker cannot be made
+    const char* sendWord;       // the request cannot be sent
+    const char* noAnswerWord;   // the marker is gone after the wait
     const char* badAnswerWord;  // the marker does not tell success
-    const char* goodAnswer;
-    const char* removal;  // command: remove the marker
-    const char* removalFailed;
+    const char* removal;        // what the log calls the removal of the marker
 };
 
 // Makes the marker, sends the request, waits 6 s, reads the answer and removes the marker. Words go to the update
 // message. Main thread.
-void AskSupervisor(const SupervisorRequest& request, Outcome& outcome);
+void AskSupervisor(const SupervisorRequest& request, UpdateOutcome& outcome);
 
-// Steady light in the place of the flicker: the operator may take the stick. Failures are logged.
-void ShowSuccessOnLed(ModelClient& model, const char* operation);
+// Leaves the status, with a steady light in the place of the flicker when all went well (the operator may take the
+// stick), and has the screen redrawn. Main thread.
+void EndUpdate(UartManager& manager, const char* operation, UpdateStatus status);
 
 }  // namespace zel
 

@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <string>
 
-#include "UartManager/SharedState.h"
 #include "UartManager/UartManager.h"
 #include "factory_aux/FactoryAux.h"
 #include "flashenv/FlashEnv.h"
@@ -13,59 +12,45 @@
 #include "os/Shell.h"
 #include "os/Storage.h"
 #include "provisioning/usb/SecondUpdate.h"
+#include "provisioning/usb/StickNames.h"
 #include "text/ShellWord.h"
 
 namespace {
 
+using zel::UpdateOutcome;
+
 constexpr char kExport[] = "ZelSecondUpdateExport";
-constexpr char kExportFolder[] = "CopyRW9602CustomerFile";
-constexpr char kExportConfigFolder[] = "CopyRW9602CustomerFile/CONFIG";
 constexpr std::size_t kBrandSize = 128;
 
-constexpr zel::SupervisorRequest kOemExport = {
-    kExport,
-    "/var/run/.superwatch12",
-    "touch /var/run/.superwatch12",
-    " %s %d touch .superwatch12 fail\n",
-    "oem;",
-    "echo 12 > /var/run/superwatch",
-    " %s %d echo 12 > /var/run/superwatch fail\n",
-    "oem;",
-    " %s %d fopen /var/run/.superwatch12 fail\n",
-    "oem;",
-    "oem;",
-    " %s %d superwatch12 ssssssssssssssssssssssssssssss\n",
-    "rm -rf /var/run/.superwatch12",
-    " %s %d rm -rf .superwatch12 fail\n",
-};
+constexpr zel::SupervisorRequest kOemExport = {kExport, 12, "oem;", "oem;", "oem;", "oem;", "rm -rf"};
 
-void Fail(const char* word, zel::Outcome& outcome, int line) {
+void Fail(const char* word, UpdateOutcome& outcome, int line) {
     m_strSecondUpdateMessage.Append(word);
     zel::LogFail(kExport, line);
-    outcome.bits |= zel::Outcome::kFailed;
+    outcome.bits |= UpdateOutcome::kFailed;
 }
 
-std::int32_t ReadItem(_FAC_META_DATA item, const char* format, const char* word, zel::Outcome& outcome) {
+std::int32_t ReadItem(_FAC_META_DATA item, const char* label, const char* word, UpdateOutcome& outcome) {
     std::int32_t value = 0;
     if (readMetaData(item, &value) != 0) {
         Fail(word, outcome, __LINE__);
     }
-    zel::LogPrint(format, value);
+    zel::LogPrint("%-22s:%d\n", label, value);
     return value;
 }
 
 // The set's configuration as the lines of a configuration file.
-std::string ReadConfiguration(zel::Outcome& outcome) {
-    const std::int32_t country = ReadItem(META_COUNTRY, "META_COUNTRY is       :%d\n", "Country;", outcome);
-    const std::int32_t region = ReadItem(META_REGION, "META_REGION is        :%d\n", "Region;", outcome);
-    const std::int32_t logo = ReadItem(META_LOGO, "META_LOGO is          :%d\n", "Logo;", outcome);
+std::string ReadConfiguration(UpdateOutcome& outcome) {
+    const std::int32_t country = ReadItem(META_COUNTRY, "META_COUNTRY is", "Country;", outcome);
+    const std::int32_t region = ReadItem(META_REGION, "META_REGION is", "Region;", outcome);
+    const std::int32_t logo = ReadItem(META_LOGO, "META_LOGO is", "Logo;", outcome);
     std::array<char, kBrandSize> brand{};
     if (FlashEnv::instance().getEnv("brand", brand.data(), brand.size()) != 0) {
         Fail("Brand;", outcome, __LINE__);
     }
     zel::LogPrint("Brand is              :%s\n", brand.data());
-    const std::int32_t language = ReadItem(META_LANGUAGE, "META_LAGUAGE is       :%d\n", "Lang;", outcome);
-    const std::int32_t project = ReadItem(META_PROJECT_ID, "META_PROJECT_ID is    :%d\n", "Pid;", outcome);
+    const std::int32_t language = ReadItem(META_LANGUAGE, "META_LAGUAGE is", "Lang;", outcome);
+    const std::int32_t project = ReadItem(META_PROJECT_ID, "META_PROJECT_ID is", "Pid;", outcome);
 
     std::array<char, kBrandSize + 128> text{};  // five numbers need far less than 128 characters
     std::snprintf(text.data(), text.size(), "%d\r\n%d\r\n%d\r\n%s\r\n%d\r\n%d", country, region, logo,
@@ -83,23 +68,24 @@ bool WriteConfiguration(const std::string& path, const std::string& text) {
 void UartManager::ZelSecondUpdateExport() {
     std::string root;
     std::string name;
-    zel::Outcome outcome;
-    if (zel::NothingToSearch(ZelGetUSBUpdateFileFullPath("", zel::kConfigName, root, name))) {
+    UpdateOutcome outcome;
+    if (zel::NothingToSearch(ZelGetUSBUpdateFileFullPath("", zel::stick::kConfigName, root, name))) {
         zel::LogFail(kExport, __LINE__);
     }
-    const std::string folder = root + "/" + kExportConfigFolder;
-    const std::string file = folder + "/" + zel::kConfigName;
+    const std::string folder = root + "/" + zel::stick::kExportFolder;
+    const std::string configFolder = folder + "/" + zel::stick::kConfigFolder;
+    const std::string file = configFolder + "/" + zel::stick::kConfigName;
     const auto run = [](const std::string& command, const std::string& path) {
         return zel::ExitedWithSuccess(zel::RunSystem(command + zel::ShellWord(path)));
     };
-    if (!run("rm -rf ", root + "/" + kExportFolder)) {
+    if (!run("rm -rf ", folder)) {
         zel::LogFail(kExport, __LINE__);
     }
-    if (run("mkdir -p ", folder) && run("touch ", file)) {
+    if (run("mkdir -p ", configFolder) && run("touch ", file)) {
         const std::string text = ReadConfiguration(outcome);
         if (WriteConfiguration(file, text)) {
             zel::SyncStorage();
-            outcome.bits |= zel::Outcome::kSucceeded;
+            outcome.bits |= UpdateOutcome::kSucceeded;
         } else {
             Fail("Config.bin;", outcome, __LINE__);
         }
@@ -109,13 +95,6 @@ void UartManager::ZelSecondUpdateExport() {
     zel::SyncStorage();
     zel::AskSupervisor(kOemExport, outcome);
 
-    if (outcome.bits == zel::Outcome::kSucceeded) {
-        m_secondUpdateStatus = 3;
-        zel::ShowSuccessOnLed(*this, kExport);
-    } else {
-        m_secondUpdateStatus = 4;
-    }
-    std::printf(" m_secondUpdateStatus:%d m_strSecondUpdateMessage:%s\n", m_secondUpdateStatus.load(),
-                m_strSecondUpdateMessage.Get().c_str());
-    SetStatusChanged(1);
+    zel::EndUpdate(*this, kExport,
+                   outcome.bits == UpdateOutcome::kSucceeded ? zel::ExportDone : zel::ExportErrors);
 }

@@ -11,11 +11,11 @@
 #include "os/Shell.h"
 #include "os/Storage.h"
 #include "provisioning/keys/FileCrc.h"
+#include "provisioning/usb/StickNames.h"
 #include "text/ShellWord.h"
 
 namespace {
 
-constexpr char kStickDevice[] = "/dev/shm/shm_tmp/vu_";  // what the devices of all sticks begin with
 constexpr std::size_t kMountLine = 256;
 constexpr std::size_t kFolderSize = 128;
 
@@ -28,7 +28,7 @@ bool ForEachStick(Visit&& visit) {
     }
     std::array<char, kMountLine> line{};
     while (std::fgets(line.data(), static_cast<int>(line.size()), mounts.get()) != nullptr) {
-        if (std::strstr(line.data(), kStickDevice) == nullptr) {
+        if (std::strstr(line.data(), zel::stick::kDevice) == nullptr) {
             continue;
         }
         std::array<char, kMountLine> mountPoint{};
@@ -95,7 +95,7 @@ std::int32_t UartManager::ZelGetUsbMarkerCount() {
     const bool mountsRead = ForEachStick([&](const char* mountPoint) {
         stickSeen = true;
         const zel::Folder root = zel::OpenFolder(mountPoint);
-        if (root != nullptr && FindEntry(root.get(), "USB.ZEL") != nullptr) {
+        if (root != nullptr && FindEntry(root.get(), zel::stick::kMarker) != nullptr) {
             ++count;
         }
     });

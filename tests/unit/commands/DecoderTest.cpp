@@ -3,9 +3,9 @@
 #include <set>
 
 #include "UartManager/LinkFixture.h"
-#include "UartManager/SharedState.h"
 #include "connectivity/RadioScan.h"
 #include "protocol/CommandCatalogue.h"
+#include "provisioning/keys/KeyTransfer.h"
 
 namespace {
 

@@ -2,12 +2,13 @@
 #include <iostream>
 #include <vector>
 
-#include "UartManager/SharedState.h"
 #include "UartManager/UartManager.h"
 #include "commands/FactoryFinish.h"
 #include "connectivity/RadioScan.h"
 #include "model/ModelGlobals.h"
 #include "provisioning/configuration/ConfigFile.h"
+#include "provisioning/keys/KeyTransfer.h"
+#include "provisioning/usb/SecondUpdate.h"
 #include "scripted/Script.h"
 #include "test_adapter/ApplicationTest.h"
 

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "UartManager/SharedState.h"
+#include "provisioning/usb/SecondUpdate.h"
 #include "scripted/Script.h"
 #include "test_adapter/RecordingCanvas.h"
 #include "test_adapter/StatusLoop.h"

@@ -1,4 +1,3 @@
-#include "UartManager/SharedState.h"
 #include "provisioning/keys/KeyTransferFixture.h"
 #include "text/Crc32.h"
 
@@ -14,7 +13,7 @@ struct KeyCase {
     const char* listed;
     int key;
     const char* removal;
-    zel::QueryValue slot;
+    zel::KeyFile slot;
     const char* ciWord;  // null: no CI+ key
 };
 
@@ -29,20 +28,17 @@ class KeyWorker : public KeyTransferTest {
         return zel::Crc32(reinterpret_cast<const std::uint8_t*>(kContent), 0, sizeof kContent - 1);
     }
 
-    // A received file of kind `id`, and the worker started for it.
+    // A file of kind `id` is received, and the worker started for it.
     void Start(std::uint16_t id) {
-        script.PutFile(kAssembly, kContent);
-        m_manager->m_keyTransfer.currentId = id;
-        m_manager->m_keyTransfer.receivedCount = 1;
-        m_manager->m_keyTransfer.received[0] = 1;
+        script.RemoveFile(kAssembly);
+        ExpectReset();
+        ExpectChunk(0);
         script.Expect("start-thread");
-        m_manager->StartKeyUpgrade(Received(id, "x", 0, 1));
+        Chunk(id, 0, 1, kContent);
         script.Verify();
     }
     void ExpectAssembly() {
-        script.Expect("popen rm /tmp/tmpkey/tmp_*.bin").Then([this] {
-            EXPECT_EQ(m_manager->m_keyTransfer.busy, 1);
-        });
+        script.Expect("popen rm /tmp/tmpkey/tmp_*.bin");
         script.Expect("sync");
     }
     void ExpectStaging(const std::string& folder, const std::string& staged) {
@@ -79,14 +75,18 @@ class KeyWorker : public KeyTransferTest {
     std::string Run() {
         return OutputOf([this] { script.RunThread(); });
     }
-    void ExpectIdle() {
-        EXPECT_EQ(m_manager->m_keyTransfer.busy, 0);
-        EXPECT_EQ(m_manager->m_keyTransfer.currentId, 0);
-        EXPECT_EQ(m_manager->m_keyTransfer.receivedCount, 0);
-        EXPECT_EQ(m_manager->m_keyTransfer.received[0], 0);
+    // What the line gets when it asks for the checksum of the last file of that kind.
+    void ExpectChecksum(zel::KeyFile file, std::uint32_t crc) {
+        const zel::KeyFileInfo& info = zel::InfoOf(file);
+        ExpectResult(info.checksum, BigEndian(crc));
+        m_manager->SendCommand(info.checksum, 0, " ");
     }
-    std::int32_t Slot(zel::QueryValue slot) const {
-        return m_manager->m_queryValues[static_cast<std::size_t>(slot)];
+    static std::string BigEndian(std::uint32_t crc) {
+        std::string bytes;
+        for (const int shift : {24, 16, 8, 0}) {
+            bytes += static_cast<char>(crc >> shift);
+        }
+        return bytes;
     }
 };
 
@@ -102,14 +102,12 @@ TEST_P(KeyInstallation, Succeeds) {
     std::snprintf(line, sizeof line, " u16CmdId:0x%x u32Crc:0x%x\n", unsigned{key.id}, ContentCrc());
     EXPECT_EQ(output, line);
     EXPECT_EQ(script.ThreadName(), "KeyUpgrade Task");
-    EXPECT_EQ(static_cast<std::uint32_t>(Slot(key.slot)), ContentCrc());
-    int filled = 0;
-    for (const auto& value : m_manager->m_queryValues) {
-        filled += value != 0 ? 1 : 0;
+    for (const zel::KeyFileInfo& info : zel::kKeyFiles) {
+        ExpectChecksum(info.file, info.file == key.slot ? ContentCrc() : 0);
     }
-    EXPECT_EQ(filled, 1) << "one slot only";
     EXPECT_TRUE(m_bCurrentKeyFinish);
-    ExpectIdle();
+    m_bCurrentKeyFinish = false;  // as the query of the checksum does
+    ExpectIdle(key.id);
 }
 
 TEST_P(KeyInstallation, AFailedWriteAloneIsOnlyLogged) {
@@ -142,34 +140,32 @@ TEST_P(KeyInstallation, TheCheckDecides) {
     }
     EXPECT_TRUE(HasLine(output, " ZelKeyUpgradeThread ", " fail!!!\n")) << output;
     EXPECT_FALSE(m_bCurrentKeyFinish);
-    ExpectIdle();
+    ExpectIdle(key.id);
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Keys, KeyInstallation,
-    ::testing::Values(KeyCase{4737, "HDCP1", "/tmp/tmpkey/HDCP1/", "/tmp/tmpkey/HDCP1/ZelHDCP1Key.bin",
-                              "/tmp/tmpkey/HDCP1/ZelHDCP1Key.bin", 5, "rm -rf /tmp/tmpkey/HDCP1/",
-                              zel::QueryValue::Hdcp1, nullptr},
-                      KeyCase{4739, "HDCP2", "/tmp/tmpkey/HDCP2/", "/tmp/tmpkey/HDCP2/ZelHDCP2Key.bin",
-                              "/tmp/tmpkey/HDCP2/ZelHDCP2Key.bin", 1, "rm -rf /tmp/tmpkey/HDCP2/",
-                              zel::QueryValue::Hdcp2, nullptr},
-                      KeyCase{4741, "CIPLUS", "/tmp/tmpkey/CIPLUS/",
-                              "/tmp/tmpkey/CIPLUS/CIPLUSMTK9602QX00000001.bin",
-                              "/tmp/tmpkey/CIPLUS/CIPLUSMTK9602QX00000001.bin", 3, "rm -rf /tmp/tmpkey/CIPLUS/",
-                              zel::QueryValue::CiPlus, "NON_ECP"},
-                      KeyCase{4769, "ESN_ULPK_MAC", "/tmp/tmpkey/ESN_ULPK_MAC/",
-                              "/tmp/tmpkey/ESN_ULPK_MAC/ESN_ULPK_MAC_123.bin", "/tmp/tmpkey/WIDEVINE/KeyBox01.bin",
-                              2, "rm -rf /tmp/tmpkey/ESN_ULPK_MAC/", zel::QueryValue::EsnUlpkMac, nullptr},
-                      KeyCase{4770, "WIDEVINE", "/tmp/tmpkey/WIDEVINE/", "/tmp/tmpkey/WIDEVINE/KeyBox01.bin",
-                              "/tmp/tmpkey/WIDEVINE/KeyBox01.bin", 2, "rm -rf /tmp/tmpkey/WIDEVINE/",
-                              zel::QueryValue::Widevine, nullptr},
-                      KeyCase{4787, "NETFLIX", "/tmp/tmpkey/NETFLIX/", "/tmp/tmpkey/NETFLIX/NETFLIX_123.bin",
-                              "/tmp/tmpkey/NETFLIX/NETFLIX_123.bin", 0, "rm -rf /tmp/tmpkey/NETFLIX/",
-                              zel::QueryValue::Netflix, nullptr},
-                      KeyCase{4793, "CIPLUSECP", "/tmp/tmpkey/CIPLUSECP/",
-                              "/tmp/tmpkey/CIPLUSECP/ECPCIPLUSMTK96020000QX00000002.bin",
-                              "/tmp/tmpkey/CIPLUSECP/ECPCIPLUSMTK96020000QX00000002.bin", 4,
-                              "rm -rf /tmp/tmpkey/CIPLUSECP/", zel::QueryValue::CiPlusEcp, "ECP"}),
+    ::testing::Values(
+        KeyCase{4737, "HDCP1", "/tmp/tmpkey/HDCP1/", "/tmp/tmpkey/HDCP1/ZelHDCP1Key.bin",
+                "/tmp/tmpkey/HDCP1/ZelHDCP1Key.bin", 5, "rm -rf /tmp/tmpkey/HDCP1/", zel::KeyFile::Hdcp1, nullptr},
+        KeyCase{4739, "HDCP2", "/tmp/tmpkey/HDCP2/", "/tmp/tmpkey/HDCP2/ZelHDCP2Key.bin",
+                "/tmp/tmpkey/HDCP2/ZelHDCP2Key.bin", 1, "rm -rf /tmp/tmpkey/HDCP2/", zel::KeyFile::Hdcp2, nullptr},
+        KeyCase{4741, "CIPLUS", "/tmp/tmpkey/CIPLUS/", "/tmp/tmpkey/CIPLUS/CIPLUSMTK9602QX00000001.bin",
+                "/tmp/tmpkey/CIPLUS/CIPLUSMTK9602QX00000001.bin", 3, "rm -rf /tmp/tmpkey/CIPLUS/",
+                zel::KeyFile::CiPlus, "NON_ECP"},
+        KeyCase{4769, "ESN_ULPK_MAC", "/tmp/tmpkey/ESN_ULPK_MAC/", "/tmp/tmpkey/ESN_ULPK_MAC/ESN_ULPK_MAC_123.bin",
+                "/tmp/tmpkey/WIDEVINE/KeyBox01.bin", 2, "rm -rf /tmp/tmpkey/ESN_ULPK_MAC/",
+                zel::KeyFile::EsnUlpkMac, nullptr},
+        KeyCase{4770, "WIDEVINE", "/tmp/tmpkey/WIDEVINE/", "/tmp/tmpkey/WIDEVINE/KeyBox01.bin",
+                "/tmp/tmpkey/WIDEVINE/KeyBox01.bin", 2, "rm -rf /tmp/tmpkey/WIDEVINE/", zel::KeyFile::Widevine,
+                nullptr},
+        KeyCase{4787, "NETFLIX", "/tmp/tmpkey/NETFLIX/", "/tmp/tmpkey/NETFLIX/NETFLIX_123.bin",
+                "/tmp/tmpkey/NETFLIX/NETFLIX_123.bin", 0, "rm -rf /tmp/tmpkey/NETFLIX/", zel::KeyFile::Netflix,
+                nullptr},
+        KeyCase{4793, "CIPLUSECP", "/tmp/tmpkey/CIPLUSECP/",
+                "/tmp/tmpkey/CIPLUSECP/ECPCIPLUSMTK96020000QX00000002.bin",
+                "/tmp/tmpkey/CIPLUSECP/ECPCIPLUSMTK96020000QX00000002.bin", 4, "rm -rf /tmp/tmpkey/CIPLUSECP/",
+                zel::KeyFile::CiPlusEcp, "ECP"}),
     [](const ::testing::TestParamInfo<KeyCase>& row) { return std::string(row.param.word); });
 
 TEST_F(KeyWorker, ARefusedCiPlusKeyIsNotHandedToTheLibrary) {
@@ -220,13 +216,11 @@ TEST_F(ConfigWorker, SuccessIsAnsweredWithTheChecksum) {
     Start(kConfig);
     ExpectConfiguration(3, 3);
     const std::uint32_t crc = ContentCrc();
-    const char bytes[] = {static_cast<char>(crc >> 24), static_cast<char>(crc >> 16), static_cast<char>(crc >> 8),
-                          static_cast<char>(crc)};
-    ExpectResult(kConfig, std::string(bytes, 4));
+    ExpectResult(kConfig, BigEndian(crc));
     Run();
-    EXPECT_EQ(static_cast<std::uint32_t>(Slot(zel::QueryValue::Config)), crc);
+    ExpectChecksum(zel::KeyFile::Config, crc);
     EXPECT_FALSE(m_bCurrentKeyFinish);
-    ExpectIdle();
+    ExpectIdle(kConfig);
 }
 
 TEST_F(ConfigWorker, SuccessLeavesTheFinishedMarkAsItIs) {
@@ -234,9 +228,7 @@ TEST_F(ConfigWorker, SuccessLeavesTheFinishedMarkAsItIs) {
     Start(kConfig);
     ExpectConfiguration(3, 3);
     const std::uint32_t crc = ContentCrc();
-    const char bytes[] = {static_cast<char>(crc >> 24), static_cast<char>(crc >> 16), static_cast<char>(crc >> 8),
-                          static_cast<char>(crc)};
-    ExpectResult(kConfig, std::string(bytes, 4));
+    ExpectResult(kConfig, BigEndian(crc));
     Run();
     EXPECT_TRUE(m_bCurrentKeyFinish);
 }
@@ -248,7 +240,7 @@ TEST_F(ConfigWorker, AFailedCheckFails) {
     const std::string output = Run();
     EXPECT_TRUE(HasFail(output, "ZelKeyUpgradeThread")) << output;
     EXPECT_TRUE(HasLine(output, " ZelKeyUpgradeThread ", " fail!!!\n")) << output;
-    ExpectIdle();
+    ExpectIdle(kConfig);
 }
 
 TEST_F(ConfigWorker, AFailedWriteFailsEvenWhenTheCheckAgrees) {
@@ -266,25 +258,75 @@ TEST_F(KeyWorker, AnUnknownIdFails) {
     ExpectStatus(0x1276, 1);
     const std::string output = Run();
     EXPECT_TRUE(HasLine(output, " ZelKeyUpgradeThread ", " fail!!!\n")) << output;
-    for (const auto& value : m_manager->m_queryValues) {
-        EXPECT_EQ(value, 0);
+    for (const zel::KeyFileInfo& info : zel::kKeyFiles) {
+        ExpectChecksum(info.file, 0);
     }
-    ExpectIdle();
+    ExpectIdle(0x1276);
 }
 
 TEST_F(KeyWorker, AFrameThatArrivesWhileAWorkerIsUnderWayOnlyTakesThePlaceOfItsFrame) {
     Start(kHdcp1);
-    m_manager->m_keyTransfer.busy = 1;
-    m_manager->StartKeyUpgrade(Received(0x1276, "x", 0, 1));  // no second thread
-    EXPECT_EQ(m_manager->m_keyTransfer.busy, 1);
-    EXPECT_EQ(m_manager->m_keyTransfer.currentId, kHdcp1);
-    EXPECT_EQ(m_manager->m_keyTransfer.receivedCount, 1);
-    EXPECT_EQ(script.PendingThreads(), 1U);
+    EXPECT_EQ(m_manager->StartKeyUpgrade(Received(0x1276, "x", 0, 1)), 0);
+    EXPECT_EQ(script.PendingThreads(), 1U) << "no second thread";
     ExpectAssembly();
     script.Expect("sync");
     ExpectStatus(0x1276, 1);
     Run();
-    ExpectIdle();
+    ExpectIdle(kHdcp1);
+}
+
+// A chunk that comes in while the worker is at work: a worker's own file is refused, another one waits.
+class DuringInstallation : public KeyWorker {
+  protected:
+    void ExpectNetflix() {
+        ExpectStaging("/tmp/tmpkey/NETFLIX/", "/tmp/tmpkey/NETFLIX/NETFLIX_123.bin");
+        script.Expect("keys.write 0 [/tmp/tmpkey/NETFLIX/NETFLIX_123.bin]");
+        script.Expect("keys.check 0");
+        script.Expect("popen rm -rf /tmp/tmpkey/NETFLIX/");
+        script.Expect("rmdir /tmp/tmpkey/");
+        script.Expect("sync");
+        ExpectStatus(4787, 0);
+    }
+};
+
+TEST_F(DuringInstallation, AnotherFileWaitsUntilTheWorkerHasAnswered) {
+    Start(4787);
+    script.Expect("delay 10000");
+    script.Expect("delay 10000").Then([this] { script.RunThread(); });
+    ExpectNetflix();
+    ExpectReset();
+    ExpectChunk(0);
+    script.Expect("start-thread");
+    EXPECT_EQ(Chunk(kHdcp1, 0, 1, kContent), 1);
+    script.Verify();
+    ExpectStaging("/tmp/tmpkey/HDCP1/", "/tmp/tmpkey/HDCP1/ZelHDCP1Key.bin");
+    script.Expect("keys.write 5 [/tmp/tmpkey/HDCP1/ZelHDCP1Key.bin]");
+    script.Expect("keys.check 5");
+    script.Expect("popen rm -rf /tmp/tmpkey/HDCP1/");
+    script.Expect("rmdir /tmp/tmpkey/");
+    script.Expect("sync");
+    ExpectStatus(kHdcp1, 0);
+    Run();
+}
+
+TEST_F(DuringInstallation, TheIdIsKeptAndTheMarkUnsetUntilTheAnswerIsOut) {
+    Start(4787);
+    ExpectStaging("/tmp/tmpkey/NETFLIX/", "/tmp/tmpkey/NETFLIX/NETFLIX_123.bin");
+    const auto refused = [this] {
+        EXPECT_FALSE(m_bCurrentKeyFinish);
+        EXPECT_EQ(Chunk(4787, 1, 2), 1);
+    };
+    script.Expect("keys.write 0 [/tmp/tmpkey/NETFLIX/NETFLIX_123.bin]").Then(refused);
+    script.Expect("delay 10000");
+    script.Expect("keys.check 0");
+    script.Expect("popen rm -rf /tmp/tmpkey/NETFLIX/");
+    script.Expect("rmdir /tmp/tmpkey/");
+    script.Expect("sync");
+    // What the line sends upon the answer finds the transfer not cleared yet.
+    script.Expect("serial.write " + Hex(WireFrameOf(0x10, 4787, {0}, 0, 1))).Then(refused);
+    script.Expect("delay 10000");
+    Run();
+    EXPECT_TRUE(m_bCurrentKeyFinish);
 }
 
 TEST_F(KeyWorker, AChecksumOfZeroIsLoggedAndTheFileInstalled) {
@@ -295,9 +337,12 @@ TEST_F(KeyWorker, AChecksumOfZeroIsLoggedAndTheFileInstalled) {
                       "/tmp/tmpkey/HDCP2/ZelHDCP2Key.bin",
                       1,
                       "rm -rf /tmp/tmpkey/HDCP2/",
-                      zel::QueryValue::Hdcp2,
+                      zel::KeyFile::Hdcp2,
                       nullptr};
-    m_manager->m_queryValues[static_cast<std::size_t>(key.slot)] = 17;
+    Start(key.id);
+    ExpectInstallation(key, 0, 0);
+    ExpectStatus(key.id, 0);
+    Run();
     for (const bool there : {true, false}) {
         Start(key.id);
         if (there) {
@@ -309,7 +354,7 @@ TEST_F(KeyWorker, AChecksumOfZeroIsLoggedAndTheFileInstalled) {
         ExpectStatus(key.id, 0);
         const std::string output = Run();
         EXPECT_TRUE(HasLine(output, " ZelKeyUpgradeThread ", " 32 bit crc fail!!!\n")) << output;
-        EXPECT_EQ(Slot(key.slot), 17) << "the former value stays";
+        ExpectChecksum(key.slot, ContentCrc());  // that of the former file
     }
 }
 
@@ -422,7 +467,7 @@ TEST_F(KeyWorker, AWholeTransferFromChunksToAnswerAndTheNext) {
         ExpectStatus(kHdcp1, 0);
         Run();
         if (round == 0) {
-            EXPECT_EQ(static_cast<std::uint32_t>(Slot(zel::QueryValue::Hdcp1)), ContentCrc());
+            ExpectChecksum(zel::KeyFile::Hdcp1, ContentCrc());
         }
         script.RemoveFile(kAssembly);
         m_bCurrentKeyFinish = false;  // as the query of the checksum does

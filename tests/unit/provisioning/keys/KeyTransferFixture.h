@@ -6,6 +6,7 @@
 #include <string>
 
 #include "provisioning/ProvisioningFixture.h"
+#include "provisioning/keys/KeyTransfer.h"
 
 namespace scripted {
 
@@ -39,6 +40,14 @@ class KeyTransferTest : public scripted::ProvisioningTest {
         script.Expect("popen cat " + ChunkPath(index) + " >> " + kAssembly).Then([this, index] {
             script.PutFile(kAssembly, script.ReadFile(kAssembly) + script.ReadFile(ChunkPath(index)));
         });
+    }
+    // No transfer is open and no worker under way: a chunk of the file begins anew.
+    void ExpectIdle(std::uint16_t id) {
+        script.Verify();
+        ExpectReset();
+        ExpectChunk(0);
+        EXPECT_EQ(Chunk(id, 0, 2), 1);
+        script.Verify();
     }
     std::int32_t Chunk(std::uint16_t id, int index, int total, const std::string& data = "data") {
         return m_manager->ZelUartCmdProcessRxCmd(

@@ -4,8 +4,8 @@
 
 #include <string>
 
-#include "UartManager/SharedState.h"
 #include "provisioning/ProvisioningFixture.h"
+#include "provisioning/usb/SecondUpdate.h"
 
 namespace scripted {
 
