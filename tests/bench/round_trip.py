@@ -82,7 +82,7 @@ def main():
         tv.line.connect()
         tv.await_started()
         # The radio searches end by themselves; they are not what is measured.
-        tv.await_output("pthread_exit ZelWifiScanThread", 120)
+        tv.await_output("pthread_exit ZelWifiScanThread")
         print(f"{'command':<22}{'keys':>5}{'median':>10}{'floor':>10}{'over':>9}   (ms)")
         for name, command, payload, keys in (
             ("acknowledge", 0x1290, b"", 0),

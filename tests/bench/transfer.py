@@ -86,7 +86,7 @@ def main():
         tv.line.connect()
         tv.await_started()
         # The radio searches and the settings of the start are not what is measured.
-        tv.await_output("pthread_exit ZelWifiScanThread", 120)
+        tv.await_output("pthread_exit ZelWifiScanThread")
         for _ in range(options.rounds):
             before = shell_cost(100), shell_cost(100, tv.ready["pid"])
             begin = time.monotonic()

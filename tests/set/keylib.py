@@ -1,15 +1,15 @@
 """Key and configuration files over the line, as a sender of its own cuts them and the set is expected to take them."""
 
+import concurrent.futures
 import os
+import threading
 import zlib
-from concurrent.futures import ThreadPoolExecutor
 from dataclasses import dataclass
 
 from setlib import Line, Set, frame
 
 CHUNK = 64
 STAGING = "/tmp/tmpkey"
-RESET = ["rm -rf /tmp/tmpkey/", "mkdir -p /tmp/tmpkey/", "touch /tmp/tmpkey/tmp.bin"]
 
 
 @dataclass(frozen=True)
@@ -65,28 +65,6 @@ def crc(data):
     return zlib.crc32(data).to_bytes(4, "big")
 
 
-def stored(indices):
-    """The commands of chunks that are stored, in order of arrival."""
-    commands = []
-    for index in indices:
-        path = f"/tmp/tmpkey/tmp_{index:03d}.bin"
-        commands += [f"touch {path}", f"cat {path} >> /tmp/tmpkey/tmp.bin"]
-    return commands
-
-
-def installed(kind):
-    """The worker's commands."""
-    folder = f"/tmp/tmpkey/{kind.word}/"
-    removed = folder + kind.file if kind is CONFIG else folder
-    return [
-        "rm /tmp/tmpkey/tmp_*.bin",
-        f"rm -rf {folder}",
-        f"mkdir -p {folder}",
-        f"mv /tmp/tmpkey/tmp.bin {folder}{kind.file}",
-        f"rm -rf {removed}",
-    ]
-
-
 class KeySet(Set):
     """A connected set on a line whose bytes take no time."""
 
@@ -98,9 +76,9 @@ class KeySet(Set):
         self.ctl("trace", "--clear")
         return self
 
-    def send(self, kind, data, seconds=40):
+    def send(self, kind, data):
         """Sends the file in one burst and returns the answer."""
-        return self.line.exchange(b"".join(chunks(kind, data)), seconds=seconds)
+        return self.line.exchange(b"".join(chunks(kind, data)))
 
     def zelline(self, *arguments, **options):
         """zelline takes no port that another program has open."""
@@ -124,6 +102,11 @@ class KeySet(Set):
         rows = self.trace(who=who)
         return [(row["call"], row.get("key"), tuple(row.get("files", ()))) for row in rows]
 
+    def received(self):
+        """What the set has received of a file that is not complete: its bytes so far, and the numbers of its chunks."""
+        chunks = [name for name in entries(self.staging()) if name.startswith("tmp_")]
+        return self.ctl("cat", STAGING + "/tmp.bin").stdout, [int(name[4:7]) for name in chunks]
+
     def staging(self):
         """The staging area as the application sees it."""
         return f"/proc/{self.ready['pid']}/root{STAGING}"
@@ -142,20 +125,32 @@ def entries(folder):
 
 
 class PreparedSets:
-    """A new set for each test of a class; the next one starts while a test runs, and the last one stops."""
+    """A new set for each test of a class: the next one comes up while a test runs, and the last one ends."""
+
+    @classmethod
+    def prepare(cls):
+        """Starts a set on a thread of its own; returns where it, or what went wrong, is to come."""
+        coming = concurrent.futures.Future()
+
+        def start():
+            try:
+                coming.set_result(KeySet().__enter__())
+            except BaseException as trouble:
+                coming.set_exception(trouble)
+
+        threading.Thread(target=start).start()
+        return coming
 
     @classmethod
     def setUpClass(cls):
-        cls.pool = ThreadPoolExecutor(3)
-        cls.coming = [cls.pool.submit(KeySet().__enter__) for _ in range(2)]
+        cls.coming = cls.prepare()
 
     @classmethod
     def tearDownClass(cls):
-        for future in cls.coming:
-            future.result().__exit__()
-        cls.pool.shutdown()
+        cls.coming.result().__exit__()
 
     def setUp(self):
-        self.tv = self.coming.pop(0).result()
-        self.coming.append(self.pool.submit(KeySet().__enter__))
-        self.addCleanup(self.pool.submit, self.tv.__exit__)
+        # Only one set is waited for, and no other is held meanwhile.
+        self.tv = self.coming.result()
+        type(self).coming = self.prepare()
+        self.addCleanup(threading.Thread(target=self.tv.__exit__).start)

@@ -115,10 +115,10 @@ class Update(Looking):
             self.faults = []
         super().start()
 
-    def outcome(self, seconds=60):
+    def outcome(self):
         """Status and message as the set prints them at the end."""
         pattern = re.compile(r"^ m_secondUpdateStatus:(-?\d+) m_strSecondUpdateMessage:(.*)$", re.MULTILINE)
-        self.await_true(lambda: pattern.search(self.output()), "the update's result", seconds)
+        self.await_true(lambda: pattern.search(self.output()), "the update's result")
         status, message = pattern.search(self.output()).groups()
         return int(status), message
 

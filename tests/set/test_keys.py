@@ -1,91 +1,69 @@
-"""Key and configuration files of every kind and size: what is stored, and in which steps."""
+"""Key and configuration files of every kind and size, sent by this program and by zelline: what the set has then."""
 
-import unittest
 import zlib
-from concurrent.futures import ThreadPoolExecutor
 
-import setlib
-from keylib import (CIPLUS, CIPLUSECP, CONFIG, ESN, HDCP1, HDCP2, NETFLIX, RESET, WIDEVINE, KeySet, content, crc,
-                    entries, installed, pieces, stored)
+import runner
+from keylib import CIPLUS, CIPLUSECP, CONFIG, ESN, HDCP1, HDCP2, NETFLIX, WIDEVINE, KeySet, content, crc, entries
+from runner import AtOnce, cases
 from setlib import result, status
 
 SIZES = [1, 63, 64, 65, 640, 16320]
+INSTALLED = [HDCP1, HDCP2, CIPLUS, WIDEVINE, NETFLIX, CIPLUSECP]
 
 
-class EveryKindAndSize(unittest.TestCase):
-    """Each kind of file in each size, sent by this program and by zelline. Four sets, as most of it is waiting."""
+def by_zelline(tv, kind, data):
+    file = tv.folder / "key.bin"
+    file.write_bytes(data)
+    return tv.zelline(*(("config",) if kind is CONFIG else ("key", "send", kind.name)), file).returncode == 0
 
-    def check(self, tv, kind, size, zelline):
-        data = content(kind, size)
-        said = (kind.name, size, "zelline" if zelline else "burst")
-        tv.ctl("trace", "--clear")
-        if zelline:
-            file = tv.folder / "key.bin"
-            file.write_bytes(data)
-            verb = ("config",) if kind is CONFIG else ("key", "send", kind.name)
-            done = tv.zelline(*verb, file)
-            self.assertEqual(done.returncode, 0, (said, done.stdout, done.stderr))
-        else:
-            success = result(kind.command, crc(data)) if kind is CONFIG else status(kind.command, 0)
-            self.assertEqual(tv.send(kind, data), success, said)
-        commands = tv.shell()
-        if zelline:  # what it sends to throw away chunks of a broken-off transfer
-            first = RESET + stored([0])
-            self.assertEqual(commands[: len(first)], first, said)
-            commands = commands[len(first) :]
-        self.assertEqual(commands, RESET + stored(range(len(pieces(data)))) + installed(kind), said)
-        self.check_stored(tv, kind, data, said)
-        if kind is not CONFIG:
-            self.assertEqual(tv.query(kind), result(kind.query, crc(data)), said)
-            if zelline:
-                self.assertEqual(int(tv.zelline("key", "crc", kind.name).stdout, 16), zlib.crc32(data), said)
-        self.assertEqual(entries(tv.staging()), ["CONFIG/"] if kind is CONFIG else None, said)
 
-    def check_stored(self, tv, kind, data, said):
-        path = f"/tmp/tmpkey/{kind.word}/{kind.file}"
-        if kind is CONFIG:
-            number = int(data.split(b"\r\n")[0])
-            self.assertEqual(int(tv.text("meta", "get", 1)), number, said)
-            self.assertEqual(tv.value("model", "get", "tovix.sl2.i32.qorfactory.country"), number, said)
-            return
-        if kind is ESN:  # goes by the Widevine keybox, whatever was received
-            keybox = f"/tmp/tmpkey/WIDEVINE/{WIDEVINE.file}"
-            self.assertEqual(tv.calls(), [("write", 2, (keybox,)), ("check", 2, ())], said)
-            self.assertNotEqual(tv.key(kind), (len(data), zlib.crc32(data)), said)
-            return
-        self.assertEqual(tv.key(kind), (len(data), zlib.crc32(data)), said)
-        if not kind.ci:
-            self.assertEqual(tv.calls(), [("write", kind.key, (path,)), ("check", kind.key, ())], said)
-            return
-        self.assertEqual(tv.calls(), [("write", kind.key, (path,))], said)
-        intf = "tovix.sl2.common.intf.action."
-        rows = tv.trace(who="model", call="invoke")  # the radio searches invoke actions at the same time
-        invokes = [(row["key"], row["args"]) for row in rows if row["key"].startswith(intf)]
-        wanted = [(intf + "encrypt.key", [["0", kind.ci], ["1", path]]), (intf + "check.ciplus.key", [["0", kind.ci]])]
-        self.assertEqual([(key, [list(map(str, pair)) for pair in args]) for key, args in invokes], wanted, said)
+def in_one_burst(tv, kind, data):
+    success = result(kind.command, crc(data)) if kind is CONFIG else status(kind.command, 0)
+    return tv.send(kind, data) == success
 
-    def run_kinds(self, *kinds):
+
+class EverySize(AtOnce):
+    def each(self, tv, kind):
+        """Sends each size either way; yields what was sent, and how, once the set has taken it."""
+        for size in SIZES:
+            for send in (in_one_burst, by_zelline):
+                data, said = content(kind, size), f"{kind.name}, {size} bytes, {send.__name__}"
+                self.assertTrue(send(tv, kind, data), said)
+                yield data, said
+                self.assertEqual(entries(tv.staging()), ["CONFIG/"] if kind is CONFIG else None, said)
+
+    def check_crc(self, tv, kind, data, said):
+        self.assertEqual(tv.query(kind), result(kind.query, crc(data)), said)
+        self.assertEqual(int(tv.zelline("key", "crc", kind.name).stdout, 16), zlib.crc32(data), said)
+
+    @cases({kind.name: kind for kind in INSTALLED})
+    def test_a_key_is_installed(self, kind):
+        with KeySet() as tv:
+            for data, said in self.each(tv, kind):
+                self.assertEqual(tv.key(kind), (len(data), zlib.crc32(data)), said)
+                self.check_crc(tv, kind, data, said)
+
+    def test_an_esn_file_leaves_the_keybox_that_it_goes_by(self):
+        with KeySet() as tv:
+            keybox = b"the keybox that stays"
+            self.assertEqual(tv.send(ESN, keybox), status(ESN.command, 1), "no keybox is installed yet")
+            self.assertEqual(tv.query(ESN), result(ESN.query, crc(keybox)))
+            self.assertEqual(tv.send(WIDEVINE, keybox), status(WIDEVINE.command, 0))
+            self.assertEqual(tv.query(WIDEVINE), result(WIDEVINE.query, crc(keybox)))
+            for data, said in self.each(tv, ESN):
+                self.assertEqual(tv.key(WIDEVINE), (len(keybox), zlib.crc32(keybox)), said)
+                self.check_crc(tv, ESN, data, said)
+
+    def test_a_configuration_is_stored(self):
         with KeySet() as tv:
             for item in range(5):
                 tv.ctl("meta", "set", item, 0)  # lines that a short configuration lacks count as 0
             tv.ctl("flash", "set", "brand", "")
-            if ESN in kinds:
-                data = b"the keybox that stays"
-                self.assertEqual(tv.send(ESN, data), status(ESN.command, 1), "no keybox is installed yet")
-                self.assertEqual(tv.query(ESN), result(ESN.query, crc(data)))
-                self.assertEqual(tv.send(WIDEVINE, data), status(WIDEVINE.command, 0))
-                self.assertEqual(tv.query(WIDEVINE), result(WIDEVINE.query, crc(data)))
-            for size in SIZES:
-                for kind in kinds:
-                    for zelline in (False, True):
-                        self.check(tv, kind, size, zelline)
-
-    def test_all(self):
-        groups = [(HDCP1, CIPLUS), (HDCP2, CONFIG), (ESN, NETFLIX), (WIDEVINE, CIPLUSECP)]
-        with ThreadPoolExecutor(len(groups)) as pool:
-            for future in [pool.submit(self.run_kinds, *kinds) for kinds in groups]:
-                future.result()
+            for data, said in self.each(tv, CONFIG):
+                number = int(data.split(b"\r\n")[0])
+                self.assertEqual(int(tv.text("meta", "get", 1)), number, said)
+                self.assertEqual(tv.value("model", "get", "tovix.sl2.i32.qorfactory.country"), number, said)
 
 
 if __name__ == "__main__":
-    setlib.main()
+    runner.main()

@@ -8,8 +8,10 @@ import threading
 import time
 import unittest
 
+import runner
 import setlib
-from setlib import Set, frame, status
+from runner import AtOnce
+from setlib import NEVER, Set, frame, status
 
 BACKLOG = 1 << 20  # what waits for a manager that does not read
 PIPE = 1 << 16
@@ -33,8 +35,8 @@ class ManagedSet(Set):
         line = f"[APP-DEMO][2][{name}]s_ack:{acknowledgement},s_name:{value},s_comment:{comment}\r\n"
         return line.encode()[:127]
 
-    def await_bytes(self, data, name="out", seconds=20):
-        self.await_true(lambda: data in self.bytes_of(name), f"{data!r} in app.{name}", seconds)
+    def await_bytes(self, data, name="out"):
+        self.await_true(lambda: data in self.bytes_of(name), f"{data!r} in app.{name}")
 
     def check_good_line(self, word):
         """A line of the manager's still gets through, and only once."""
@@ -46,6 +48,14 @@ class ManagedSet(Set):
 
     def parse_failures(self):
         return self.bytes_of("err").count(b"[_cmd_convert_parse] parse failed\n")
+
+
+def read_all(stream, whole):
+    """What can be read until `whole(data)` holds and nothing more comes for a while."""
+    data = b""
+    while select.select([stream], [], [], 0.3 if whole(data) else NEVER)[0]:
+        data += os.read(stream.fileno(), PIPE)
+    return data
 
 
 class Chatter:
@@ -64,7 +74,7 @@ class Chatter:
             # Several in one burst: the set takes half a second of silence for a burst's end.
             volumes = range(volume, volume + BURST)
             answers = self.tv.line.exchange(
-                b"".join(frame(0x129F, bytes([each])) for each in volumes), BURST, seconds=10
+                b"".join(frame(0x129F, bytes([each])) for each in volumes), BURST
             )
             if answers != status(0x129F, 0) * BURST:
                 self.errors.append((volume, answers.hex()))
@@ -102,14 +112,21 @@ class Lines(unittest.TestCase):
     def tearDownClass(cls):
         cls.tv.__exit__()
 
+    def still(self, chatter):
+        """The output once nothing is added to it while the application goes on printing."""
+        before = None
+        while (now := (self.tv.bytes_of("out"), self.tv.bytes_of("err"))) != before:
+            before = now
+            chatter.await_more(3 * BURST)
+        return now
+
     def test_log_off_and_on_while_the_application_prints(self):
         tv = self.tv
         with Chatter(tv) as chatter:
             chatter.await_more(5)
             for value in (":am,ui,1:log=off", ":am,ui,2:log=maybe", ":am,ui,3:log=[on]"):
                 tv.ctl("am", value)
-            time.sleep(0.5)  # what was on its way before
-            outputs, errors = tv.bytes_of("out"), tv.bytes_of("err")
+            outputs, errors = self.still(chatter)
             heard = len(chatter.printed())
             before = len(chatter.asked)
             tv.ctl("am", ":am,ui,4:unheard=1,volume=[1,2]")
@@ -117,10 +134,10 @@ class Lines(unittest.TestCase):
             self.assertEqual(tv.bytes_of("out"), outputs)
             self.assertEqual(tv.bytes_of("err"), errors)
             tv.ctl("am", ":am,ui,5:log=on")
-            time.sleep(0.5)
+            tv.await_printed()
             begun = chatter.await_more(BURST)
             ended = chatter.await_more(20)
-        time.sleep(0.3)
+        tv.await_printed()
         self.assertEqual(chatter.errors, [])
         after = chatter.printed()[heard:]
         # Nothing of the silent time, everything from then on.
@@ -160,9 +177,7 @@ class Lines(unittest.TestCase):
         with open(f"/proc/{tv.ready['pid']}/fd/0", "rb", buffering=0) as standard_input:
             tv.am_bytes(b"\n".join(lines) + b"\n:am,ui,own:no=pass\n:other,ui:no=pass\nno line\n")
             tv.check_good_line("passed")
-            received = b""
-            while select.select([standard_input], [], [], 0.3)[0]:
-                received += os.read(standard_input.fileno(), 4096)
+            received = read_all(standard_input, lambda data: len(data) >= len(b"\n".join(lines)) + 1)
         self.assertEqual(received, b"\n".join(lines) + b"\n")
         self.assertNotIn(b"[onStop]", tv.bytes_of("out"))
 
@@ -172,9 +187,7 @@ class Lines(unittest.TestCase):
         tv.am_bytes((b":cli,x:" + b"z" * 1000 + b"\n") * 200)
         tv.check_good_line("full")
         with open(f"/proc/{tv.ready['pid']}/fd/0", "rb", buffering=0) as standard_input:
-            received = b""
-            while select.select([standard_input], [], [], 0.3)[0]:
-                received += os.read(standard_input.fileno(), PIPE)
+            received = read_all(standard_input, lambda data: data.endswith(b"z\n") and len(data) > PIPE // 2)
         # Whole lines only.
         self.assertEqual(received, (b":cli,x:" + b"z" * 1000 + b"\n") * (len(received) // 1008))
         self.assertGreater(len(received), PIPE // 2)
@@ -206,7 +219,7 @@ class Lines(unittest.TestCase):
 
     def test_noise(self):
         tv = self.tv
-        seed = random.randrange(1 << 32)
+        seed = setlib.seed()
         chance = random.Random(seed)
         for index in range(8):
             noise = chance.randbytes(chance.choice([1, 126, 127, 128, 5000, 60000]))
@@ -240,7 +253,7 @@ class Lines(unittest.TestCase):
         self.assertEqual(tv.bytes_of("out").count(b"s_ack:slots"), 1)
 
 
-class Streams(unittest.TestCase):
+class Streams(AtOnce):
     """Each on a set of its own."""
 
     def factory_set(self):
@@ -271,7 +284,8 @@ class Streams(unittest.TestCase):
 
     def test_a_manager_that_does_not_read_for_a_while(self):
         tv = self.factory_set()
-        time.sleep(0.5)
+        tv.await_printed()
+        tv.await_bytes(b"[AM_CLIENT]parse cmd printed \n", "err")
         begin = len(tv.bytes_of("err"))
         tv.ctl("am", "--pause-output")
         name = "n" * 1900
@@ -307,7 +321,7 @@ class Streams(unittest.TestCase):
         with Chatter(tv) as chatter:
             chatter.await_more(3)
         tv.ctl("am", ":am,ui,end:stop=now")
-        self.assertEqual(tv.process.wait(20), 1)
+        self.assertEqual(tv.await_end(), 1)
         self.assertTrue(tv.bytes_of("out").endswith(tv.callback_line("onStop", "end", "now", "NULL")))
 
     def test_stop_by_a_manager_that_does_not_read(self):
@@ -315,12 +329,10 @@ class Streams(unittest.TestCase):
         tv.ctl("am", "--pause-output")
         tv.am_bytes(b"".join(f":am,ui,q{index}:{'n' * 1900}=v\n".encode() for index in range(100)))
         tv.ctl("am", ":am,ui,end:stop=now")
-        begin = time.monotonic()
         time.sleep(4)
         tv.ctl("am", "--resume-output", check=False)
-        self.assertEqual(tv.process.wait(20), 1)
-        self.assertLess(time.monotonic() - begin, 15)
+        self.assertEqual(tv.await_end(), 1)
 
 
 if __name__ == "__main__":
-    setlib.main()
+    runner.main()

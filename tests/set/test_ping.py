@@ -4,7 +4,7 @@ import shlex
 import time
 import unittest
 
-import setlib
+import runner
 from setlib import Set, status
 
 ADDRESS = "tovix.sl2.str.network.ip-address"
@@ -48,7 +48,7 @@ class Ping(unittest.TestCase):
     def ping(self, target):
         """Answer and shell commands of one ping command."""
         self.tv.ctl("trace", "--clear")
-        answer = self.tv.line.ask(ETHERNET, b"ETHPING=" + target.encode(), seconds=10)
+        answer = self.tv.line.ask(ETHERNET, b"ETHPING=" + target.encode())
         return answer, self.tv.shell()
 
     def test_answered(self):
@@ -113,4 +113,4 @@ class Ping(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    setlib.main()
+    runner.main()

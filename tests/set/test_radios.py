@@ -1,30 +1,19 @@
-"""The searches of the two radios: what they find, how long they go on, and what the line hears of it."""
+"""The searches of the two radios: what they find, when they end, and what the line hears of it."""
 
-import concurrent.futures
 import re
 import time
-import unittest
 
-import setlib
-from setlib import Set, result, status
+import runner
+from radios import BLUETOOTH, DEVICES, ENDED, ended_search, searching, starts, switched_on
+from runner import AtOnce, cases
+from setlib import result, status
 
 SIGNALS = "tovix.sl2.vint32.network.access-points.signal"
 SEARCH = "tovix.sl2.i32.network.enum.access-points.search"
 SUPPORT = "tovix.sl2.vstr.bluetooth.support"
-BLUETOOTH = "tovix.sl2.action.bluetooth."
 RADIO = "tovix.sl2.i32.bluetooth.enum.status"
 NO_BLUETOOTH = ("model", "set", SUPPORT, '["bt","0","5.0","ble"]')
 PROGRESS = 0x1292
-DEVICES = 0x1294
-ENDED = " pthread_exit ZelWifiScanThread\n"
-
-
-def switched_on(*arrange):
-    return Set(arrange=[("behave", "wifi", "0"), *arrange])
-
-
-def invoked(tv, action):
-    return tv.trace(who="model", call="invoke", key=BLUETOOTH + action)
 
 
 def looks(tv):
@@ -33,137 +22,91 @@ def looks(tv):
     return [tuple(map(int, found)) for found in re.findall(pattern, tv.output(), re.MULTILINE)]
 
 
-def progress(tv):
-    return tv.line.ask(PROGRESS)
+class WithoutBluetooth(AtOnce):
+    """A set that has no Bluetooth, and some access points."""
 
-
-def signals(text, rounds):
-    """A set without Bluetooth, the access points `text`; after `rounds` turns."""
-    with switched_on(NO_BLUETOOTH, ("model", "set", SIGNALS, text)) as tv:
+    def look(self, signals, turns):
+        tv = switched_on(NO_BLUETOOTH, ("model", "set", SIGNALS, signals))
+        self.enterContext(tv)
         tv.line.connect()
-        tv.await_true(lambda: len(looks(tv)) >= rounds, f"{rounds} turns", 40)
-        time.sleep(0.3)
-        return {
-            "looks": looks(tv)[:rounds],
-            "output": tv.output(),
-            "progress": progress(tv),
-            "counted": looks(tv)[-1][2],
-            "searches": [row["value"] for row in tv.trace(who="model", call="set", key=SEARCH)],
-            "starts": len(invoked(tv, "search.start")),
-        }
+        tv.await_true(lambda: len(looks(tv)) >= turns, f"{turns} turns")
+        self.assertEqual(starts(tv), 0, "a search for devices")
+        tv.await_output("=======iVetorBluetoothSupport[0]:bt [1]:0 [2]:5.0 [3]:ble=======\n")
+        return tv
 
-
-def fourth_attempt():
-    with switched_on(("model", "fail", BLUETOOTH + "search.start", "operate", "8", "--times", "3")) as tv:
-        tv.line.connect()
-        tv.await_output(ENDED, 80)
-        return tv.output(), looks(tv), tv.trace(), tv.line.ask(DEVICES), tv.value("model", "get", RADIO)
-
-
-def never():
-    with switched_on(("behave", "bluetooth", "off")) as tv:
-        tv.line.connect()
-        tv.await_output(ENDED, 80)
-        before = tv.output(), looks(tv), tv.trace(), tv.value("model", "get", RADIO)
-        started = time.monotonic()
-        answer = tv.line.ask(DEVICES, seconds=25)
-        return *before, answer, time.monotonic() - started, len(invoked(tv, "search.start")), tv.output()
-
-
-def under_way(milliseconds):
-    """The search command while the thread's own search is at work."""
-    with switched_on(("behave", "bluetooth", milliseconds)) as tv:
-        tv.line.connect()
-        tv.await_true(lambda: invoked(tv, "search.start"), "a search")
-        started = time.monotonic()
-        answer = tv.line.ask(DEVICES, seconds=25)
-        seconds = time.monotonic() - started
-        starts = len(invoked(tv, "search.start"))
-        again = tv.line.ask(DEVICES, seconds=25) if answer[-4] == 0 else None
-        return answer, seconds, starts, again, len(invoked(tv, "search.start")), tv.output()
-
-
-class Radios(unittest.TestCase):
-    @classmethod
-    def setUpClass(cls):
-        """All sets at once: the waiting dominates."""
-        with concurrent.futures.ThreadPoolExecutor(10) as pool:
-            cls.fourth = pool.submit(fourth_attempt)
-            cls.vain = pool.submit(never)
-            cls.busy = pool.submit(under_way, "5000")
-            cls.weak = pool.submit(signals, "[12,29,7]", 3)
-            cls.strong = pool.submit(signals, "[3,30]", 1)
-            cls.capped = pool.submit(signals, "[120,45]", 1)
-            cls.none = pool.submit(signals, "[]", 2)
+    def progress(self, tv):
+        """What the line is told, and whether it is 101 less the rounds, which go on meanwhile."""
+        before = looks(tv)[-1][2]
+        answer = tv.line.ask(PROGRESS)
+        after = looks(tv)[-1][2]
+        return answer in [result(PROGRESS, bytes([101 - rounds])) for rounds in range(before, after + 2)]
 
     def test_a_weak_signal_goes_on(self):
-        seen = self.weak.result()
-        self.assertEqual(seen["looks"], [(29, 0, 1, 0), (29, 0, 2, 0), (29, 0, 3, 0)])
-        self.assertIn("wifidevice:3 APCount:1 m_u32WifiLevel:29\n", seen["output"])
-        self.assertEqual(seen["searches"][:3], [1, 1, 1])
-        self.assertNotIn(0, seen["searches"])
-        self.assertNotIn(ENDED, seen["output"])
-        self.assertEqual(seen["progress"], result(PROGRESS, bytes([101 - seen["counted"]])))
+        tv = self.look("[12,29,7]", 3)
+        self.assertEqual(looks(tv)[:3], [(29, 0, 1, 0), (29, 0, 2, 0), (29, 0, 3, 0)])
+        self.assertIn("wifidevice:3 APCount:1 m_u32WifiLevel:29\n", tv.output())
+        self.assertEqual(tv.value("model", "get", SEARCH), 1)
+        self.assertNotIn(ENDED, tv.output())
+        self.assertTrue(self.progress(tv))
 
-    def test_a_strong_signal_ends_the_search(self):
-        for seen, line, level in (
-            (self.strong.result(), "wifidevice:2 APCount:1 m_u32WifiLevel:30\n", 30),
-            (self.capped.result(), "wifidevice:2 APCount:1 m_u32WifiLevel:99\n", 99),
-        ):
-            self.assertIn(line, seen["output"])
-            self.assertEqual(seen["looks"], [(level, 0, 1, 0)])
-            self.assertIn("fWifiScanning:0 fBTSearching:0\n", seen["output"])
-            self.assertIn(ENDED, seen["output"])
-            self.assertEqual(seen["searches"], [1, 0])
-            self.assertEqual(seen["progress"], result(PROGRESS, bytes([100])))
+    @cases({"strong": ("[3,30]", 30), "capped": ("[120,45]", 99)})
+    def test_a_strong_signal_ends_the_search(self, case):
+        signals, level = case
+        tv = self.look(signals, 1)
+        tv.await_output(ENDED)
+        self.assertIn(f"wifidevice:2 APCount:1 m_u32WifiLevel:{level}\n", tv.output())
+        self.assertEqual(looks(tv), [(level, 0, 1, 0)])
+        self.assertIn("fWifiScanning:0 fBTSearching:0\n", tv.output())
+        self.assertEqual(tv.value("model", "get", SEARCH), 0)
+        self.assertEqual(tv.line.ask(PROGRESS), result(PROGRESS, bytes([100])))
 
     def test_no_access_point_counts_no_round(self):
-        seen = self.none.result()
-        self.assertEqual(seen["looks"], [(0, 0, 0, 0)] * 2)
-        self.assertIn("wifidevice:0 APCount:0 m_u32WifiLevel:0\n", seen["output"])
-        self.assertIn("fWifiScanning:1 fBTSearching:0\n", seen["output"])
-        self.assertNotIn(ENDED, seen["output"])
-        self.assertEqual(seen["progress"], result(PROGRESS, bytes([101])))
+        tv = self.look("[]", 2)
+        self.assertEqual(looks(tv)[:2], [(0, 0, 0, 0)] * 2)
+        self.assertIn("wifidevice:0 APCount:0 m_u32WifiLevel:0\n", tv.output())
+        self.assertIn("fWifiScanning:1 fBTSearching:0\n", tv.output())
+        self.assertNotIn(ENDED, tv.output())
+        self.assertEqual(tv.line.ask(PROGRESS), result(PROGRESS, bytes([101])))
 
-    def test_a_set_without_bluetooth_never_searches_for_devices(self):
-        for future in (self.weak, self.strong, self.capped, self.none):
-            self.assertEqual(future.result()["starts"], 0)
-            self.assertIn("=======iVetorBluetoothSupport[0]:bt [1]:0 [2]:5.0 [3]:ble=======\n", future.result()["output"])
 
-    def test_devices_found_on_the_fourth_attempt(self):
-        output, turns, trace, answer, radio = self.fourth.result()
-        self.assertEqual([turn[1:] for turn in turns], [(0, 1, 1), (0, 1, 2), (0, 1, 3), (2, 1, 4)])
-        self.assertEqual(output.count("whileCount:4 i32BTDeviceCount:0\n"), 3)
-        self.assertEqual(output.count("fWifiScanning:0 fBTSearching:1\n"), 3)
-        self.assertIn("fWifiScanning:0 fBTSearching:0\n", output)
-        self.assertRegex(output, r" ZelBTSearchAP \d+ fail\n")
-        actions = [row["key"][len(BLUETOOTH) :] for row in trace if row.get("call") == "invoke" and row["key"].startswith(BLUETOOTH)]
-        tried = ["search.start", "search.stop"]
-        self.assertEqual(actions, ["enable"] + tried * 4 + ["disable"])
-        self.assertEqual(radio, 1)
-        self.assertEqual(answer, status(DEVICES, 0))  # at once: they were found
+class Devices(AtOnce):
+    def test_found_on_the_fourth_attempt(self):
+        fault = ("model", "fail", BLUETOOTH + "search.start", "operate", "8", "--times", "3")
+        with ended_search(fault) as tv:
+            self.assertEqual([turn[1:] for turn in looks(tv)], [(0, 1, 1), (0, 1, 2), (0, 1, 3), (2, 1, 4)])
+            output = tv.output()
+            self.assertEqual(output.count("whileCount:4 i32BTDeviceCount:0\n"), 3)
+            self.assertEqual(output.count("fWifiScanning:0 fBTSearching:1\n"), 3)
+            self.assertIn("fWifiScanning:0 fBTSearching:0\n", output)
+            self.assertRegex(output, r" ZelBTSearchAP \d+ fail\n")
+            self.assertEqual(tv.value("model", "get", RADIO), 1)  # off again
+            before = starts(tv)
+            self.assertEqual(tv.line.ask(DEVICES), status(DEVICES, 0))
+            self.assertEqual(starts(tv), before, "they were found: no further search")
 
-    def test_devices_never_found(self):
-        output, turns, trace, radio, answer, seconds, starts, later = self.vain.result()
-        self.assertEqual([turn[1:] for turn in turns], [(0, 1, 1), (0, 1, 2), (0, 1, 3), (0, 1, 4)])
-        self.assertIn("fWifiScanning:0 fBTSearching:0\n", output)
-        names = [row for row in trace if row.get("call") == "get" and row.get("key") == "tovix.sl2.vstr.bluetooth.device.name"]
-        self.assertEqual(len(names), 4 * 5)
-        self.assertEqual([row for row in trace if row.get("key") == BLUETOOTH + "disable"], [])
-        self.assertEqual(radio, 0)  # left on
-        # The line may still ask for one more.
-        self.assertEqual((answer, starts), (status(DEVICES, 1), 5))
-        self.assertGreater(seconds, 8)
-        self.assertRegex(later, r"ZelDecodeFacAutoTestCommand \d+ m_u32BTDeviceCount:0\n")
+    def test_never_found(self):
+        with ended_search(("behave", "bluetooth", "off")) as tv:
+            self.assertEqual([turn[1:] for turn in looks(tv)], [(0, 1, 1), (0, 1, 2), (0, 1, 3), (0, 1, 4)])
+            self.assertIn("fWifiScanning:0 fBTSearching:0\n", tv.output())
+            self.assertEqual(tv.value("model", "get", RADIO), 0)  # left on
+            before = starts(tv)
+            # The line may still ask for one more, which takes its time.
+            begin = time.monotonic()
+            self.assertEqual(tv.line.ask(DEVICES), status(DEVICES, 1))
+            self.assertGreater(time.monotonic() - begin, 8)
+            self.assertEqual(starts(tv), before + 1)
+            tv.await_true(
+                lambda: re.search(r"ZelDecodeFacAutoTestCommand \d+ m_u32BTDeviceCount:0\n", tv.output()), "the count"
+            )
 
-    def test_the_command_waits_for_the_search_under_way(self):
-        answer, seconds, starts, again, later_starts, output = self.busy.result()
-        self.assertEqual((answer, starts), (status(DEVICES, 0), 1))
-        self.assertGreater(seconds, 9)
-        self.assertLess(seconds, 14)
-        self.assertEqual((again, later_starts), (status(DEVICES, 0), 1))
-        self.assertEqual(len(re.findall(r"ZelDecodeFacAutoTestCommand \d+ m_u32BTDeviceCount:2\n", output)), 1)
+    def test_the_command_takes_what_the_search_under_way_finds(self):
+        with searching(("behave", "bluetooth", "5000")) as tv:
+            self.assertEqual(tv.line.ask(DEVICES), status(DEVICES, 0))
+            self.assertEqual(tv.line.ask(DEVICES), status(DEVICES, 0))
+            self.assertEqual(starts(tv), 1)
+            pattern = r"ZelDecodeFacAutoTestCommand \d+ m_u32BTDeviceCount:2\n"
+            tv.await_true(lambda: len(re.findall(pattern, tv.output())) == 1, "the count, once")
 
 
 if __name__ == "__main__":
-    setlib.main()
+    runner.main()

@@ -7,8 +7,10 @@ import subprocess
 import tempfile
 import unittest
 
+import runner
 import setlib
-from setlib import SIMSET, ZELLINE, Set, result, status
+from runner import AtOnce
+from setlib import NEVER, SIMSET, ZELLINE, Set, result, status
 
 
 def processes_of(state):
@@ -26,8 +28,9 @@ def processes_of(state):
     return found
 
 
-def mounts():
-    return sorted(pathlib.Path("/proc/self/mounts").read_text().splitlines())
+def mounts_of(state):
+    """Mounts of the machine that name the state folder."""
+    return [line for line in pathlib.Path("/proc/self/mounts").read_text().splitlines() if str(state) in line]
 
 
 def children(pid):
@@ -44,21 +47,20 @@ def descendants(pid):
     return every
 
 
-class Ends(unittest.TestCase):
-    def assert_nothing_left(self, tv, others, before):
-        Set.await_true(lambda: not any(pathlib.Path(f"/proc/{pid}").exists() for pid in others), "all processes to end", 5)
+class Ends(AtOnce):
+    def assert_nothing_left(self, tv, others):
+        Set.await_true(lambda: not any(pathlib.Path(f"/proc/{pid}").exists() for pid in others), "all processes to end")
         self.assertEqual(processes_of(tv.state), [])
-        self.assertEqual(mounts(), before)
+        self.assertEqual(mounts_of(tv.state), [])
 
     def end(self, act, expected):
-        before = mounts()
         with Set() as tv:
             tv.line.connect()
             others = descendants(tv.process.pid)
             self.assertIn(tv.ready["pid"], others)
             act(tv)
-            self.assertEqual(tv.process.wait(20), expected)
-            self.assert_nothing_left(tv, others, before)
+            self.assertEqual(tv.await_end(), expected)
+            self.assert_nothing_left(tv, others)
             # The state is usable at once.
             tv.stop()
             again = Set(state=tv.state)
@@ -81,7 +83,7 @@ class Ends(unittest.TestCase):
         self.end(lambda tv: tv.ctl("power-cut"), 128 + signal.SIGKILL)
 
 
-class State(unittest.TestCase):
+class State(AtOnce):
     def test_what_was_synced_survives_a_power_cut(self):
         with Set() as tv:
             tv.line.connect()
@@ -91,7 +93,7 @@ class State(unittest.TestCase):
             tv.await_started()
             tv.ctl("put", unsynced, "/var/local/lost")
             tv.ctl("power-cut")
-            tv.process.wait(20)
+            tv.await_end()
             tv.stop()
             with Set(state=tv.state) as again:
                 again.line.connect()
@@ -101,7 +103,7 @@ class State(unittest.TestCase):
     def test_a_second_simset_on_the_same_state_is_refused(self):
         with Set() as tv:
             done = subprocess.run(
-                [SIMSET, "run", "--state", tv.state, "--panel", "none"], capture_output=True, text=True, timeout=20
+                [SIMSET, "run", "--state", tv.state, "--panel", "none"], capture_output=True, text=True, timeout=NEVER
             )
             self.assertEqual(done.returncode, 2)
             self.assertIn(str(tv.process.pid), done.stderr)
@@ -110,7 +112,7 @@ class State(unittest.TestCase):
     def test_ctl_without_a_running_set(self):
         with tempfile.TemporaryDirectory() as folder:
             done = subprocess.run(
-                [SIMSET, "ctl", "--state", folder, "trace"], capture_output=True, text=True, timeout=20
+                [SIMSET, "ctl", "--state", folder, "trace"], capture_output=True, text=True, timeout=NEVER
             )
             self.assertEqual(done.returncode, 1)
             self.assertIn(f"no set runs on {folder}", done.stderr)
@@ -126,7 +128,7 @@ class State(unittest.TestCase):
                 ["unshare", "--map-root-user", "--mount", "sh", "-c", script],
                 capture_output=True,
                 text=True,
-                timeout=60,
+                timeout=NEVER,
                 stdin=subprocess.DEVNULL,
             )
             self.assertNotIn(done.returncode, (0, 3), done.stderr)
@@ -135,12 +137,12 @@ class State(unittest.TestCase):
 
     def test_unusable_arguments(self):
         for arguments in (["run"], ["run", "--state", "/proc/no/such"], ["run", "--state", "/tmp/x", "--mode", "9"], ["fly"]):
-            done = subprocess.run([SIMSET, *arguments], capture_output=True, text=True, timeout=20)
+            done = subprocess.run([SIMSET, *arguments], capture_output=True, text=True, timeout=NEVER)
             self.assertEqual(done.returncode, 2, arguments)
             self.assertNotEqual(done.stderr, "")
 
 
-class Ports(unittest.TestCase):
+class Ports(AtOnce):
     def test_a_taken_port_names_its_holder(self):
         with Set() as tv:
             tv.line.close()
@@ -155,11 +157,11 @@ class Ports(unittest.TestCase):
                 self.assertIn(b"zelline", done.stderr)
             finally:
                 listener.send_signal(signal.SIGINT)
-                listener.communicate(timeout=10)
+                listener.communicate(timeout=NEVER)
             self.assertEqual(tv.zelline("connect").returncode, 0)
 
     def test_a_missing_port(self):
-        done = subprocess.run([ZELLINE, "--port", "/dev/no-such-port", "connect"], capture_output=True, timeout=20)
+        done = subprocess.run([ZELLINE, "--port", "/dev/no-such-port", "connect"], capture_output=True, timeout=NEVER)
         self.assertEqual(done.returncode, 4)
         self.assertIn(b"/dev/no-such-port", done.stderr)
 
@@ -174,7 +176,7 @@ class Ports(unittest.TestCase):
             waiting.stdout.read(1)
             tv.process.kill()
             tv.process.wait()
-            _, errors = waiting.communicate(timeout=20)
+            _, errors = waiting.communicate(timeout=NEVER)
             self.assertEqual(waiting.returncode, 4, errors)
 
 
@@ -190,7 +192,7 @@ class Locked(unittest.TestCase):
                 ["unshare", "--map-root-user", "sh", "-c", script, SIMSET, "run", "--state", folder + "/s", "--panel", "none"],
                 capture_output=True,
                 text=True,
-                timeout=20,
+                timeout=NEVER,
             )
             self.assertEqual(done.returncode, 3, done.stderr)
             self.assertRegex(done.stderr, "max_user_namespaces|unprivileged_userns_clone|seccomp|SYS_ADMIN")
@@ -218,11 +220,11 @@ class OrdinaryUser(unittest.TestCase):
             self.assertEqual(end.ask(0x1275), result(0x1275, b"USER"))
             end.close()
             process.terminate()
-            self.assertEqual(process.wait(20), 0)
+            self.assertEqual(process.wait(NEVER), 0)
             process.stdout.close()
         finally:
             subprocess.run(["rm", "-rf", folder], check=False)
 
 
 if __name__ == "__main__":
-    setlib.main()
+    runner.main()

@@ -5,7 +5,7 @@ import threading
 import unittest
 import zlib
 
-import setlib
+import runner
 from setlib import Set, empty, frame, result, status
 
 KEY_FILE = bytes(range(256)) * 4 + b"end"
@@ -47,26 +47,25 @@ class Session(unittest.TestCase):
                 chunks = [KEY_FILE[at : at + 64] for at in range(0, len(KEY_FILE), 64)]
                 tv.line.send(frame(0x1282))
                 tv.line.send(b"".join(frame(0x1281, chunk, a=i, b=len(chunks)) for i, chunk in enumerate(chunks)))
-                heard = tv.line.receive(60, lambda data: status(0x1281, 0) in data)
-                self.assertIn(status(0x1281, 0), heard)
+                tv.line.await_bytes(status(0x1281, 0))
                 for command, payload in ((0x1274, b"SESSION"), (0x1298, b"PASS"), (0x129F, b"\x21"), (0x1288, b"HDMI2")):
                     tv.line.send(frame(command, payload))
-                    self.assertIn(status(command, 0), tv.line.receive(20, lambda data: status(command, 0) in data))
+                    tv.line.await_bytes(status(command, 0))
                 tv.line.send(frame(0x1282))
                 crc = result(0x1282, zlib.crc32(KEY_FILE).to_bytes(4, "big"))
-                self.assertIn(crc, tv.line.receive(10, lambda data: crc in data))
+                tv.line.await_bytes(crc)
             finally:
                 stop.set()
                 for worker in workers:
                     worker.join()
             self.assertEqual(troubles, [])
             tv.ctl("am", ":am,x,:log=on")
-            tv.await_output("pthread_exit ZelWifiScanThread", 90)
+            tv.await_output("pthread_exit ZelWifiScanThread")
             tv.line.send(frame(0x1299))
-            ended = tv.process.wait(90)
+            ended = tv.await_end()
             self.assert_clean(tv)
             self.assertEqual(ended, 0)
 
 
 if __name__ == "__main__":
-    setlib.main()
+    runner.main()

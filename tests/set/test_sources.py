@@ -2,6 +2,7 @@
 
 import unittest
 
+import runner
 import setlib
 from setlib import Set, status
 
@@ -115,7 +116,7 @@ class Tables:
 def check(tv, name):
     """Sends a source check; the answer and what was asked of the model."""
     tv.ctl("trace", "--clear")
-    answer = tv.line.ask(0x1288, name.encode(), seconds=15)
+    answer = tv.line.ask(0x1288, name.encode())
     return answer, asked(tv)
 
 
@@ -276,4 +277,4 @@ class OtherSets(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    setlib.main()
+    runner.main()

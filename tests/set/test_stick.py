@@ -2,15 +2,16 @@
 
 import json
 import subprocess
-import unittest
 
+import runner
 import setlib
 import sticks
-from sticks import CUSTOMER, Folder, Update, in_parallel, write
+from runner import AtOnce, cases
+from sticks import CUSTOMER, Folder, Update, write
 
 
 def stick(verb, folder, *options):
-    return subprocess.run([setlib.SIMSET, "stick", verb, str(folder), *options], capture_output=True, timeout=60)
+    return subprocess.run([setlib.SIMSET, "stick", verb, str(folder), *options], capture_output=True, timeout=setlib.NEVER)
 
 
 def made(folder, *options):
@@ -26,64 +27,83 @@ def checked(folder):
     return report
 
 
-class Stick(unittest.TestCase):
-    def test_what_is_foretold_happens(self):
-        def sample(folder):
-            return made(folder / "s", "--keys", "2")
+def sample(folder):
+    return made(folder / "s", "--keys", "2")
 
-        def oem(folder):
-            return made(folder / "s", "--oem", "--copy")
 
-        def export(folder):
-            write(folder / "s" / "USB.ZEL", "")
-            return folder / "s"
+def oem(folder):
+    return made(folder / "s", "--oem", "--copy")
 
-        def empty_key(folder):
-            root = made(folder / "s")
-            write(root / CUSTOMER / "CI+" / "CIPLUSMTK9602_0001.bin", "")
-            return root
 
-        def bad_contents(folder):
-            root = made(folder / "s")
-            write(root / CUSTOMER / "CONFIG/CONFIG.bin", "GB\r\n2\r\n")
-            write(root / CUSTOMER / "MAC/mac.txt", "02-00-00-00-00-09--02-00-00-00-00-01\r\n")
-            return root
+def export(folder):
+    write(folder / "s" / "USB.ZEL", "")
+    return folder / "s"
 
-        def nothing_to_take(folder):
-            (folder / "s" / CUSTOMER).mkdir(parents=True)
-            return folder / "s"
 
-        def protected(folder):
-            root = made(folder / "s")
-            root.chmod(0o555)
-            return root
+def empty_key(folder):
+    root = made(folder / "s")
+    write(root / CUSTOMER / "CI+" / "CIPLUSMTK9602_0001.bin", "")
+    return root
 
-        def last_address(folder):
-            return made(folder / "s", "--keys", "3", "--range", "02-00-00-00-00-09--02-00-00-00-00-09")
 
-        usable = {sample, oem, export, last_address}
-        sets = {sample: 2, oem: 1, last_address: 1}
+def bad_contents(folder):
+    root = made(folder / "s")
+    write(root / CUSTOMER / "CONFIG/CONFIG.bin", "GB\r\n2\r\n")
+    write(root / CUSTOMER / "MAC/mac.txt", "02-00-00-00-00-09--02-00-00-00-00-01\r\n")
+    return root
 
-        def run(make):
-            with Folder() as folder:
-                root = make(folder)
-                report = checked(root)
-                self.assertEqual(report["usable"], make in usable, report["findings"])
-                expected = report["expected"]
-                if make in sets:
-                    self.assertEqual(expected["sets"], sets[make])
-                # A set that has a configuration already: what a line of the file leaves out differs from it.
-                settings = [("meta", "set", item, 7) for item in range(5)] + [("flash", "set", "brand", "OLD")]
-                with Update(root, faults=settings) as tv:
-                    self.assertEqual(tv.outcome(), (expected["status"], expected["message"]))
-                    imported = " ret1:-1 " not in tv.output()
-                    self.assertEqual(expected["action"], "import" if imported else "export")
-                    taken = sum(command.startswith("rm -rf /mnt/usb/sda1/RW") for command in tv.update_shell())
-                    removing = sum("remove the file" in step for step in expected["steps"])
-                    self.assertEqual(taken, removing + (1 if make is last_address else 0))
 
-        failed = in_parallel([*usable, empty_key, bad_contents, nothing_to_take, protected], run)
-        self.assertEqual([(make.__name__, str(error)) for make, error in failed], [])
+def nothing_to_take(folder):
+    (folder / "s" / CUSTOMER).mkdir(parents=True)
+    return folder / "s"
+
+
+def protected(folder):
+    root = made(folder / "s")
+    root.chmod(0o555)
+    return root
+
+
+def last_address(folder):
+    return made(folder / "s", "--keys", "3", "--range", "02-00-00-00-00-09--02-00-00-00-00-09")
+
+
+# by name: the stick, whether it is usable, and for how many sets
+STICKS = {
+    "sample": (sample, True, 2),
+    "oem": (oem, True, 1),
+    "export": (export, True, None),
+    "last address": (last_address, True, 1),
+    "empty key": (empty_key, False, None),
+    "bad contents": (bad_contents, False, None),
+    "nothing to take": (nothing_to_take, False, None),
+    "protected": (protected, False, None),
+}
+
+
+class Stick(AtOnce):
+    @cases(STICKS)
+    def test_what_is_foretold_happens(self, case):
+        make, usable, sets = case
+        with Folder() as folder:
+            root = make(folder)
+            report = checked(root)
+            self.assertEqual(report["usable"], usable, report["findings"])
+            expected = report["expected"]
+            if sets is not None:
+                self.assertEqual(expected["sets"], sets)
+            # A set that has a configuration already: what a line of the file leaves out differs from it.
+            settings = [("meta", "set", item, 7) for item in range(5)] + [("flash", "set", "brand", "OLD")]
+            with Update(root, faults=settings) as tv:
+                before = tv.read_stick()
+                self.assertEqual(tv.outcome(), (expected["status"], expected["message"]))
+                imported = " ret1:-1 " not in tv.output()
+                self.assertEqual(expected["action"], "import" if imported else "export")
+                gone = set(before) - set(tv.read_stick())
+                removing = sum("remove the file" in step for step in expected["steps"])
+                if make is protected:
+                    removing = 0  # in vain
+                self.assertEqual(len(gone), removing + (1 if make is last_address else 0), gone)
 
     def test_an_empty_folder_is_foretold(self):
         with Folder() as folder:
@@ -122,4 +142,4 @@ class Stick(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    setlib.main()
+    runner.main()

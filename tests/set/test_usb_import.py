@@ -1,32 +1,61 @@
 """Customer files from a USB stick into the set."""
 
-import unittest
-
-import setlib
+import runner
 import sticks
-from sticks import CHECK, ENCRYPT, FLICKER, ITEMS, KEYS, LED, Folder, Update, full_stick, in_parallel, key_content, write
+from runner import AtOnce, cases
+from sticks import CHECK, ENCRYPT, FLICKER, ITEMS, KEYS, LED, Folder, Update, full_stick, key_content, write
 
 STICK = "/mnt/usb/sda1"
 CUSTOMER = f"{STICK}/{sticks.CUSTOMER}"
-OEM_COMMANDS = ["touch /var/run/.superwatch13", "echo 13 > /var/run/superwatch", "rm -rf /var/run/.superwatch13"]
 MOUNTED = [
     "/zodata/critical", "/zodata/factory", "/zodata/model", "/var/local", "/var/run", "/vendor/tvconfig/config",
     "/config", "/serialdata", "/certificate",
 ]
-MOUNTED_BY_SHELL = [*MOUNTED[:3], "/serialdata", "/config", "/vendor/tvconfig/config", "/var/local", "/var/run", "/certificate"]
+
+# what fails, and how
+FAILURES = {
+    **{
+        f"{name} {step}": (name, ("keys", "fail", name, step, 5))
+        for name in KEYS
+        for step in ("write", "check")
+        if name[:2] != "ci"
+    },
+    **{f"{name} write": (name, ("keys", "fail", name, "write", 5)) for name in ("ciplus", "ciplusecp")},
+    "region": ("config", ("meta", "fail", 2, 7)),
+    "brand": ("config", ("flash", "fail", "brand", 7)),
+    "flash address": ("mac", ("flash", "fail", "macaddr", 7)),
+    "metadata address": ("mac", ("meta", "fail", 8, 7)),
+}
+GOOD_RANGES = {
+    "carry": ("00-11-22-FF-FF-FF--00-11-23-00-00-10\r\n", "00-11-23-00-00-00--00-11-23-00-00-10\r\n"),
+    "colons": ("00:aa:22:33:44:0f--00:AA:22:33:44:ff\n", "00-AA-22-33-44-10--00-AA-22-33-44-ff\r\n"),
+}
+BAD_RANGES = {
+    "backwards": "00-11-22-33-44-FF--00-11-22-33-44-FE\r\n",
+    "short": "00-11-22-33-44-FE--00-11-22-33-44-F",
+    "empty": "",
+    "long": "x" * 60,
+}
+# Whether the supervisor answers, and what the set makes of it.
+SUPERVISOR = {
+    "on": (1, ""),
+    "3000": (1, ""),
+    "wrong": (1, "oem1 Err;"),
+    "off": (1, "oem1 Err;"),
+    "9000": (1, "oem1 Err;"),
+}
+# Names on a stick, and the shell's word for each.
+NAMES = {
+    "blank": "blank HDCP14MTK9602 x.bin",
+    "semicolon": "HDCP14MTK9602;touch ${PWD}oops;",
+    "substitution": "HDCP14MTK9602$(touch oops)`touch oops`",
+    "signs": "HDCP14MTK9602'\"&|<>*?#~!",
+    "line end": "HDCP14MTK9602\ntouch oops\n",
+    "plain": "-HDCP14MTK9602_+:,@%.bin",
+}
 
 
-def removals(names=KEYS):
-    return [f"rm -rf {CUSTOMER}/{KEYS[name][0]}/{KEYS[name][1]}" for name in names]
-
-
-class Import(unittest.TestCase):
-    def all_of(self, cases, run, width=4):
-        failed = in_parallel(cases, run, width)
-        for case, error in failed:
-            print(f"{case}: {error}")
-        self.assertEqual([case for case, _ in failed], [])
-
+class Import(AtOnce):
     def test_everything(self):
         with Folder() as folder, Update(full_stick(folder / "stick", oem=True)) as tv:
             self.assertEqual(tv.outcome(), (1, ""))
@@ -44,7 +73,9 @@ class Import(unittest.TestCase):
             self.assertEqual(tv.value("model", "get", "tovix.sl2.i32.qorfactory.serialsdata.model.index"), 5)
             self.assertEqual(tv.text("flash", "get", "ZelFacMode"), "3")
             self.assert_stick_left(tv, gone=KEYS, address_range="00-11-22-33-44-FF--00-11-22-33-44-FF\r\n")
-            self.assert_trace(tv)
+            self.assert_open(tv)
+            self.assertEqual(tv.text("cat", "/var/run/superwatch"), "13")
+            self.assertNotIn(".superwatch13", tv.text("ls", "/var/run"))
 
     def assert_stick_left(self, tv, gone, address_range):
         left = {path: content for path, content in tv.read_stick().items() if path.startswith(sticks.CUSTOMER)}
@@ -54,130 +85,66 @@ class Import(unittest.TestCase):
             expected[path] = {"config": sticks.CONFIG.encode(), "mac": address_range.encode()}.get(name) or key_content(name)
         self.assertEqual(left, expected)
 
-    def assert_trace(self, tv):
-        rows = tv.trace()
-        mounts = [row["target"] for row in rows if row["who"] == "mount"]
-        self.assertEqual(mounts, MOUNTED)
-        self.assertEqual({row["flags"] for row in rows if row["who"] == "mount"}, {32})
-        shell = tv.shell()
-        self.assertEqual(
-            shell[-len(MOUNTED_BY_SHELL) - 1 - len(KEYS) - len(OEM_COMMANDS) :],
-            [f"mount -o remount,rw {path}" for path in MOUNTED_BY_SHELL]
-            + ["echo ForceFreerun=TRUE > /proc/utopia_mdb/xc", *removals(), *OEM_COMMANDS],
-        )
-        self.assertEqual(tv.text("cat", "/proc/utopia_mdb/xc"), "ForceFreerun=TRUE")
-        partitions = [line.split() for line in tv.text("mounts").splitlines()]
-        flags = {fields[1]: fields[3].split(",")[0] for fields in partitions}
+    def assert_open(self, tv):
+        """The partitions that an update writes to can be written."""
+        flags = {fields[1]: fields[3].split(",")[0] for fields in map(str.split, tv.text("mounts").splitlines())}
         self.assertEqual({flags[path] for path in MOUNTED}, {"rw"})
-        # What is written, in order; the light last.
-        paths = {name: f"{CUSTOMER}/{ITEMS[name][0]}/{ITEMS[name][1]}" for name in ITEMS}
-        written = []
-        for row in rows[next(i for i, row in enumerate(rows) if "ForceFreerun" in row.get("command", "")) :]:
-            if row["who"] == "keys":
-                written.append((row["call"], row["key"], *row.get("files", [])))
-            elif row["who"] == "flash" and row["call"] == "set" or row["who"] == "meta" and row["call"] == "write":
-                written.append((row["who"], row.get("name", row.get("item")), row["value"]))
-            elif row["who"] == "model" and row["call"] == "set":
-                written.append((row["key"], row["value"]))
-            elif row["who"] == "model" and row["call"] == "invoke":
-                written.append((row["key"], *(value for _, value in row["args"])))
-        self.assertEqual(
-            written,
-            [
-                ("meta", 1, 1), ("tovix.sl2.i32.qorfactory.country", 1), ("flash", "db_table", "0"),
-                ("meta", 2, 2),
-                ("flash", "db_table", "0"), ("meta", 4, 3),
-                ("flash", "brand", "ACME"),
-                ("meta", 3, 4),
-                ("meta", 6, "ACME-43"),
-                ("tovix.sl2.i32.qorfactory.serialsdata.model.index", 5), ("meta", 0, 5), ("flash", "normal_start", "0"),
-                ("write", 5, paths["hdcp1"]), ("check", 5),
-                ("write", 1, paths["hdcp2"]), ("check", 1),
-                ("write", 2, paths["widevine"]), ("check", 2),
-                ("write", 0, paths["netflix"]), ("check", 0),
-                (ENCRYPT, "NON_ECP", paths["ciplus"]), ("write", 3, paths["ciplus"]), (CHECK, "NON_ECP"),
-                (ENCRYPT, "ECP", paths["ciplusecp"]), ("write", 4, paths["ciplusecp"]), (CHECK, "ECP"),
-                ("flash", "macaddr", "00-11-22-33-44-FE"), ("meta", 8, "00-11-22-33-44-FE"),
-                ("flash", "db_table", "0"),
-                ("flash", "db_table", "0"),
-                (FLICKER, 0), (LED, 1),
-            ],
-        )
-        # The supervisor is given its time: 100 ms for the marker, 6 s for the work.
-        times = {row["command"]: row["ms"] for row in rows if row["who"] == "shell"}
-        touch, echo, remove = (times[command] for command in OEM_COMMANDS)
-        self.assertGreaterEqual(echo - touch, 100)
-        self.assertGreaterEqual(remove - echo, 6000)
-        self.assertLess(remove - echo, 10000)
+        self.assertEqual(tv.text("cat", "/proc/utopia_mdb/xc"), "ForceFreerun=TRUE")
 
-    def test_an_item_without_its_folder_is_left_out(self):
-        def run(missing):
-            items = [name for name in ITEMS if name != missing]
-            with Folder() as folder, Update(full_stick(folder / "stick", items)) as tv:
-                self.assertEqual(tv.outcome(), (1, ""))
-                self.assertEqual(set(tv.keys()), set(KEYS) - {missing})
-                self.assertEqual(tv.update_shell(), removals(name for name in KEYS if name != missing))
-                self.assertEqual(tv.text("flash", "get", "macaddr") == "00-11-22-33-44-FE", missing != "mac")
-                self.assertEqual(tv.text("flash", "get", "brand") == "ACME", missing != "config")
+    def left(self, tv):
+        """Names of the items that the stick still has a file of."""
+        paths = tv.read_stick()
+        return {name for name in ITEMS if f"{sticks.CUSTOMER}/{ITEMS[name][0]}/{ITEMS[name][1]}" in paths}
 
-        self.all_of(ITEMS, run)
+    @cases(list(ITEMS))
+    def test_an_item_without_its_folder_is_left_out(self, missing):
+        items = [name for name in ITEMS if name != missing]
+        with Folder() as folder, Update(full_stick(folder / "stick", items)) as tv:
+            self.assertEqual(tv.outcome(), (1, ""))
+            self.assertEqual(set(tv.keys()), set(KEYS) - {missing})
+            self.assertEqual(self.left(tv), {"config", "mac"} - {missing})
+            self.assertEqual(tv.text("flash", "get", "macaddr") == "00-11-22-33-44-FE", missing != "mac")
+            self.assertEqual(tv.text("flash", "get", "brand") == "ACME", missing != "config")
 
-    def test_an_empty_folder_ends_the_import_with_an_error(self):
-        def run(emptied):
-            with Folder() as folder:
-                stick = full_stick(folder / "stick", oem=True)
-                (stick / sticks.CUSTOMER / ITEMS[emptied][0] / ITEMS[emptied][1]).unlink()
-                write(stick / sticks.CUSTOMER / ITEMS[emptied][0] / "other.bin", "x")
-                with Update(stick, faults=[("keys", "fail", "widevine", "check", 5)]) as tv:
-                    tv.sync_with_loop()
-                    # The others are installed; nothing is told, the supervisor not asked, the light not changed.
-                    self.assertEqual(set(tv.keys()), set(KEYS) - {emptied})
-                    self.assertEqual(
-                        tv.update_shell(), removals(name for name in KEYS if name not in (emptied, "widevine"))
-                    )
-                    self.assertNotIn("m_secondUpdateStatus", tv.output())
-                    self.assertEqual(tv.value("model", "get", FLICKER), 1)
-                    self.assertEqual([row for row in tv.trace(who="model", call="set") if row["key"] == LED], [])
-                    self.assertIn(" ZelSecondUpdateImport ", tv.output())
+    @cases(["config", "hdcp1", "ciplusecp", "mac"])
+    def test_an_empty_folder_ends_the_import_with_an_error(self, emptied):
+        with Folder() as folder:
+            stick = full_stick(folder / "stick", oem=True)
+            (stick / sticks.CUSTOMER / ITEMS[emptied][0] / ITEMS[emptied][1]).unlink()
+            write(stick / sticks.CUSTOMER / ITEMS[emptied][0] / "other.bin", "x")
+            with Update(stick, faults=[("keys", "fail", "widevine", "check", 5)]) as tv:
+                tv.sync_with_loop()
+                # The others are installed; nothing is told, the supervisor not asked, the light not changed.
+                self.assertEqual(set(tv.keys()), set(KEYS) - {emptied})
+                self.assertEqual(self.left(tv), {"config", "mac", "widevine"} - {emptied})
+                self.assertNotIn("m_secondUpdateStatus", tv.output())
+                self.assertNotIn("13", tv.text("cat", "/var/run/superwatch"))
+                self.assertEqual(tv.value("model", "get", FLICKER), 1)
+                self.assertIn(" ZelSecondUpdateImport ", tv.output())
 
-        self.all_of(["config", "hdcp1", "ciplusecp", "mac"], run)
+    @cases(FAILURES)
+    def test_a_failing_item_is_named_and_its_file_stays(self, case):
+        name, fault = case
+        with Folder() as folder, Update(full_stick(folder / "stick"), faults=[fault]) as tv:
+            self.assertEqual(tv.outcome(), (2, ITEMS[name][2]))
+            self.assertEqual(tv.led()[0], 1)
+            line = sticks.RANGE if name == "mac" else "00-11-22-33-44-FF--00-11-22-33-44-FF\r\n"
+            self.assert_stick_left(tv, [key for key in KEYS if key != name], line)
 
-    def test_a_failing_item_is_named_and_its_file_stays(self):
-        cases = [(name, ("keys", "fail", name, step, 5)) for name in KEYS for step in ("write", "check") if name[:2] != "ci"]
-        cases += [(name, ("keys", "fail", name, "write", 5)) for name in ("ciplus", "ciplusecp")]
-        cases += [
-            ("config", ("meta", "fail", 2, 7)), ("config", ("flash", "fail", "brand", 7)),
-            ("mac", ("flash", "fail", "macaddr", 7)), ("mac", ("meta", "fail", 8, 7)),
-        ]
-
-        def run(case):
-            name, fault = case
-            with Folder() as folder, Update(full_stick(folder / "stick"), faults=[fault]) as tv:
-                self.assertEqual(tv.outcome(), (2, ITEMS[name][2]))
-                self.assertEqual(tv.led()[0], 1)
-                gone = [key for key in KEYS if key != name]
-                self.assertEqual(tv.update_shell(), removals(gone))
-                line = sticks.RANGE if name == "mac" else "00-11-22-33-44-FF--00-11-22-33-44-FF\r\n"
-                self.assert_stick_left(tv, gone, line)
-
-        self.all_of(cases, run)
-
-    def test_refused_ci_plus_actions(self):
-        def run(case):
-            action, step = case
-            with Folder() as folder:
-                fault = ("model", "fail", action, step, 9)
-                with Update(full_stick(folder / "stick"), faults=[fault]) as tv:
-                    self.assertEqual(tv.outcome(), (2, "ci Err;ci ecp Err;"))
-                    self.assertEqual(tv.update_shell(), removals(["hdcp1", "hdcp2", "widevine", "netflix"]))
-                    calls = [row["key"] for row in tv.trace(who="keys", call="write")]
-                    self.assertEqual(calls, [5, 1, 2, 0] if action == ENCRYPT else [5, 1, 2, 0, 3, 4])
-                    # The check is asked for even when the write was refused.
-                    if action == ENCRYPT:
-                        invoked = [row["key"] for row in tv.trace(who="model", call="invoke") if row["status"] == 0]
-                        self.assertEqual(invoked, [CHECK, CHECK])
-
-        self.all_of([(ENCRYPT, "connect"), (ENCRYPT, "operate"), (CHECK, "connect"), (CHECK, "operate")], run)
+    @cases({
+        "encrypt connect": (ENCRYPT, "connect"), "encrypt operate": (ENCRYPT, "operate"),
+        "check connect": (CHECK, "connect"), "check operate": (CHECK, "operate"),
+    })
+    def test_refused_ci_plus_actions(self, case):
+        action, step = case
+        with Folder() as folder:
+            fault = ("model", "fail", action, step, 9)
+            with Update(full_stick(folder / "stick"), faults=[fault]) as tv:
+                self.assertEqual(tv.outcome(), (2, "ci Err;ci ecp Err;"))
+                self.assertEqual(self.left(tv), {"config", "mac", "ciplus", "ciplusecp"})
+                # What cannot be encrypted is not handed to the key store; the check comes after that.
+                credentials = {"ciplus", "ciplusecp"}
+                self.assertEqual(set(tv.keys()) & credentials, set() if action == ENCRYPT else credentials)
 
     def test_three_key_files_and_two_addresses_serve_sets_in_a_row(self):
         with Folder() as folder:
@@ -203,90 +170,79 @@ class Import(unittest.TestCase):
                 self.assertEqual([path for path in tv.read_stick() if "HDCP14" in path], [])
             self.assertEqual(sorted(taken), sorted(sticks.crc(key_content("hdcp1", number)) for number in (1, 2, 3)))
 
-    def test_address_ranges(self):
-        good = {
-            "00-11-22-FF-FF-FF--00-11-23-00-00-10\r\n": "00-11-23-00-00-00--00-11-23-00-00-10\r\n",
-            "00:aa:22:33:44:0f--00:AA:22:33:44:ff\n": "00-AA-22-33-44-10--00-AA-22-33-44-ff\r\n",
-        }
-        bad = ["00-11-22-33-44-FF--00-11-22-33-44-FE\r\n", "00-11-22-33-44-FE--00-11-22-33-44-F", "", "x" * 60]
+    def update_with_range(self, line):
+        """Outcome, the range file afterwards and the set's addresses."""
+        with Folder() as folder:
+            stick = full_stick(folder / "stick", ["mac"])
+            write(stick / sticks.CUSTOMER / "MAC/mac.txt", line)
+            with Update(stick) as tv:
+                outcome = tv.outcome()
+                left = tv.read_stick()[f"{sticks.CUSTOMER}/MAC/mac.txt"]
+                return outcome, left.decode(), [tv.text("flash", "get", "macaddr"), tv.text("meta", "get", 8)]
 
-        def run(line):
-            with Folder() as folder:
-                stick = full_stick(folder / "stick", ["mac"])
-                write(stick / sticks.CUSTOMER / "MAC/mac.txt", line)
-                with Update(stick) as tv:
-                    self.assertEqual(tv.outcome(), (1, "") if line in good else (2, "mac Err;"))
-                    left = tv.read_stick()[f"{sticks.CUSTOMER}/MAC/mac.txt"]
-                    self.assertEqual(left.decode(), good.get(line, line))
-                    for kept in (tv.text("flash", "get", "macaddr"), tv.text("meta", "get", 8)):
-                        self.assertEqual(kept, line[:17] if line in good else "")
+    @cases(GOOD_RANGES)
+    def test_an_address_range(self, case):
+        line, following = case
+        self.assertEqual(self.update_with_range(line), ((1, ""), following, [line[:17]] * 2))
 
-        self.all_of([*good, *bad], run)
+    @cases(BAD_RANGES)
+    def test_an_address_range_that_is_none(self, line):
+        self.assertEqual(self.update_with_range(line), ((2, "mac Err;"), line, [""] * 2))
 
-    def test_oem_data_alone_and_what_the_supervisor_answers(self):
-        # Whether it answers, what the set makes of it without and with a customer folder.
-        cases = [
-            ("on", (1, ""), (1, "")), ("3000", (1, ""), (1, "")), ("wrong", (1, "oem1 Err;"), (1, "oem1 Err;")),
-            ("off", (1, "oem1 Err;"), (1, "oem1 Err;")), ("9000", (1, "oem1 Err;"), (1, "oem1 Err;")),
-        ]
+    def supervised(self, stick, case):
+        behaviour, outcome = case
+        with Update(stick) as tv:
+            tv.ctl("behave", "supervisor", behaviour)
+            self.assertEqual(tv.outcome(), outcome)
+            self.assertEqual(tv.text("cat", "/var/run/superwatch"), "13")
+            self.assertNotIn(".superwatch13", tv.text("ls", "/var/run"))
+            self.assertEqual(tv.text("flash", "get", "db_table"), "0")
 
-        def run(case):
-            behaviour, items, outcome = case
-            with Folder() as folder:
-                stick = folder / "stick"
-                if items:
-                    full_stick(stick, items, oem=True)
-                else:
-                    write(stick / "OEM_data.zip", "x")
-                with Update(stick) as tv:
-                    tv.ctl("behave", "supervisor", behaviour)
-                    self.assertEqual(tv.outcome(), outcome)
-                    self.assertEqual(tv.update_shell()[-3:], OEM_COMMANDS)
-                    self.assertNotIn(".superwatch13", tv.text("ls", "/var/run"))
-                    self.assertEqual(tv.text("flash", "get", "db_table"), "0")
+    @cases({answer: (answer, outcome) for answer, outcome in SUPERVISOR.items()})
+    def test_oem_data_alone(self, case):
+        with Folder() as folder:
+            write(folder / "stick" / "OEM_data.zip", "x")
+            self.supervised(folder / "stick", case)
 
-        self.all_of([(b, items, o) for b, alone, o in cases for items, o in ((None, alone), (["hdcp1"], o))], run, 5)
+    @cases({answer: (answer, outcome) for answer, outcome in SUPERVISOR.items()})
+    def test_oem_data_and_a_key(self, case):
+        with Folder() as folder:
+            self.supervised(full_stick(folder / "stick", ["hdcp1"], oem=True), case)
 
     def test_a_marker_that_is_gone_after_the_wait(self):
         with Folder() as folder, Update(full_stick(folder / "stick", ["hdcp1"], oem=True)) as tv:
             tv.ctl("behave", "supervisor", "off")
-            tv.await_true(lambda: OEM_COMMANDS[1] in tv.shell(), "the request")
+            tv.await_true(lambda: ".superwatch13" in tv.text("ls", "/var/run"), "the request")
             tv.ctl("rm", "/var/run/.superwatch13")
             self.assertEqual(tv.outcome(), (2, "oem2 Err;"))
             self.assertEqual(tv.led()[0], 1)
 
-    def test_a_stick_without_the_marker_and_one_without_anything_to_take(self):
-        def run(items):
-            with Folder() as folder, Update(full_stick(folder / "stick", items, marker=False)) as tv:
-                self.assertEqual(tv.outcome(), (1, "") if items else (0, ""))
-                self.assertIn(" ret1:1 ret2:1 ", tv.output())
-                self.assertEqual(set(tv.keys()), set(items))
+    @cases({"something": ["hdcp1"], "nothing": []})
+    def test_a_stick_without_the_marker(self, items):
+        with Folder() as folder, Update(full_stick(folder / "stick", items, marker=False)) as tv:
+            self.assertEqual(tv.outcome(), (1, "") if items else (0, ""))
+            self.assertIn(" ret1:1 ret2:1 ", tv.output())
+            self.assertEqual(set(tv.keys()), set(items))
 
-        self.all_of([["hdcp1"], []], run)
-
-    def test_of_two_sticks_the_last_decides(self):
-        def run(order):
-            with Folder() as folder:
-                both = {
-                    "a": full_stick(folder / "a", ["hdcp1"]),
-                    "b": full_stick(folder / "b", ["hdcp2"], address_range="")}
-                write(both["b"] / sticks.CUSTOMER / "HDCP14KEY" / "HDCP14MTK9602_9.bin", key_content("hdcp1", 9))
-                with Update(*(both[name] for name in order)) as tv:
-                    self.assertEqual(tv.outcome(), (1, ""))
-                    number = 9 if order == "ab" else 1
-                    self.assertEqual(tv.keys()["hdcp1"], sticks.crc(key_content("hdcp1", number)))
-                    # A folder that only the other stick has is used as well.
-                    self.assertEqual(tv.keys()["hdcp2"], sticks.crc(key_content("hdcp2")))
-                    where = {name: f"/mnt/usb/sd{'ab'[order.index(name)]}1/{sticks.CUSTOMER}" for name in "ab"}
-                    self.assertEqual(
-                        tv.update_shell(),
-                        [
-                            f"rm -rf {where[order[1]]}/HDCP14KEY/HDCP14MTK9602_{number}.bin",
-                            f"rm -rf {where['b']}/HDCP22KEY/{KEYS['hdcp2'][1]}",
-                        ],
-                    )
-
-        self.all_of(["ab", "ba"], run)
+    @cases(["ab", "ba"])
+    def test_of_two_sticks_the_last_decides(self, order):
+        with Folder() as folder:
+            both = {
+                "a": full_stick(folder / "a", ["hdcp1"]),
+                "b": full_stick(folder / "b", ["hdcp2"], address_range=""),
+            }
+            write(both["b"] / sticks.CUSTOMER / "HDCP14KEY" / "HDCP14MTK9602_9.bin", key_content("hdcp1", 9))
+            with Update(*(both[name] for name in order)) as tv:
+                self.assertEqual(tv.outcome(), (1, ""))
+                number = 9 if order == "ab" else 1
+                self.assertEqual(tv.keys()["hdcp1"], sticks.crc(key_content("hdcp1", number)))
+                # A folder that only the other stick has is used as well.
+                self.assertEqual(tv.keys()["hdcp2"], sticks.crc(key_content("hdcp2")))
+                left = {name: set(tv.read_stick(f"vu_sd{'ab'[order.index(name)]}1")) for name in "ab"}
+                folder_of = f"{sticks.CUSTOMER}/HDCP14KEY/HDCP14MTK9602_"
+                self.assertEqual(folder_of + "1.bin" in left["a"], order == "ab")
+                self.assertEqual(folder_of + "9.bin" in left["b"], order == "ba")
+                self.assertNotIn(f"{sticks.CUSTOMER}/HDCP22KEY/{KEYS['hdcp2'][1]}", left["b"])
 
     def test_a_write_protected_stick(self):
         with Folder() as folder:
@@ -299,34 +255,20 @@ class Import(unittest.TestCase):
                 self.assertEqual(tv.text("flash", "get", "macaddr"), "00-11-22-33-44-FE")
             stick.chmod(0o755)
 
-    def test_names_that_a_shell_would_interpret(self):
-        names = {
-            "blank HDCP14MTK9602 x.bin": True,
-            "HDCP14MTK9602;touch ${PWD}oops;": True,
-            "HDCP14MTK9602$(touch oops)`touch oops`": True,
-            "HDCP14MTK9602'\"&|<>*?#~!": True,
-            "HDCP14MTK9602\ntouch oops\n": True,
-            "-HDCP14MTK9602_+:,@%.bin": False,
-        }
-
-        def run(name):
-            with Folder() as folder:
-                stick = full_stick(folder / "stick", [])
-                write(stick / sticks.CUSTOMER / "HDCP14KEY" / name, key_content("hdcp1"))
-                write(stick / sticks.CUSTOMER / "HDCP14KEY" / "x", "a neighbour")
-                with Update(stick) as tv:
-                    self.assertEqual(tv.outcome(), (1, ""))
-                    path = f"{CUSTOMER}/HDCP14KEY/{name}"
-                    self.assertEqual(tv.trace(who="keys", call="write")[0]["files"], [path])
-                    word = "'" + path.replace("'", "'\\''") + "'" if names[name] else path
-                    self.assertEqual(tv.update_shell(), [f"rm -rf {word}"])
-                    left = [path for path in tv.read_stick() if "HDCP14KEY" in path]
-                    self.assertEqual(left, [f"{sticks.CUSTOMER}/HDCP14KEY/x"])
-                    for place in ("/", "/tmp", STICK, f"{CUSTOMER}/HDCP14KEY"):
-                        self.assertNotIn("oops", tv.text("ls", place))
-
-        self.all_of(names, run)
+    @cases(NAMES)
+    def test_a_name_is_nothing_but_a_name(self, name):
+        with Folder() as folder:
+            stick = full_stick(folder / "stick", [])
+            write(stick / sticks.CUSTOMER / "HDCP14KEY" / name, key_content("hdcp1"))
+            write(stick / sticks.CUSTOMER / "HDCP14KEY" / "x", "a neighbour")
+            with Update(stick) as tv:
+                self.assertEqual(tv.outcome(), (1, ""))
+                self.assertEqual(tv.keys(), {"hdcp1": sticks.crc(key_content("hdcp1"))})
+                left = [path for path in tv.read_stick() if "HDCP14KEY" in path]
+                self.assertEqual(left, [f"{sticks.CUSTOMER}/HDCP14KEY/x"])
+                for place in ("/", "/tmp", STICK, f"{CUSTOMER}/HDCP14KEY"):
+                    self.assertNotIn("oops", tv.text("ls", place))
 
 
 if __name__ == "__main__":
-    setlib.main()
+    runner.main()
