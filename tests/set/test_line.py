@@ -168,6 +168,12 @@ class Commands(unittest.TestCase):
         self.assertEqual(self.tv.line.receive(NEVER, lambda data: len(data) >= 10), status(0x1291, 0))
         self.tv.ctl("line", "--baud", 115200)
 
+    def test_6_a_line_that_hangs_up_and_comes_back(self):
+        self.tv.ctl("line", "--unplug")
+        self.assertEqual(self.ask(0x1290, seconds=3), b"")
+        self.tv.ctl("line", "--plug")
+        self.assertEqual(self.ask(0x1290), status(0x1290, 0))
+
 
 class Leaving(AtOnce):
     def test_leaving_factory_mode_ends_the_link_and_the_application(self):

@@ -103,6 +103,7 @@ class Board {
     std::string Mounts(const Arguments& arguments);
     std::string Screenshot(const Arguments& arguments);
     std::string Line(const Arguments& arguments);
+    std::string PlugLine(const Arguments& arguments);
     std::string CutPower(const Arguments& arguments);
     std::string Reboot(const Arguments& arguments);
 

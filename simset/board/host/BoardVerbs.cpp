@@ -38,6 +38,9 @@ const std::vector<Verb<Board>>& Board::Verbs() {
         {{"line", "[--baud N] [--drop P] [--flip P] [--delay MS] [--seed N]",
           "faults of the serial line, P a probability per byte;\nwithout options: settings and counters as JSON"},
          &Board::Line},
+        {{"line", "--unplug|--plug",
+          "the application's end hangs up, its reads return at once with nothing; it is back"},
+         &Board::PlugLine},
         {{"power-cut", "[--after N]",
           "N: at the Nth step from now, a step being a shell command (not begun),\na mount, a write (done) or a "
           "sync (nothing saved); 0 takes it back"},
@@ -204,6 +207,11 @@ std::string Board::Line(const Arguments& arguments) {
         return {};
     }
     return m_line.Describe() + "\n";
+}
+
+std::string Board::PlugLine(const Arguments& arguments) {
+    m_line.Plug(arguments[0] == "--plug");
+    return {};
 }
 
 std::string Board::CutPower(const Arguments& arguments) {

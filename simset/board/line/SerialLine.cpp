@@ -20,6 +20,7 @@ using Nanos = LineClock::Nanos;
 constexpr Nanos kTick = std::chrono::milliseconds(1);   // bytes of one tick are handed over together
 constexpr Nanos kAhead = std::chrono::milliseconds(5);  // read ahead, so that a late wake-up leaves no gap
 constexpr std::size_t kUnpacedChunk = 4096;
+constexpr int kHungUpCheckMs = 20;  // a program that opens the port anew sets its own waits
 
 Nanos Now() {
     return std::chrono::steady_clock::now().time_since_epoch();
@@ -99,7 +100,8 @@ class SerialLine::Pump {
     }
 
     bool SomeoneListens() const {
-        return m_direction.readers > 0 || (m_direction.number == 0 && !m_direction.everOpened);
+        return m_line.m_plugged &&
+               (m_direction.readers > 0 || (m_direction.number == 0 && !m_direction.everOpened));
     }
 
     void Deliver() {
@@ -190,7 +192,7 @@ SerialLine::SerialLine(const LineSettings& settings)
 
 SerialLine::~SerialLine() {
     m_stop = true;
-    m_watchStop.Signal();
+    m_watchWake.Signal();
     WakeAll();
     m_watcher.join();
     m_toSet.thread.join();
@@ -208,6 +210,16 @@ void SerialLine::Change(const LineSettings& settings) {
         m_settings = settings;
     }
     ++m_generation;
+    WakeAll();
+}
+
+void SerialLine::Plug(bool plugged) {
+    {
+        const std::lock_guard lock(m_mutex);
+        m_plugged = plugged;
+        plugged ? m_set.PickUp() : m_set.HangUp();
+    }
+    m_watchWake.Signal();
     WakeAll();
 }
 
@@ -249,8 +261,12 @@ void SerialLine::Watch() {
     constexpr int kSetWatch = 1;
     alignas(inotify_event) std::array<char, 4096> buffer{};
     while (!m_stop) {
-        std::array<pollfd, 2> polls{pollfd{m_watch.Get(), POLLIN, 0}, m_watchStop.Poll()};
-        ::poll(polls.data(), polls.size(), -1);
+        std::array<pollfd, 2> polls{pollfd{m_watch.Get(), POLLIN, 0}, m_watchWake.Poll()};
+        ::poll(polls.data(), polls.size(), m_plugged ? -1 : kHungUpCheckMs);
+        m_watchWake.Clear();
+        if (const std::lock_guard lock(m_mutex); !m_plugged) {
+            m_set.HangUp();
+        }
         const ssize_t size = ::read(m_watch.Get(), buffer.data(), buffer.size());
         for (std::size_t at = 0; size > 0 && at < static_cast<std::size_t>(size);) {
             inotify_event event{};
@@ -279,6 +295,7 @@ std::string SerialLine::Describe() const {
                                   {"flip", settings.flip},
                                   {"delayMs", settings.delayMs},
                                   {"seed", settings.seed},
+                                  {"plugged", m_plugged.load()},
                                   {"toSet", counters(m_toSet.counters)},
                                   {"fromSet", counters(m_fromSet.counters)}}
         .dump();

@@ -43,6 +43,11 @@ class SerialLine {
     // New settings apply to the bytes that follow; the fault sequence starts again. Any thread.
     void Change(const LineSettings& settings);
 
+    // Takes the line off the application's end, or puts it back. Without a line reads at that end return at once
+    // with nothing, and what is sent from either end is lost; a program that keeps the port open goes on with it
+    // once the line is back. Writing succeeds all the while, and poll() tells nothing. Any thread.
+    void Plug(bool plugged);
+
     // The set lost power: what was on its way to or from it is gone.
     void Reset();
 
@@ -79,8 +84,9 @@ class SerialLine {
     std::atomic<bool> m_stop{false};
     Direction m_toSet;
     Direction m_fromSet;
+    std::atomic<bool> m_plugged{true};
     Descriptor m_watch;
-    WakeUp m_watchStop;
+    WakeUp m_watchWake;
     std::thread m_watcher;
 };
 

@@ -49,6 +49,37 @@ void Terminal::MakeRaw() const {
     }
 }
 
+std::optional<Terminal::Waits> Terminal::ChangeWaits(Waits wanted) const {
+    termios settings{};
+    if (::tcgetattr(slave.Get(), &settings) != 0) {
+        return std::nullopt;
+    }
+    const Waits found{settings.c_cc[VMIN], settings.c_cc[VTIME]};
+    if (found.least == wanted.least && found.tenths == wanted.tenths) {
+        return std::nullopt;
+    }
+    settings.c_cc[VMIN] = wanted.least;
+    settings.c_cc[VTIME] = wanted.tenths;
+    ::tcsetattr(slave.Get(), TCSANOW, &settings);
+    return found;
+}
+
+// Closing the master would hang the terminal up for good: no program that has it open could ever read from it
+// again.
+void Terminal::HangUp() {
+    if (const auto before = ChangeWaits({0, 0})) {
+        m_before = before;
+        ::tcflush(slave.Get(), TCIFLUSH);
+    }
+}
+
+void Terminal::PickUp() {
+    if (m_before) {
+        ChangeWaits(*m_before);
+        m_before.reset();
+    }
+}
+
 int Terminal::CountUsers() const {
     struct stat device {};
     if (::fstat(slave.Get(), &device) != 0) {
