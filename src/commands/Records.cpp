@@ -1,7 +1,6 @@
 // The factory records: one small file each, holding one text and nothing else.
 
 #include <cstdlib>
-#include <cstring>
 
 #include "UartManager/UartManager.h"
 #include "log/LogPrint.h"
@@ -24,20 +23,18 @@ constexpr Record kTestResult = {"/var/local/ZelTestResult", "touch /var/local/Ze
                                 "fopen /var/local/ZelTestResult fail!\n", "ZelSetTestResult"};
 constexpr std::size_t kReadLimit = 256;
 
-// Replaces the record and has the screen redrawn. 1, or 0 with a log line when the file cannot be made.
+// Replaces the record and has the screen redrawn. 1, or 0 with a log line when the text did not reach the disk
+// whole; the former record is then still there.
 std::int32_t Write(UartManager& manager, const Record& record, const std::string& text) {
     if (!zel::RunUnread(record.touch)) {
         zel::LogFail(record.operation, __LINE__);
         return 0;
     }
     zel::SyncStorage();
-    zel::File file = zel::OpenFile(record.path, "wb+");
-    if (!file) {
+    if (!zel::ReplaceFile(record.path, std::string(record.path) + ".new", text.c_str())) {
         zel::LogFail(record.operation, __LINE__);
         return 0;
     }
-    std::fwrite(text.c_str(), 1, std::strlen(text.c_str()), file.get());
-    file.reset();
     zel::SyncStorage();
     manager.SetStatusChanged(1);
     return 1;

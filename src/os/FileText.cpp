@@ -1,4 +1,5 @@
 #include "os/File.h"
+#include "os/Storage.h"
 
 namespace zel {
 
@@ -16,6 +17,21 @@ std::string ReadTextUpTo(std::FILE* file, std::size_t limit) {
 
 bool WriteAll(std::FILE* file, const std::string& bytes) {
     return std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size() && std::fflush(file) == 0;
+}
+
+bool ReplaceFile(const std::string& path, const std::string& beside, const std::string& bytes) {
+    File file = OpenFile(beside, "wb+");
+    if (file == nullptr) {
+        return false;
+    }
+    const bool whole = WriteAll(file.get(), bytes);
+    file.reset();
+    SyncStorage();
+    if (whole && RenameFile(beside, path)) {
+        return true;
+    }
+    RemoveFile(beside);
+    return false;
 }
 
 }  // namespace zel

@@ -9,7 +9,7 @@
 namespace zel {
 
 bool RunUnread(const std::string& command) {
-    std::FILE* pipe = popen(command.c_str(), "r");
+    std::FILE* pipe = popen(command.c_str(), "re");
     if (pipe == nullptr) {
         return false;
     }
@@ -23,7 +23,7 @@ int RunSystem(const std::string& command) {
 
 std::string ReadOutput(const std::string& command) {
     std::string output;
-    std::FILE* pipe = popen(command.c_str(), "r");
+    std::FILE* pipe = popen(command.c_str(), "re");
     if (pipe == nullptr) {
         return output;
     }

@@ -1,4 +1,5 @@
-// Shell commands. Each operation blocks until the command has ended; callable from any thread.
+// Shell commands. Each operation blocks until the command has ended; callable from any thread. What one thread
+// reads from does not reach the shells that others start.
 #ifndef ZELFAC_OS_SHELL_H
 #define ZELFAC_OS_SHELL_H
 

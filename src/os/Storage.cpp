@@ -1,5 +1,6 @@
 #include "os/Storage.h"
 
+#include <fcntl.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -15,13 +16,18 @@ int RemountReadWrite(const char* mountPoint) {
 }
 
 void MakePrivateFolder(const char* path) {
-    if (mkdir(path, S_IRWXU) != 0) {
-        chmod(path, S_IRWXU);
+    struct stat found {};
+    if (lstat(path, &found) == 0 && !S_ISDIR(found.st_mode)) {
+        unlink(path);
     }
-}
-
-void RemoveEmptyFolder(const char* path) {
-    rmdir(path);
+    if (mkdir(path, S_IRWXU) == 0) {
+        return;
+    }
+    const int folder = open(path, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    if (folder != -1) {
+        fchmod(folder, S_IRWXU);
+        close(folder);
+    }
 }
 
 }  // namespace zel

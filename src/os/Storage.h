@@ -10,12 +10,10 @@ void SyncStorage();
 // mount(2) of `mountPoint` with MS_REMOUNT alone: read-write. Returns 0, or -1 as mount(2) does.
 int RemountReadWrite(const char* mountPoint);
 
-// Makes the folder at `path`, whose parent must exist, so that nobody but the owner ever gets into it; one that
-// exists lets only the owner in from now on.
+// Makes the folder at `path` (without a slash at its end), whose parent must exist, so that nobody but the owner
+// ever gets into it; one that exists lets only the owner in from now on. What stands there and is no folder is
+// removed, a link before it leads anywhere.
 void MakePrivateFolder(const char* path);
-
-// Removes the folder at `path` if nothing is in it.
-void RemoveEmptyFolder(const char* path);
 
 }  // namespace zel
 

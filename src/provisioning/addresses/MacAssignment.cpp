@@ -26,10 +26,10 @@ std::int32_t Failed(int line) {
     return -1;
 }
 
-// Writes the range file anew, so that the next set finds the address after this set's.
+// Writes the range file anew, so that the next set finds the address after this set's. What a power cut leaves
+// beside it does not have a range file's name.
 bool RewriteRangeFile(const std::string& path, const std::string& line) {
-    const zel::File file = zel::OpenFile(path, "wb+");
-    return file != nullptr && zel::WriteAll(file.get(), line);
+    return zel::ReplaceFile(path, path.substr(0, path.rfind('/') + 1) + "range.new", line);
 }
 
 }  // namespace
@@ -67,7 +67,7 @@ std::int32_t UartManager::ZelUpdateMac(const std::string& path) {
     const zel::MacAddress start = zel::MacFromDigits(*startDigits);
     std::printf("i32MacStart1: %06X\n", static_cast<std::uint32_t>(start.upper));
     std::printf("i32MacStart2: %06X\n", static_cast<std::uint32_t>(start.lower));
-    if (!zel::IsMacRange(start, end)) {
+    if (!zel::IsMacText(startText) || !zel::AreMacDigits(*endDigits) || !zel::IsMacRange(start, end)) {
         return Failed(__LINE__);
     }
 
@@ -83,7 +83,8 @@ std::int32_t UartManager::ZelUpdateMac(const std::string& path) {
             return Failed(__LINE__);
         }
         zel::SyncStorage();
-        return 0;
+        // A stick that cannot be written would give the same address to every set.
+        return zel::OpenFile(path, "r") != nullptr ? Failed(__LINE__) : 0;
     }
 
     const std::optional<std::string> nextDigits = zel::NextMacDigits(start, end);

@@ -1,5 +1,6 @@
 #include "provisioning/addresses/MacRange.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 
@@ -22,6 +23,11 @@ int DigitValue(char c) {
         return c - 'A' + 10;
     }
     return kNoDigit;
+}
+
+bool IsHexDigit(char c) {
+    const int value = DigitValue(c);
+    return value >= 0 && value < 16;
 }
 
 }  // namespace
@@ -48,20 +54,33 @@ std::int32_t HexTextToNumber(std::string_view text) {
     if (text.size() >= 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X')) {
         text.remove_prefix(2);
     }
-    std::int32_t number = 0;
-    for (const char c : text.substr(0, kHalfDigits)) {
+    std::uint32_t number = 0;
+    for (const char c : text) {
         const int value = DigitValue(c);
         if (value == kNoDigit) {
             break;
         }
-        number = number * 16 + value;
+        number = number * 16 + static_cast<std::uint32_t>(value);
     }
-    return number;
+    return static_cast<std::int32_t>(number);
+}
+
+bool AreMacDigits(std::string_view digits) {
+    return digits.size() == kMacDigits && std::all_of(digits.begin(), digits.end(), IsHexDigit);
+}
+
+bool IsMacText(std::string_view text) {
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (i % 3 == 2 ? DigitValue(text[i]) != kNoDigit : !IsHexDigit(text[i])) {
+            return false;
+        }
+    }
+    return text.size() == kMacTextLength;
 }
 
 MacAddress MacFromDigits(std::string_view digits) {
-    const std::string_view lower = digits.size() > kHalfDigits ? digits.substr(kHalfDigits) : std::string_view();
-    return {HexTextToNumber(digits.substr(0, kHalfDigits)), HexTextToNumber(lower)};
+    const std::size_t lower = digits.size() > kHalfDigits ? digits.size() - kHalfDigits : 0;
+    return {HexTextToNumber(digits.substr(0, kHalfDigits)), HexTextToNumber(digits.substr(lower))};
 }
 
 bool operator==(const MacAddress& a, const MacAddress& b) {

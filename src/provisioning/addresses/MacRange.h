@@ -25,10 +25,16 @@ struct MacAddress {
 std::optional<std::string> CollectMacDigits(std::string_view text);
 
 // The number that `text` writes in hexadecimal, with or without 0x, up to the first character that is neither
-// digit nor letter. Letters of either case; those beyond F count on from 16. At most six characters.
+// digit nor letter. Letters of either case; those beyond F count on from 16. Modulo 2 to the power of 32.
 std::int32_t HexTextToNumber(std::string_view text);
 
-// The address of up to twelve digits; digits that are missing leave a half shorter.
+// Whether `digits` are those of an address: twelve, and no letter beyond F.
+bool AreMacDigits(std::string_view digits);
+
+// Whether `text` is an address: six pairs of such digits, one character between two of them.
+bool IsMacText(std::string_view text);
+
+// The address whose halves the first six and the last six of the digits write.
 MacAddress MacFromDigits(std::string_view digits);
 
 bool operator==(const MacAddress& a, const MacAddress& b);

@@ -21,9 +21,11 @@ namespace {
 constexpr char kIntake[] = "ZelUartCmdProcessRxCmd";
 constexpr std::uint32_t kBusyDelayMilliseconds = 10;
 
-// Forgets the former transfer's files. The folder is private from its first moment: the shell's mkdir, which
-// would let others look in until its mode is changed, finds it there.
+// Forgets the former transfer's files. A link in the folder's place is gone before the shell, which would empty
+// what it leads to, comes by. And the folder is private from its first moment: the shell's mkdir, which would let
+// others look in until its mode is changed, finds it there.
 void ResetStagingArea() {
+    MakePrivateFolder(kStagingFolder);
     RunUnread("rm -rf /tmp/tmpkey/");
     MakePrivateFolder(kStagingFolder);
     RunUnread("mkdir -p /tmp/tmpkey/");

@@ -20,7 +20,7 @@ extern std::atomic<bool> m_bCurrentKeyFinish;
 
 namespace zel {
 
-constexpr char kStagingFolder[] = "/tmp/tmpkey/";
+constexpr char kStagingFolder[] = "/tmp/tmpkey";
 constexpr char kAssemblyFile[] = "/tmp/tmpkey/tmp.bin";  // the chunks received so far, in order of arrival
 
 // One file at a time: while a worker is under way the command thread leaves the rest alone.

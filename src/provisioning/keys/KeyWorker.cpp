@@ -106,7 +106,7 @@ void KeyTransfer::InstallAndAnswer(std::uint16_t commandId) {
         return;
     }
 
-    const std::string folder = std::string(kStagingFolder) + row->word + "/";
+    const std::string folder = std::string(kStagingFolder) + "/" + row->word + "/";
     const std::string staged = folder + row->name;
     Run("rm -rf " + folder, __LINE__);
     Run("mkdir -p " + folder, __LINE__);
@@ -116,10 +116,9 @@ void KeyTransfer::InstallAndAnswer(std::uint16_t commandId) {
     // ESN_ULPK_MAC is staged under its own name and installed as the Widevine keybox: the library knows the pair.
     const std::int32_t result =
         Install(m_manager, *row,
-                row->file == KeyFile::EsnUlpkMac ? std::string(kStagingFolder) + "WIDEVINE/" + kKeybox : staged);
+                row->file == KeyFile::EsnUlpkMac ? std::string(kStagingFolder) + "/WIDEVINE/" + kKeybox : staged);
 
     Run("rm -rf " + (IsConfiguration(*row) ? staged : folder), __LINE__);
-    RemoveEmptyFolder(kStagingFolder);
     SyncStorage();
 
     if (result != 0) {

@@ -125,6 +125,8 @@ void UartManager::ZelSecondUpdateImport() {
             ZelGetUSBUpdateFileFullPath(zel::stick::kCustomerFolder, zel::stick::kCustomerMarker, folder, name))) {
         const int emptyFolders = CountEmptyFolders(*this);
         ImportItems(*this, outcome);
+        // The stick may be pulled as soon as the result is shown: what was used up must not come back.
+        zel::SyncStorage();
         if (emptyFolders != 0) {
             m_secondUpdateStatus = zel::NothingUsable;
             SetStatusChanged(1);

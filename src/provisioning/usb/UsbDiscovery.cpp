@@ -19,6 +19,16 @@ namespace {
 constexpr std::size_t kMountLine = 256;
 constexpr std::size_t kFolderSize = 128;
 
+// The second field of a line of the mount table; empty when the line does not hold it whole, for what is left of
+// it may name the set's own root.
+std::string MountPoint(const char* line) {
+    std::array<char, kMountLine> field{};
+    int end = 0;
+    const bool whole = std::sscanf(line, "%*s %255s%n", field.data(), &end) == 1 &&
+                       std::strchr(" \n", line[end]) != nullptr && line[end] != '\0';
+    return whole ? field.data() : "";
+}
+
 // Calls `visit(mountPoint)` for each stick in the order of the mount table. False when there is no table.
 template <typename Visit>
 bool ForEachStick(Visit&& visit) {
@@ -28,12 +38,13 @@ bool ForEachStick(Visit&& visit) {
     }
     std::array<char, kMountLine> line{};
     while (std::fgets(line.data(), static_cast<int>(line.size()), mounts.get()) != nullptr) {
-        if (std::strstr(line.data(), zel::stick::kDevice) == nullptr) {
-            continue;
+        const bool cut = std::strchr(line.data(), '\n') == nullptr;
+        for (int c = 0; cut && c != '\n' && c != EOF;) {
+            c = std::fgetc(mounts.get());  // what does not fit is no line of its own
         }
-        std::array<char, kMountLine> mountPoint{};
-        std::sscanf(line.data(), "%*s %255s", mountPoint.data());
-        visit(mountPoint.data());
+        if (std::strstr(line.data(), zel::stick::kDevice) != nullptr) {
+            visit(MountPoint(line.data()));
+        }
     }
     return true;
 }
@@ -49,8 +60,8 @@ const char* FindEntry(DIR* folder, const std::string& needle) {
 }
 
 // At most 127 characters: what lies deeper is not looked for.
-std::string StickFolder(const char* mountPoint, const std::string& subfolder) {
-    const std::string path = subfolder.empty() ? mountPoint : std::string(mountPoint) + "/" + subfolder;
+std::string StickFolder(const std::string& mountPoint, const std::string& subfolder) {
+    const std::string path = subfolder.empty() ? mountPoint : mountPoint + "/" + subfolder;
     return path.substr(0, kFolderSize - 1);
 }
 
@@ -69,8 +80,11 @@ std::int32_t UartManager::ZelGetUSBUpdateFileFullPath(const std::string& subfold
                                                       std::string& folder, std::string& name) {
     std::int32_t result = -1;
     bool stickSeen = false;
-    ForEachStick([&](const char* mountPoint) {
+    ForEachStick([&](const std::string& mountPoint) {
         stickSeen = true;
+        if (mountPoint.empty()) {
+            return;
+        }
         const std::string path = StickFolder(mountPoint, subfolder);
         const zel::Folder opened = zel::OpenFolder(path);
         if (opened == nullptr) {
@@ -92,9 +106,9 @@ std::int32_t UartManager::ZelGetUSBUpdateFileFullPath(const std::string& subfold
 std::int32_t UartManager::ZelGetUsbMarkerCount() {
     std::int32_t count = 0;
     bool stickSeen = false;
-    const bool mountsRead = ForEachStick([&](const char* mountPoint) {
+    const bool mountsRead = ForEachStick([&](const std::string& mountPoint) {
         stickSeen = true;
-        const zel::Folder root = zel::OpenFolder(mountPoint);
+        const zel::Folder root = mountPoint.empty() ? nullptr : zel::OpenFolder(mountPoint);
         if (root != nullptr && FindEntry(root.get(), zel::stick::kMarker) != nullptr) {
             ++count;
         }

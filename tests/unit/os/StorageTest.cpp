@@ -44,14 +44,34 @@ TEST_F(Storage, AFolderThatWasOpenToOthersIsClosed) {
     EXPECT_EQ(Mode(), 0700U);
 }
 
-TEST_F(Storage, OnlyAnEmptyFolderIsRemoved) {
+TEST_F(Storage, ALinkInTheFoldersPlaceIsRemovedAndWhatItLeadsToLeftAlone) {
+    const std::string other = m_folder + "/other";
+    ASSERT_EQ(mkdir(other.c_str(), 0700), 0);
+    ASSERT_EQ(chmod(other.c_str(), 0755), 0);
+    ASSERT_EQ(symlink(other.c_str(), m_private.c_str()), 0);
     zel::MakePrivateFolder(m_private.c_str());
-    ASSERT_NE(zel::OpenFile(m_private + "/file", "w"), nullptr);
-    zel::RemoveEmptyFolder(m_private.c_str());
-    EXPECT_EQ(Mode(), 0700U);
-    unlink((m_private + "/file").c_str());
-    zel::RemoveEmptyFolder(m_private.c_str());
-    EXPECT_EQ(Mode(), 0U);
+    struct stat status {};
+    ASSERT_EQ(lstat(m_private.c_str(), &status), 0);
+    EXPECT_TRUE(S_ISDIR(status.st_mode));
+    EXPECT_EQ(status.st_mode & 07777U, 0700U);
+    ASSERT_EQ(stat(other.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777U, 0755U);
+    rmdir(other.c_str());
+}
+
+TEST_F(Storage, AFileIsReplacedInOneStep) {
+    const std::string beside = m_folder + "/new";
+    const std::string path = m_folder + "/record";
+    ASSERT_TRUE(zel::WriteAll(zel::OpenFile(path, "w").get(), "former"));
+    ASSERT_TRUE(zel::WriteAll(zel::OpenFile(beside, "w").get(), "new"));
+    const zel::File open = zel::OpenFile(path, "r");
+    ASSERT_TRUE(zel::RenameFile(beside, path));
+    EXPECT_EQ(zel::ReadUpTo(zel::OpenFile(path, "r").get(), 10), "new");
+    EXPECT_EQ(zel::ReadUpTo(open.get(), 10), "former");
+    EXPECT_EQ(zel::OpenFile(beside, "r"), nullptr);
+    EXPECT_FALSE(zel::RenameFile(beside, path));
+    zel::RemoveFile(path);
+    EXPECT_EQ(zel::OpenFile(path, "r"), nullptr);
 }
 
 TEST_F(Storage, WhatIsNotThereIsNull) {

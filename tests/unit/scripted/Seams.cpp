@@ -47,13 +47,18 @@ void MakePrivateFolder(const char* path) {
     Script::Current().Call(std::string("private ") + path);
 }
 
-void RemoveEmptyFolder(const char* path) {
-    Script::Current().Call(std::string("rmdir ") + path);
-}
-
 File OpenFile(const std::string& path, const char* mode) {
     Script& script = Script::Current();
     return File(script.OpenFails(path) ? nullptr : std::fopen(script.FilePath(path).c_str(), mode));
+}
+
+bool RenameFile(const std::string& from, const std::string& to) {
+    Script& script = Script::Current();
+    return std::rename(script.FilePath(from).c_str(), script.FilePath(to).c_str()) == 0;
+}
+
+void RemoveFile(const std::string& path) {
+    std::remove(Script::Current().FilePath(path).c_str());
 }
 
 Folder OpenFolder(const std::string& path) {

@@ -3,10 +3,12 @@
 namespace {
 
 constexpr char kRange[] = "/mnt/usb/mac.txt";
+constexpr char kBeside[] = "/mnt/usb/range.new";  // must not look like a range file to the next search
 
 class MacAssignment : public scripted::ProvisioningTest {
   protected:
     std::int32_t Update(const std::string& content) {
+        m_content = content;
         script.PutFile(kRange, content);
         std::int32_t result = 1;
         m_output = OutputOf([&] { result = m_manager->ZelUpdateMac(kRange); });
@@ -16,6 +18,15 @@ class MacAssignment : public scripted::ProvisioningTest {
         script.Expect("flash.set macaddr=" + mac);
         script.Expect("meta.writestr 8 " + mac);
     }
+    // Until the new line is on the disk the former one is still there, whole.
+    void ExpectRewritten() {
+        script.Expect("sync").Then([this] {
+            EXPECT_EQ(script.ReadFile(kRange), m_content);
+            EXPECT_NE(script.ReadFile(kBeside), m_content);
+            EXPECT_EQ(script.ReadFile(kBeside).size(), 38U);
+        });
+        script.Expect("sync").Then([this] { EXPECT_FALSE(script.Exists(kBeside)); });
+    }
     // Nothing stored, nothing changed.
     void ExpectRefused(const std::string& content) {
         EXPECT_EQ(Update(content), -1) << content;
@@ -23,12 +34,13 @@ class MacAssignment : public scripted::ProvisioningTest {
         EXPECT_EQ(script.ReadFile(kRange), content);
     }
 
+    std::string m_content;
     std::string m_output;
 };
 
 TEST_F(MacAssignment, TakesTheFirstAndLeavesTheNext) {
     ExpectStored("00-11-22-33-44-FE");
-    script.Expect("sync");
+    ExpectRewritten();
     EXPECT_EQ(Update("00-11-22-33-44-FE--00-11-22-33-44-FF\r\n"), 0);
     EXPECT_EQ(script.ReadFile(kRange), "00-11-22-33-44-FF--00-11-22-33-44-FF\r\n");
     const std::string before =
@@ -44,14 +56,14 @@ TEST_F(MacAssignment, TakesTheFirstAndLeavesTheNext) {
 
 TEST_F(MacAssignment, CarriesIntoTheUpperHalf) {
     ExpectStored("00-11-22-FF-FF-FF");
-    script.Expect("sync");
+    ExpectRewritten();
     EXPECT_EQ(Update("00-11-22-FF-FF-FF--00-11-23-00-00-10\r\n"), 0);
     EXPECT_EQ(script.ReadFile(kRange), "00-11-23-00-00-00--00-11-23-00-00-10\r\n");
 }
 
 TEST_F(MacAssignment, AnUpperHalfOfZeroKeepsItsDigits) {
     ExpectStored("00-00-00-00-00-09");
-    script.Expect("sync");
+    ExpectRewritten();
     EXPECT_EQ(Update("00-00-00-00-00-09--00-00-01-00-00-00\r\n"), 0);
     EXPECT_EQ(script.ReadFile(kRange), "00-00-00-00-00-0A--00-00-01-00-00-00\r\n");
 }
@@ -71,34 +83,45 @@ TEST_F(MacAssignment, TheLastAddressFailsWhenTheFileCannotBeRemoved) {
     EXPECT_TRUE(HasFail(m_output, "ZelUpdateMac"));
 }
 
+TEST_F(MacAssignment, TheLastAddressFailsOnAStickThatCannotBeWritten) {
+    ExpectStored("00-11-22-33-44-FF");
+    script.Expect(std::string("popen rm -rf ") + kRange);
+    script.Expect("sync");
+    EXPECT_EQ(Update("00-11-22-33-44-FF--00-11-22-33-44-FF\r\n"), -1);
+    EXPECT_TRUE(HasFail(m_output, "ZelUpdateMac"));
+}
+
 TEST_F(MacAssignment, ThePathReachesTheShellAsOneWord) {
     const std::string path = "/mnt/usb/my; mac.txt";
     script.PutFile(path, "00-11-22-33-44-FF--00-11-22-33-44-FF");
     ExpectStored("00-11-22-33-44-FF");
-    script.Expect("popen rm -rf '/mnt/usb/my; mac.txt'");
+    script.Expect("popen rm -rf '/mnt/usb/my; mac.txt'").Then([&] { script.RemoveFile(path); });
     script.Expect("sync");
     OutputOf([&] { EXPECT_EQ(m_manager->ZelUpdateMac(path), 0); });
 }
 
 TEST_F(MacAssignment, LowerCaseIsStoredAsWrittenAndRewrittenInUpperCase) {
     ExpectStored("aa-bb-cc-dd-ee-fe");
-    script.Expect("sync");
+    ExpectRewritten();
     EXPECT_EQ(Update("aa-bb-cc-dd-ee-fe--aa-bb-cc-dd-ee-ff\n"), 0);
     EXPECT_EQ(script.ReadFile(kRange), "AA-BB-CC-DD-EE-FF--aa-bb-cc-dd-ee-ff\r\n");
 }
 
 TEST_F(MacAssignment, OtherSeparatorsAreStoredAsWrittenAndRewrittenAsDashes) {
     ExpectStored("00:11:22:33:44:FE");
-    script.Expect("sync");
+    ExpectRewritten();
     EXPECT_EQ(Update("00:11:22:33:44:FE--00.11 22_33/44:FF"), 0);
     EXPECT_EQ(script.ReadFile(kRange), "00-11-22-33-44-FF--00-11-22-33-44-FF\r\n");
 }
 
 TEST_F(MacAssignment, ThirtySixCharactersAreEnoughThirtyFiveAreNot) {
     ExpectStored("00-11-22-33-44-FE");
-    script.Expect("sync");
+    ExpectRewritten();
     EXPECT_EQ(Update("00-11-22-33-44-FE--00-11-22-33-44-FF"), 0);
-    ExpectRefused("00-11-22-33-44-FE--00-11-22-33-44-F");
+    ExpectStored("00-11-22-33-44-FE");
+    ExpectRewritten();
+    EXPECT_EQ(Update("00-11-22-33-44-FE--001122-33-44-FF\r\n"), 0);
+    ExpectRefused("00-11-22-33-44-FE--001122-33-44-FF\n");
     EXPECT_EQ(Count(m_output, "strTmpStart"), 0);
 }
 
@@ -114,9 +137,29 @@ TEST_F(MacAssignment, MalformedRangesAreRefused) {
     EXPECT_EQ(Count(m_output, "i32MacStart2: 1000000"), 1) << m_output;
 }
 
+// What is not two addresses would be stored as it stands, and the next set's range be made from it.
+TEST_F(MacAssignment, WhatIsNotTwoAddressesIsRefused) {
+    for (const char* const content : {
+             "\xEF\xBB\xBF"
+             "00-11-22-33-44-FE--00-11-22-33-44-FF\r\n",  // byte-order mark
+             " 00-11-22-33-44-FE--00-11-22-33-44-FF\r\n",
+             "-----------------\r\n--00-11-22-33-44-FF",
+             "------------------00-11-22-33-44-FF\r\n",
+             "00-11-22-33-44-GE--00-11-22-33-44-FF\r\n",
+             "00-11-22-33-44-0E--00-11-22-33-44-0G\r\n",
+             "0x-11-22-33-44-0E--00-11-22-33-44-FF\r\n",
+             "0011-2233-44FE-----00-11-22-33-44-FF\r\n",
+             "00-11-22-33-44-F --00-11-22-33-44-FF\r\n",
+             "00-11-22-33-44-FE--00-11-22-33-44-F \r\n",
+             "00-11-22-33-44-FE-- the last address\r\n",
+         }) {
+        ExpectRefused(content);
+    }
+}
+
 TEST_F(MacAssignment, OnlyTheFirstLineCounts) {
     ExpectStored("00-11-22-33-44-FE");
-    script.Expect("sync");
+    ExpectRewritten();
     EXPECT_EQ(Update("00-11-22-33-44-FE--00-11-22-33-44-FF\r\nsecond\r\n"), 0);
     EXPECT_EQ(script.ReadFile(kRange), "00-11-22-33-44-FF--00-11-22-33-44-FF\r\n");
     EXPECT_STREQ(m_strCountry, "00-11-22-33-44-FE--00-11-22-33-44-FF\r\n");
@@ -126,7 +169,7 @@ TEST_F(MacAssignment, OnlyTheFirstLineCounts) {
 TEST_F(MacAssignment, TheOtherConfigurationLinesStay) {
     SetLine(m_strRegion, "7\r\n");
     ExpectStored("00-11-22-33-44-FE");
-    script.Expect("sync");
+    ExpectRewritten();
     EXPECT_EQ(Update("00-11-22-33-44-FE--00-11-22-33-44-FF\r\n"), 0);
     EXPECT_STREQ(m_strRegion, "7\r\n");
 }
@@ -161,11 +204,23 @@ TEST_F(MacAssignment, AMetadataFailureLeavesTheFile) {
 
 TEST_F(MacAssignment, AFileThatCannotBeRewrittenFails) {
     const std::string content = "00-11-22-33-44-FE--00-11-22-33-44-FF\r\n";
-    script.Expect("flash.set macaddr=00-11-22-33-44-FE");
-    script.Expect("meta.writestr 8 00-11-22-33-44-FE").Then([this] { script.FailOpen(kRange); });
+    script.FailOpen(kBeside);
+    ExpectStored("00-11-22-33-44-FE");
     EXPECT_EQ(Update(content), -1);
     EXPECT_TRUE(HasFail(m_output, "ZelUpdateMac"));
     EXPECT_EQ(script.ReadFile(kRange), content);
+}
+
+TEST_F(MacAssignment, AFullStickKeepsTheFormerRange) {
+    const std::string content = "00-11-22-33-44-FE--00-11-22-33-44-FF\r\n";
+    script.MakeFolder("/mnt/usb");
+    std::filesystem::create_symlink("/dev/full", script.FilePath(kBeside));
+    ExpectStored("00-11-22-33-44-FE");
+    script.Expect("sync");
+    EXPECT_EQ(Update(content), -1);
+    EXPECT_TRUE(HasFail(m_output, "ZelUpdateMac"));
+    EXPECT_EQ(script.ReadFile(kRange), content);
+    EXPECT_FALSE(script.Exists(kBeside));
 }
 
 // ---- Random address ---------------------------------------------------------------------------------------

@@ -23,7 +23,7 @@ TEST(MacDigits, ASeventhPairFails) {
 }
 
 TEST(MacNumber, LettersCountOnPastF) {
-    EXPECT_EQ(zel::HexTextToNumber("00112233"), 0x001122);
+    EXPECT_EQ(zel::HexTextToNumber("0011223344"), 0x11223344);
     EXPECT_EQ(zel::HexTextToNumber("aBcDeF"), 0xABCDEF);
     EXPECT_EQ(zel::HexTextToNumber("0x1F"), 0x1F);
     EXPECT_EQ(zel::HexTextToNumber("0X1f"), 0x1F);
@@ -31,6 +31,28 @@ TEST(MacNumber, LettersCountOnPastF) {
     EXPECT_EQ(zel::HexTextToNumber("z0"), 35 * 16);
     EXPECT_EQ(zel::HexTextToNumber("12-34"), 0x12);
     EXPECT_EQ(zel::HexTextToNumber(""), 0);
+}
+
+TEST(MacDigits, HalvesAreTheFirstSixAndTheLastSix) {
+    EXPECT_EQ(zel::MacFromDigits("00112233445F"), (MacAddress{0x001122, 0x33445F}));
+    EXPECT_EQ(zel::MacFromDigits("001122334"), (MacAddress{0x001122, 0x122334}));
+    EXPECT_EQ(zel::MacFromDigits("0011"), (MacAddress{0x11, 0x11}));
+}
+
+TEST(MacDigits, AnAddressHasTwelveAndNoLetterBeyondF) {
+    EXPECT_TRUE(zel::AreMacDigits("00aaBB99ffFF"));
+    for (const char* const digits : {"", "00aaBB99ffF", "00aaBB99ffFF0", "00aaBB99ffFG", "00aaBB99ff F"}) {
+        EXPECT_FALSE(zel::AreMacDigits(digits)) << digits;
+    }
+}
+
+TEST(MacText, AnAddressIsSixPairsWithOneCharacterBetween) {
+    EXPECT_TRUE(zel::IsMacText("00-11-aa-BB-99-ff"));
+    EXPECT_TRUE(zel::IsMacText("00:11.aa BB/99_ff"));
+    for (const char* const text : {"", "00-11-aa-BB-99-f", "00-11-aa-BB-99-ff-", "00-11-aa-BB-99-fg",
+                                   "00-11-aaxBB-99-ff", "001122334455-----", "-----------------"}) {
+        EXPECT_FALSE(zel::IsMacText(text)) << text;
+    }
 }
 
 TEST(MacRange, StartMustNotBeBeyondEnd) {

@@ -158,8 +158,9 @@ TEST_F(KeyTransfer, AfterASuccessAOneChunkFileIsInstalled) {
 }
 
 TEST_F(KeyTransfer, AShellThatDoesNotStartIsLoggedAndTheTransferGoesOn) {
+    script.Expect("private /tmp/tmpkey");
     script.Expect("popen rm -rf /tmp/tmpkey/").Returns(-1);
-    script.Expect("private /tmp/tmpkey/");
+    script.Expect("private /tmp/tmpkey");
     script.Expect("popen mkdir -p /tmp/tmpkey/").Returns(-1);
     script.Expect("popen touch /tmp/tmpkey/tmp.bin").Returns(-1);
     script.Expect("sync");
@@ -179,6 +180,19 @@ TEST_F(KeyTransfer, AChunkFileThatCannotBeOpenedIsCountedAllTheSame) {
     script.Expect("start-thread");
     const std::string output = OutputOf([this] { EXPECT_EQ(Chunk(kHdcp1, 0, 1), 1); });
     EXPECT_TRUE(HasFail(output, "ZelUartCmdProcessRxCmd")) << output;
+}
+
+TEST_F(KeyTransfer, AChunkThatTheFullDiskDoesNotTakeIsLoggedAndCountedAllTheSame) {
+    std::filesystem::create_symlink("/dev/full", script.FilePath(ChunkPath(0)));
+    ExpectReset();
+    script.Expect("popen touch " + ChunkPath(0));
+    script.Expect("popen cat " + ChunkPath(0) + " >> " + kAssembly);
+    const std::string output = OutputOf([this] { EXPECT_EQ(Chunk(kHdcp1, 0, 2), 1); });
+    EXPECT_TRUE(HasFail(output, "ZelUartCmdProcessRxCmd")) << output;
+    ExpectChunk(1);
+    script.Expect("start-thread");
+    EXPECT_EQ(Chunk(kHdcp1, 1, 2, "rest"), 1);
+    EXPECT_EQ(script.ReadFile(kAssembly), "rest");
 }
 
 TEST_F(KeyTransfer, AThreadThatCannotBeCreatedBlocksAllLaterOnes) {

@@ -74,7 +74,7 @@ class Import : public SecondUpdateTest {
         script.Expect("flash.set macaddr=00-11-22-33-44-FE").Returns(fault == Fault::None ? 0 : 1);
         if (fault == Fault::None) {
             script.Expect("meta.writestr 8 00-11-22-33-44-FE");
-            script.Expect("sync");
+            script.Expect("sync").Times(2);
         }
     }
     void ExpectItem(const Item& item, Fault fault) {
@@ -97,6 +97,11 @@ class Import : public SecondUpdateTest {
             const std::string path = Path(item);
             script.Expect("popen rm -rf " + path).Then([this, path] { script.RemoveFile(path); });
         }
+    }
+    // Behind the items: what they changed on the stick, then the request.
+    void ExpectRebuild() {
+        script.Expect("sync");
+        SecondUpdateTest::ExpectRebuild();
     }
     void Run() {
         m_output = OutputOf([this] { m_manager->ZelSecondUpdateImport(); });
@@ -173,6 +178,7 @@ TEST_P(EmptyFolder, EndsTheImportAfterTheOtherItems) {
         }
     }
     m_secondUpdateStatus = 9;
+    script.Expect("sync").Then([] { EXPECT_EQ(m_secondUpdateStatus, 9) << "synced before the result is shown"; });
     Run();
     ExpectOutcome(0, kItems[failing].errorWord);
     EXPECT_EQ(Count(m_output, " ZelSecondUpdateImport "), 2) << m_output;
@@ -223,6 +229,7 @@ TEST_F(Import, ThreeFilesServeThreeSets) {
         ExpectOutcome(1, "");
         script.Verify();
     }
+    script.Expect("sync");
     Run();  // the fourth set finds an empty folder
     ExpectOutcome(0, "");
 }
@@ -275,6 +282,7 @@ TEST_F(Import, ACustomerFolderWithoutItsMarkerWillDo) {
 }
 
 TEST_F(Import, AFailedRebuildRequestIsLogged) {
+    script.Expect("sync");
     script.Expect("flash.set db_table=0").Returns(1);
     script.Expect("sync");
     Run();
@@ -306,7 +314,7 @@ class OemImport : public Import {
 
 TEST_F(OemImport, AloneSucceeds) {
     ExpectSupervisor("13", "x ret=0 y");
-    ExpectRebuild();
+    SecondUpdateTest::ExpectRebuild();
     ExpectLeds();
     Run();
     ExpectOutcome(1, "");
@@ -322,15 +330,26 @@ TEST_F(OemImport, ComesAfterTheItems) {
     ExpectItem(kItems[2], Fault::None);
     ExpectRebuild();
     ExpectSupervisor("13", "ret=0");
-    ExpectRebuild();
+    SecondUpdateTest::ExpectRebuild();
     ExpectLeds();
     Run();
     ExpectOutcome(1, "");
 }
 
+TEST_F(OemImport, AFailedItemIsNotMadeGoodByIt) {
+    script.PutFile(std::string(kCustomer) + "/ZelFacTest_Eu4K", "");
+    Put(kItems[2]);
+    ExpectItem(kItems[2], Fault::Check);
+    ExpectRebuild();
+    ExpectSupervisor("13", "ret=0");
+    SecondUpdateTest::ExpectRebuild();
+    Run();
+    ExpectOutcome(2, "hdcp22 Err;");
+}
+
 TEST_F(OemImport, AnAnswerWithoutSuccessIsNamedOnly) {
     ExpectSupervisor("13", "ret=1");
-    ExpectRebuild();
+    SecondUpdateTest::ExpectRebuild();
     ExpectLeds();
     Run();
     ExpectOutcome(1, "oem1 Err;");
@@ -340,14 +359,14 @@ TEST_F(OemImport, AnAnswerWithoutSuccessIsNamedOnly) {
 TEST_F(OemImport, AnswersAreReadUpTo256Bytes) {
     const std::string late = std::string(252, 'x') + "ret=0";
     ExpectSupervisor("13", late.c_str());
-    ExpectRebuild();
+    SecondUpdateTest::ExpectRebuild();
     ExpectLeds();
     Run();
     ExpectOutcome(1, "oem1 Err;");
     const std::string early = std::string(251, 'x') + "ret=0";
     m_strSecondUpdateMessage.Set("");
     ExpectSupervisor("13", early.c_str());
-    ExpectRebuild();
+    SecondUpdateTest::ExpectRebuild();
     ExpectLeds();
     Run();
     ExpectOutcome(1, "");
@@ -355,7 +374,7 @@ TEST_F(OemImport, AnswersAreReadUpTo256Bytes) {
 
 TEST_F(OemImport, AMarkerThatIsGoneIsSuccessAndFailure) {
     ExpectSupervisor("13", nullptr);
-    ExpectRebuild();
+    SecondUpdateTest::ExpectRebuild();
     Run();
     ExpectOutcome(2, "oem2 Err;");
     EXPECT_TRUE(HasLine(m_output, " ZelSecondUpdateImport ", " fopen /var/run/.superwatch13 fail\n")) << m_output;
@@ -365,7 +384,7 @@ TEST_F(OemImport, NothingThatTheShellCanDo) {
     script.Expect("system touch /var/run/.superwatch13").Returns(kExit1);
     script.Expect("system echo 13 > /var/run/superwatch").Returns(-1);
     script.Expect("system rm -rf /var/run/.superwatch13").Returns(9);  // ended by a signal
-    ExpectRebuild();
+    SecondUpdateTest::ExpectRebuild();
     Run();
     ExpectOutcome(2, "oem Err;oem3 Err;");
     for (const char* const line :
@@ -383,7 +402,7 @@ TEST_F(OemImport, AFailedMarkerDoesNotKeepTheRequestBack) {
     script.Expect("sync");
     script.Expect("system rm -rf /var/run/.superwatch13");
     script.Expect("sync");
-    ExpectRebuild();
+    SecondUpdateTest::ExpectRebuild();
     Run();
     ExpectOutcome(2, "oem Err;");
 }

@@ -33,7 +33,10 @@ class Entry : public SecondUpdateTest {
         script.Expect("system echo ForceFreerun=TRUE > /proc/utopia_mdb/xc").Returns(status);
         script.Expect("sync");
     }
-    void ExpectEmptyImport() { ExpectRebuild(); }
+    void ExpectEmptyImport() {
+        script.Expect("sync");
+        ExpectRebuild();
+    }
     void ExpectExport(const std::string& root) {
         script.Expect("system rm -rf " + root + "/CopyRW9602CustomerFile");
         script.Expect("system mkdir -p " + root + "/CopyRW9602CustomerFile/CONFIG").Returns(kExit1);

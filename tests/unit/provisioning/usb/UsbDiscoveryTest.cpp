@@ -100,6 +100,27 @@ TEST_F(UsbDiscovery, LongTableLinesStayInsideTheirBuffers) {
     EXPECT_EQ(m_folder, "/mnt/a");
 }
 
+// Without its mount point a stick's line is none: the set's own root is not searched in its place.
+TEST_F(UsbDiscovery, AnOverlongFieldDoesNotMakeTheRootAStick) {
+    const std::string device = "/dev/shm/shm_tmp/vu_";
+    script.PutFile("/Keys/HDCP1", "the set's own");
+    script.PutFile("/mnt/HDCP1", "the set's own");
+    script.PutFile("/USB.ZEL", "");
+    script.PutFile("/mnt/USB.ZEL", "");
+    for (const std::string& line :
+         {device + std::string(300, 'x') + " /mnt/a vfat rw 0 0\n",
+          device + std::string(235 - 1, 'x') + " /mnt/a vfat rw 0 0\n",  // cut behind the root's slash
+          device + std::string(235 - 4, 'x') + " /mnt/a vfat rw 0 0\n",  // cut behind a folder's name
+          device + "sda1 /" + std::string(300, 'x') + " vfat rw 0 0\n",
+          std::string(255, 'x') + device + " / vfat rw 0 0\n"}) {  // the rest is no line of its own
+        script.PutFile("/proc/mounts", line);
+        EXPECT_EQ(Search("Keys", "HDCP"), -1) << line;
+        EXPECT_EQ(Search("", "HDCP"), -1) << line;
+        EXPECT_EQ(CountMarkers(), 0) << line;
+        EXPECT_EQ(m_folder, "before");
+    }
+}
+
 TEST_F(UsbDiscovery, MarkersAreCountedOncePerStick) {
     PutSticks({"/mnt/a", "/mnt/b", "/mnt/c"});
     script.PutFile("/mnt/a/USB.ZEL", "");
