@@ -7,16 +7,16 @@
 #include "protocol/FrameCodec.h"
 
 void UartManager::SendFrame(UartFrame frame) {
-    if (input_fd == -1) {
-        std::printf("input_fd open failed\n");
-        return;
-    }
     const zel::WireFrame wire = zel::EncodeFrame(frame);
-    const zel::SendLock lock(m_sendMutex);
-    const std::int32_t port = input_fd;
-    if (port != -1) {
-        zel::WriteSerialPort(port, wire.bytes.data(), wire.size);
+    {
+        const zel::SendLock lock(m_sendMutex);
+        const std::int32_t port = input_fd;
+        if (port != -1) {
+            zel::WriteSerialPort(port, wire.bytes.data(), wire.size);
+            return;
+        }
     }
+    std::printf("input_fd open failed\n");
 }
 
 void UartManager::SendStatusReply(std::uint16_t commandId, std::uint8_t status) {

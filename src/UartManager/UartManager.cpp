@@ -37,21 +37,24 @@ UartManager::~UartManager() {
 }
 
 std::int32_t UartManager::Start() {
+    const std::lock_guard<std::mutex> lock(m_linkMutex);
     if (_bExitUartDebug == 0) {
         return 1;
     }
+    // A thread that stopped the link could not join itself. It is gone before there is another in its place.
+    JoinLinkThread(m_ZelUartCommandThreadId);
     _bExitUartDebug = 0;
-    const int result = zel::StartThread(m_threadUartDebugMode, ZelInitThread, this, __LINE__);
+    const int result = StartLinkThread(m_threadUartDebugMode, ZelInitThread, this, __LINE__);
     if (result != 0) {
         zel::ReportThreadError(result, __LINE__,
                                "pthread_create(&m_threadUartDebugMode, &attr, ZelInitThread, this)");
         _bExitUartDebug = 1;
         return 0;
     }
-    if (zel::StartThread(m_ZelUartCommandThreadId, ZelUartCommandThread, this, __LINE__) != 0) {
+    if (StartLinkThread(m_ZelUartCommandThreadId, ZelUartCommandThread, this, __LINE__) != 0) {
         _bExitUartDebug = 1;
         // The reader leaves by itself; without the join a prompt second Start would have two of them.
-        zel::JoinThread(m_threadUartDebugMode);
+        JoinLinkThread(m_threadUartDebugMode);
         return 0;
     }
     return 1;
@@ -61,15 +64,31 @@ void UartManager::Stop() {
     if (_bExitUartDebug.exchange(1) == 1) {
         return;
     }
+    const std::lock_guard<std::mutex> lock(m_linkMutex);
     JoinReported(m_threadUartDebugMode, __LINE__, "pthread_join(m_threadUartDebugMode, &thread_result)",
                  "m_threadUartDebugStart join failed", "Exit m_threadUartDebugStart Success.");
     JoinReported(m_ZelUartCommandThreadId, __LINE__, "pthread_join(m_ZelUartCommandThreadId, &thread_result)",
                  "m_ZelUartCommandThreadId join failed", "Exit m_ZelUartCommandThreadId Success.");
 }
 
-void UartManager::JoinReported(pthread_t thread, int line, const char* call, const char* failed,
+int UartManager::StartLinkThread(LinkThread& thread, void* (*entry)(void*), UartManager* manager, int line) {
+    const int result = zel::StartThread(thread.id, entry, manager, line);
+    thread.started = result == 0;
+    return result;
+}
+
+int UartManager::JoinLinkThread(LinkThread& thread) {
+    const int result = thread.started ? zel::JoinThread(thread.id) : 0;
+    thread.started = thread.started && result != 0;
+    return result;
+}
+
+void UartManager::JoinReported(LinkThread& thread, int line, const char* call, const char* failed,
                                const char* succeeded) {
-    const int result = zel::JoinThread(thread);
+    if (!thread.started) {
+        return;
+    }
+    const int result = JoinLinkThread(thread);
     zel::ReportThreadError(result, line, call);
     std::printf("%s", result == 0 ? succeeded : failed);
 }

@@ -93,7 +93,8 @@ class UartManager : public ModelClient {
 
     // Drops all frames received but not decoded yet. Any thread.
     void ClearPendingFrames();
-    // Appends a burst to the raw queue. The reader's; any thread.
+    // Appends a burst to the raw queue, or drops it when too much waits there; the first of a flood with a log
+    // line. The reader's; any thread.
     void QueueRawBlock(std::vector<std::uint8_t> block);
 
     // ---- Replies (UartManager/) ---------------------------------------------------------------------------
@@ -195,17 +196,36 @@ class UartManager : public ModelClient {
     const std::shared_ptr<zel::RadioScan> m_radioScan = zel::MakeRadioScan();
 
   private:
+    // A thread of the link, from its start until it has been joined.
+    struct LinkThread {
+        pthread_t id{};
+        bool started = false;
+    };
+
+    // Opens the port anew when it can be, in the place of `port`, which has hung up for good. The port to go on
+    // with.
+    int ReplaceHungUpPort(int port);
     void ParseRawBlock(const std::vector<std::uint8_t>& block);
     bool TakeFrame(UartFrame& frame);
-    void JoinReported(pthread_t thread, int line, const char* call, const char* failed, const char* succeeded);
+    static int StartLinkThread(LinkThread& thread, void* (*entry)(void*), UartManager* manager, int line);
+    // Join a thread that was started and not joined yet: quietly, with the thread library's status; or with a word
+    // on how that went.
+    static int JoinLinkThread(LinkThread& thread);
+    static void JoinReported(LinkThread& thread, int line, const char* call, const char* failed,
+                             const char* succeeded);
 
-    pthread_t m_threadUartDebugMode{};     // reader
-    pthread_t m_ZelUartCommandThreadId{};  // command thread
-    pthread_t m_threadWifiScan{};          // scan thread
+    // Held by Start and Stop from beginning to end: ids are written before anyone reads them.
+    std::mutex m_linkMutex;
+    LinkThread m_threadUartDebugMode;     // reader
+    LinkThread m_ZelUartCommandThreadId;  // command thread
+    pthread_t m_threadWifiScan{};         // scan thread
 
     std::mutex m_rawMutex;
     std::deque<std::vector<std::uint8_t>> m_rawQueue;  // bursts, oldest first
+    std::size_t m_rawWeight = 0;                       // what waits in it
+    bool m_rawFlood = false;                           // bursts were dropped since it was empty last
     zel::RxParser m_parser;                            // command thread's
+    bool m_frameFlood = false;                         // command thread's: the last burst had frames too many
     std::mutex m_frameMutex;
     std::deque<UartFrame> m_frameQueue;  // frames not decoded yet, oldest first
 

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstdio>
 #include <utility>
 
@@ -16,6 +17,19 @@ constexpr std::uint32_t kSilence = 500000;   // microseconds of silence that end
 constexpr std::uint32_t kPassPause = 10000;  // microseconds between two passes of the command thread
 constexpr std::uint32_t kReadyPasses = 199;  // passes without a ready frame; the one after sends it
 
+// Frames and bursts wait for the command thread, which takes one of each per pass and may be busy for 30 s. The
+// longest that a line sends before it waits for an answer is a key file, at most 255 chunks and a handful of
+// queries: four of them fit. More is a flood, and what does not fit of it is dropped.
+constexpr std::size_t kMostFrames = 1024;
+// Bytes of bursts. A small burst counts as kLeastWeight, for what it costs to keep: so 256 of them fit, and as a
+// burst ends with 0.5 s of silence they are two minutes of a line.
+constexpr std::size_t kMostRaw = 4 * kBurstLimit;
+constexpr std::size_t kLeastWeight = kMostRaw / 256;
+
+std::size_t WeightOf(const std::vector<std::uint8_t>& burst) {
+    return std::max(burst.size(), kLeastWeight);
+}
+
 }  // namespace
 
 void* UartManager::ZelInitThread(void* manager) {
@@ -25,7 +39,7 @@ void* UartManager::ZelInitThread(void* manager) {
 }
 
 void UartManager::ZelUartReadLoop() {
-    const int port = zel::OpenSerialPort(kPortPath);
+    int port = zel::OpenSerialPort(kPortPath);
     input_fd = port;
     if (port < 0) {
         std::printf("error open %s\n", kPortPath);
@@ -37,7 +51,8 @@ void UartManager::ZelUartReadLoop() {
     while (_bExitUartDebug == 0) {
         std::size_t count = 0;
         ssize_t got = 0;
-        while (count < kBurstLimit && (got = zel::ReadSerialPort(port, &burst[count], kBurstLimit - count)) > 0) {
+        while (_bExitUartDebug == 0 && count < kBurstLimit &&
+               (got = zel::ReadSerialPort(port, &burst[count], kBurstLimit - count)) > 0) {
             count += static_cast<std::size_t>(got);
         }
         if (count != 0) {
@@ -45,6 +60,9 @@ void UartManager::ZelUartReadLoop() {
         } else if (got < 0) {
             // A dead line fails at once, every time: it shall cost no more than a silent one.
             zel::DelayMicroseconds(kSilence);
+            if (zel::HasHungUp(port)) {
+                port = ReplaceHungUpPort(port);
+            }
         }
     }
     {
@@ -53,6 +71,18 @@ void UartManager::ZelUartReadLoop() {
         zel::CloseSerialPort(port);
     }
     std::printf("Cus Uart1 Debug Exit!\n");
+}
+
+int UartManager::ReplaceHungUpPort(int port) {
+    const int fresh = zel::OpenSerialPort(kPortPath);
+    if (fresh < 0) {
+        return port;
+    }
+    zel::ConfigureSerialPort(fresh);
+    const zel::SendLock lock(m_sendMutex);
+    input_fd = fresh;
+    zel::CloseSerialPort(port);
+    return fresh;
 }
 
 void* UartManager::ZelUartCommandThread(void* manager) {
@@ -73,6 +103,7 @@ void UartManager::RunCommandPass(std::uint32_t& readyCounter) {
         if (!m_rawQueue.empty()) {
             block = std::move(m_rawQueue.front());
             m_rawQueue.pop_front();
+            m_rawWeight -= WeightOf(block);
         }
     }
     ParseRawBlock(block);
@@ -87,10 +118,23 @@ void UartManager::RunCommandPass(std::uint32_t& readyCounter) {
 }
 
 void UartManager::ParseRawBlock(const std::vector<std::uint8_t>& block) {
-    m_parser.ParseRxBytes(block.data(), block.size(), [this](const UartFrame& frame) {
+    if (block.empty()) {
+        return;
+    }
+    bool dropped = false;
+    m_parser.ParseRxBytes(block.data(), block.size(), [&](const UartFrame& frame) {
         const std::lock_guard<std::mutex> lock(m_frameMutex);
-        m_frameQueue.push_back(frame);
+        if (m_frameQueue.size() < kMostFrames) {
+            m_frameQueue.push_back(frame);
+        } else {
+            dropped = true;
+        }
     });
+    // A flood goes on as long as every burst has frames too many.
+    if (dropped && !m_frameFlood) {
+        LogPrint("line flooded: %zu frames wait, dropping the rest\n", kMostFrames);
+    }
+    m_frameFlood = dropped;
 }
 
 bool UartManager::TakeFrame(UartFrame& frame) {
@@ -109,6 +153,22 @@ void UartManager::ClearPendingFrames() {
 }
 
 void UartManager::QueueRawBlock(std::vector<std::uint8_t> block) {
-    const std::lock_guard<std::mutex> lock(m_rawMutex);
-    m_rawQueue.push_back(std::move(block));
+    const std::size_t weight = WeightOf(block);
+    bool floodBegins = false;
+    {
+        const std::lock_guard<std::mutex> lock(m_rawMutex);
+        if (m_rawQueue.empty()) {
+            m_rawFlood = false;
+        }
+        if (m_rawWeight + weight <= kMostRaw) {
+            m_rawWeight += weight;
+            m_rawQueue.push_back(std::move(block));
+        } else {
+            floodBegins = !m_rawFlood;
+            m_rawFlood = true;
+        }
+    }
+    if (floodBegins) {
+        LogPrint("line flooded: bursts wait, dropping the rest\n");
+    }
 }

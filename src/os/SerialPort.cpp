@@ -1,10 +1,21 @@
 #include "os/SerialPort.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <termios.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <chrono>
+
 namespace zel {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto kSilence = 500ms;
+
+}  // namespace
 
 int OpenSerialPort(const char* path) {
     const int descriptor = open(path, O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
@@ -24,13 +35,26 @@ void ConfigureSerialPort(int descriptor) {
     attributes.c_cflag &= ~static_cast<tcflag_t>(CRTSCTS | PARENB | CSTOPB | CSIZE);
     attributes.c_cflag |= CS8 | CREAD | CLOCAL;
     attributes.c_lflag &= ~static_cast<tcflag_t>(ISIG | ICANON | ECHO | ECHOE);
-    attributes.c_cc[VTIME] = 5;  // tenths of a second
+    attributes.c_cc[VTIME] = kSilence / 100ms;  // in tenths of a second
     attributes.c_cc[VMIN] = 0;
     tcsetattr(descriptor, TCSANOW, &attributes);
 }
 
 ssize_t ReadSerialPort(int descriptor, std::uint8_t* bytes, std::size_t size) {
-    return read(descriptor, bytes, size);
+    using Clock = std::chrono::steady_clock;
+    constexpr auto kTooSoon = kSilence / 2;
+    Clock::time_point asked;
+    ssize_t got = 0;
+    do {
+        asked = Clock::now();
+        got = read(descriptor, bytes, size);
+    } while (got < 0 && errno == EINTR);
+    return got == 0 && Clock::now() - asked < kTooSoon ? -1 : got;
+}
+
+bool HasHungUp(int descriptor) {
+    pollfd port{descriptor, 0, 0};
+    return poll(&port, 1, 0) > 0 && (port.revents & POLLHUP) != 0;
 }
 
 ssize_t WriteSerialPort(int descriptor, const std::uint8_t* bytes, std::size_t size) {

@@ -19,8 +19,12 @@ int OpenSerialPort(const char* path);
 void ConfigureSerialPort(int descriptor);
 
 // read(2) of 1 to `size` bytes: blocks until bytes are there or the line has been silent for 0.5 s (0). -1 on an
-// error.
+// error, and when nothing came clearly before the silence had lasted: a line that has hung up says so at once,
+// every time.
 ssize_t ReadSerialPort(int descriptor, std::uint8_t* bytes, std::size_t size);
+
+// Whether the terminal behind the descriptor has hung up: no read of it will ever give a byte again.
+bool HasHungUp(int descriptor);
 
 // write(2) of `size` bytes in one call; blocks while the line is slower. Returns the bytes taken, -1 on an error.
 ssize_t WriteSerialPort(int descriptor, const std::uint8_t* bytes, std::size_t size);

@@ -52,7 +52,7 @@ inline std::string Hex(const Bytes& bytes) {
 class LinkTest : public Test {
   protected:
     ~LinkTest() override {
-        // The manager's destructor joins its threads; the set's object is never destroyed.
+        // The manager's destructor joins threads that a test has left running.
         script.Allow("join");
         script.CaptureOutput();
         m_manager.reset();

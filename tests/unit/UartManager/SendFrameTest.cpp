@@ -1,4 +1,7 @@
 // What goes onto the wire, byte for byte.
+#include <pthread.h>
+#include <unistd.h>
+
 #include "UartManager/LinkFixture.h"
 
 namespace {
@@ -16,6 +19,30 @@ TEST_F(SendFrame, AClosedPortLosesTheFrame) {
     UartManager::input_fd = -1;
     script.CaptureOutput();
     m_manager->SendStatusReply(0x1273, 0);
+    EXPECT_EQ(script.Output(), "input_fd open failed\n");
+}
+
+TEST_F(SendFrame, APortThatClosesWhileTheFrameWaitsForItLosesItAloud) {
+    // The C library keeps the stacks of threads: a small one is of no use to the tests that start threads of a
+    // usual size and rely on it that there is no room for them.
+    pthread_attr_t smallStack;
+    pthread_attr_init(&smallStack);
+    pthread_attr_setstacksize(&smallStack, 256 * 1024);
+    pthread_t second{};
+    script.CaptureOutput();
+    script.Expect("serial.write " + scripted::Hex(scripted::WireFrameOf(0x10, 0x1273, {0}, 0, 1))).Then([&] {
+        // Another frame comes while the first is being written; before its turn the port is closed.
+        const auto send = [](void* manager) -> void* {
+            static_cast<UartManager*>(manager)->SendStatusReply(0x1289, 0);
+            return nullptr;
+        };
+        ASSERT_EQ(pthread_create(&second, &smallStack, send, m_manager.get()), 0);
+        usleep(50000);
+        UartManager::input_fd = -1;
+    });
+    m_manager->SendStatusReply(0x1273, 0);
+    pthread_join(second, nullptr);
+    pthread_attr_destroy(&smallStack);
     EXPECT_EQ(script.Output(), "input_fd open failed\n");
 }
 

@@ -123,7 +123,51 @@ TEST_F(SerialLink, StartsAgainAfterStop) {
     EXPECT_EQ(UartManager::_bExitUartDebug, 0);
 }
 
+// The one that stopped the link cannot join itself: the next start does, before it has a successor.
+TEST_F(SerialLink, AThreadThatCouldNotBeJoinedIsBeforeTheNextStart) {
+    script.Expect("start-thread").Times(2);
+    m_manager->Start();
+    script.Expect("join");
+    script.Expect("join").Returns(35);
+    script.CaptureOutput();
+    m_manager->Stop();
+    script.Output();
+    script.Expect("join").Then([] { EXPECT_EQ(UartManager::_bExitUartDebug, 1); });
+    script.Expect("start-thread").Times(2);
+    EXPECT_EQ(m_manager->Start(), 1);
+}
+
+TEST_F(SerialLink, DestructionJoinsNothingThatWasNeverStarted) {
+    script.CaptureOutput();
+    m_manager.reset();
+    EXPECT_EQ(script.Output(), "");
+}
+
+TEST_F(SerialLink, DestructionJoinsNothingThatWasJoined) {
+    script.Expect("start-thread").Times(2);
+    m_manager->Start();
+    script.Expect("join").Times(2);
+    script.CaptureOutput();
+    m_manager->Stop();
+    script.Output();
+    script.CaptureOutput();
+    m_manager.reset();
+    EXPECT_EQ(script.Output(), "");
+}
+
+TEST_F(SerialLink, DestructionJoinsNothingOfAStartThatFailed) {
+    script.Expect("start-thread");
+    script.Expect("start-thread").Returns(11);
+    script.Expect("join");
+    m_manager->Start();
+    script.CaptureOutput();
+    m_manager.reset();
+    EXPECT_EQ(script.Output(), "");
+}
+
 TEST_F(SerialLink, DestructionJoinsWithTextsOfItsOwn) {
+    script.Expect("start-thread").Times(2);
+    m_manager->Start();
     script.Expect("join").Returns(3);
     script.Expect("join");
     script.CaptureOutput();
@@ -198,10 +242,45 @@ TEST_F(SerialLink, ADeadLineCostsNoMoreThanASilentOne) {
     for (int i = 0; i < 3; ++i) {
         script.Expect("serial.read").Returns(-1);
         script.Expect("delay 500000");
+        script.Expect("serial.hung-up 5");
     }
     ExpectSilence().Then(StopLink);
     script.Expect("serial.close 5");
     RunReader();
+}
+
+TEST_F(SerialLink, APortThatHasHungUpIsOpenedAgainWhenItCanBe) {
+    script.Expect(kOpen).Returns(5);
+    script.Expect("serial.configure 5");
+    script.Expect("serial.read").Returns(-1);
+    script.Expect("delay 500000");
+    script.Expect("serial.hung-up 5").Returns(1);
+    script.Expect(kOpen).Returns(-1);  // the far end is not back yet
+    script.Expect("serial.read").Returns(-1);
+    script.Expect("delay 500000");
+    script.Expect("serial.hung-up 5").Returns(1);
+    script.Expect(kOpen).Returns(7).Then([] { EXPECT_EQ(UartManager::input_fd, 5); });
+    script.Expect("serial.configure 7");
+    script.Expect("serial.close 5").Then([] { EXPECT_EQ(UartManager::input_fd, 7); });
+    ExpectRead(WireFrameOf(0, 0x1273, {}));
+    ExpectSilence().Then(StopLink);
+    script.Expect("serial.close 7");
+    EXPECT_EQ(RunReader(), "cus uart debug test loop start\nCus Uart1 Debug Exit!\n");
+    UartManager::input_fd = 3;
+    ExpectStatus(0x1273, 0);
+    Pass();
+}
+
+TEST_F(SerialLink, TheReaderLeavesALineThatNeverFallsSilent) {
+    script.Expect(kOpen).Returns(5);
+    script.Expect("serial.configure 5");
+    ExpectRead({0x00});
+    ExpectRead(WireFrameOf(0, 0x1273, {})).Then(StopLink);
+    script.Expect("serial.close 5");  // and no read before it
+    RunReader();
+    UartManager::input_fd = 3;
+    ExpectStatus(0x1273, 0);  // what had come is not lost
+    Pass();
 }
 
 TEST_F(SerialLink, ExactlyABlockOfBytesIsOneBurstAndTheNextByteStartsAnother) {
@@ -223,6 +302,7 @@ TEST_F(SerialLink, ExactlyABlockOfBytesIsOneBurstAndTheNextByteStartsAnother) {
     ExpectStatus(0x1273, 0);
     Pass();
     script.Verify();
+    m_manager->ClearPendingFrames();  // would take the second frame if it were of the same burst
     ExpectStatus(0x1290, 0);
     Pass();
 }
@@ -239,6 +319,127 @@ TEST_F(SerialLink, OnePassTakesOneBurstAndOneFrame) {
         ExpectStatus(id, 0);
         Pass();
         script.Verify();
+    }
+    Pass();
+}
+
+TEST_F(SerialLink, ABurstWaitsForAPassOfItsOwn) {
+    UartManager::input_fd = 3;
+    m_manager->m_bConnected = 1;
+    m_manager->QueueRawBlock(WireFrameOf(0, 0x1289, {}));
+    m_manager->QueueRawBlock(WireFrameOf(0, 0x128B, {}));
+    ExpectStatus(0x1289, 0);
+    Pass();
+    m_manager->ClearPendingFrames();  // would take the frame of the second burst if it had been looked at
+    ExpectStatus(0x128B, 0);
+    Pass();
+}
+
+TEST_F(SerialLink, AHalfFrameAndWaitingBurstsSurviveStopAndStart) {
+    const Bytes connect = WireFrameOf(0, 0x1273, {});
+    script.Expect("start-thread").Times(2);
+    m_manager->Start();
+    UartManager::input_fd = 3;
+    m_manager->QueueRawBlock(Bytes(connect.begin(), connect.begin() + 5));
+    Pass();
+    m_manager->QueueRawBlock(Bytes(connect.begin() + 5, connect.end()));
+    m_manager->QueueRawBlock(WireFrameOf(0, 0x1289, {}));
+    script.Expect("join").Times(2);
+    m_manager->Stop();
+    script.Expect("start-thread").Times(2);
+    m_manager->Start();
+    ExpectStatus(0x1273, 0);
+    Pass();
+    ExpectStatus(0x1289, 0);
+    Pass();
+}
+
+TEST_F(SerialLink, AFloodOfFramesIsCutOffWithOneLogLine) {
+    constexpr int kKept = 1024;
+    UartManager::input_fd = 3;
+    m_manager->m_bConnected = 1;
+    Bytes flood;
+    const Bytes frame = WireFrameOf(0, 0x1289, {});
+    for (int i = 0; i < 2 * kKept; ++i) {
+        flood.insert(flood.end(), frame.begin(), frame.end());
+    }
+    script.CaptureOutput();
+    for (int burst = 0; burst < 3; ++burst) {
+        m_manager->QueueRawBlock(flood);
+        ExpectStatus(0x1289, 0);
+        Pass();
+    }
+    EXPECT_EQ(script.Output(), "line flooded: 1024 frames wait, dropping the rest\n");
+    // Each pass took one frame, and each later burst filled the place that was free.
+    for (int i = 0; i < kKept - 1; ++i) {
+        ExpectStatus(0x1289, 0);
+        Pass();
+    }
+    Pass();
+    // As good as new, and a new flood is a new line.
+    m_manager->QueueRawBlock(WireFrameOf(0, 0x128B, {}));
+    ExpectStatus(0x128B, 0);
+    Pass();
+    script.CaptureOutput();
+    m_manager->QueueRawBlock(flood);
+    ExpectStatus(0x1289, 0);
+    Pass();
+    EXPECT_EQ(script.Output(), "line flooded: 1024 frames wait, dropping the rest\n");
+}
+
+TEST_F(SerialLink, AFileInItsChunksWithItsQueriesIsNoFlood) {
+    UartManager::input_fd = 3;
+    m_manager->m_bConnected = 1;
+    Bytes burst;
+    constexpr int kFrames = 2 * 262;  // twice a file of 255 chunks, with what goes before and behind it
+    for (int i = 0; i < kFrames; ++i) {
+        const Bytes frame = WireFrameOf(0, 0x1289, Bytes(64, 'c'));
+        burst.insert(burst.end(), frame.begin(), frame.end());
+    }
+    m_manager->QueueRawBlock(burst);
+    for (int i = 0; i < kFrames; ++i) {
+        ExpectStatus(0x1289, 0);
+        Pass();
+    }
+}
+
+TEST_F(SerialLink, AFloodOfBurstsIsCutOffWithOneLogLine) {
+    constexpr std::size_t kBlock = 307200;
+    UartManager::input_fd = 3;
+    m_manager->m_bConnected = 1;
+    script.CaptureOutput();
+    for (int burst = 0; burst < 4; ++burst) {
+        m_manager->QueueRawBlock(Bytes(kBlock, 0x00));
+    }
+    EXPECT_EQ(script.Output(), "");
+    script.CaptureOutput();
+    const Bytes dropped = WireFrameOf(0, 0x1289, {});
+    for (int burst = 0; burst < 3; ++burst) {
+        m_manager->QueueRawBlock(dropped);
+    }
+    EXPECT_EQ(script.Output(), "line flooded: bursts wait, dropping the rest\n");
+    Pass();
+    m_manager->QueueRawBlock(WireFrameOf(0, 0x128B, {}));  // there is room again
+    for (int pass = 0; pass < 3; ++pass) {
+        Pass();
+    }
+    ExpectStatus(0x128B, 0);
+    Pass();
+    Pass();
+}
+
+// Each costs more than its bytes.
+TEST_F(SerialLink, AFloodOfTinyBurstsIsCutOffToo) {
+    UartManager::input_fd = 3;
+    m_manager->m_bConnected = 1;
+    script.CaptureOutput();
+    for (int burst = 0; burst < 300; ++burst) {
+        m_manager->QueueRawBlock(WireFrameOf(0, 0x1289, {}));
+    }
+    EXPECT_EQ(script.Output(), "line flooded: bursts wait, dropping the rest\n");
+    for (int burst = 0; burst < 256; ++burst) {
+        ExpectStatus(0x1289, 0);
+        Pass();
     }
     Pass();
 }

@@ -459,7 +459,8 @@ TEST_F(Decoder, NoUsbAtAll) {
 }
 
 TEST_F(Decoder, LeaveFactoryStopsTheLinkWithoutAnAnswer) {
-    UartManager::_bExitUartDebug = 0;
+    script.Expect("start-thread").Times(2);
+    m_manager->Start();
     m_manager->SetRunMode(1);
     script.Expect("join");
     script.Expect("join").Returns(35);  // the command thread cannot join itself

@@ -115,4 +115,31 @@ TEST_F(SerialPort, ALostLineIsNoByte) {
     m_port = -1;
 }
 
+// What a silent line takes half a second to say, one that has hung up says at once, every time.
+TEST_F(SerialPort, ALineThatHasHungUpIsToldFromASilentOne) {
+    zel::ConfigureSerialPort(m_port);
+    std::array<std::uint8_t, 8> bytes{};
+    EXPECT_FALSE(zel::HasHungUp(m_port));
+    EXPECT_EQ(zel::ReadSerialPort(m_port, bytes.data(), bytes.size()), 0);
+    close(m_line);
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(zel::ReadSerialPort(m_port, bytes.data(), bytes.size()), -1);
+        EXPECT_TRUE(zel::HasHungUp(m_port));
+    }
+    m_line = posix_openpt(O_RDWR | O_NOCTTY);
+}
+
+// As when somebody else has changed the line's settings: it has not hung up, and yet does not wait.
+TEST_F(SerialPort, AnEmptyReadThatDidNotWaitIsNoSilence) {
+    zel::ConfigureSerialPort(m_port);
+    termios attributes = Attributes();
+    attributes.c_cc[VTIME] = 0;
+    ASSERT_EQ(tcsetattr(m_port, TCSANOW, &attributes), 0);
+    std::array<std::uint8_t, 8> bytes{};
+    EXPECT_EQ(zel::ReadSerialPort(m_port, bytes.data(), bytes.size()), -1);
+    EXPECT_FALSE(zel::HasHungUp(m_port));
+    Send("x");
+    EXPECT_EQ(zel::ReadSerialPort(m_port, bytes.data(), bytes.size()), 1);
+}
+
 }  // namespace
