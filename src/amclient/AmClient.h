@@ -5,6 +5,9 @@
 // lines into calls of the record's callbacks, on its own thread; the output relay copies what the application
 // prints to the real streams while the log-relay switch is on. A manager that does not read holds nobody up: up to
 // 1 MiB per stream waits for it in memory, what goes beyond is lost.
+//
+// The room calls the system itself instead of through a seam: what it works on are the descriptors 0, 1 and 2 of
+// the process that it is in, and nothing could stand for them. Its tests drive it in a process of its own.
 #ifndef ZELFAC_AMCLIENT_AMCLIENT_H
 #define ZELFAC_AMCLIENT_AMCLIENT_H
 

@@ -1,13 +1,12 @@
 #include "test_adapter/LifecycleCallbacks.h"
 
-#include <unistd.h>
-
 #include <cstdio>
 #include <mutex>
 #include <string>
 
 #include "UartManager/UartManager.h"
 #include "amclient/AmClient.h"
+#include "os/Process.h"
 #include "test_adapter/StatusPictures.h"
 
 namespace {
@@ -18,8 +17,8 @@ zel::Canvas* s_canvas = nullptr;
 std::string RequestLine(const char* callback, const char* s_ack, const char* s_name, const char* s_comment) {
     const auto orNull = [](const char* text) { return text == nullptr ? "NULL" : text; };
     char line[128] = {};
-    std::snprintf(line, sizeof line, "[APP-DEMO][%d][%s]s_ack:%s,s_name:%s,s_comment:%s\r\n", getpid(), callback,
-                  orNull(s_ack), orNull(s_name), orNull(s_comment));
+    std::snprintf(line, sizeof line, "[APP-DEMO][%d][%s]s_ack:%s,s_name:%s,s_comment:%s\r\n", zel::ProcessId(),
+                  callback, orNull(s_ack), orNull(s_name), orNull(s_comment));
     return line;
 }
 
@@ -67,9 +66,8 @@ void onStop(const char* s_ack, const char* s_name, const char* s_comment) {
     ShowLine(line);
     PrintNow(line);
     AmClientShutdown();
-    // Not exit(): the link's threads and the screen are at work and must not see their objects destroyed.
     AmClientDrain();
-    _exit(1);
+    zel::EndProcess(1);
 }
 
 void recvCmd(const char* s_ack, const char* s_name, const char* s_comment) {

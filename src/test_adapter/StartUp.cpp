@@ -1,7 +1,5 @@
 #include "test_adapter/StartUp.h"
 
-#include <unistd.h>
-
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -11,6 +9,7 @@
 #include "flashenv/FlashEnv.h"
 #include "log/FixedLine.h"
 #include "log/LogPrint.h"
+#include "os/Process.h"
 #include "os/Storage.h"
 #include "qx/AppManagerClientAdapter.h"
 #include "test_adapter/RunModeSelection.h"
@@ -46,7 +45,7 @@ bool Register(UartManager& manager, boost::shared_ptr<ApplicationTest>& applicat
     setenv("LMQR2_UDPHOST", "127.0.0.1:12321", 1);
     InitFactoryAux();
     SelectRunMode(manager);
-    std::printf("[**APP-DEMO][%d][Starting]\r\n", getpid());
+    std::printf("[**APP-DEMO][%d][Starting]\r\n", ProcessId());
     return true;
 }
 

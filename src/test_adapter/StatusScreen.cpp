@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "log/FixedLine.h"
+#include "test_adapter/ScreenInput.h"
 
 namespace {
 
@@ -103,10 +104,5 @@ void StatusScreen::Show(const zel::Picture& picture) {
 }
 
 zel::InputWait StatusScreen::WaitForInput(std::uint32_t milliseconds) {
-    DFBInputEvent event{};
-    if (m_events == nullptr || m_events->WaitForEventWithTimeout(m_events, 0, milliseconds) != DFB_OK ||
-        m_events->GetEvent(m_events, DFB_EVENT(&event)) != DFB_OK) {
-        return zel::InputWait::None;
-    }
-    return event.clazz == DFEC_INPUT ? zel::InputWait::FirstClass : zel::InputWait::Other;
+    return zel::FetchInput(m_events, milliseconds);
 }

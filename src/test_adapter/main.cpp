@@ -8,6 +8,7 @@
 #include "UartManager/UartManager.h"
 #include "amclient/AmClient.h"
 #include "os/Delay.h"
+#include "os/Process.h"
 #include "test_adapter/ApplicationTest.h"
 #include "test_adapter/LifecycleCallbacks.h"
 #include "test_adapter/StartUp.h"
@@ -40,9 +41,8 @@ void RunTestHook() {
     }
 }
 
-}  // namespace
-
-int main(int argc, char* argv[]) {
+// From the start to the end of the run mode. Returns the exit status; the screen is then released.
+int Run(int argc, char* argv[]) {
     // Whoever reads the output through a pipe gets each line when it is printed.
     std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
     // Made before anybody can press a key: the other threads find it by itself.
@@ -58,19 +58,26 @@ int main(int argc, char* argv[]) {
     StartAmClient();
     std::fflush(stdout);
 
-    {
-        StatusScreen screen(&argc, &argv);
-        zel::StatusLoop loop(*manager, screen);
-        loop.ShowFirst();
-        zel::SetCallbackCanvas(&screen);
-        RunTestHook();
-        zel::BeginWork(*manager);
-        loop.Run();
+    StatusScreen screen(&argc, &argv);
+    zel::StatusLoop loop(*manager, screen);
+    loop.ShowFirst();
+    zel::SetCallbackCanvas(&screen);
+    RunTestHook();
+    zel::BeginWork(*manager);
+    loop.Run();
 
-        zel::DelaySeconds(kEndPauseSeconds);
-        std::puts("==========zel test end==========");
-        zel::SetCallbackCanvas(nullptr);
-    }
-    application.reset();
+    zel::DelaySeconds(kEndPauseSeconds);
+    std::puts("==========zel test end==========");
+    zel::SetCallbackCanvas(nullptr);
     return 0;
+}
+
+}  // namespace
+
+int main(int argc, char* argv[]) {
+    const int status = Run(argc, argv);
+    // The scan thread, a key worker, the command client and the set's libraries may still be at work: what they
+    // use stays until the process is gone. Only what was printed is waited for.
+    AmClientDrain();
+    zel::EndProcess(status);
 }

@@ -1,9 +1,12 @@
 // The operating system's seams, played from the script.
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstring>
 
 #include "os/Delay.h"
 #include "os/File.h"
+#include "os/Process.h"
 #include "os/SerialPort.h"
 #include "os/Shell.h"
 #include "os/Storage.h"
@@ -64,6 +67,15 @@ void RemoveFile(const std::string& path) {
 Folder OpenFolder(const std::string& path) {
     Script& script = Script::Current();
     return Folder(script.OpenFails(path) ? nullptr : opendir(script.FilePath(path).c_str()));
+}
+
+// Real, for tests in a process of their own.
+int ProcessId() {
+    return getpid();
+}
+
+void EndProcess(int status) {
+    _exit(status);
 }
 
 int StartThread(pthread_t& thread, ThreadEntry entry, void* argument, int) {
