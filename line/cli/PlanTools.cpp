@@ -90,21 +90,23 @@ std::optional<Plan> Load(const Context& context) {
 }
 
 void DryRun(const Console& console, const Plan& plan, const Settings& settings) {
-    Variables variables = plan.variables;
     bool inStep = false;
     for (const Step& step : plan.steps) {
+        const Variables known = VariablesOf(step, plan.variables, {});
         std::vector<std::string> lines;
+        std::string name = step.name;
         std::string verb = fmt::format("{}", fmt::join(step.words, " "));
         try {
-            const Action action = StepAction(step, variables);
+            name = Expand(name, known);
+            const Action action = StepAction(step, known);
             verb = action.verb;
             lines = Preview(action, StepSettings(step, settings), inStep);
             inStep = inStep || action.kind != Action::Kind::Leave;
         } catch (const Error&) {
             lines = {"depends on a value that an earlier step reads"};
         }
-        Json object = {{"v", 1}, {"type", "preview"}, {"name", step.name}, {"verb", verb}, {"sends", lines}};
-        std::string words = fmt::format("{}{}: {}", step.name, step.teardown ? " (teardown)" : "", verb);
+        Json object = {{"v", 1}, {"type", "preview"}, {"name", name}, {"verb", verb}, {"sends", lines}};
+        std::string words = fmt::format("{}{}: {}", name, step.teardown ? " (teardown)" : "", verb);
         if (!step.runIf.empty()) {
             words += fmt::format("   if {}", step.runIf);
             object["run_if"] = step.runIf;

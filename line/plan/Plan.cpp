@@ -9,6 +9,29 @@ const char* StateWord(StepState state) {
     return kWords[static_cast<std::size_t>(state)];
 }
 
+std::vector<std::string*> TextsOf(Step& step) {
+    std::vector<std::string*> texts = {&step.name, &step.runIf};
+    for (std::string& word : step.words) {
+        texts.push_back(&word);
+    }
+    for (auto* text : {&step.expect.equals, &step.expect.matches}) {
+        if (*text) {
+            texts.push_back(&**text);
+        }
+    }
+    return texts;
+}
+
+Variables VariablesOf(const Step& step, const Variables& variables, const std::set<std::string>& saved) {
+    Variables known = variables;
+    for (const auto& [name, value] : step.own) {
+        if (saved.count(name) == 0) {
+            known[name] = value;
+        }
+    }
+    return known;
+}
+
 Action StepAction(const Step& step, const Variables& variables) {
     Words words;
     for (const std::string& word : step.words) {

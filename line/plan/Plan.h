@@ -3,6 +3,7 @@
 #define ZELLINE_PLAN_PLAN_H
 
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -34,9 +35,16 @@ struct Step {
     std::string save;  // variable that takes the value
     Millis wait{0};    // before the step
     bool teardown = false;
+    Variables own;     // of the file that it was included from; they hold for its own steps only
     std::string file;  // where it stands
     std::size_t line = 0;
 };
+
+// The texts of a step in which variables are filled in.
+std::vector<std::string*> TextsOf(Step& step);
+
+// What has a value in a step: `variables` are the plan's and what was saved so far, under the names in `saved`.
+Variables VariablesOf(const Step& step, const Variables& variables, const std::set<std::string>& saved);
 
 struct Plan {
     std::string name;

@@ -3,53 +3,194 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cctype>
 #include <set>
+#include <sstream>
 
+#include "protocol/CommandCatalogue.h"
+#include "wire/Answer.h"
 #include "wire/Error.h"
 
 namespace zelline {
+namespace {
 
-// Variables that have a value only once the plan runs stand for themselves while it is checked.
-void CheckSteps(const Plan& plan, std::vector<PlanProblem>& problems) {
-    Variables known = plan.variables;
-    std::set<std::string> later;
-    for (const Step& step : plan.steps) {
-        const auto refersToLater = [&](const std::string& text) {
-            return std::any_of(later.begin(), later.end(), [&](const std::string& name) {
-                return text.find("${" + name + "}") != std::string::npos ||
-                       text.find("${" + name + ":-") != std::string::npos;
+constexpr std::size_t kConfigurationLines = 7;
+
+bool IsNumber(std::string_view text) {
+    const std::size_t sign = text.substr(0, 1) == "-" ? 1 : 0;
+    return text.size() > sign && std::all_of(text.begin() + static_cast<std::ptrdiff_t>(sign), text.end(),
+                                             [](unsigned char c) { return std::isdigit(c) != 0; });
+}
+
+// Why the file is no configuration of a set; empty when it may be one.
+std::string ConfigurationDoubt(const std::string& bytes) {
+    std::istringstream lines(bytes);
+    std::string line;
+    for (std::size_t number = 1; number <= kConfigurationLines; ++number) {
+        if (!std::getline(lines, line)) {
+            return fmt::format("has {} lines of {}", number - 1, kConfigurationLines);
+        }
+        while (!line.empty() && std::isspace(static_cast<unsigned char>(line.back())) != 0) {
+            line.pop_back();
+        }
+        if (std::any_of(line.begin(), line.end(), [](unsigned char c) { return c < ' ' && c != '\t'; })) {
+            return fmt::format("has bytes in line {} that are no text", number);
+        }
+        const bool isText =
+            number == 4 || number == kConfigurationLines;  // brand and model; the others are numbers
+        if (!isText && !line.empty() && !IsNumber(line)) {
+            return fmt::format("has '{}' in line {}, where a number belongs", line, number);
+        }
+    }
+    return {};
+}
+
+// What the value of the action's answer is; nothing when the table does not tell.
+std::optional<ValueType> ValueOf(const Action& action) {
+    if (action.kind == Action::Kind::Upload) {
+        return ValueType::Checksum;
+    }
+    const zel::CommandInfo* row = zel::FindCommand(action.request.id);
+    if (row == nullptr) {
+        return std::nullopt;
+    }
+    switch (row->answer) {
+        case zel::AnswerForm::Text:
+        case zel::AnswerForm::TextOrNothing:
+        case zel::AnswerForm::TextOrUnreadable:
+            return ValueType::Text;
+        case zel::AnswerForm::Byte:
+        case zel::AnswerForm::Bits32Little:
+            return ValueType::Number;
+        case zel::AnswerForm::Bits32Big:
+            return ValueType::Checksum;
+        default:
+            return ValueType::None;
+    }
+}
+
+bool IsChecksum(const std::string& text) {
+    return text.size() == 8 && std::all_of(text.begin(), text.end(), [](unsigned char c) {
+               return std::isdigit(c) != 0 || (c >= 'A' && c <= 'F');
+           });
+}
+
+// Why the expectation can never be met, or never be missed, by an answer to the action.
+void CheckExpectation(const Expectation& expect, const Action& action) {
+    const auto type = ValueOf(action);
+    const bool compares = expect.least || expect.most;
+    const bool ofValue = expect.equals || expect.matches || compares;
+    if (action.kind == Action::Kind::Leave && expect.status == Exit::Failure) {
+        Fail(Exit::Unusable, "'status' cannot be \"failure\": the set does not answer '{}'", action.verb);
+    }
+    if (ofValue && expect.status == Exit::NoAnswer) {
+        Fail(Exit::Unusable, "a missing answer has no value that 'expect' could look at");
+    }
+    if (ofValue && type == ValueType::None) {
+        Fail(Exit::Unusable,
+             "'{}' has success or failure for an answer and no value; only 'status' can be expected", action.verb);
+    }
+    if (compares && type == ValueType::Checksum) {
+        Fail(Exit::Unusable, "'min' and 'max' do not apply to a checksum; use 'equals' or 'matches'");
+    }
+    if (expect.least && expect.most && *expect.least > *expect.most) {
+        Fail(Exit::Unusable, "'min' is above 'max'");
+    }
+    if (!expect.equals || !ReferencesIn(*expect.equals).empty()) {
+        return;
+    }
+    if (type == ValueType::Number && !IsNumber(*expect.equals)) {
+        Fail(Exit::Unusable, "'{}' answers a number, which '{}' is not", action.verb, *expect.equals);
+    }
+    if (type == ValueType::Checksum && !IsChecksum(*expect.equals)) {
+        Fail(Exit::Unusable, "'{}' is no checksum: write eight hexadecimal digits, such as 1F0E6D2B",
+             *expect.equals);
+    }
+}
+
+void CheckAction(const Action& action) {
+    if (action.kind == Action::Kind::Upload) {
+        const std::string bytes = LoadFile(action.path);
+        const std::string doubt =
+            action.type->file == zel::KeyFile::Config ? ConfigurationDoubt(bytes) : std::string();
+        if (!doubt.empty()) {
+            Fail(Exit::Unusable, "{} is no configuration file: it {}", action.path, doubt);
+        }
+    }
+    if (!action.doubt.empty()) {
+        Fail(Exit::Unusable, "{}", action.doubt);
+    }
+}
+
+// Goes through the steps in the order in which they run. What has a value only then stands for itself.
+class Checker {
+  public:
+    explicit Checker(const Plan& plan) : m_plan(plan), m_known(plan.variables) {}
+
+    void Check(const Step& step) {
+        const Variables known = VariablesOf(step, m_known, m_later);
+        Step copy = step;
+        for (const std::string* text : TextsOf(copy)) {
+            RefuseLaterSteps(step, *text);
+            Expand(*text, known);
+        }
+        if (step.words.empty()) {
+            return;  // told of when the file was read
+        }
+        if (std::none_of(step.words.begin(), step.words.end(), [&](const auto& word) { return IsOpen(word); })) {
+            const Action action = StepAction(step, known);
+            CheckAction(action);
+            CheckExpectation(step.expect, action);
+        } else if (FindVerb(step.words[0]) == nullptr) {
+            Fail(Exit::Unusable, "'{}' is no verb that a plan can use", step.words[0]);
+        }
+    }
+
+    void Pass(const Step& step) {
+        for (const std::string& name : {step.save, step.id.empty() ? "" : "step." + step.id}) {
+            if (!name.empty()) {
+                m_known.emplace(name, "");
+                m_later.insert(name);
+            }
+        }
+    }
+
+  private:
+    bool IsOpen(const std::string& text) const {
+        const auto references = ReferencesIn(text);
+        return std::any_of(references.begin(), references.end(),
+                           [&](const Reference& r) { return m_later.count(r.name) != 0; });
+    }
+
+    void RefuseLaterSteps(const Step& step, const std::string& text) const {
+        for (const Reference& reference : ReferencesIn(text)) {
+            const auto named = std::find_if(m_plan.steps.begin(), m_plan.steps.end(), [&](const Step& other) {
+                return !other.id.empty() && reference.name == "step." + other.id;
             });
-        };
+            if (named != m_plan.steps.end() && m_known.count(reference.name) == 0) {
+                Fail(Exit::Unusable,
+                     "the step '{}' in {}{} does not come before this one, so ${{{}}} is not known", named->id,
+                     named->file == step.file ? "line " : named->file + ":", named->line, reference.name);
+            }
+        }
+    }
+
+    const Plan& m_plan;
+    Variables m_known;
+    std::set<std::string> m_later;  // those that have a value only once the plan runs
+};
+
+}  // namespace
+
+void CheckSteps(const Plan& plan, std::vector<PlanProblem>& problems) {
+    Checker checker(plan);
+    for (const Step& step : plan.steps) {
         try {
-            for (const auto& text :
-                 {step.runIf, step.expect.equals.value_or(""), step.expect.matches.value_or("")}) {
-                Expand(text, known);
-            }
-            const bool open = std::any_of(step.words.begin(), step.words.end(), refersToLater);
-            if (open) {
-                for (const std::string& word : step.words) {
-                    Expand(word, known);
-                }
-                if (FindVerb(step.words[0]) == nullptr) {
-                    Fail(Exit::Unusable, "'{}' is no verb that a plan can use", step.words[0]);
-                }
-            } else if (!step.words.empty()) {
-                const Action action = StepAction(step, known);
-                if (action.kind == Action::Kind::Upload) {
-                    LoadFile(action.path);
-                }
-            }
+            checker.Check(step);
         } catch (const Error& error) {
             problems.push_back({step.file, step.line, error.what()});
         }
-        if (!step.save.empty()) {
-            known.emplace(step.save, "");
-            later.insert(step.save);
-        }
-        if (!step.id.empty()) {
-            known.emplace("step." + step.id, "");
-            later.insert("step." + step.id);
-        }
+        checker.Pass(step);
     }
 }
 

@@ -4,6 +4,7 @@
 #include <toml++/toml.h>
 
 #include <algorithm>
+#include <cctype>
 #include <filesystem>
 #include <regex>
 #include <set>
@@ -205,50 +206,88 @@ Step ReadStep(const Section& section, const Common& defaults, bool teardown) {
     return step;
 }
 
-// Reads one file and what it refers to into a plan.
+// Puts `prefix` in front of the ids and the saved values of an included file's steps, wherever its texts name
+// them.
+void Prefix(Plan& part, const std::string& prefix) {
+    Variables renamed;
+    for (Step& step : part.steps) {
+        step.name = prefix + ": " + step.name;
+        if (!step.id.empty()) {
+            renamed["step." + step.id] = "step." + prefix + "." + step.id;
+            step.id = prefix + "." + step.id;
+        }
+        if (!step.save.empty()) {
+            renamed[step.save] = prefix + "." + step.save;
+            step.save = prefix + "." + step.save;
+        }
+    }
+    for (Step& step : part.steps) {
+        for (std::string* text : TextsOf(step)) {
+            const auto references = ReferencesIn(*text);
+            for (auto reference = references.rbegin(); reference != references.rend(); ++reference) {
+                if (const auto name = renamed.find(reference->name); name != renamed.end()) {
+                    text->replace(reference->begin + 2, reference->name.size(), name->second);
+                }
+            }
+        }
+    }
+    for (const auto& [name, value] : Variables(part.variables)) {
+        if (const auto other = renamed.find(name); other != renamed.end()) {
+            part.variables[other->second] = value;
+        }
+    }
+}
+
+// Reads files and what they refer to.
 class Reader {
   public:
-    Reader(Plan& plan, std::vector<PlanProblem>& problems) : m_plan(plan), m_problems(problems) {}
+    explicit Reader(std::vector<PlanProblem>& problems) : m_problems(problems) {}
 
-    // `from` is where another file refers to this one, empty for the first.
-    void ReadFile(const std::string& file, const std::string& from) {
+    // What the file holds and inherits; `from` is where another file refers to it, empty for the first.
+    Plan ReadFile(const std::string& file, const std::string& from) {
         std::error_code status;
+        Plan plan;
         if (!fs::is_regular_file(file, status)) {
             m_problems.push_back({from.empty() ? file : from, 0,
                                   from.empty() ? "there is no such plan" : "there is no plan " + file});
-            return;
+            return plan;
         }
         toml::table table;
         try {
             table = toml::parse_file(file);
         } catch (const toml::parse_error& error) {
             m_problems.push_back({file, error.source().begin.line, std::string(error.description())});
-            return;
+            return plan;
         }
         m_open.push_back(fs::path(file).lexically_normal().string());
-        ReadTable({table, file, m_problems});
+        plan = ReadTable({table, file, m_problems});
         m_open.pop_back();
+        return plan;
     }
 
   private:
-    // A step of an inherited plan with the same id gives way to the one that inherits.
-    void Add(Step step) {
-        const auto present = std::find_if(m_plan.steps.begin(), m_plan.steps.end(), [&](const Step& other) {
+    // A step of the inherited plan with the same id gives way to the file's own; any other id stands once.
+    void Add(Plan& plan, Step step, std::set<std::string>& inherited, const std::string& from) {
+        const auto present = std::find_if(plan.steps.begin(), plan.steps.end(), [&](const Step& other) {
             return !step.id.empty() && other.id == step.id;
         });
-        if (present == m_plan.steps.end()) {
-            m_plan.steps.push_back(std::move(step));
-            return;
+        if (present == plan.steps.end()) {
+            plan.steps.push_back(std::move(step));
+        } else if (from.empty() && inherited.erase(step.id) != 0) {
+            *present = std::move(step);
+        } else {
+            const std::string where = present->file == step.file
+                                          ? fmt::format("line {}", present->line)
+                                          : fmt::format("{}:{}", present->file, present->line);
+            m_problems.push_back({step.file, step.line,
+                                  fmt::format("the id '{}' is taken by the step in {}{}", step.id, where,
+                                              from.empty() ? "" : "; give the include in " + from + " a prefix")});
         }
-        if (present->file == step.file) {
-            m_problems.push_back(
-                {step.file, step.line,
-                 fmt::format("the id '{}' is taken by the step in line {}", step.id, present->line)});
-        }
-        *present = std::move(step);
     }
 
-    void ReadSteps(const Section& section, const char* key, const Common& defaults) {
+    void ReadSteps(Plan& plan, const Section& section, const char* key, const Common& defaults,
+                   std::set<std::string>& inherited) {
+        const bool teardown = std::string_view(key) == "teardown";
         const toml::node* node = section.table.get(key);
         const auto* list = node == nullptr ? nullptr : node->as_array();
         if (node != nullptr && (list == nullptr || !list->is_homogeneous(toml::node_type::table))) {
@@ -256,42 +295,66 @@ class Reader {
             return;
         }
         for (std::size_t i = 0; list != nullptr && i < list->size(); ++i) {
-            const Section step{*list->get(i)->as_table(), section.file, m_problems};
-            if (const toml::node* include = step.table.get("include")) {
-                step.Allow({"include"}, "beside 'include'");
-                ReadOther(step, *include);
-            } else {
-                Add(ReadStep(step, defaults, std::string_view(key) == "teardown"));
+            const Section entry{*list->get(i)->as_table(), section.file, m_problems};
+            const toml::node* include = entry.table.get("include");
+            if (include == nullptr) {
+                Add(plan, ReadStep(entry, defaults, teardown), inherited, "");
+                continue;
+            }
+            for (Step& step : Included(entry, *include)) {
+                step.teardown = step.teardown || teardown;
+                Add(plan, std::move(step), inherited, fmt::format("{}:{}", section.file, LineOf(*include)));
             }
         }
     }
 
-    void ReadOther(const Section& section, const toml::node& node) {
+    // The steps of an included file, which keep its variables to themselves.
+    std::vector<Step> Included(const Section& entry, const toml::node& include) {
+        entry.Allow({"include", "prefix"}, "beside 'include'");
+        const auto prefix = entry.Text("prefix");
+        Plan part = ReadOther(entry, include);
+        try {
+            if (prefix) {
+                Prefix(part, *prefix);
+            }
+        } catch (const Error& error) {  // a brace that is not closed
+            entry.Problem(include, error.what());
+        }
+        for (Step& step : part.steps) {
+            step.own.insert(part.variables.begin(), part.variables.end());
+        }
+        return part.steps;
+    }
+
+    Plan ReadOther(const Section& section, const toml::node& node) {
         const auto name = node.value<std::string>();
         if (!name) {
             section.Problem(node, "the other plan's name must be a text");
-            return;
+            return {};
         }
         const std::string path = (fs::path(section.file).parent_path() / *name).lexically_normal().string();
         if (std::find(m_open.begin(), m_open.end(), path) != m_open.end() || m_open.size() > kMaxDepth) {
             section.Problem(node, fmt::format("{} leads back to itself", path));
-            return;
+            return {};
         }
-        ReadFile(path, fmt::format("{}:{}", section.file, LineOf(node)));
+        return ReadFile(path, fmt::format("{}:{}", section.file, LineOf(node)));
     }
 
-    void ReadTable(const Section& section) {
+    Plan ReadTable(const Section& section) {
         section.Allow({"name", "description", "inherit", "defaults", "vars", "step", "teardown"}, "in a plan");
-        if (const toml::node* base = section.table.get("inherit")) {
-            ReadOther(section, *base);
+        const toml::node* base = section.table.get("inherit");
+        Plan plan = base == nullptr ? Plan() : ReadOther(section, *base);
+        std::set<std::string> inherited;
+        for (const Step& step : plan.steps) {
+            inherited.insert(step.id);
         }
-        const std::string known = m_plan.name.empty() ? fs::path(section.file).stem().string() : m_plan.name;
-        m_plan.name = section.Text("name").value_or(known);
-        m_plan.description = section.Text("description").value_or(m_plan.description);
+        const std::string known = plan.name.empty() ? fs::path(section.file).stem().string() : plan.name;
+        plan.name = section.Text("name").value_or(known);
+        plan.description = section.Text("description").value_or(plan.description);
         if (const auto variables = section.Table("vars", "written as [vars]")) {
             for (const auto& [key, value] : variables->table) {
                 if (const auto text = variables->Text(key.str())) {
-                    m_plan.variables[std::string(key.str())] = *text;
+                    plan.variables[std::string(key.str())] = *text;
                 }
             }
         }
@@ -300,23 +363,61 @@ class Reader {
             values->Allow({"timeout", "retries", "pace", "on-failure"}, "in 'defaults'");
             ReadCommon(*values, defaults.settings, defaults.stopOnFailure);
         }
-        ReadSteps(section, "step", defaults);
-        ReadSteps(section, "teardown", defaults);
+        ReadSteps(plan, section, "step", defaults, inherited);
+        ReadSteps(plan, section, "teardown", defaults, inherited);
+        return plan;
     }
 
-    Plan& m_plan;
     std::vector<PlanProblem>& m_problems;
     std::vector<std::string> m_open;
 };
 
+std::string Small(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return text;
+}
+
+// Gives the user's variables to the plan. A name that it knows nowhere would be without effect.
+void Give(Plan& plan, const std::string& path, const Variables& given, std::vector<PlanProblem>& problems) {
+    std::set<std::string> known;
+    for (const auto& [name, value] : plan.variables) {
+        known.insert(name);
+    }
+    for (Step& step : plan.steps) {
+        for (const auto& [name, value] : step.own) {
+            known.insert(name);
+        }
+        for (const std::string* text : TextsOf(step)) {
+            try {
+                for (const Reference& reference : ReferencesIn(*text)) {
+                    known.insert(reference.name);
+                }
+            } catch (const Error&) {  // told of with the step
+            }
+        }
+    }
+    for (const auto& [name, value] : given) {
+        if (known.count(name) == 0 && !plan.steps.empty()) {
+            const auto alike = std::find_if(known.begin(), known.end(), [&, n = &name](const std::string& k) {
+                return Small(k) == Small(*n);
+            });
+            problems.push_back({path, 0,
+                                fmt::format("--set {}: the plan knows no such variable{}", name,
+                                            alike == known.end() ? "" : "; there is '" + *alike + "'")});
+        }
+        plan.variables[name] = value;
+        for (Step& step : plan.steps) {
+            step.own.erase(name);
+        }
+    }
+}
+
 }  // namespace
 
 Plan LoadPlan(const std::string& path, const Variables& given, std::vector<PlanProblem>& problems) {
-    Plan plan;
-    Reader(plan, problems).ReadFile(path, "");
-    for (const auto& [name, value] : given) {
-        plan.variables[name] = value;
-    }
+    Plan plan = Reader(problems).ReadFile(path, "");
+    Give(plan, path, given, problems);
     std::stable_partition(plan.steps.begin(), plan.steps.end(), [](const Step& step) { return !step.teardown; });
     if (problems.empty() && plan.steps.empty()) {
         problems.push_back({path, 0, "the plan has no steps: write [[step]] and run = \"...\""});

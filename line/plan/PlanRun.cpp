@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <ctime>
 #include <regex>
+#include <set>
 
 #include "wire/Error.h"
 
@@ -45,12 +46,29 @@ std::string Mismatch(const Step& step, const Outcome& outcome, const Variables& 
     return {};
 }
 
-StepResult RunStep(const Step& step, Link& link, const Settings& settings, Variables& variables,
-                   UploadProgress* progress) {
+// What has a value while the plan runs.
+struct Values {
+    Variables variables;
+    std::set<std::string> saved;  // names among them that steps have saved
+};
+
+// The step's result before it has run.
+StepResult ResultOf(const Step& step, const Variables& variables) {
     StepResult result;
-    result.name = step.name;
+    try {
+        result.name = Expand(step.name, variables);
+    } catch (const Error&) {  // it names a value that a step which did not run would have saved
+        result.name = step.name;
+    }
     result.verb = fmt::format("{}", fmt::join(step.words, " "));
     result.teardown = step.teardown;
+    return result;
+}
+
+StepResult RunStep(const Step& step, Link& link, const Settings& settings, Values& values,
+                   UploadProgress* progress) {
+    const Variables variables = VariablesOf(step, values.variables, values.saved);
+    StepResult result = ResultOf(step, variables);
     const Millis start = link.Line().Now();
     try {
         if (!step.runIf.empty() && !Holds(step.runIf, variables)) {
@@ -74,7 +92,8 @@ StepResult RunStep(const Step& step, Link& link, const Settings& settings, Varia
         result.tries = outcome.tries;
         result.elapsed = outcome.elapsed;
         if (!step.save.empty()) {
-            variables[step.save] = outcome.value;
+            values.variables[step.save] = outcome.value;
+            values.saved.insert(step.save);
         }
     } catch (const Error& error) {
         result.state = StepState::Failed;
@@ -93,27 +112,25 @@ PlanResult ExecutePlan(const Plan& plan, Link& link, const Settings& settings,
     result.name = plan.name;
     result.started = fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(std::time(nullptr)));
     const Millis start = link.Line().Now();
-    Variables variables = plan.variables;
+    Values values{plan.variables, {}};
     bool stopped = false;
     bool lost = false;
     for (const Step& step : plan.steps) {
         StepResult done;
         if (lost || (stopped && !step.teardown)) {
-            done.name = step.name;
-            done.verb = fmt::format("{}", fmt::join(step.words, " "));
-            done.teardown = step.teardown;
+            done = ResultOf(step, VariablesOf(step, values.variables, values.saved));
             done.words = lost ? "the run was broken off" : "an earlier step failed";
         } else {
-            done = RunStep(step, link, settings, variables, progress);
+            done = RunStep(step, link, settings, values, progress);
             lost = done.status == Exit::Port || done.status == Exit::Interrupted || done.status == Exit::Record;
             stopped = stopped || (done.state == StepState::Failed && step.stopOnFailure);
             result.status = Worse(result.status, done.status);
         }
         if (done.state == StepState::Failed) {
-            variables[kAllSteps] = StateWord(StepState::Failed);
+            values.variables[kAllSteps] = StateWord(StepState::Failed);
         }
         if (!step.id.empty()) {
-            variables["step." + step.id] = StateWord(done.state);
+            values.variables["step." + step.id] = StateWord(done.state);
         }
         onStep(done);
         result.steps.push_back(std::move(done));

@@ -44,40 +44,43 @@ Words SplitWords(std::string_view line) {
     return words;
 }
 
-std::string Expand(const std::string& text, const Variables& variables) {
-    std::string result;
-    for (std::size_t at = 0; at < text.size();) {
-        if (text.compare(at, 2, "${") != 0) {
-            result.push_back(text[at++]);
-            continue;
-        }
+std::vector<Reference> ReferencesIn(const std::string& text) {
+    std::vector<Reference> references;
+    for (std::size_t at = text.find("${"); at != std::string::npos; at = text.find("${", at)) {
         const auto end = text.find('}', at);
         if (end == std::string::npos) {
             Fail(Exit::Unusable, "the brace of a variable is not closed in: {}", text);
         }
-        std::string name = text.substr(at + 2, end - at - 2);
-        std::optional<std::string> fallback;
-        if (const auto split = name.find(":-"); split != std::string::npos) {
-            fallback = name.substr(split + 2);
-            name.resize(split);
+        Reference reference{at, end + 1, text.substr(at + 2, end - at - 2), std::nullopt};
+        if (const auto split = reference.name.find(":-"); split != std::string::npos) {
+            reference.fallback = reference.name.substr(split + 2);
+            reference.name.resize(split);
         }
+        references.push_back(std::move(reference));
+        at = end;
+    }
+    return references;
+}
+
+std::string Expand(const std::string& text, const Variables& variables) {
+    std::string result;
+    std::size_t copied = 0;
+    for (const Reference& reference : ReferencesIn(text)) {
+        const std::string& name = reference.name;
         const auto variable = variables.find(name);
         const char* environment = name.rfind("env.", 0) == 0 ? std::getenv(name.c_str() + 4) : nullptr;
-        if (variable != variables.end()) {
-            result += variable->second;
-        } else if (environment != nullptr) {
-            result += environment;
-        } else if (fallback) {
-            result += *fallback;
-        } else {
+        if (variable == variables.end() && environment == nullptr && !reference.fallback) {
             Fail(Exit::Unusable,
-                 "the variable '{}' is not set: give it with --set {}=VALUE, or under "
-                 "[vars] in the plan",
-                 name, name);
+                 "the variable '{}' is not set: give it with --set {}=VALUE, or under [vars] in the plan", name,
+                 name);
         }
-        at = end + 1;
+        result += text.substr(copied, reference.begin - copied);
+        result += variable != variables.end() ? variable->second
+                  : environment != nullptr    ? environment
+                                              : *reference.fallback;
+        copied = reference.end;
     }
-    return result;
+    return result + text.substr(copied);
 }
 
 bool Holds(const std::string& condition, const Variables& variables) {

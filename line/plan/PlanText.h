@@ -3,8 +3,10 @@
 #define ZELLINE_PLAN_PLANTEXT_H
 
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "verbs/Verbs.h"
 
@@ -15,6 +17,17 @@ using Variables = std::map<std::string, std::string>;
 // Splits one line into words at blanks; quotes, single or double, keep blanks together. Throws Error with
 // Exit::Unusable for a quote that is not closed.
 Words SplitWords(std::string_view line);
+
+// A place of a text that a variable's value takes.
+struct Reference {
+    std::size_t begin;
+    std::size_t end;  // behind the brace
+    std::string name;
+    std::optional<std::string> fallback;
+};
+
+// All of them, in order. Throws Error with Exit::Unusable for a brace that is not closed.
+std::vector<Reference> ReferencesIn(const std::string& text);
 
 // Fills in ${name}, ${env.NAME} and either with a default as ${name:-text}. Throws Error with Exit::Unusable
 // for a name that is not known, or a brace that is not closed.

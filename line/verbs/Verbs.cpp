@@ -1,8 +1,10 @@
 #include "verbs/Verbs.h"
 
+#include <arpa/inet.h>
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <charconv>
 #include <optional>
@@ -19,8 +21,9 @@ namespace id = zel::command;
 using Make = std::function<Action(const Words&)>;
 
 // A request whose payload is made from the words, without one when `payload` is missing. What the set would drop
-// without an answer is refused.
-Make Ask(std::uint16_t command, std::string (*payload)(const Words&) = nullptr) {
+// without an answer is refused. `doubt` says why any set refuses the first word.
+Make Ask(std::uint16_t command, std::string (*payload)(const Words&) = nullptr,
+         std::string (*doubt)(const std::string&) = nullptr) {
     return [=](const Words& words) {
         Action action;
         action.request.id = command;
@@ -33,6 +36,7 @@ Make Ask(std::uint16_t command, std::string (*payload)(const Words&) = nullptr) 
         if (const std::string reason = DropReason(command, text); payload != nullptr && !reason.empty()) {
             Fail(Exit::Unusable, "'{}' has {} characters: {}", text, text.size(), reason);
         }
+        action.doubt = doubt == nullptr ? std::string() : doubt(words[0]);
         return action;
     };
 }
@@ -57,6 +61,42 @@ std::string Text(const Words& words) {
         Fail(Exit::Unusable, "an empty text says nothing to the set");
     }
     return words[0];
+}
+
+constexpr std::array<std::string_view, 17> kSources = {"DTV",   "DTV-C", "DTV-T",  "DTV-T2", "DTV-S2", "ATV",
+                                                       "VGA",   "AV1",   "AV2",    "AV3",    "HDMI1",  "HDMI2",
+                                                       "HDMI3", "HDMI4", "SCART1", "YPBPR1", "YPBPR2"};
+
+std::string SourceDoubt(const std::string& name) {
+    const bool known = std::find(kSources.begin(), kSources.end(), name) != kSources.end();
+    return known ? std::string()
+                 : fmt::format("the set knows no source '{}'; there are {}", name, fmt::join(kSources, ", "));
+}
+
+// A set's own address: not one of a group of devices, nor one that stands for all or for none.
+std::string AddressDoubt(const std::string& text) {
+    std::array<unsigned, 6> bytes{};
+    bool isAddress = text.size() == 17;
+    for (std::size_t i = 0; i < bytes.size() && isAddress; ++i) {
+        const char* at = text.data() + i * 3;
+        const auto [end, status] = std::from_chars(at, at + 2, bytes[i], 16);
+        isAddress = status == std::errc{} && end == at + 2 && (i == 5 || *end == ':');
+    }
+    if (!isAddress) {
+        return fmt::format("'{}' is no MAC address, which is six pairs of hexadecimal digits with colons", text);
+    }
+    if ((bytes[0] & 1U) != 0) {
+        return fmt::format("'{}' is the address of a group of devices or of all, not one that a set can have",
+                           text);
+    }
+    return bytes == std::array<unsigned, 6>{} ? fmt::format("'{}' stands for no address", text) : std::string();
+}
+
+std::string IpDoubt(const std::string& text) {
+    in_addr address{};
+    return ::inet_pton(AF_INET, text.c_str(), &address) == 1
+               ? std::string()
+               : fmt::format("'{}' is no IP address, such as 192.168.1.1", text);
 }
 
 std::string Volume(const Words& words) {
@@ -174,7 +214,7 @@ const std::vector<VerbInfo>& Verbs() {
          "Store the test result, which the set then shows on its screen",
          "TEXT has 1 to 64 characters."},
         {"mac",
-         {{"read", Ask(id::kReadMac)}, {"write TEXT", Ask(id::kWriteMac, Text)}},
+         {{"read", Ask(id::kReadMac)}, {"write TEXT", Ask(id::kWriteMac, Text, AddressDoubt)}},
          "Ethernet MAC address",
          "  zelline mac write 00:11:22:33:44:55"},
         {"wifi-mac", {{"", Ask(id::kReadWifiMac)}}, "Read the MAC address of the Wi-Fi radio", ""},
@@ -199,14 +239,15 @@ const std::vector<VerbInfo>& Verbs() {
          "Switch the panel's supply or its backlight",
          ""},
         {"source",
-         {{"NAME", Ask(id::kSourceCheck, Text)}},
+         {{"NAME", Ask(id::kSourceCheck, Text, SourceDoubt)}},
          "Show an input, and set the sound for measuring",
-         "NAME is one of DTV, DTV-C, DTV-T, DTV-T2, DTV-S2, ATV, VGA, AV1 to AV3, HDMI1 to HDMI4, SCART1,\n"
-         "YPBPR1, YPBPR2. The first tuner input takes several seconds longer: the set learns its tuners."},
+         fmt::format("NAME is one of {},\n{}.\n", fmt::join(kSources.begin(), kSources.begin() + 10, ", "),
+                     fmt::join(kSources.begin() + 10, kSources.end(), ", ")) +
+             "The first tuner input takes several seconds longer: the set learns its tuners."},
         {"cam", {{"", Ask(id::kCamDetected)}}, "Is a CI module in?", ""},
         {"network", {{"", Ask(id::kWiredNetwork)}}, "Does the wired network have an address?", ""},
         {"ping",
-         {{"IP", Ask(id::kPanelAspectEthernet, Ping)}},
+         {{"IP", Ask(id::kPanelAspectEthernet, Ping, IpDoubt)}},
          "Let the set ping an address over Ethernet",
          "A set that has an address of its own answers success without a ping."},
         {"wifi",

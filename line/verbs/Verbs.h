@@ -26,6 +26,7 @@ struct Action {
     Request request;                         // Ask, Leave
     const zel::KeyFileInfo* type = nullptr;  // Upload
     std::string path;                        // Upload
+    std::string doubt;                       // why any set refuses it, empty when one may not
 };
 
 // One way to write a verb. Each word of `words` stands for one behind the verb: words in small letters for
@@ -50,7 +51,7 @@ const std::vector<VerbInfo>& Verbs();
 const VerbInfo* FindVerb(std::string_view name);
 
 // The action of a whole command, verb first. Throws Error with Exit::Unusable for anything that the set could
-// never be asked that way.
+// never be asked that way; what it can be asked and is sure to refuse has a doubt.
 Action MakeAction(const Words& words);
 
 }  // namespace zelline

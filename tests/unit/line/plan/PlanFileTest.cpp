@@ -92,6 +92,113 @@ TEST(PlanFile, InheritedStepsGiveWayByIdAndIncludedOnesStandInPlace) {
     EXPECT_EQ(plan.name, "Base");
 }
 
+// The verbs of a plan's steps, variables filled in.
+std::vector<std::string> VerbsOf(const Plan& plan) {
+    std::vector<std::string> verbs;
+    for (const Step& step : plan.steps) {
+        verbs.push_back(StepAction(step, VariablesOf(step, plan.variables, {})).verb);
+    }
+    return verbs;
+}
+
+// The plan in `folder`, which must be in order.
+Plan Loaded(const tests::TempFolder& folder, const Variables& given = {}) {
+    std::vector<PlanProblem> problems;
+    Plan plan = LoadPlan(folder.At("plan.toml"), given, problems);
+    for (const PlanProblem& problem : problems) {
+        ADD_FAILURE() << problem.file << ':' << problem.line << ": " << problem.words;
+    }
+    return plan;
+}
+
+// The words of the mistakes of the plan in `folder`.
+std::vector<std::string> MistakesIn(const tests::TempFolder& folder, const Variables& given = {}) {
+    std::vector<PlanProblem> problems;
+    LoadPlan(folder.At("plan.toml"), given, problems);
+    std::vector<std::string> words;
+    for (const PlanProblem& problem : problems) {
+        words.push_back(problem.words);
+    }
+    return words;
+}
+
+TEST(PlanFile, AnIncludedFileGivesItsStepsAndNothingElse) {
+    const tests::TempFolder folder;
+    folder.Write("part.toml",
+                 "name = \"Part\"\ndescription = \"of a whole\"\n[vars]\nlevel = 99\n"
+                 "[defaults]\non-failure = \"continue\"\n[[step]]\nrun = \"volume ${level}\"\n");
+    folder.Write("plan.toml",
+                 "name = \"Whole\"\n[vars]\nlevel = 10\n[[step]]\ninclude = \"part.toml\"\n"
+                 "[[step]]\nrun = \"volume ${level}\"\n");
+    const Plan plan = Loaded(folder);
+    EXPECT_EQ(plan.name, "Whole");
+    EXPECT_EQ(plan.description, "");
+    EXPECT_THAT(VerbsOf(plan), ElementsAre("volume 99", "volume 10"));
+    EXPECT_FALSE(plan.steps[0].stopOnFailure);
+    EXPECT_TRUE(plan.steps[1].stopOnFailure);
+    EXPECT_THAT(VerbsOf(Loaded(folder, {{"level", "5"}})), ElementsAre("volume 5", "volume 5"));
+}
+
+TEST(PlanFile, WhatAnIncludedFileAloneKnowsIsUnknownOutside) {
+    const tests::TempFolder folder;
+    folder.Write("part.toml", "[vars]\nlevel = 99\n[[step]]\nrun = \"volume ${level}\"\n");
+    folder.Write("plan.toml", "[[step]]\ninclude = \"part.toml\"\n[[step]]\nrun = \"volume ${level}\"\n");
+    EXPECT_THAT(MistakesIn(folder), ElementsAre(HasSubstr("'level' is not set")));
+}
+
+TEST(PlanFile, ATeardownIncludesStepsOfTheTeardown) {
+    const tests::TempFolder folder;
+    folder.Write("lamps.toml", "[[step]]\nrun = \"led green on\"\n[[teardown]]\nrun = \"backlight on\"\n");
+    folder.Write("plan.toml", "[[teardown]]\ninclude = \"lamps.toml\"\n[[step]]\nrun = \"version\"\n");
+    const Plan plan = Loaded(folder);
+    EXPECT_THAT(VerbsOf(plan), ElementsAre("version", "led green on", "backlight on"));
+    EXPECT_TRUE(plan.steps[1].teardown);
+    EXPECT_TRUE(plan.steps[2].teardown);
+}
+
+TEST(PlanFile, IdsThatClashAreToldWithBothLines) {
+    const tests::TempFolder folder;
+    folder.Write("part.toml", "\n[[step]]\nid = \"x\"\nrun = \"connect\"\n");
+    folder.Write("plan.toml", "[[step]]\nid = \"x\"\nrun = \"version\"\n[[step]]\ninclude = \"part.toml\"\n");
+    std::vector<PlanProblem> problems;
+    LoadPlan(folder.At("plan.toml"), {}, problems);
+    ASSERT_EQ(problems.size(), 1U);
+    EXPECT_EQ(problems[0].file, folder.At("part.toml"));
+    EXPECT_EQ(problems[0].line, 4U);
+    EXPECT_THAT(problems[0].words,
+                HasSubstr("'x' is taken by the step in " + folder.At("plan.toml").string() + ":3"));
+    EXPECT_THAT(problems[0].words, HasSubstr("plan.toml:5 a prefix"));
+    EXPECT_THAT(Mistakes("[[step]]\nid = \"x\"\nrun = \"version\"\n[[step]]\nid = \"x\"\nrun = \"cam\"\n"),
+                ElementsAre("6: the id 'x' is taken by the step in line 3"));
+}
+
+TEST(PlanFile, AFileIsIncludedTwiceUnderTwoPrefixes) {
+    const tests::TempFolder folder;
+    folder.Write("part.toml",
+                 "[[step]]\nid = \"read\"\nrun = \"version\"\nsave = \"seen\"\n"
+                 "[[step]]\nname = \"write ${seen}\"\nrun = \"sn write ${seen}\"\n"
+                 "run-if = \"${step.read} == passed\"\n");
+    folder.Write("plan.toml",
+                 "[[step]]\ninclude = \"part.toml\"\nprefix = \"a\"\n"
+                 "[[step]]\ninclude = \"part.toml\"\nprefix = \"b\"\n"
+                 "[[step]]\nrun = \"result ${a.seen}${b.seen}\"\nrun-if = \"${step.b.read} == passed\"\n");
+    const Plan plan = Loaded(folder);
+    ASSERT_EQ(plan.steps.size(), 5U);
+    EXPECT_EQ(plan.steps[2].id, "b.read");
+    EXPECT_EQ(plan.steps[3].runIf, "${step.b.read} == passed");
+    EXPECT_EQ(plan.steps[3].words, (Words{"sn", "write", "${b.seen}"}));
+    EXPECT_EQ(plan.steps[3].name, "b: write ${b.seen}");
+}
+
+TEST(PlanFile, AGivenVariableThatThePlanDoesNotKnowIsAMistake) {
+    const std::string plan =
+        "[vars]\nlevel = 10\n[[step]]\nrun = \"volume ${level}\"\n[[step]]\nrun = \"sn write ${sn:-1}\"\n";
+    EXPECT_THAT(Mistakes(plan, {{"level", "1"}, {"sn", "A"}}), ElementsAre());
+    EXPECT_THAT(Mistakes(plan, {{"nr", "1"}}), ElementsAre("0: --set nr: the plan knows no such variable"));
+    EXPECT_THAT(Mistakes(plan, {{"SN", "A"}}),
+                ElementsAre(HasSubstr("SN: the plan knows no such variable; there is 'sn'")));
+}
+
 TEST(PlanFile, TwoPlansThatIncludeEachOtherAreAMistake) {
     const tests::TempFolder folder;
     folder.Write("a.toml", "[[step]]\ninclude = \"b.toml\"\n");

@@ -129,6 +129,36 @@ TEST(PlanRun, TooSlowIsAFailure) {
     EXPECT_EQ(RunText("[[step]]\nrun = \"led red on\"\nwithin = 900\n", set).result.status, Exit::Success);
 }
 
+TEST(PlanRun, NamesOfStepsAreFilledIn) {
+    SimulatedReceiver set;
+    set.texts[0x1297] = "2.5";
+    const Ran ran = RunText(
+        "[vars]\nwhat = \"version\"\n[[step]]\nname = \"Read ${what}\"\nrun = \"version\"\nsave = \"v\"\n"
+        "[[step]]\nname = \"Is ${v}\"\nrun = \"cam\"\nexpect = { status = \"failure\" }\n"
+        "[[teardown]]\nname = \"After ${v}\"\nrun = \"led green on\"\n",
+        set);
+    EXPECT_EQ(ran.result.steps[0].name, "Read version");
+    EXPECT_EQ(ran.result.steps[1].name, "Is 2.5");
+    EXPECT_EQ(ran.result.steps[2].name, "After 2.5");
+}
+
+TEST(PlanRun, AVariableOfAnIncludedFileGivesWayToWhatItsStepsSave) {
+    const tests::TempFolder folder;
+    folder.Write(
+        "part.toml",
+        "[vars]\nv = \"none\"\n[[step]]\nrun = \"result ${v}\"\n[[step]]\nrun = \"version\"\nsave = \"v\"\n"
+        "[[step]]\nrun = \"result ${v}\"\n");
+    std::vector<PlanProblem> problems;
+    const Plan plan = LoadPlan(folder.Write("plan.toml", "[[step]]\ninclude = \"part.toml\"\n"), {}, problems);
+    ASSERT_TRUE(problems.empty());
+    SimulatedReceiver set;
+    set.texts[0x1297] = "2.5";
+    Link link(set);
+    const PlanResult result = ExecutePlan(plan, link, {}, [](const StepResult&) {});
+    EXPECT_EQ(result.steps[0].verb, "result none");
+    EXPECT_EQ(result.steps[2].verb, "result 2.5");
+}
+
 TEST(PlanRun, KeyFilesLieBesideThePlan) {
     const tests::TempFolder folder;
     folder.Write("keys/a.bin", "a key");
