@@ -2,8 +2,10 @@
 #include <list>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <utility>
 
+#include "simset/base/Numbers.h"
 #include "simset/base/Status.h"
 #include "simset/platform/Client.h"
 #include "simset/platform/Deliveries.h"
@@ -45,11 +47,16 @@ json ArgumentsOnWire(const vumodelapi::ArgumentList& arguments) {
     return list;
 }
 
-vumodelapi::ArgumentList ArgumentsOf(const json& list) {
+// Nothing when a position is none: what answered was not the middleware.
+std::optional<vumodelapi::ArgumentList> ArgumentsOf(const json& list) {
     vumodelapi::ArgumentList arguments;
     for (const auto& element : list) {
+        const auto position = ParseNumber<unsigned>(element.at(0).get<std::string>(), 0, UINT8_MAX);
+        if (!position) {
+            return std::nullopt;
+        }
         vumodelapi::Argument argument;
-        argument.position = static_cast<std::uint8_t>(std::stoi(element.at(0).get<std::string>()));
+        argument.position = static_cast<std::uint8_t>(*position);
         argument.values = element.at(1).get<std::string>();
         arguments.push_back(std::move(argument));
     }
@@ -169,8 +176,8 @@ class ActionHandle : public Connection, public vumodelapi::Action {
     static void Deliver(vumodelapi::ObserverAction& observer, const json& event) {
         if (Event(event) == "error") {
             observer.notifyExecutionError(event.at("error").get<std::int32_t>());
-        } else {
-            observer.notifyExecutionResult(ArgumentsOf(event.at("results")));
+        } else if (const auto results = ArgumentsOf(event.at("results"))) {
+            observer.notifyExecutionResult(*results);
         }
     }
 

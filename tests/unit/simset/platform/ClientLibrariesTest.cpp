@@ -7,6 +7,8 @@
 #include "flashenv/FlashEnv.h"
 #include "qx/AppManagerClientAdapter.h"
 #include "simset/base/Status.h"
+#include "simset/core/middleware/Server.h"
+#include "simset/core/state/Shared.h"
 #include "simset/platform/Observing.h"
 
 namespace simset::test {
@@ -335,6 +337,46 @@ TEST_F(ClientLibraries, OutliveTheMiddleware) {
     ASSERT_EQ(again->getRootInterface()->connect(kVolume, &observer, volume), 0);
     EXPECT_EQ(volume->setValue(9), 0);
     EXPECT_EQ(observer.values.Take(), 9);
+}
+
+// A middleware that answers an invoked action with one result after the other, each under its position.
+class OddMiddleware {
+  public:
+    explicit OddMiddleware(const std::string& socket)
+        : m_server(socket, {[this](const Request& request) { return Answer(request); },
+                            [this](const std::string&) { return m_events; },
+                            [](const std::string&, const std::shared_ptr<EventQueue>&) {}}) {}
+
+  private:
+    Reply Answer(const Request& request) {
+        if (request.at("op") == "invoke") {
+            for (const char* position : {"first", "", "256", "-1", "1x", "0"}) {
+                const Request result = Request::array({position, std::string("under ") + position});
+                m_events->Push(
+                    {{"event", "result"}, {"target", request.at("conn")}, {"results", Request::array({result})}});
+            }
+        }
+        return {{"status", kOk}};
+    }
+
+    std::shared_ptr<EventQueue> m_events = std::make_shared<EventQueue>();
+    Server m_server;
+};
+
+TEST_F(ClientLibraries, RefuseAPositionThatIsNoNumber) {
+    Stop();
+    const OddMiddleware odd(Socket());
+    const auto interface = OpenModel();
+    auto* const root = interface->getRootInterface();
+    ASSERT_NE(root, nullptr);
+    ActionObserver observer;
+    vumodelapi::Action* ready = nullptr;
+    ASSERT_EQ(root->connect(kReady, &observer, ready), 0);
+    vumodelapi::ArgumentList results;
+    EXPECT_EQ(ready->invoke({}, results), 0);
+    EXPECT_EQ(observer.reports.Take(), "under 0");
+    EXPECT_TRUE(observer.reports.Empty());
+    EXPECT_EQ(root->disconnect(kReady, &observer), 0);
 }
 
 TEST_F(ClientLibraries, APowerCutDropsConnections) {
