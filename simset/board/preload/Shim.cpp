@@ -55,112 +55,73 @@ bool TakesMode(int flags) {
 
 }  // namespace
 
-// The mode argument is there only with flags that create.
-#define SIMSET_MODE(flags)                \
-    mode_t mode = 0;                      \
-    if (TakesMode(flags)) {               \
-        va_list arguments;                \
-        va_start(arguments, flags);       \
-        mode = va_arg(arguments, mode_t); \
-        va_end(arguments);                \
+#define SIMSET_VISIBLE __attribute__((visibility("default")))
+
+// Stands in front of the C library's function of that name: hands on what follows the parameters.
+#define SIMSET_IN_FRONT(Result, name, parameters, ...)              \
+    SIMSET_VISIBLE Result name parameters {                         \
+        static const auto next = Next<Result(*) parameters>(#name); \
+        return next(__VA_ARGS__);                                   \
+    }
+
+// The same for one that opens; the mode argument is there only with flags that create.
+#define SIMSET_IN_FRONT_OF_OPEN(name, parameters, ...)           \
+    SIMSET_VISIBLE int name parameters {                         \
+        mode_t mode = 0;                                         \
+        if (TakesMode(flags)) {                                  \
+            va_list arguments;                                   \
+            va_start(arguments, flags);                          \
+            mode = va_arg(arguments, mode_t);                    \
+            va_end(arguments);                                   \
+        }                                                        \
+        static const auto next = Next<int(*) parameters>(#name); \
+        return next(__VA_ARGS__, flags, mode);                   \
     }
 
 extern "C" {
 
-__attribute__((visibility("default"))) int open(const char* path, int flags, ...) {
-    SIMSET_MODE(flags)
-    static const auto next = Next<int (*)(const char*, int, ...)>("open");
-    return next(Path(path).Get(), flags, mode);
-}
-
-__attribute__((visibility("default"))) int open64(const char* path, int flags, ...) {
-    SIMSET_MODE(flags)
-    static const auto next = Next<int (*)(const char*, int, ...)>("open64");
-    return next(Path(path).Get(), flags, mode);
-}
-
-__attribute__((visibility("default"))) int openat(int at, const char* path, int flags, ...) {
-    SIMSET_MODE(flags)
-    static const auto next = Next<int (*)(int, const char*, int, ...)>("openat");
-    return next(at, Path(path).Get(), flags, mode);
-}
-
-__attribute__((visibility("default"))) int openat64(int at, const char* path, int flags, ...) {
-    SIMSET_MODE(flags)
-    static const auto next = Next<int (*)(int, const char*, int, ...)>("openat64");
-    return next(at, Path(path).Get(), flags, mode);
-}
+SIMSET_IN_FRONT_OF_OPEN(open, (const char* path, int flags, ...), Path(path).Get())
+SIMSET_IN_FRONT_OF_OPEN(open64, (const char* path, int flags, ...), Path(path).Get())
+SIMSET_IN_FRONT_OF_OPEN(openat, (int at, const char* path, int flags, ...), at, Path(path).Get())
+SIMSET_IN_FRONT_OF_OPEN(openat64, (int at, const char* path, int flags, ...), at, Path(path).Get())
 
 // Fortified builds call these when no mode is given.
-__attribute__((visibility("default"))) int __open_2(const char* path, int flags) {
+SIMSET_VISIBLE int __open_2(const char* path, int flags) {
     return open(path, flags);
 }
 
-__attribute__((visibility("default"))) int __open64_2(const char* path, int flags) {
+SIMSET_VISIBLE int __open64_2(const char* path, int flags) {
     return open64(path, flags);
 }
 
-__attribute__((visibility("default"))) int creat(const char* path, mode_t mode) {
+SIMSET_VISIBLE int creat(const char* path, mode_t mode) {
     return open(path, O_CREAT | O_WRONLY | O_TRUNC, mode);
 }
 
-__attribute__((visibility("default"))) int creat64(const char* path, mode_t mode) {
+SIMSET_VISIBLE int creat64(const char* path, mode_t mode) {
     return open64(path, O_CREAT | O_WRONLY | O_TRUNC, mode);
 }
 
-__attribute__((visibility("default"))) FILE* fopen(const char* path, const char* mode) {
-    static const auto next = Next<FILE* (*)(const char*, const char*)>("fopen");
-    return next(Path(path).Get(), mode);
-}
+SIMSET_IN_FRONT(FILE*, fopen, (const char* path, const char* mode), Path(path).Get(), mode)
+SIMSET_IN_FRONT(FILE*, fopen64, (const char* path, const char* mode), Path(path).Get(), mode)
+SIMSET_IN_FRONT(int, access, (const char* path, int mode), Path(path).Get(), mode)
+SIMSET_IN_FRONT(int, stat, (const char* path, struct stat* info), Path(path).Get(), info)
+SIMSET_IN_FRONT(int, stat64, (const char* path, struct stat64* info), Path(path).Get(), info)
+SIMSET_IN_FRONT(int, lstat, (const char* path, struct stat* info), Path(path).Get(), info)
+SIMSET_IN_FRONT(int, lstat64, (const char* path, struct stat64* info), Path(path).Get(), info)
+SIMSET_IN_FRONT(int, fstatat, (int at, const char* path, struct stat* info, int flags), at, Path(path).Get(), info,
+                flags)
+SIMSET_IN_FRONT(int, fstatat64, (int at, const char* path, struct stat64* info, int flags), at, Path(path).Get(),
+                info, flags)
 
-__attribute__((visibility("default"))) FILE* fopen64(const char* path, const char* mode) {
-    static const auto next = Next<FILE* (*)(const char*, const char*)>("fopen64");
-    return next(Path(path).Get(), mode);
-}
-
-__attribute__((visibility("default"))) int access(const char* path, int mode) {
-    static const auto next = Next<int (*)(const char*, int)>("access");
-    return next(Path(path).Get(), mode);
-}
-
-__attribute__((visibility("default"))) int stat(const char* path, struct stat* info) {
-    static const auto next = Next<int (*)(const char*, struct stat*)>("stat");
-    return next(Path(path).Get(), info);
-}
-
-__attribute__((visibility("default"))) int stat64(const char* path, struct stat64* info) {
-    static const auto next = Next<int (*)(const char*, struct stat64*)>("stat64");
-    return next(Path(path).Get(), info);
-}
-
-__attribute__((visibility("default"))) int lstat(const char* path, struct stat* info) {
-    static const auto next = Next<int (*)(const char*, struct stat*)>("lstat");
-    return next(Path(path).Get(), info);
-}
-
-__attribute__((visibility("default"))) int lstat64(const char* path, struct stat64* info) {
-    static const auto next = Next<int (*)(const char*, struct stat64*)>("lstat64");
-    return next(Path(path).Get(), info);
-}
-
-__attribute__((visibility("default"))) int fstatat(int at, const char* path, struct stat* info, int flags) {
-    static const auto next = Next<int (*)(int, const char*, struct stat*, int)>("fstatat");
-    return next(at, Path(path).Get(), info, flags);
-}
-
-__attribute__((visibility("default"))) int fstatat64(int at, const char* path, struct stat64* info, int flags) {
-    static const auto next = Next<int (*)(int, const char*, struct stat64*, int)>("fstatat64");
-    return next(at, Path(path).Get(), info, flags);
-}
-
-__attribute__((visibility("default"))) void sync() {
+SIMSET_VISIBLE void sync() {
     simset::preload::Line line;
     line.Raw(R"({"op":"sync"})");
     simset::preload::Report(line);
 }
 
-__attribute__((visibility("default"))) int mount(const char* source, const char* target, const char* type,
-                                                 unsigned long flags, const void* data) {
+SIMSET_VISIBLE int mount(const char* source, const char* target, const char* type, unsigned long flags,
+                         const void* data) {
     using Call = int (*)(const char*, const char*, const char*, unsigned long, const void*);
     static const auto next = Next<Call>("mount");
     const int status = next(source, target, type, flags, data);

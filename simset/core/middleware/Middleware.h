@@ -8,14 +8,18 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <memory>
+#include <mutex>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "simset/control/Verbs.h"
+#include "simset/core/middleware/Control.h"
 #include "simset/core/middleware/Scheduler.h"
+#include "simset/core/middleware/Server.h"
+#include "simset/core/state/CutPoint.h"
 
 namespace simset {
 
@@ -91,8 +95,42 @@ class Middleware {
     void Trace(const nlohmann::json& row);
 
   private:
-    class Impl;
-    std::unique_ptr<Impl> m_impl;
+    using Operation = Reply (*)(Middleware& self, const Request& request);
+
+    static const std::map<std::string, Operation>& Operations();
+    Reply Answer(const Request& request);
+    Reply Sync();
+    Reply Carry(const Request& request);
+    Reply Report(const std::string& op, const Request& request);
+    std::shared_ptr<EventQueue> Opened(const std::string& client);
+    void Closed(const std::string& client, const std::shared_ptr<EventQueue>& queue);
+    void Later(std::chrono::milliseconds delay, std::function<void()> task);
+    void Press(std::int32_t code);
+    void Problem(const std::string& message) const;
+
+    mutable std::mutex m_mutex;
+    std::mutex m_timeMutex;  // taken inside m_mutex or alone
+    std::unique_ptr<Scheduler> m_scheduler;
+    std::chrono::milliseconds m_powerOnTime;
+    std::uint64_t m_epoch = 0;  // counts power-ons and power-offs
+    bool m_powered = true;
+    bool m_rebootAsked = false;
+    State m_state;
+    Faults m_faults;
+    Behaviours m_behaviours;
+    Clients m_clients;
+    TraceLog m_trace;
+    CutPoint m_cutPoint;
+    Shared m_shared;
+    simset::Flash m_flash;
+    Metadata m_metadata;
+    KeyStore m_keys;
+    Model m_model;
+    AppManager m_appManager;
+    simset::Control m_control;
+    std::unique_lock<std::mutex>* m_controlLock = nullptr;
+    Hooks m_hooks;
+    std::unique_ptr<Server> m_server;
 };
 
 }  // namespace simset
