@@ -15,6 +15,7 @@
 #include "os/File.h"
 #include "os/Storage.h"
 #include "provisioning/configuration/ConfigLines.h"
+#include "provisioning/configuration/Revision.h"
 
 char m_strCountry[kConfigLineSize];
 char m_strRegion[kConfigLineSize];
@@ -183,7 +184,7 @@ std::int32_t UartManager::ZelPrintfConfig() {
     results.Add(result, __LINE__);
     printItem(META_LANGUAGE, "META_LAGUAGE is", __LINE__);
     printItem(META_PROJECT_ID, "META_PROJECT_ID is", __LINE__);
-    std::printf("Git Revision is       :%s\n", ZELFAC_REVISION);
+    std::printf("Git Revision is       :%s\n", zel::kRevision);
     std::string version;
     result = ZelGetString(zel::key::kSoftwareVersion, version);
     std::printf("SoftWare Version is   :%s\n", version.c_str());
