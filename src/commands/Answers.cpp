@@ -4,6 +4,7 @@
 #include "commands/ReportedKeys.h"
 #include "connectivity/RadioScan.h"
 #include "factory_aux/FactoryAux.h"
+#include "log/FixedLine.h"
 #include "log/LogPrint.h"
 #include "model/ModelKeys.h"
 #include "protocol/CommandCatalogue.h"
@@ -64,7 +65,7 @@ AnswerValue AnswerPcbSn(UartManager& manager, std::uint16_t /*id*/, const std::s
 AnswerValue AnswerMac(UartManager& /*manager*/, std::uint16_t /*id*/, const std::string& /*text*/) {
     char mac[256] = {};
     if (readStrMetaData(META_MAC, mac, sizeof mac) != 0) {
-        LogFail("SendCommand", 4367);
+        LogFail("SendCommand", FixedLine(4367));
         return AnswerValue::OfUnreadable();
     }
     return AnswerValue::OfText(mac);

@@ -62,10 +62,11 @@ void UartManager::ZelFacAutoTestAfterSetDefaultSetting() {
     zel::PrintIfFailed(ZelSetAction(zel::key::kWiredSet), kName, __LINE__);
     ZelWifiScan();
     zel::PrintIfFailed(ZelSetValue(zel::key::kVideoFormat, kAspect16To9), kName, __LINE__);
-    m_i32RetCheckPlayreadyYoutube = InstallOwnKey(KEY_PLAYREADY, "PLAYREADY");
-    m_i32RetCheckPlayreadyYoutube |= InstallOwnKey(KEY_YOUTUBE, "YOUTUBE");
-    std::printf(" %s %d m_i32RetCheckPlayreadyYoutube:%d\n", kName, __LINE__,
-                m_i32RetCheckPlayreadyYoutube.load());
+    const std::int32_t playReady = InstallOwnKey(KEY_PLAYREADY, "PLAYREADY");
+    const std::int32_t joined = playReady | InstallOwnKey(KEY_YOUTUBE, "YOUTUBE");
+    // At once, when both are known: it opens the way to the finish commands, which the line may send meanwhile.
+    m_i32RetCheckPlayreadyYoutube = joined;
+    std::printf(" %s %d m_i32RetCheckPlayreadyYoutube:%d\n", kName, __LINE__, joined);
 }
 
 void UartManager::ZelBurnModeBeforSetDefaultSetting() {

@@ -5,6 +5,7 @@
 
 #include "commands/Handlers.h"
 #include "factory_aux/FactoryAux.h"
+#include "log/FixedLine.h"
 #include "log/LogPrint.h"
 #include "model/ModelKeys.h"
 #include "os/File.h"
@@ -31,13 +32,13 @@ AnswerValue SayMac(ModelClient&) {
         return AnswerValue::OfText(stored);
     }
     const std::string mac = RandomMacText();
-    LogFail(kName, 4788);
+    LogFail(kName, FixedLine(4788));
     return AnswerValue::OfText(mac);
 }
 
 AnswerValue SayWifiMac(ModelClient& model) {
     std::string mac;
-    return model.ZelGetString(key::kWifiMac, mac) == 0 ? AnswerValue::OfText(mac) : Unreadable(4809);
+    return model.ZelGetString(key::kWifiMac, mac) == 0 ? AnswerValue::OfText(mac) : Unreadable(FixedLine(4809));
 }
 
 AnswerValue SayNotKept(ModelClient&) {
@@ -47,16 +48,16 @@ AnswerValue SayNotKept(ModelClient&) {
 AnswerValue SayEsn(ModelClient&) {
     const File file = OpenFile(kEsnPath, "r");
     if (!file) {
-        return Unreadable(4837);
+        return Unreadable(FixedLine(4837));
     }
     const std::string esn = ReadUpTo(file.get(), kEsnLength);
-    return esn.empty() ? Unreadable(4855) : AnswerValue::OfText(esn);
+    return esn.empty() ? Unreadable(FixedLine(4855)) : AnswerValue::OfText(esn);
 }
 
 AnswerValue SayWiredAddress(ModelClient& model) {
     std::string address;
     const bool read = model.ZelGetString(key::kIpAddress, address) == 0 && !address.empty();
-    return read ? AnswerValue::OfText(address) : Unreadable(4878);
+    return read ? AnswerValue::OfText(address) : Unreadable(FixedLine(4878));
 }
 
 struct QueryRow {

@@ -1,12 +1,11 @@
 // The factory records: one small file each, holding one text and nothing else.
 
-#include <cstdlib>
-
 #include "UartManager/UartManager.h"
 #include "log/LogPrint.h"
 #include "os/File.h"
 #include "os/Shell.h"
 #include "os/Storage.h"
+#include "text/Decimal.h"
 
 namespace {
 
@@ -73,5 +72,5 @@ std::int32_t UartManager::ZelGetRunningTime() {
         zel::LogPrint("/var/tvservice/tvRunningTime fail!\n");
         return 0;
     }
-    return static_cast<std::int32_t>(std::strtol(zel::ReadTextUpTo(file.get(), kReadLimit).c_str(), nullptr, 10));
+    return zel::DecimalOf(zel::ReadTextUpTo(file.get(), kReadLimit).c_str());
 }

@@ -1,7 +1,8 @@
 #include "provisioning/configuration/ConfigLines.h"
 
-#include <cstdlib>
 #include <cstring>
+
+#include "text/Decimal.h"
 
 namespace zel {
 
@@ -10,7 +11,7 @@ bool IsEmptyLine(const char* line) {
 }
 
 std::int32_t LineNumber(const char* line) {
-    return static_cast<std::int32_t>(std::strtol(line, nullptr, 10));
+    return DecimalOf(line);
 }
 
 void CutLineEnd(char* line) {

@@ -151,6 +151,12 @@ TEST_F(Answers, RunningTimeIsNeverZero) {
     }
 }
 
+TEST_F(Answers, RunningTimeBeyond32BitsIsTheMost) {
+    script.PutFile("/var/tvservice/tvRunningTime", "4294967296");  // 0 in its low 32 bits
+    ExpectResult(0x1296, "\xFF\xFF\xFF\x7F");
+    Send(0x1296);
+}
+
 TEST_F(Answers, SoftwareVersionFromItsFirstDotOn) {
     constexpr char kKey[] = "tovix.sl2.str.qorfactory.software.version";
     for (const auto& [version, sent] : std::vector<std::pair<std::string, std::string>>{

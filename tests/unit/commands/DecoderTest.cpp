@@ -43,6 +43,20 @@ class Decoder : public scripted::LinkTest {
     static std::string AnsweredRequest(const zel::CommandInfo& row) {
         return std::string(row.payload == zel::PayloadRule::KeyChunk ? std::string_view() : row.exampleAsked);
     }
+    // A search that sees `devices` at its first look, or never; without the switching off behind one that found
+    // some.
+    void ExpectBluetoothSearch(std::int32_t devices) {
+        script.ExpectSet("tovix.sl2.i32.network.enum.access-points.search", 0);
+        script.ExpectGet("tovix.sl2.i32.bluetooth.enum.status", 0);
+        script.ExpectInvoke("tovix.sl2.action.bluetooth.search.start");
+        script.ExpectGetTexts("tovix.sl2.vstr.bluetooth.device.name", {});
+        for (int look = 0; look < (devices > 0 ? 1 : 4); ++look) {
+            script.Expect("delay-seconds 2");
+            script.ExpectGetTexts("tovix.sl2.vstr.bluetooth.device.name", {});
+            script.ExpectGet("tovix.sl2.i32.bluetooth.device.count", devices);
+        }
+        script.ExpectInvoke("tovix.sl2.action.bluetooth.search.stop");
+    }
     // ZelSetGpio's action carries both texts at position 0.
     void ExpectGpio(const std::string& arguments) {
         script.ExpectConnect(kGpioKey);
@@ -430,6 +444,29 @@ TEST_F(Decoder, BluetoothSearchUnderWayIsWaitedForOnce) {
     script.Expect("delay-seconds 9").Then([this] { m_manager->m_radioScan->m_u32BTDeviceCount = 3; });
     ExpectStatus(0x1294, 0);
     EXPECT_NE(DecodeOutput(0x1294).find(" m_u32BTDeviceCount:3\n"), std::string::npos);
+}
+
+TEST_F(Decoder, BluetoothSearchOfItsOwnFindsADevice) {
+    ExpectBluetoothSearch(1);
+    script.ExpectInvoke("tovix.sl2.action.bluetooth.disable");
+    ExpectStatus(0x1294, 0);
+    EXPECT_NE(DecodeOutput(0x1294).find(" m_u32BTDeviceCount:1\n"), std::string::npos);
+    script.Verify();
+    ExpectStatus(0x1294, 0);  // found is found
+    EXPECT_EQ(DecodeOutput(0x1294), "");
+}
+
+// The flag of a search that found nothing falls only with the fourth: the next command takes that for a search
+// under way, and waits for it.
+TEST_F(Decoder, TwoBluetoothSearchesThatFindNothing) {
+    ExpectBluetoothSearch(0);
+    ExpectStatus(0x1294, 1);
+    DecodeOutput(0x1294);
+    script.Verify();
+    script.Expect("delay-seconds 9");
+    ExpectStatus(0x1294, 1);
+    EXPECT_NE(DecodeOutput(0x1294).find(" m_u32BTDeviceCount:0\n"), std::string::npos);
+    EXPECT_EQ(m_manager->m_radioScan->fBTSearching, 1);
 }
 
 TEST_F(Decoder, UsbPorts) {

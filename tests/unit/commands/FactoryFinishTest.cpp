@@ -25,6 +25,9 @@ class FactoryFinish : public scripted::LinkTest {
     void ExpectFinishCloses() {
         script.Expect("delay 100000");
         script.Expect(std::string("disconnect ") + kReady);
+        ExpectSetIsClosed();
+    }
+    void ExpectSetIsClosed() {
         script.Expect("system echo ForceFreerun=FLASE > /proc/utopia_mdb/xc");
         script.Expect("system mount -o remount,ro /zodata/critical");
         script.Expect("system mount -o remount,ro /zodata/factory");
@@ -77,10 +80,44 @@ TEST_F(FactoryFinish, ASecondFinishDoesNotWait) {
     EXPECT_EQ(Finish(1), "");
 }
 
-TEST_F(FactoryFinish, AFinishThatCannotBeInvokedFailsUnlessConfirmedBefore) {
+TEST_F(FactoryFinish, AConfirmationInTheLastMomentCounts) {
+    ExpectFinishBegins();
+    script.Expect(std::string("invoke ") + kReady + " []");
+    script.Expect("delay 500000").Times(40);
+    script.Expect("delay 100000").Then([this] { Report("1"); });
+    script.Expect(std::string("disconnect ") + kReady);
+    ExpectSetIsClosed();
+    EXPECT_EQ(Finish(1), "");
+}
+
+TEST_F(FactoryFinish, AFinishThatCannotBeInvokedFails) {
     ExpectFinishBegins();
     script.Expect(std::string("invoke ") + kReady + " []").Returns(8);
     EXPECT_EQ(Finish(0), "invoke failed, ret = 8\n");
+}
+
+TEST_F(FactoryFinish, AFinishThatCannotBeInvokedSucceedsWhenConfirmedBefore) {
+    factory_ready_val = 1;
+    ExpectFinishBegins();
+    script.Expect(std::string("invoke ") + kReady + " []").Returns(8);
+    ExpectSetIsClosed();
+    EXPECT_EQ(Finish(1), "invoke failed, ret = 8\n");
+}
+
+TEST_F(FactoryFinish, FlashAndShellAreNotLookedAt) {
+    script.Expect("flash.set FactoryOpenState=Off").Returns(1);
+    script.Expect("flash.set FactoryOK=On").Returns(1);
+    script.Expect("system mount -o remount,rw /zodata/critical").Returns(256);
+    script.Expect("system mount -o remount,rw /zodata/factory").Returns(-1);
+    script.ExpectConnect(kReady);
+    script.Expect(std::string("invoke ") + kReady + " []").Then([this] { Report("1"); });
+    script.Expect("delay 100000");
+    script.Expect(std::string("disconnect ") + kReady);
+    script.Expect("system echo ForceFreerun=FLASE > /proc/utopia_mdb/xc").Returns(256);
+    script.Expect("system mount -o remount,ro /zodata/critical").Returns(256);
+    script.Expect("system mount -o remount,ro /zodata/factory").Returns(-1);
+    script.Expect("sync");
+    EXPECT_EQ(Finish(1), "");
 }
 
 TEST_F(FactoryFinish, ReadyFailures) {

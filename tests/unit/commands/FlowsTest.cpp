@@ -129,6 +129,22 @@ TEST_F(Flows, TheKeyResultsAreJoined) {
     }
 }
 
+TEST_F(Flows, TheGateOfTheFinishStaysShutUntilBothKeysAreChecked) {
+    const auto isShut = [] { EXPECT_EQ(m_i32RetCheckPlayreadyYoutube, -1); };
+    ExpectMeasuringStates();
+    script.ExpectModelFailure(1);
+    script.Expect("start-thread");
+    script.ExpectModelFailure(1);
+    script.Expect("keys.write 6 []");
+    script.Expect("keys.check 6");
+    script.Expect("keys.write 8 []").Then(isShut);
+    script.Expect("keys.check 8").Then(isShut);
+    script.CaptureOutput();
+    m_manager->ZelFacAutoTestAfterSetDefaultSetting();
+    script.Output();
+    EXPECT_EQ(m_i32RetCheckPlayreadyYoutube, 0);
+}
+
 TEST_F(Flows, TheCheckLinesShowWhatTheWriteReturned) {
     ExpectMeasuringStates();
     script.ExpectModelFailure(1);

@@ -96,8 +96,14 @@ TEST_F(Records, ARecordIsReadUpToItsFirstZeroAndAtMost255Characters) {
 }
 
 TEST_F(Records, RunningTime) {
-    for (const auto& [text, value] : std::vector<std::pair<std::string, std::int32_t>>{
-             {"300", 300}, {"1234abc", 1234}, {"hours", 0}, {"", 0}, {"-7\n", -7}, {" 12", 12}}) {
+    for (const auto& [text, value] :
+         std::vector<std::pair<std::string, std::int32_t>>{{"300", 300},
+                                                           {"1234abc", 1234},
+                                                           {"hours", 0},
+                                                           {"", 0},
+                                                           {"-7\n", -7},
+                                                           {" 12", 12},
+                                                           {"4294967301", 2147483647}}) {
         script.PutFile(kRunningTime, text);
         EXPECT_EQ(m_manager->ZelGetRunningTime(), value) << text;
     }

@@ -105,6 +105,22 @@ TEST_F(WifiRound, KeepsTheStrongestSignal) {
     EXPECT_EQ(m_output, "wifidevice:1 APCount:2 m_u32WifiLevel:29\n");
 }
 
+// The two are read one after the other, and access points come and go.
+TEST_F(WifiRound, SignalsAndCountMayDiffer) {
+    ExpectSearch(3);
+    script.ExpectGetVector(key::kAccessPointSignal, {12});
+    Run();
+    EXPECT_EQ(m_output, "wifidevice:3 APCount:1 m_u32WifiLevel:12\n");
+    ExpectSearch(1);
+    script.ExpectGetVector(key::kAccessPointSignal, {3, 4, 20});
+    Run();
+    EXPECT_EQ(m_output, "wifidevice:1 APCount:2 m_u32WifiLevel:20\n");
+    ExpectSearch(2);
+    script.ExpectGetVector(key::kAccessPointSignal, {});
+    Run();
+    EXPECT_EQ(m_output, "wifidevice:2 APCount:3 m_u32WifiLevel:20\n");
+}
+
 TEST_F(WifiRound, ASignalAbove29EndsTheScan) {
     ExpectRound({30});
     ExpectStop();
