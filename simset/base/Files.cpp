@@ -201,8 +201,10 @@ void RemoveTree(int at, const std::string& name) {
     if (::unlinkat(at, name.c_str(), 0) == 0 || errno == ENOENT) {
         return;
     }
-    if (errno != EISDIR && errno != EPERM) {
-        throw SystemError(name);
+    // A link that must not go (in /proc) is no folder, whatever it leads to.
+    const int code = errno;
+    if ((code != EISDIR && code != EPERM) || !S_ISDIR(StatAt(at, name).st_mode)) {
+        throw SystemError(name, code);
     }
     // A folder without write permission cannot be emptied by an ordinary user before it gets it back.
     ::fchmodat(at, name.c_str(), 0700, 0);

@@ -13,11 +13,13 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <climits>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <optional>
+#include <sstream>
 
 #include "simset/base/Files.h"
 #include "simset/board/inside/Keeper.h"
@@ -51,6 +53,20 @@ dev_t DeviceOf(std::string path) {
         path.resize(std::max<std::size_t>(path.rfind('/'), 1));
     }
     return info.st_dev;
+}
+
+// Whether a path is a mount point or lies above one.
+bool HoldsMount(const std::string& path) {
+    std::istringstream mounts(ReadToEnd(OpenFile("/proc/self/mounts").Get()));
+    std::string source;
+    std::string target;
+    while (mounts >> source >> target) {
+        if (target == path || target.rfind(path + "/", 0) == 0) {
+            return true;
+        }
+        std::getline(mounts, source);
+    }
+    return false;
 }
 
 // Makes the read-only partition that holds a path, or the root, writable for the time of one change from outside.
@@ -110,6 +126,7 @@ class Agent {
     void ReadSupervisorFile();
     static Descriptor OpenForReading(const std::string& path);
     static void Put(const std::string& path, int content);
+    void Remove(const std::string& path) const;
     static Parts List(const std::string& path);
     void KillWhenLate();
     int WaitTime() const;
@@ -120,6 +137,7 @@ class Agent {
     Descriptor m_watch;
     pid_t m_application = -1;
     std::optional<Clock::time_point> m_killAt;
+    Parts m_root;  // what the root holds when the set is new
 };
 
 int Agent::Run() {
@@ -183,13 +201,7 @@ Agent::Answer Agent::Handle(const Message& message) {
     } else if (parts[0] == request::kPut) {
         Put(PathInSet(argument(1)), message.fds.at(0).Get());
     } else if (parts[0] == request::kRemove) {
-        const std::string path = PathInSet(argument(1));
-        struct stat info {};
-        if (::lstat(path.c_str(), &info) != 0) {
-            throw SystemError(path);
-        }
-        const Writable writable(path);
-        RemoveTree(AT_FDCWD, path);
+        Remove(PathInSet(argument(1)));
     } else if (parts[0] == request::kList) {
         answer.parts = List(PathInSet(argument(1)));
     } else if (parts[0] == request::kMounts) {
@@ -215,6 +227,7 @@ void Agent::Build(const std::string& config) {
     nlohmann::json::parse(config).get_to(m_config);
     SetUpNetwork();
     BuildSetTree(m_config, kStateFd);
+    m_root = ListFolder(OpenFolder(AT_FDCWD, "/").Get());
     struct stat info {};
     if (::fstatat(kStateFd, "partitions", &info, 0) == 0) {
         m_keeper.PartitionsAreSaved();
@@ -337,6 +350,28 @@ void Agent::Put(const std::string& path, int content) {
         throw SystemError(path);
     }
     CopyContent(content, target.Get());
+}
+
+void Agent::Remove(const std::string& given) const {
+    std::string folder = given.substr(0, given.find_last_not_of('/') + 1);
+    const std::string name = folder.substr(std::min(folder.rfind('/'), folder.size() - 1) + 1);
+    folder.resize(folder.size() - name.size());
+    std::array<char, PATH_MAX> real{};
+    if (!folder.empty() && ::realpath(folder.c_str(), real.data()) == nullptr) {
+        throw SystemError(given);
+    }
+    const std::string parent = std::strcmp(real.data(), "/") == 0 ? "" : real.data();
+    const std::string path = parent + "/" + name;
+    const bool ofRoot = parent.empty() && std::find(m_root.begin(), m_root.end(), name) != m_root.end();
+    if (name.empty() || name == "." || name == ".." || ofRoot || HoldsMount(path)) {
+        throw std::runtime_error(given + " is not removed: the set is built on it");
+    }
+    struct stat info {};
+    if (::lstat(path.c_str(), &info) != 0) {
+        throw SystemError(path);
+    }
+    const Writable writable(path);
+    RemoveTree(AT_FDCWD, path);
 }
 
 Parts Agent::List(const std::string& path) {
