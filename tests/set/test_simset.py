@@ -1,8 +1,14 @@
 """What simset refuses, and what it survives."""
 
+import shutil
+import signal
+import threading
+
 import runner
 from runner import AtOnce
-from setlib import Set
+from setlib import NEVER, SIMSET, Set
+
+APPLICATION = SIMSET.parent / "ZelFacTest_Eu4K"
 
 
 class Files(AtOnce):
@@ -24,6 +30,36 @@ class Files(AtOnce):
             tv.ctl("rm", "/own/")
             self.assertNotIn("folder", tv.text("ls", "/var/local").split())
             self.assertNotIn("own", tv.text("ls", "/").split())
+
+
+class Power(AtOnce):
+    def test_reboots_at_once_are_carried_out(self):
+        with Set("--mode", "none") as tv:
+            ended = []
+            asking = [
+                threading.Thread(target=lambda: ended.append(tv.ctl("reboot", check=False).returncode)) for _ in range(4)
+            ]
+            for thread in asking:
+                thread.start()
+            for thread in asking:
+                thread.join(NEVER)
+            self.assertEqual(ended, [0] * 4)
+            self.assertEqual(tv.text("flash", "get", "ZelFacMode"), "")
+            tv.process.send_signal(signal.SIGTERM)
+            self.assertEqual(tv.await_end(), 0)
+
+    def test_a_reboot_without_an_application_ends_the_set(self):
+        with Set("--mode", "none") as held:
+            application = held.folder / "application"
+            shutil.copy(APPLICATION, application)
+            held.stop()
+            with Set("--mode", "none", "--app", str(application), state=held.state) as tv:
+                application.unlink()
+                done = tv.ctl("reboot", check=False)
+                self.assertEqual(done.returncode, 1)
+                self.assertIn(b"went off", done.stderr)
+                self.assertNotEqual(tv.await_end(), 0)
+                self.assertIn("application", (tv.folder / "simset.err").read_text())
 
 
 if __name__ == "__main__":

@@ -86,7 +86,8 @@ Board::Board(const RunOptions& options)
     }
     PrepareSticks();
     m_state.LinkLine(m_line.ToolPath());
-    m_middleware.SetHooks({[this] { OnSync(); }, [this] { Ask(Wish::Reboot); }, [this] { Ask(Wish::PowerCut); },
+    m_middleware.SetHooks({[this] { OnSync(); }, [this] { m_power.Ask(Wish::Reboot); },
+                           [this] { m_power.Ask(Wish::PowerCut); },
                            [this](const std::string& text) { Problem(text); }});
     m_middleware.CutPowerAfter(options.powerCutAfter);
     m_middleware.Listen(m_state.ShortPath("middleware"));
@@ -177,24 +178,30 @@ void Board::PowerOn(bool first) {
 }
 
 int Board::Run() {
-    bool first = true;
-    for (;;) {
-        try {
-            PowerOn(first);
-        } catch (...) {
-            const std::lock_guard lock(m_mutex);
-            m_agent.reset();
-            m_streams.reset();
-            throw;
-        }
+    try {
+        const int status = RunUntilOff();
+        m_power.Close();
+        return status;
+    } catch (...) {
+        m_power.Close();
+        const std::lock_guard lock(m_mutex);
+        m_agent.reset();
+        m_streams.reset();
+        throw;
+    }
+}
+
+int Board::RunUntilOff() {
+    for (bool first = true;; first = false) {
+        PowerOn(first);
         if (!first) {
-            const std::lock_guard lock(m_mutex);
-            m_wishDone.set_value(true);
-            m_wishFuture = {};
+            m_power.Done();
         }
-        first = false;
         const End end = Serve();
         const int status = PowerOff(end);
+        if (end == End::PowerCut) {
+            m_power.Done();
+        }
         if (end != End::Reboot) {
             return status;
         }
@@ -204,11 +211,11 @@ int Board::Run() {
 Board::End Board::Serve() {
     const std::shared_ptr<AgentLink> agent = Agent();
     for (;;) {
-        std::array<pollfd, 3> polls{pollfd{m_signals.Get(), POLLIN, 0}, m_wishEvent.Poll(),
+        std::array<pollfd, 3> polls{pollfd{m_signals.Get(), POLLIN, 0}, m_power.Event().Poll(),
                                     pollfd{agent->EventFd(), POLLIN, 0}};
         ::poll(polls.data(), polls.size(), WaitTime());
         AnswerSupervisor();
-        if (const std::optional<Wish> wish = TakeWish()) {
+        if (const std::optional<Wish> wish = m_power.Take()) {
             return *wish == Wish::Reboot ? End::Reboot : End::PowerCut;
         }
         if (polls[2].revents != 0) {
@@ -305,11 +312,6 @@ int Board::PowerOff(End end) {
     m_middleware.PowerOff();
     {
         const std::lock_guard lock(m_mutex);
-        if (end == End::PowerCut) {
-            m_wishDone.set_value(true);
-        } else if (end != End::Reboot && m_wishFuture.valid()) {
-            m_wishDone.set_value(false);  // asked for while the set was already going off
-        }
         m_agent.reset();
         m_streams.reset();
     }
@@ -328,24 +330,6 @@ int Board::PowerOff(End end) {
             break;
     }
     return saved ? 0 : kExitState;
-}
-
-std::shared_future<bool> Board::Ask(Wish wish) {
-    const std::lock_guard lock(m_mutex);
-    if (!m_wishFuture.valid()) {
-        m_wishDone = {};
-        m_wishFuture = m_wishDone.get_future().share();
-    }
-    m_wish = std::max(m_wish, wish);  // a power cut overtakes a reboot
-    m_wishEvent.Signal();
-    return m_wishFuture;
-}
-
-std::optional<Board::Wish> Board::TakeWish() {
-    const std::lock_guard lock(m_mutex);
-    m_wishEvent.Clear();
-    const Wish wish = std::exchange(m_wish, Wish::None);
-    return wish == Wish::None ? std::nullopt : std::optional(wish);
 }
 
 void Board::OnSync() {

@@ -5,7 +5,6 @@
 #include <atomic>
 #include <chrono>
 #include <cstdint>
-#include <future>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -13,6 +12,7 @@
 #include <vector>
 
 #include "simset/board/host/AgentLink.h"
+#include "simset/board/host/PowerQueue.h"
 #include "simset/board/host/RunOptions.h"
 #include "simset/board/host/StateFolder.h"
 #include "simset/board/host/Sticks.h"
@@ -45,7 +45,6 @@ class Board {
   private:
     using Clock = std::chrono::steady_clock;
 
-    enum class Wish : std::uint8_t { None, Reboot, PowerCut };
     enum class End : std::uint8_t { Application, Signal, Reboot, PowerCut, AgentDied };
 
     // Files that belong to simset itself or to the application.
@@ -67,6 +66,7 @@ class Board {
     void PowerOn(bool first);
     End Serve();
     std::optional<End> TakeEvent();
+    int RunUntilOff();
     int PowerOff(End end);
     void StopApplication();
     bool SaveTrees();
@@ -76,8 +76,6 @@ class Board {
     int WaitTime() const;
 
     // Requests from other threads.
-    std::shared_future<bool> Ask(Wish wish);
-    std::optional<Wish> TakeWish();
     void OnSync();
     void Problem(const std::string& text);
     std::shared_ptr<AgentLink> Agent() const;
@@ -115,14 +113,11 @@ class Board {
     Middleware m_middleware;
     Sticks m_sticks;
     SerialLine m_line;
-    WakeUp m_wishEvent;
+    PowerQueue m_power;
 
     mutable std::mutex m_mutex;  // guards what follows
     std::shared_ptr<AgentLink> m_agent;
     std::shared_ptr<Streams> m_streams;
-    Wish m_wish = Wish::None;
-    std::promise<bool> m_wishDone;
-    std::shared_future<bool> m_wishFuture;
     std::string m_lastProblem;
 
     std::mutex m_stickMutex;  // held over a whole stick operation; before m_mutex

@@ -232,7 +232,7 @@ std::string Board::Reboot(const Arguments&) {
 }
 
 std::string Board::Wait(Wish wish, const char* name) {
-    if (!Ask(wish).get()) {
+    if (!m_power.Ask(wish).get()) {
         throw ControlError(std::string("the set went off before the ") + name);
     }
     return {};
