@@ -7,7 +7,7 @@
 #include "UartManager/UartManager.h"
 #include "amclient/AmClient.h"
 #include "os/Process.h"
-#include "test_adapter/StatusPictures.h"
+#include "test_adapter/screen/StatusPictures.h"
 
 namespace {
 

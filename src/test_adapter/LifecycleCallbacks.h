@@ -2,7 +2,7 @@
 #ifndef ZELFAC_TEST_ADAPTER_LIFECYCLECALLBACKS_H
 #define ZELFAC_TEST_ADAPTER_LIFECYCLECALLBACKS_H
 
-#include "test_adapter/Canvas.h"
+#include "test_adapter/screen/Canvas.h"
 
 // Each logs its arguments in one line (at most 127 characters, "NULL" for a null) and shows that line. A comment
 // (s_comment) comes with a failed request. Called on the command reader.

@@ -4,7 +4,7 @@
 
 #include "os/Delay.h"
 #include "provisioning/usb/SecondUpdate.h"
-#include "test_adapter/StatusPictures.h"
+#include "test_adapter/screen/StatusPictures.h"
 
 namespace zel {
 namespace {

@@ -5,7 +5,7 @@
 #include <cstdint>
 
 #include "UartManager/UartManager.h"
-#include "test_adapter/Canvas.h"
+#include "test_adapter/screen/Canvas.h"
 
 namespace zel {
 

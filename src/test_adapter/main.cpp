@@ -13,7 +13,7 @@
 #include "test_adapter/LifecycleCallbacks.h"
 #include "test_adapter/StartUp.h"
 #include "test_adapter/StatusLoop.h"
-#include "test_adapter/StatusScreen.h"
+#include "test_adapter/screen/StatusScreen.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include "amclient/ClientProcess.h"
 #include "scripted/Script.h"
 #include "test_adapter/LifecycleCallbacks.h"
-#include "test_adapter/RecordingCanvas.h"
+#include "test_adapter/screen/RecordingCanvas.h"
 
 namespace {
 

@@ -2,8 +2,8 @@
 
 #include "provisioning/usb/SecondUpdate.h"
 #include "scripted/Script.h"
-#include "test_adapter/RecordingCanvas.h"
 #include "test_adapter/StatusLoop.h"
+#include "test_adapter/screen/RecordingCanvas.h"
 
 namespace {
 

@@ -1,9 +1,9 @@
-#include "text/Decimal.h"
-
 #include <gtest/gtest.h>
 
 #include <utility>
 #include <vector>
+
+#include "text/Decimal.h"
 
 namespace {
 
@@ -15,16 +15,16 @@ TEST(Decimal, WhatATextBeginsWith) {
 }
 
 TEST(Decimal, WhatDoesNotFitIsTheNearestThatDoes) {
-    for (const auto& [text, value] : std::vector<std::pair<const char*, std::int32_t>>{
-             {"2147483647", 2147483647},
-             {"2147483648", 2147483647},
-             {"4294967296", 2147483647},  // 0 in its low 32 bits
-             {"4294967301", 2147483647},
-             {"9223372036854775807", 2147483647},
-             {"99999999999999999999999", 2147483647},
-             {"-2147483648", -2147483647 - 1},
-             {"-2147483649", -2147483647 - 1},
-             {"-99999999999999999999999", -2147483647 - 1}}) {
+    for (const auto& [text, value] :
+         std::vector<std::pair<const char*, std::int32_t>>{{"2147483647", 2147483647},
+                                                           {"2147483648", 2147483647},
+                                                           {"4294967296", 2147483647},  // 0 in its low 32 bits
+                                                           {"4294967301", 2147483647},
+                                                           {"9223372036854775807", 2147483647},
+                                                           {"99999999999999999999999", 2147483647},
+                                                           {"-2147483648", -2147483647 - 1},
+                                                           {"-2147483649", -2147483647 - 1},
+                                                           {"-99999999999999999999999", -2147483647 - 1}}) {
         EXPECT_EQ(zel::DecimalOf(text), value) << text;
     }
 }

@@ -166,8 +166,8 @@ TEST(Port, TwoSessionsOfOneProgramDoNotShareAPort) {
 
 TEST(Port, WhatIsNoPortIsRefused) {
     const tests::TempFolder folder;
-    for (const std::string& path :
-         {folder.At("nowhere").string(), folder.Write("file", "x"), folder.At(".").string(), std::string("/dev/null")}) {
+    for (const std::string& path : {folder.At("nowhere").string(), folder.Write("file", "x"),
+                                    folder.At(".").string(), std::string("/dev/null")}) {
         const auto error = OpenError(path);
         ASSERT_TRUE(error) << path;
         EXPECT_EQ(error->Status(), Exit::Port) << path;

@@ -1,4 +1,4 @@
-#include "test_adapter/ScreenText.h"
+#include "test_adapter/screen/ScreenText.h"
 
 #include <cstdint>
 

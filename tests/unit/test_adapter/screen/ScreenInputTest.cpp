@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "test_adapter/ScreenInput.h"
+#include "test_adapter/screen/ScreenInput.h"
 
 namespace {
 

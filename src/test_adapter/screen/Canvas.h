@@ -1,6 +1,6 @@
 // The panel as the application shell sees it: something that shows pictures and hands out input events.
-#ifndef ZELFAC_TEST_ADAPTER_CANVAS_H
-#define ZELFAC_TEST_ADAPTER_CANVAS_H
+#ifndef ZELFAC_TEST_ADAPTER_SCREEN_CANVAS_H
+#define ZELFAC_TEST_ADAPTER_SCREEN_CANVAS_H
 
 #include <cstdint>
 #include <optional>

@@ -1,12 +1,12 @@
 // What the status screen shows: decisions only, no drawing.
-#ifndef ZELFAC_TEST_ADAPTER_STATUSPICTURES_H
-#define ZELFAC_TEST_ADAPTER_STATUSPICTURES_H
+#ifndef ZELFAC_TEST_ADAPTER_SCREEN_STATUSPICTURES_H
+#define ZELFAC_TEST_ADAPTER_SCREEN_STATUSPICTURES_H
 
 #include <cstdint>
 #include <string>
 
 #include "UartManager/UartManager.h"
-#include "test_adapter/Canvas.h"
+#include "test_adapter/screen/Canvas.h"
 
 namespace zel {
 

@@ -1,12 +1,12 @@
 // Input events of the panel, as DirectFB hands them out.
-#ifndef ZELFAC_TEST_ADAPTER_SCREENINPUT_H
-#define ZELFAC_TEST_ADAPTER_SCREENINPUT_H
+#ifndef ZELFAC_TEST_ADAPTER_SCREEN_SCREENINPUT_H
+#define ZELFAC_TEST_ADAPTER_SCREEN_SCREENINPUT_H
 
 #include <directfb.h>
 
 #include <cstdint>
 
-#include "test_adapter/Canvas.h"
+#include "test_adapter/screen/Canvas.h"
 
 namespace zel {
 

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "test_adapter/ScreenText.h"
+#include "test_adapter/screen/ScreenText.h"
 
 using namespace std::string_view_literals;
 using zel::ScreenText;

@@ -1,6 +1,6 @@
 // A panel that remembers what it was to show.
-#ifndef ZELFAC_TESTS_TEST_ADAPTER_RECORDINGCANVAS_H
-#define ZELFAC_TESTS_TEST_ADAPTER_RECORDINGCANVAS_H
+#ifndef ZELFAC_TESTS_TEST_ADAPTER_SCREEN_RECORDINGCANVAS_H
+#define ZELFAC_TESTS_TEST_ADAPTER_SCREEN_RECORDINGCANVAS_H
 
 #include <cstdint>
 #include <cstdio>
@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "test_adapter/Canvas.h"
+#include "test_adapter/screen/Canvas.h"
 
 namespace shell {
 

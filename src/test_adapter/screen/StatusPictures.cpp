@@ -1,10 +1,10 @@
-#include "test_adapter/StatusPictures.h"
+#include "test_adapter/screen/StatusPictures.h"
 
 #include <array>
 #include <cstdio>
 
 #include "provisioning/usb/SecondUpdate.h"
-#include "test_adapter/ScreenText.h"
+#include "test_adapter/screen/ScreenText.h"
 
 namespace zel {
 namespace {

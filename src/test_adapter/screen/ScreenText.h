@@ -1,6 +1,6 @@
 // What of a text the panel is asked to draw.
-#ifndef ZELFAC_TEST_ADAPTER_SCREENTEXT_H
-#define ZELFAC_TEST_ADAPTER_SCREENTEXT_H
+#ifndef ZELFAC_TEST_ADAPTER_SCREEN_SCREENTEXT_H
+#define ZELFAC_TEST_ADAPTER_SCREEN_SCREENTEXT_H
 
 #include <string>
 #include <string_view>

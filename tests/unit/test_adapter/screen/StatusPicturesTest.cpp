@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "test_adapter/RecordingCanvas.h"
-#include "test_adapter/StatusPictures.h"
+#include "test_adapter/screen/RecordingCanvas.h"
+#include "test_adapter/screen/StatusPictures.h"
 
 using shell::Words;
 using zel::RunMode;

@@ -1,13 +1,13 @@
 // The panel through DirectFB: one window over the whole primary layer.
-#ifndef ZELFAC_TEST_ADAPTER_STATUSSCREEN_H
-#define ZELFAC_TEST_ADAPTER_STATUSSCREEN_H
+#ifndef ZELFAC_TEST_ADAPTER_SCREEN_STATUSSCREEN_H
+#define ZELFAC_TEST_ADAPTER_SCREEN_STATUSSCREEN_H
 
 #include <directfb.h>
 
 #include <cstdint>
 #include <mutex>
 
-#include "test_adapter/Canvas.h"
+#include "test_adapter/screen/Canvas.h"
 
 class StatusScreen final : public zel::Canvas {
   public:

@@ -1,9 +1,9 @@
-#include "test_adapter/StatusScreen.h"
+#include "test_adapter/screen/StatusScreen.h"
 
 #include <cstdio>
 
 #include "log/FixedLine.h"
-#include "test_adapter/ScreenInput.h"
+#include "test_adapter/screen/ScreenInput.h"
 
 namespace {
 
