@@ -30,6 +30,8 @@ constexpr std::size_t kSlice = 64;    // bytes per write, so that progress is th
 constexpr std::size_t kAhead = 1024;
 constexpr Millis kAheadPause{10};
 constexpr Millis kNoiseAge{1000};
+constexpr Millis kFrameTime{7};         // of the longest frame
+constexpr Millis kReadyUnderWay{1000};  // a ready frame may have been on its way when the set took the connect
 constexpr std::size_t kUnparsedLimit = 4096;
 
 // What the wire carries in that time, at 115200 baud and ten bits per byte.
@@ -133,7 +135,28 @@ void Link::Deliver(const UartFrame& frame) {
         observer->Received(frame, m_transport.Now());
     }
     m_unparsed = std::move(behind);
+    const Millis now = m_transport.Now();
+    if (RoleOf(frame) == FrameRole::Answer) {
+        m_answered = m_answered.value_or(now);
+    } else if (RoleOf(frame) == FrameRole::Ready && m_answered) {
+        m_restarted = m_restarted || now - *m_answered > kReadyUnderWay;
+    }
     m_arrived.push_back(frame);
+}
+
+void Link::TakeIn() {
+    while (Receive(m_transport.Now() + Millis(1))) {
+    }
+}
+
+bool Link::TakeRestart() {
+    if (!m_restarted) {
+        return false;
+    }
+    m_restarted = false;
+    m_answered.reset();
+    m_inStep = false;
+    return true;
 }
 
 std::optional<UartFrame> Link::Receive(Millis deadline) {
@@ -144,7 +167,7 @@ std::optional<UartFrame> Link::Receive(Millis deadline) {
         }
         std::array<std::uint8_t, 512> bytes;
         const std::size_t count = m_transport.Read(bytes.data(), bytes.size(), std::min(left, kNoiseAge));
-        if (count == 0) {  // a frame takes less than 7 ms, so what stands here by now will not become one
+        if (count == 0 && left > kFrameTime) {  // what stands here by now will not become a frame
             FlushNoise();
         }
         for (std::size_t i = 0; i < count; ++i) {

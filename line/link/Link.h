@@ -69,6 +69,16 @@ class Link {
     // The next Ask puts a connect in front again.
     void LoseStep() { m_inStep = false; }
 
+    // Takes in what has arrived by now, without waiting for more; ready frames, key presses and late answers.
+    void TakeIn();
+
+    // Whether the set has sent ready frames again after it had answered, as it does when it has restarted. The
+    // next Ask then connects it again, and the question is asked anew.
+    bool TakeRestart();
+
+    // Ready frames are in order from here on: the set was told to leave.
+    void ForgetAnswers() { m_answered.reset(); }
+
     Transport& Line() { return m_transport; }
 
   private:
@@ -82,6 +92,8 @@ class Link {
     zel::RxParser m_parser;
     Bytes m_unparsed;                  // received, not yet part of a frame
     std::vector<UartFrame> m_arrived;  // received, not yet handed out
+    std::optional<Millis> m_answered;  // when the set answered first
+    bool m_restarted = false;
     bool m_inStep = false;
     bool m_noisy = false;  // bytes that were no frame have come
 };

@@ -65,6 +65,15 @@ StepResult ResultOf(const Step& step, const Variables& variables) {
     return result;
 }
 
+// A set that restarts in the middle of a plan is a bad one, whatever it answers afterwards.
+void RefuseRestart(Link& link) {
+    link.TakeIn();
+    if (link.TakeRestart()) {
+        Fail(Exit::Failure,
+             "the set has restarted: it sends ready frames again, which ended when it was connected");
+    }
+}
+
 StepResult RunStep(const Step& step, Link& link, const Settings& settings, Values& values,
                    UploadProgress* progress) {
     const Variables variables = VariablesOf(step, values.variables, values.saved);
@@ -81,7 +90,11 @@ StepResult RunStep(const Step& step, Link& link, const Settings& settings, Value
         if (step.wait.count() > 0) {
             link.Line().Sleep(step.wait);
         }
+        RefuseRestart(link);
         const Outcome outcome = Perform(link, action, StepSettings(step, settings), progress);
+        result.tries = outcome.tries;
+        result.elapsed = outcome.elapsed;
+        RefuseRestart(link);
         const std::string mismatch = Mismatch(step, outcome, variables);
         result.state = mismatch.empty() ? StepState::Passed : StepState::Failed;
         result.status = mismatch.empty()                  ? Exit::Success
@@ -89,8 +102,6 @@ StepResult RunStep(const Step& step, Link& link, const Settings& settings, Value
                                                           : outcome.status;
         result.words = mismatch.empty() ? outcome.words : mismatch;
         result.value = outcome.value;
-        result.tries = outcome.tries;
-        result.elapsed = outcome.elapsed;
         if (!step.save.empty()) {
             values.variables[step.save] = outcome.value;
             values.saved.insert(step.save);

@@ -72,6 +72,7 @@ Outcome PerformLeave(Link& link, const Action& action, const Settings& settings)
             break;
         }
     }
+    link.ForgetAnswers();
     outcome.elapsed = link.Line().Now() - start;
     outcome.json["id"] = IdText(action.request.id);
     return outcome;

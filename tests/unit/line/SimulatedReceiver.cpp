@@ -77,13 +77,17 @@ void SimulatedReceiver::Advance(Micros until) {
         const Micros burst = m_burst.empty() ? kNever : m_lastByte + kSilence;
         const Micros pass = m_frames.empty() ? kNever : m_nextPass;
         const Micros worker = m_busy ? m_workerEnd : kNever;
-        const Micros next = std::min({burst, pass, worker});
+        const Micros next = std::min({burst, pass, worker, m_nextReady});
         if (next > until) {
             m_now = std::max(m_now, until);
             return;
         }
         m_now = std::max(m_now, next);
-        if (next == burst) {
+        if (next == m_nextReady) {
+            connected = false;
+            m_nextReady += 2000000;
+            Answer(0x1272, 0x00, "\x02", 1);
+        } else if (next == burst) {
             EndBurst();
         } else if (next == worker) {
             FinishWorker();
@@ -125,6 +129,7 @@ void SimulatedReceiver::Handle(const Frame& frame) {
     payloads.push_back(frame.payload);
     if (frame.id == 0x1273) {
         connected = true;
+        m_nextReady = INT64_MAX;
         ++connects;
         Answer(frame.id, 0x10, std::string(1, '\0'), 1);
     } else if (!connected) {

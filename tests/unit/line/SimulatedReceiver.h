@@ -33,6 +33,9 @@ class SimulatedReceiver : public Transport {
     Millis Now() const override { return Millis(m_now / 1000); }
     void Sleep(Millis time) override { Advance(m_now + time.count() * 1000); }
 
+    // Starts anew at that time: until it is connected again it sends a ready frame every 2 s.
+    void RestartAt(Millis when) { m_nextReady = when.count() * 1000; }
+
     // Lets the set come to rest, without noise from here on.
     void Settle();
 
@@ -75,6 +78,7 @@ class SimulatedReceiver : public Transport {
     Micros m_wireFree = 0;
     Micros m_lastByte = 0;
     Micros m_nextPass = 0;
+    Micros m_nextReady = INT64_MAX;
     Bytes m_burst;
     std::deque<Frame> m_frames;
     std::deque<std::pair<Micros, std::uint8_t>> m_outgoing;

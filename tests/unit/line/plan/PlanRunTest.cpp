@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "base/TempFolder.h"
 #include "line/SimulatedReceiver.h"
 #include "plan/PlanFile.h"
@@ -157,6 +159,37 @@ TEST(PlanRun, AVariableOfAnIncludedFileGivesWayToWhatItsStepsSave) {
     const PlanResult result = ExecutePlan(plan, link, {}, [](const StepResult&) {});
     EXPECT_EQ(result.steps[0].verb, "result none");
     EXPECT_EQ(result.steps[2].verb, "result 2.5");
+}
+
+TEST(PlanRun, ASetThatRestartsIsAFailedUnit) {
+    const std::string plan =
+        "[defaults]\non-failure = \"continue\"\n[[step]]\nrun = \"connect\"\n"
+        "[[step]]\nrun = \"led red on\"\nwait = 8000\n[[step]]\nrun = \"led green on\"\n";
+    SimulatedReceiver steady;
+    EXPECT_EQ(RunText(plan, steady).result.status, Exit::Success);
+    // In the wait before a step, and while a step's answer is missing.
+    for (const long when : {4000L, 9200L}) {
+        SimulatedReceiver set;
+        set.RestartAt(set.Now() + Millis(when));
+        const Ran ran = RunText(plan, set);
+        EXPECT_EQ(ran.result.status, Exit::Failure) << when;
+        EXPECT_THAT(ran.states, testing::Contains("failed")) << when;
+        const auto failed = std::find_if(ran.result.steps.begin(), ran.result.steps.end(),
+                                         [](const StepResult& step) { return step.state == StepState::Failed; });
+        ASSERT_NE(failed, ran.result.steps.end());
+        EXPECT_THAT(failed->words, testing::HasSubstr("has restarted"));
+    }
+}
+
+TEST(PlanRun, ReadyFramesBeforeTheConnectAndAfterLeavingAreInOrder) {
+    SimulatedReceiver set;
+    set.RestartAt(set.Now());
+    EXPECT_THAT(RunText("[[step]]\nrun = \"connect\"\nwait = 5000\n[[step]]\nrun = \"led red on\"\n", set).states,
+                ElementsAre("passed", "passed"));
+    SimulatedReceiver left;
+    left.RestartAt(left.Now() + Millis(3000));
+    EXPECT_THAT(RunText("[[step]]\nrun = \"leave\"\n[[step]]\nrun = \"connect\"\nwait = 5000\n", left).states,
+                ElementsAre("passed", "passed"));
 }
 
 TEST(PlanRun, KeyFilesLieBesideThePlan) {
