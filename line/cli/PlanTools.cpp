@@ -144,15 +144,25 @@ Exit RunPlan(const Context& context) {
                                    "What")
                     << std::endl;
     }
+    PlanResult soFar = NotYetRun(*plan);
+    soFar.plan = options.words[0];
     std::size_t number = 0;
-    PlanResult result = ExecutePlan(
-        *plan, *session.link, settings,
-        [&](const StepResult& step) { console.Result(StepJson(step), TableRow(++number, step)); }, &progress);
+    const auto onStep = [&](const StepResult& step) {
+        console.Result(StepJson(step), TableRow(number + 1, step));
+        soFar.steps[number++] = step;
+        for (Report& report : reports) {
+            try {
+                report.Keep(soFar);
+            } catch (const Error&) {  // told of when the run is over, as it need not fail for this
+            }
+        }
+    };
+    PlanResult result = ExecutePlan(*plan, *session.link, settings, onStep, &progress);
     result.plan = options.words[0];
-    console.Result(SummaryJson(result), fmt::format("\n{}: {} of {} steps passed, {} failed, {:.1f} s",
-                                                    result.status == Exit::Success ? "PASSED" : "FAILED",
-                                                    CountOf(result, StepState::Passed), result.steps.size(),
-                                                    CountOf(result, StepState::Failed), Seconds(result.elapsed)));
+    console.Result(SummaryJson(result),
+                   fmt::format("\n{}: {} of {} steps passed, {} failed, {:.1f} s", Verdict(result.status),
+                               CountOf(result, StepState::Passed), result.steps.size(),
+                               CountOf(result, StepState::Failed), Seconds(result.elapsed)));
     Exit status = result.status;
     for (Report& report : reports) {
         try {

@@ -18,6 +18,9 @@ Session::Session(const Context& context, LineObserver* observer) {
         observers.push_back(observer);
     }
     transport = context.open(options.port);
+    if (trace) {
+        trace->Begin();
+    }
     link = std::make_unique<Link>(*transport, observers);
 }
 

@@ -144,6 +144,12 @@ void Link::Deliver(const UartFrame& frame) {
     m_arrived.push_back(frame);
 }
 
+void Link::Abandon() {
+    constexpr std::array<std::uint8_t, zel::kMaxWireFrame> kNothing{};  // no start byte among them
+    m_transport.Write(kNothing.data(), kNothing.size());
+    m_inStep = false;
+}
+
 void Link::TakeIn() {
     while (Receive(m_transport.Now() + Millis(1))) {
     }

@@ -69,6 +69,9 @@ class Link {
     // The next Ask puts a connect in front again.
     void LoseStep() { m_inStep = false; }
 
+    // What was being sent may have been cut short: ends whatever the set still waits for, and loses step.
+    void Abandon();
+
     // Takes in what has arrived by now, without waiting for more; ready frames, key presses and late answers.
     void TakeIn();
 

@@ -27,13 +27,22 @@ bool IsSecret(const char* direction, const UartFrame& frame) {
 }  // namespace
 
 Trace::Trace(const std::string& path, bool withKeyBytes)
-    : m_path(path), m_file(path, std::ios::trunc), m_withKeyBytes(withKeyBytes) {
+    : m_path(path), m_file(path, std::ios::app), m_withKeyBytes(withKeyBytes) {
     if (!m_file) {
         Fail(Exit::Record, "trace {} cannot be written: {}", path, std::strerror(errno));
     }
 }
 
+void Trace::Begin() {
+    m_file.close();
+    m_file.open(m_path, std::ios::trunc);
+    m_begun = true;
+}
+
 void Trace::Write(const std::string& line) {
+    if (!m_begun) {
+        Begin();
+    }
     m_file << line << '\n' << std::flush;
     if (!m_file) {
         Fail(Exit::Record, "trace {} cannot be written any more: is the disk full?", m_path);

@@ -16,8 +16,11 @@ namespace zelline {
 // out unless asked for: such a row has "redacted", "index" and "total" and no "hex".
 class Trace : public LineObserver {
   public:
-    // Throws Error with Exit::Record when `path` cannot be written.
+    // Throws Error with Exit::Record when `path` cannot be written. What it holds stays until the trace begins.
     Trace(const std::string& path, bool withKeyBytes);
+
+    // Empties the file; the first row does it too.
+    void Begin();
 
     // These throw Error with Exit::Record when the row cannot be written.
     void Sent(const UartFrame& frame, Millis when) override;
@@ -32,6 +35,7 @@ class Trace : public LineObserver {
     std::string m_path;
     std::ofstream m_file;
     bool m_withKeyBytes;
+    bool m_begun = false;
     Millis m_start{-1};
 };
 

@@ -9,6 +9,10 @@ const char* StateWord(StepState state) {
     return kWords[static_cast<std::size_t>(state)];
 }
 
+const char* Verdict(Exit status) {
+    return status == Exit::Success ? "PASSED" : status == Exit::Interrupted ? "ABORTED" : "FAILED";
+}
+
 std::vector<std::string*> TextsOf(Step& step) {
     std::vector<std::string*> texts = {&step.name, &step.runIf};
     for (std::string& word : step.words) {

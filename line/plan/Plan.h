@@ -81,6 +81,9 @@ struct StepResult {
     Millis elapsed{0};
 };
 
+// "PASSED", "FAILED", or "ABORTED" when it was stopped before its end.
+const char* Verdict(Exit status);
+
 struct PlanResult {
     std::string name;
     std::string plan;     // its file

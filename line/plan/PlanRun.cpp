@@ -74,6 +74,13 @@ void RefuseRestart(Link& link) {
     }
 }
 
+void Abandon(Link& link) {
+    try {
+        link.Abandon();
+    } catch (const Error&) {  // the next step finds the port lost, and tells of it
+    }
+}
+
 StepResult RunStep(const Step& step, Link& link, const Settings& settings, Values& values,
                    UploadProgress* progress) {
     const Variables variables = VariablesOf(step, values.variables, values.saved);
@@ -107,37 +114,58 @@ StepResult RunStep(const Step& step, Link& link, const Settings& settings, Value
             values.saved.insert(step.save);
         }
     } catch (const Error& error) {
-        result.state = StepState::Failed;
+        const bool interrupted = error.Status() == Exit::Interrupted;
+        result.state = interrupted ? StepState::NotRun : StepState::Failed;
         result.status = error.Status();
-        result.words = error.what();
+        result.words = interrupted ? "stopped while it was under way" : error.what();
         result.elapsed = link.Line().Now() - start;
+        if (interrupted) {
+            Abandon(link);
+        }
     }
     return result;
 }
 
 }  // namespace
 
-PlanResult ExecutePlan(const Plan& plan, Link& link, const Settings& settings,
-                       const std::function<void(const StepResult&)>& onStep, UploadProgress* progress) {
+PlanResult NotYetRun(const Plan& plan) {
     PlanResult result;
     result.name = plan.name;
     result.started = fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(std::time(nullptr)));
+    result.status = Exit::Interrupted;
+    for (const Step& step : plan.steps) {
+        result.steps.push_back(ResultOf(step, plan.variables));
+        result.steps.back().words = "the run did not come to its end";
+    }
+    return result;
+}
+
+PlanResult ExecutePlan(const Plan& plan, Link& link, const Settings& settings,
+                       const std::function<void(const StepResult&)>& onStep, UploadProgress* progress) {
+    PlanResult result = NotYetRun(plan);
+    result.status = Exit::Success;
+    result.steps.clear();
     const Millis start = link.Line().Now();
     Values values{plan.variables, {}};
     bool stopped = false;
+    bool aborted = false;
     bool lost = false;
     for (const Step& step : plan.steps) {
         StepResult done;
-        if (lost || (stopped && !step.teardown)) {
+        if (lost || ((stopped || aborted) && !step.teardown)) {
             done = ResultOf(step, VariablesOf(step, values.variables, values.saved));
-            done.words = lost ? "the run was broken off" : "an earlier step failed";
+            done.words = lost      ? "the run was broken off"
+                         : aborted ? "the run was stopped"
+                                   : "an earlier step failed";
         } else {
             done = RunStep(step, link, settings, values, progress);
-            lost = done.status == Exit::Port || done.status == Exit::Interrupted || done.status == Exit::Record;
+            const bool interrupted = done.status == Exit::Interrupted;
+            lost = done.status == Exit::Port || done.status == Exit::Record || (interrupted && aborted);
+            aborted = aborted || interrupted;
             stopped = stopped || (done.state == StepState::Failed && step.stopOnFailure);
             result.status = Worse(result.status, done.status);
         }
-        if (done.state == StepState::Failed) {
+        if (done.state == StepState::Failed || aborted) {
             values.variables[kAllSteps] = StateWord(StepState::Failed);
         }
         if (!step.id.empty()) {

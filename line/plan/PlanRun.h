@@ -8,7 +8,12 @@
 
 namespace zelline {
 
-// `onStep` hears of each step when it is over; steps that are not run come too, in their place.
+// What is to be told of the plan's run before it has ended: no step has run, and the verdict is that it was
+// stopped.
+PlanResult NotYetRun(const Plan& plan);
+
+// `onStep` hears of each step when it is over; steps that are not run come too, in their place. When the user
+// wants to stop, the teardown steps still run; when that is said again, they do not.
 PlanResult ExecutePlan(const Plan& plan, Link& link, const Settings& settings,
                        const std::function<void(const StepResult&)>& onStep, UploadProgress* progress = nullptr);
 

@@ -3,22 +3,29 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
+#include <initializer_list>
 
 namespace zelline {
 namespace {
 
 int g_pipe[2] = {-1, -1};
+volatile std::sig_atomic_t g_count = 0;
 
-extern "C" void OnSignal(int) {
+extern "C" void OnSignal(int number) {
+    if (++g_count >= Interrupt::kTold) {
+        std::signal(number, SIG_DFL);
+    }
+    const int reason = errno;
     const char byte = 0;
     [[maybe_unused]] const auto written = ::write(g_pipe[1], &byte, 1);
+    errno = reason;
 }
 
-void Catch(int number, void (*handler)(int), int flags) {
+void Catch(int number, void (*handler)(int)) {
     struct sigaction action {};
     action.sa_handler = handler;
-    action.sa_flags = flags;
     sigaction(number, &action, nullptr);
 }
 
@@ -26,15 +33,21 @@ void Catch(int number, void (*handler)(int), int flags) {
 
 Interrupt::Interrupt() {
     if (::pipe2(g_pipe, O_CLOEXEC | O_NONBLOCK) == 0) {
-        Catch(SIGINT, OnSignal, static_cast<int>(SA_RESETHAND));
-        Catch(SIGTERM, OnSignal, static_cast<int>(SA_RESETHAND));
+        Catch(SIGINT, OnSignal);
+        Catch(SIGTERM, OnSignal);
+        struct sigaction before {};
+        sigaction(SIGHUP, nullptr, &before);
+        if (before.sa_handler != SIG_IGN) {  // nohup wants it to go on without its terminal
+            Catch(SIGHUP, OnSignal);
+        }
     }
-    Catch(SIGPIPE, SIG_IGN, 0);
+    Catch(SIGPIPE, SIG_IGN);
 }
 
 Interrupt::~Interrupt() {
-    Catch(SIGINT, SIG_DFL, 0);
-    Catch(SIGTERM, SIG_DFL, 0);
+    for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+        Catch(number, SIG_DFL);
+    }
     for (int& end : g_pipe) {
         ::close(end);
         end = -1;

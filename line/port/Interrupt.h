@@ -1,13 +1,15 @@
-// SIGINT and SIGTERM as a readable descriptor, so that every wait ends at once and everything is put back.
+// SIGINT, SIGTERM and SIGHUP as a readable descriptor, so that a wait ends at once and everything is put back.
 #ifndef ZELLINE_PORT_INTERRUPT_H
 #define ZELLINE_PORT_INTERRUPT_H
 
 namespace zelline {
 
-// Catches the two signals while it lives; one at a time per process. The first signal makes Descriptor()
-// readable; a second one ends the process the system's way.
+// Catches the signals while it lives; one at a time per process. Each of the first two puts a byte where
+// Descriptor() reads; a third ends the process the system's way.
 class Interrupt {
   public:
+    static constexpr int kTold = 2;  // signals that are told of
+
     Interrupt();
     Interrupt(const Interrupt&) = delete;
     Interrupt& operator=(const Interrupt&) = delete;

@@ -92,22 +92,31 @@ void Port::Configure() {
     ::tcflush(m_descriptor, TCIFLUSH);
 }
 
+void Port::Stopped() const {
+    char byte = 0;
+    [[maybe_unused]] const auto taken = ::read(m_interrupt, &byte, 1);
+    Fail(Exit::Interrupted, "stopped");
+}
+
 void Port::Lost(const char* how) const {
     Fail(Exit::Port, "port {} was lost ({}): check the cable and that the set is on", m_path, how);
 }
 
 bool Port::Await(short events, Millis wait) {
     std::array<pollfd, 2> watched = {{{m_descriptor, events, 0}, {m_interrupt, POLLIN, 0}}};
-    const int ready =
-        ::poll(watched.data(), m_interrupt < 0 ? 1 : 2, static_cast<int>(std::max(wait, Millis(0)).count()));
-    if (ready < 0 && errno != EINTR) {
+    const auto time = static_cast<int>(std::max(wait, Millis(0)).count());
+    int ready = -1;
+    do {  // a signal that is one to stop by makes the interrupt readable
+        ready = ::poll(watched.data(), m_interrupt < 0 ? 1 : 2, time);
+    } while (ready < 0 && errno == EINTR);
+    if (ready < 0) {
         Lost(std::strerror(errno));
     }
-    if (ready <= 0) {
+    if (ready == 0) {
         return false;
     }
     if (watched[1].revents != 0) {
-        Fail(Exit::Interrupted, "stopped");
+        Stopped();
     }
     if ((watched[0].revents & events) == 0 && watched[0].revents != 0) {
         Lost("hung up");
@@ -160,7 +169,7 @@ void Port::Sleep(Millis time) {
     for (Millis left = time; left.count() > 0; left = end - Now()) {
         pollfd watched = {m_interrupt, POLLIN, 0};
         if (::poll(&watched, m_interrupt < 0 ? 0 : 1, static_cast<int>(left.count())) > 0) {
-            Fail(Exit::Interrupted, "stopped");
+            Stopped();
         }
     }
 }

@@ -27,6 +27,8 @@ class Port : public Transport {
   private:
     void Claim();
     void Configure();
+    // Throws what the wish to stop leads to, once for each byte of the interrupt.
+    [[noreturn]] void Stopped() const;
     // Waits for `events`, the interrupt or the time; true when an event is there.
     bool Await(short events, Millis wait);
     [[noreturn]] void Lost(const char* how) const;

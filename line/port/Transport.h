@@ -19,11 +19,12 @@ class Transport {
     virtual ~Transport() = default;
 
     // Hands over all `size` bytes. Throws Error with Exit::Port when the far end is gone, Exit::NoAnswer when it
-    // takes no bytes, Exit::Interrupted on SIGINT.
+    // takes no bytes, Exit::Interrupted when the user wants to stop, once for each time.
     virtual void Write(const std::uint8_t* bytes, std::size_t size) = 0;
 
     // Waits up to `wait` for bytes and returns how many were stored, at most `size`; 0 when none came in time.
-    // Throws Error with Exit::Port when the far end is gone, Exit::Interrupted on SIGINT.
+    // Throws Error with Exit::Port when the far end is gone, Exit::Interrupted when the user wants to stop, once
+    // for each time.
     virtual std::size_t Read(std::uint8_t* bytes, std::size_t size, Millis wait) = 0;
 
     // Bytes handed over that have not left yet, as far as the system tells.
@@ -32,7 +33,7 @@ class Transport {
     // Time since an arbitrary start; never goes back.
     virtual Millis Now() const = 0;
 
-    // Lets `time` pass. Throws Error with Exit::Interrupted on SIGINT.
+    // Lets `time` pass. Throws Error with Exit::Interrupted when the user wants to stop, once for each time.
     virtual void Sleep(Millis time) = 0;
 };
 

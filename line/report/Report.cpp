@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -28,14 +29,17 @@ std::string AsJson(const PlanResult& result) {
 
 // XML carries no control characters, so texts from the set go in as they would be printed.
 std::string AsJunit(const PlanResult& result) {
+    const auto isStopped = [](const StepResult& step) { return step.status == Exit::Interrupted; };
+    const auto stopped = std::count_if(result.steps.begin(), result.steps.end(), isStopped);
     pugi::xml_document document;
     document.append_child(pugi::node_declaration).append_attribute("version") = "1.0";
     pugi::xml_node suite = document.append_child("testsuites").append_child("testsuite");
     suite.append_attribute("name") = Printable(result.name).c_str();
     suite.append_attribute("tests") = result.steps.size();
     suite.append_attribute("failures") = CountOf(result, StepState::Failed);
-    suite.append_attribute("errors") = 0;
-    suite.append_attribute("skipped") = CountOf(result, StepState::Skipped) + CountOf(result, StepState::NotRun);
+    suite.append_attribute("errors") = stopped;
+    suite.append_attribute("skipped") =
+        CountOf(result, StepState::Skipped) + CountOf(result, StepState::NotRun) - stopped;
     suite.append_attribute("time") = fmt::format("{:.3f}", Seconds(result.elapsed)).c_str();
     suite.append_attribute("timestamp") = result.started.c_str();
     for (const StepResult& step : result.steps) {
@@ -48,6 +52,8 @@ std::string AsJunit(const PlanResult& result) {
             failure.append_attribute("type") = StatusWord(step.status);
             failure.append_attribute("message") = Printable(step.words).c_str();
             failure.text().set(Printable(step.verb + ": " + step.words).c_str());
+        } else if (isStopped(step)) {
+            test.append_child("error").append_attribute("message") = Printable(step.words).c_str();
         } else if (step.state != StepState::Passed) {
             test.append_child("skipped").append_attribute("message") = Printable(step.words).c_str();
         } else if (!step.value.empty()) {
@@ -90,21 +96,23 @@ std::string Escaped(const std::string& text) {
 }
 
 std::string AsHtml(const PlanResult& result) {
-    const bool passed = result.status == Exit::Success;
+    std::string verdict = Verdict(result.status);
+    std::transform(verdict.begin(), verdict.end(), verdict.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
     std::string page = fmt::format(
         "<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\"><title>{0}</title>\n<style>\n"
         "body {{ font-family: sans-serif; margin: 2em; color: #222; }}\n"
         "table {{ border-collapse: collapse; }}\n"
         "td, th {{ padding: 0.3em 0.8em; border-bottom: 1px solid #ccc; text-align: left; }}\n"
         "td.n {{ text-align: right; }}\n"
-        ".passed {{ color: #06752e; }} .failed {{ color: #b00020; font-weight: bold; }}\n"
+        ".passed {{ color: #06752e; }} .failed, .aborted {{ color: #b00020; font-weight: bold; }}\n"
         ".skipped, .notrun {{ color: #777; }}\n"
         "</style></head><body>\n<h1>{0}: <span class=\"{1}\">{1}</span></h1>\n"
         "<p>{2}, begun {3}, {4:.1f} s, {5} of {6} steps passed.</p>\n"
         "<table>\n<tr><th>Step</th><th>Verb</th><th>Result</th><th>Time</th><th>Value</th><th>What "
         "happened</th></tr>\n",
-        Escaped(result.name), passed ? "passed" : "failed", Escaped(result.plan), result.started,
-        Seconds(result.elapsed), CountOf(result, StepState::Passed), result.steps.size());
+        Escaped(result.name), verdict, Escaped(result.plan), result.started, Seconds(result.elapsed),
+        CountOf(result, StepState::Passed), result.steps.size());
     for (const StepResult& step : result.steps) {
         const std::string state = StateWord(step.state);
         page += fmt::format(
@@ -158,7 +166,8 @@ Json SummaryJson(const PlanResult& result) {
             {"failed", CountOf(result, StepState::Failed)},
             {"skipped", CountOf(result, StepState::Skipped)},
             {"not_run", CountOf(result, StepState::NotRun)},
-            {"outcome", StatusWord(result.status)},
+            {"verdict", Verdict(result.status)},
+            {"outcome", result.status == Exit::Interrupted ? "aborted" : StatusWord(result.status)},
             {"exit", static_cast<int>(result.status)}};
 }
 
@@ -195,11 +204,18 @@ Report::~Report() {
     }
 }
 
-void Report::Write(const PlanResult& result) {
+void Report::Keep(const PlanResult& result) {
     errno = 0;
     std::ofstream file(m_temporary, std::ios::binary | std::ios::trunc);
     file << m_format(result) << std::flush;
-    if (!file || ::rename(m_temporary.c_str(), m_path.c_str()) != 0) {
+    if (!file) {
+        Unwritable(m_path);
+    }
+}
+
+void Report::Write(const PlanResult& result) {
+    Keep(result);
+    if (::rename(m_temporary.c_str(), m_path.c_str()) != 0) {
         Unwritable(m_path);
     }
     m_temporary.clear();

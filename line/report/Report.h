@@ -20,6 +20,10 @@ class Report {
     Report& operator=(const Report&) = delete;
     ~Report();
 
+    // Keeps the result of a run that goes on beside the report, as PATH.part, for the case that the process is
+    // killed. Throws Error with Exit::Record.
+    void Keep(const PlanResult& result);
+
     // Throws Error with Exit::Record.
     void Write(const PlanResult& result);
 

@@ -20,7 +20,7 @@ enum class Exit : int {
     NoAnswer = 3,      // no answer in time
     Port = 4,          // the port cannot be opened, is taken, or was lost
     Record = 5,        // a report or trace cannot be written
-    Interrupted = 130  // stopped by SIGINT
+    Interrupted = 130  // stopped by SIGINT, SIGTERM or SIGHUP
 };
 
 // Each with its word in JSON and reports, from the mildest to the worst: a lost port outranks an unusable step,

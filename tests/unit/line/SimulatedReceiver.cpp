@@ -3,6 +3,7 @@
 #include <zlib.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace zelline {
 namespace {
@@ -77,14 +78,16 @@ void SimulatedReceiver::Advance(Micros until) {
         const Micros burst = m_burst.empty() ? kNever : m_lastByte + kSilence;
         const Micros pass = m_frames.empty() ? kNever : m_nextPass;
         const Micros worker = m_busy ? m_workerEnd : kNever;
-        const Micros next = std::min({burst, pass, worker, m_nextReady});
+        const Micros next = std::min({burst, pass, worker, m_restart, m_nextReady});
         if (next > until) {
             m_now = std::max(m_now, until);
             return;
         }
         m_now = std::max(m_now, next);
-        if (next == m_nextReady) {
+        if (next == m_restart) {
             connected = false;
+            m_nextReady = std::exchange(m_restart, kNever);
+        } else if (next == m_nextReady) {
             m_nextReady += 2000000;
             Answer(0x1272, 0x00, "\x02", 1);
         } else if (next == burst) {
@@ -125,6 +128,9 @@ void SimulatedReceiver::EndBurst() {
 }
 
 void SimulatedReceiver::Handle(const Frame& frame) {
+    if (onFrame) {
+        onFrame(frame.id);
+    }
     received.push_back(frame.id);
     payloads.push_back(frame.payload);
     if (frame.id == 0x1273) {

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <map>
 #include <optional>
 #include <random>
@@ -34,7 +35,7 @@ class SimulatedReceiver : public Transport {
     void Sleep(Millis time) override { Advance(m_now + time.count() * 1000); }
 
     // Starts anew at that time: until it is connected again it sends a ready frame every 2 s.
-    void RestartAt(Millis when) { m_nextReady = when.count() * 1000; }
+    void RestartAt(Millis when) { m_restart = when.count() * 1000; }
 
     // Lets the set come to rest, without noise from here on.
     void Settle();
@@ -46,6 +47,7 @@ class SimulatedReceiver : public Transport {
     int damages = 0;               // that many files are assembled with one wrong byte
     bool connected = false;
     std::map<int, std::string> texts;  // answers with data, by id
+    std::function<void(int)> onFrame;  // hears of each frame's id before it is carried out
 
     // What the set has.
     std::map<int, std::string> installed;        // by transfer id, the last file
@@ -78,6 +80,7 @@ class SimulatedReceiver : public Transport {
     Micros m_wireFree = 0;
     Micros m_lastByte = 0;
     Micros m_nextPass = 0;
+    Micros m_restart = INT64_MAX;
     Micros m_nextReady = INT64_MAX;
     Bytes m_burst;
     std::deque<Frame> m_frames;

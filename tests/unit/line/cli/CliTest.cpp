@@ -7,27 +7,13 @@
 #include "cli/Cli.h"
 #include "cli/Help.h"
 #include "cli/Tools.h"
+#include "line/BorrowedLine.h"
 #include "line/SimulatedReceiver.h"
 
 namespace zelline {
 namespace {
 
 using testing::HasSubstr;
-
-// Borrows a set that the test keeps.
-class Borrowed : public Transport {
-  public:
-    explicit Borrowed(Transport& set) : m_set(set) {}
-    void Write(const std::uint8_t* bytes, std::size_t size) override { m_set.Write(bytes, size); }
-    std::size_t Read(std::uint8_t* bytes, std::size_t size, Millis wait) override {
-        return m_set.Read(bytes, size, wait);
-    }
-    Millis Now() const override { return m_set.Now(); }
-    void Sleep(Millis time) override { m_set.Sleep(time); }
-
-  private:
-    Transport& m_set;
-};
 
 class Cli : public testing::Test {
   protected:
@@ -40,7 +26,7 @@ class Cli : public testing::Test {
             if (path != "port") {
                 throw Error(Exit::Port, "port " + path + " is taken by picocom (process 1)");
             }
-            return std::make_unique<Borrowed>(m_set);
+            return std::make_unique<BorrowedLine>(m_set, m_stops);
         });
     }
     int Ask(std::vector<std::string> arguments) {
@@ -62,6 +48,7 @@ class Cli : public testing::Test {
     std::ostringstream m_out;
     std::ostringstream m_err;
     int m_opened = 0;
+    std::deque<Millis> m_stops;
 };
 
 TEST_F(Cli, ValuesStandAloneOnStandardOutput) {
@@ -215,6 +202,51 @@ TEST_F(Cli, DryRunShowsAConnectInFrontOfTheFirstStepOnly) {
         }
     }
     EXPECT_EQ(sent, (std::vector<std::string>{"0x1273", "0x1297", "0x128A", "0x1273", "0x1299"}));
+}
+
+TEST_F(Cli, AStoppedRunIsAbortedAndItsRecordsAreWhole) {
+    const std::string plan = m_folder.Write(
+        "plan.toml",
+        "[[step]]\nrun = \"cam\"\n[[step]]\nrun = \"volume 1\"\nwait = 60000\n[[step]]\nrun = \"volume 2\"\n"
+        "[[teardown]]\nrun = \"led green on\"\n");
+    m_stops = {m_set.Now() + Millis(5000)};
+    EXPECT_EQ(Ask({"--json", "run", plan, "--report", m_folder.At("r.json"), "--report", m_folder.At("r.xml")}),
+              130);
+    EXPECT_EQ(Last()["type"], "summary");
+    EXPECT_EQ(Last()["verdict"], "ABORTED");
+    EXPECT_EQ(Last()["outcome"], "aborted");
+    EXPECT_EQ(Last()["exit"], 130);
+    EXPECT_THAT(m_set.payloads, testing::Contains("GREEN_ON"));
+    const Json report = Json::parse(m_folder.Read("r.json"));
+    EXPECT_EQ(report["verdict"], "ABORTED");
+    EXPECT_EQ(report["steps"].size(), 4U);
+    EXPECT_THAT(m_folder.Read("r.xml"), HasSubstr("errors=\"1\""));
+    m_stops = {m_set.Now() + Millis(5000)};
+    EXPECT_EQ(Ask({"run", plan}), 130);
+    EXPECT_THAT(m_out.str(), HasSubstr("ABORTED: 2 of 4 steps passed, 0 failed"));
+}
+
+TEST_F(Cli, WhatWasDoneStandsBesideTheReportWhileARunGoesOn) {
+    // The set looks at the file while the plan runs: when it is asked for the version.
+    const std::string plan = m_folder.Write("plan.toml", "[[step]]\nrun = \"cam\"\n[[step]]\nrun = \"version\"\n");
+    Json seen;
+    m_set.onFrame = [&](int id) {
+        if (id == 0x1297) {
+            seen = Json::parse(m_folder.Read("r.json.part"));
+        }
+    };
+    EXPECT_EQ(Ask({"run", plan, "--report", m_folder.At("r.json")}), 0);
+    EXPECT_EQ(seen["verdict"], "ABORTED");
+    EXPECT_EQ(seen["passed"], 1);
+    EXPECT_EQ(seen["not_run"], 1);
+}
+
+TEST_F(Cli, ATraceStaysAsItWasWhenThePortCannotBeOpened) {
+    const std::string trace = m_folder.Write("t.jsonl", "an earlier one\n");
+    EXPECT_EQ(Run({"--port", "other", "--trace", trace, "version"}), 4);
+    EXPECT_EQ(m_folder.Read("t.jsonl"), "an earlier one\n");
+    EXPECT_EQ(Ask({"--trace", trace, "listen", "--for", "100"}), 0);
+    EXPECT_EQ(m_folder.Read("t.jsonl"), "");
 }
 
 TEST_F(Cli, ReplayTellsWhichRequestOfABurstAnAnswerBelongsTo) {

@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "base/TempFolder.h"
+#include "line/BorrowedLine.h"
 #include "line/SimulatedReceiver.h"
 #include "plan/PlanFile.h"
 #include "plan/PlanRun.h"
@@ -18,7 +19,7 @@ struct Ran {
     std::vector<std::string> states;
 };
 
-Ran RunText(const std::string& text, SimulatedReceiver& set, const Variables& given = {}) {
+Ran RunText(const std::string& text, Transport& set, const Variables& given = {}) {
     const tests::TempFolder folder;
     std::vector<PlanProblem> problems;
     const Plan plan = LoadPlan(folder.Write("plan.toml", text), given, problems);
@@ -190,6 +191,44 @@ TEST(PlanRun, ReadyFramesBeforeTheConnectAndAfterLeavingAreInOrder) {
     left.RestartAt(left.Now() + Millis(3000));
     EXPECT_THAT(RunText("[[step]]\nrun = \"leave\"\n[[step]]\nrun = \"connect\"\nwait = 5000\n", left).states,
                 ElementsAre("passed", "passed"));
+}
+
+TEST(PlanRun, AStopTearsDownAndASecondOneDoesNot) {
+    const std::string plan =
+        "[[step]]\nrun = \"version\"\n[[step]]\nrun = \"led red on\"\nwait = 20000\n[[step]]\nrun = \"cam\"\n"
+        "[[teardown]]\nrun = \"led green on\"\nwait = 1000\n[[teardown]]\nrun = \"backlight on\"\n"
+        "[[teardown]]\nrun = \"finish\"\nrun-if = \"${step.all} == passed\"\n";
+    SimulatedReceiver once;
+    BorrowedLine line(once, {once.Now() + Millis(5000)});
+    const Ran ran = RunText(plan, line);
+    EXPECT_THAT(ran.states, ElementsAre("passed", "not run", "not run", "passed", "passed", "skipped"));
+    EXPECT_EQ(ran.result.status, Exit::Interrupted);
+    EXPECT_LT(ran.result.elapsed, Millis(10000));
+    EXPECT_THAT(once.payloads, testing::Not(testing::Contains("RED_ON")));
+    SimulatedReceiver twice;
+    BorrowedLine hasty(twice, {twice.Now() + Millis(5000), twice.Now() + Millis(5500)});
+    EXPECT_THAT(RunText(plan, hasty).states,
+                ElementsAre("passed", "not run", "not run", "not run", "not run", "not run"));
+    EXPECT_THAT(twice.payloads, testing::Not(testing::Contains("GREEN_ON")));
+}
+
+TEST(PlanRun, AStopInTheMiddleOfAFileLeavesTheSetReadyForTheTeardown) {
+    const tests::TempFolder folder;
+    folder.Write("a.bin", std::string(16000, 'k'));
+    std::vector<PlanProblem> problems;
+    const Plan plan = LoadPlan(folder.Write("plan.toml",
+                                            "[[step]]\nrun = \"key send hdcp1 a.bin\"\n"
+                                            "[[teardown]]\nrun = \"led green on\"\n"),
+                               {}, problems);
+    ASSERT_TRUE(problems.empty());
+    SimulatedReceiver set;
+    BorrowedLine line(set, {set.Now() + Millis(1300)});
+    Link link(line);
+    const PlanResult result = ExecutePlan(plan, link, {}, [](const StepResult&) {});
+    EXPECT_EQ(result.steps[0].state, StepState::NotRun);
+    EXPECT_EQ(result.steps[1].state, StepState::Passed);
+    EXPECT_EQ(result.steps[1].tries, 1);
+    EXPECT_TRUE(set.handedToInstaller.empty());
 }
 
 TEST(PlanRun, KeyFilesLieBesideThePlan) {

@@ -201,6 +201,8 @@ TEST(Port, AnInterruptEndsAWaitAtOnce) {
     } catch (const Error& error) {
         EXPECT_EQ(error.Status(), Exit::Interrupted);
     }
+    EXPECT_EQ(port.Read(&byte, 1, Millis(1)), 0U) << "the first one is over";
+    ASSERT_EQ(::write(pipe[1], "", 1), 1);
     EXPECT_THROW(port.Sleep(Millis(60000)), Error);
     ::close(pipe[0]);
     ::close(pipe[1]);
