@@ -13,6 +13,7 @@ namespace simset::stick {
 namespace {
 
 constexpr std::size_t kAddressLength = 17;
+constexpr std::size_t kPairs = 6;
 constexpr std::size_t kRangeLength = 36;
 constexpr std::size_t kLongestLine = 254;   // what a set reads of a line, its end included
 constexpr std::size_t kLongestBrand = 127;  // what a set reads back of it
@@ -80,10 +81,50 @@ void CheckNumber(std::size_t number, const char* name, const std::string& line, 
     }
 }
 
+// The last address of a range as a set reads it from what begins at the two dashes: six pairs of digits and
+// letters, which any other character ends early, and twelve hexadecimal digits in all.
+std::optional<std::uint64_t> ParseEnd(const std::string& text) {
+    std::string digits;
+    std::size_t pairs = 0;
+    bool half = false;
+    for (const char c : text) {
+        if (!IsAlphanumeric(c)) {
+            half = false;
+            continue;
+        }
+        pairs += half ? 0 : 1;
+        half = !half;
+        digits += c;
+    }
+    std::uint64_t value = 0;
+    const char* const end = digits.data() + digits.size();
+    const bool number = std::from_chars(digits.data(), end, value, 16).ptr == end;
+    return pairs == kPairs && digits.size() == 2 * kPairs && number ? std::optional(value) : std::nullopt;
+}
+
+// What a set takes from a range file, however oddly that is written; nothing when it refuses it.
+void ReadAsSet(const std::string& content, RangeFile& file) {
+    const std::size_t end = content.find('\n');
+    const std::string line = std::string(content.substr(0, std::min(end, kLongestLine - 1) + 1).c_str());
+    const std::size_t dashes = line.find("--");
+    if (line.size() < kRangeLength || dashes == std::string::npos) {
+        return;
+    }
+    const std::string first = line.substr(0, kAddressLength);
+    const auto start = ParseAddress(first);
+    const auto last = ParseEnd(line.substr(dashes));
+    if (start && last && *start <= *last) {
+        file.taken = true;
+        file.next = first;
+        file.left = *last - *start + 1;
+    }
+}
+
 }  // namespace
 
 RangeFile ReadRangeFile(const std::string& content) {
     RangeFile file;
+    ReadAsSet(content, file);
     const std::vector<std::string> lines = Lines(content);
     const std::string line = lines.empty() ? std::string() : lines.front();
     file.moreLines = lines.size() > 1;
@@ -122,9 +163,6 @@ RangeFile ReadRangeFile(const std::string& content) {
     if (((*start >> kGroupBit) & 1U) != 0) {
         file.problems.push_back(fmt::format("{} is a group's address: no device may have it", first));
     }
-    file.taken = true;
-    file.next = first;
-    file.left = *end - *start + 1;
     return file;
 }
 

@@ -30,4 +30,8 @@ void MakePrivateFolder(const char* path) {
     }
 }
 
+void RemoveEmptyFolder(const char* path) {
+    rmdir(path);
+}
+
 }  // namespace zel

@@ -15,6 +15,9 @@ int RemountReadWrite(const char* mountPoint);
 // removed, a link before it leads anywhere.
 void MakePrivateFolder(const char* path);
 
+// Removes the folder at `path` if nothing is in it.
+void RemoveEmptyFolder(const char* path);
+
 }  // namespace zel
 
 #endif

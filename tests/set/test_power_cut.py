@@ -145,6 +145,59 @@ class PowerCut(AtOnce):
             self.check_next_start(folder / "state", set())
 
 
+class SecondSet(AtOnce):
+    """An update out of aging is cut between the address and the range file, and the stick goes on its way."""
+
+    def cut_behind_the_address(self, folder):
+        """The state of the set, which has the address that its stick still offers."""
+        with Folder() as dry, Update(make_stick(dry / "stick"), mode="2") as tv:
+            tv.outcome()
+            rows = tv.trace()
+        wanted = next(index for index, row in enumerate(rows) if row.get("item") == 8 and row["call"] == "write")
+        wanted = sum(1 for row in rows[: wanted + 1] if is_step(row))
+        step = wanted
+        while True:  # syncs are steps as well and leave no rows
+            state = folder / f"cut{step}"
+            stick = make_stick(folder / f"stick{step}")
+            options = ["--power-cut-after", str(step)]
+            with Update(stick, state=state, mode="2", options=options, wait=False) as tv:
+                self.assertEqual(tv.await_end(), KILLED)
+            done = sum(1 for row in trace_file(state) if is_step(row))
+            if done >= wanted:
+                self.assertEqual(trace_file(state)[-1].get("item"), 8)
+                return state
+            step += wanted - done
+
+    def pull_stick(self, state, target):
+        with Idle(state) as tv:
+            self.assertEqual(tv.text("flash", "get", "macaddr"), FIRST)
+            self.assertEqual(tv.text("flash", "get", "ZelFacMode"), "0", "the next start is a normal one")
+            self.assertEqual(offered(tv.read_stick()), FIRST)
+            tv.ctl("usb", "read", "vu_sda1", target)
+        return target
+
+    def test_a_stick_that_goes_on_at_once_gives_its_address_twice(self):
+        with Folder() as folder:
+            stick = self.pull_stick(self.cut_behind_the_address(folder), folder / "pulled")
+            with Update(stick) as second:
+                self.assertEqual(second.outcome(), (1, ""))
+                self.assertEqual(second.text("meta", "get", 8), FIRST)
+
+    def test_a_stick_that_comes_back_first_does_not(self):
+        with Folder() as folder:
+            state = self.cut_behind_the_address(folder)
+            self.pull_stick(state, folder / "pulled")
+            with Idle(state) as tv:
+                tv.ctl("flash", "set", "ZelFacMode", "3")
+            with Update(state=state) as first:
+                self.assertEqual(first.outcome(), (1, ""))
+                self.assertEqual(first.text("meta", "get", 8), FIRST)
+                first.ctl("usb", "read", "vu_sda1", folder / "moved on")
+            with Update(folder / "moved on") as second:
+                self.assertEqual(second.outcome(), (1, ""))
+                self.assertEqual(second.text("meta", "get", 8), SECOND)
+
+
 class ByHand(AtOnce):
     def test_the_next_step_after_ctl_asked_for_it(self):
         with setlib.Set() as tv:

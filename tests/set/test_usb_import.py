@@ -35,6 +35,10 @@ BAD_RANGES = {
     "short": "00-11-22-33-44-FE--00-11-22-33-44-F",
     "empty": "",
     "long": "x" * 60,
+    "byte-order mark": "\ufeff00-11-22-33-44-FE--00-11-22-33-44-FF\r\n",
+    "blank": " 00-11-22-33-44-FE--00-11-22-33-44-FF\r\n",
+    "letters": "00-11-22-33-44-FE--00-11-22-33-44-FG\r\n",
+    "dashes": "-" * 17 + "--00-11-22-33-44-FF\r\n",
 }
 # Whether the supervisor answers, and what the set makes of it.
 SUPERVISOR = {
@@ -254,6 +258,30 @@ class Import(AtOnce):
                 self.assert_stick_left(tv, gone=[], address_range=sticks.RANGE)
                 self.assertEqual(tv.text("flash", "get", "macaddr"), "00-11-22-33-44-FE")
             stick.chmod(0o755)
+
+    def test_the_last_address_on_a_write_protected_stick(self):
+        """It stays there and would be given to the next set as well: this one says so."""
+        line = "00-11-22-33-44-FF--00-11-22-33-44-FF\r\n"
+        with Folder() as folder:
+            stick = full_stick(folder / "stick", ["mac"], address_range=line)
+            stick.chmod(0o555)
+            with Update(stick) as tv:
+                self.assertEqual(tv.outcome(), (2, "mac Err;"))
+                self.assert_stick_left(tv, gone=set(ITEMS) - {"mac"}, address_range=line)
+            stick.chmod(0o755)
+
+    def test_what_an_import_used_up_stays_so_when_the_stick_is_pulled(self):
+        """Also when it ends at an empty folder: the power is cut as soon as the result is shown."""
+        with Folder() as folder:
+            stick = full_stick(folder / "stick", ["hdcp1", "ciplus"])
+            (stick / sticks.CUSTOMER / "CONFIG").mkdir()
+            with Update(stick, state=folder / "state") as tv:
+                tv.sync_with_loop()
+                self.assertEqual(set(tv.keys()), {"hdcp1", "ciplus"})
+                tv.ctl("power-cut")
+                tv.await_end()
+            with sticks.Idle(folder / "state") as tv:
+                self.assert_stick_left(tv, ITEMS, None)
 
     @cases(NAMES)
     def test_a_name_is_nothing_but_a_name(self, name):

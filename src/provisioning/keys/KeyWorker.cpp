@@ -119,6 +119,7 @@ void KeyTransfer::InstallAndAnswer(std::uint16_t commandId) {
                 row->file == KeyFile::EsnUlpkMac ? std::string(kStagingFolder) + "/WIDEVINE/" + kKeybox : staged);
 
     Run("rm -rf " + (IsConfiguration(*row) ? staged : folder), __LINE__);
+    RemoveEmptyFolder(kStagingFolder);  // another file waits until the answer: nobody makes it anew meanwhile
     SyncStorage();
 
     if (result != 0) {

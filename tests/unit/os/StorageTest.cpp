@@ -44,6 +44,16 @@ TEST_F(Storage, AFolderThatWasOpenToOthersIsClosed) {
     EXPECT_EQ(Mode(), 0700U);
 }
 
+TEST_F(Storage, OnlyAnEmptyFolderIsRemoved) {
+    zel::MakePrivateFolder(m_private.c_str());
+    ASSERT_NE(zel::OpenFile(m_private + "/file", "w"), nullptr);
+    zel::RemoveEmptyFolder(m_private.c_str());
+    EXPECT_EQ(Mode(), 0700U);
+    unlink((m_private + "/file").c_str());
+    zel::RemoveEmptyFolder(m_private.c_str());
+    EXPECT_EQ(Mode(), 0U);
+}
+
 TEST_F(Storage, ALinkInTheFoldersPlaceIsRemovedAndWhatItLeadsToLeftAlone) {
     const std::string other = m_folder + "/other";
     ASSERT_EQ(mkdir(other.c_str(), 0700), 0);

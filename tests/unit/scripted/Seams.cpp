@@ -50,6 +50,10 @@ void MakePrivateFolder(const char* path) {
     Script::Current().Call(std::string("private ") + path);
 }
 
+void RemoveEmptyFolder(const char* path) {
+    Script::Current().Call(std::string("rmdir ") + path);
+}
+
 File OpenFile(const std::string& path, const char* mode) {
     Script& script = Script::Current();
     return File(script.OpenFails(path) ? nullptr : std::fopen(script.FilePath(path).c_str(), mode));

@@ -69,6 +69,7 @@ class KeyWorker : public KeyTransferTest {
             ExpectAction("tovix.sl2.common.intf.action.check.ciplus.key", std::string("0:") + key.ciWord, check);
         }
         script.Expect(std::string("popen ") + key.removal);
+        script.Expect("rmdir /tmp/tmpkey");
         script.Expect("sync");
     }
     std::string Run() {
@@ -174,6 +175,7 @@ TEST_F(KeyWorker, ARefusedCiPlusKeyIsNotHandedToTheLibrary) {
                  "0:NON_ECP, 1:/tmp/tmpkey/CIPLUS/CIPLUSMTK9602QX00000001.bin", 3);
     ExpectAction("tovix.sl2.common.intf.action.check.ciplus.key", "0:NON_ECP", 0);
     script.Expect("popen rm -rf /tmp/tmpkey/CIPLUS/");
+    script.Expect("rmdir /tmp/tmpkey");
     script.Expect("sync");
     ExpectStatus(4741, 0);
     const std::string output = Run();
@@ -204,6 +206,7 @@ class ConfigWorker : public KeyWorker {
             script.Expect(rest).Values({0});
         }
         script.Expect("popen rm -rf /tmp/tmpkey/CONFIG/config.ini");
+        script.Expect("rmdir /tmp/tmpkey");
         script.Expect("sync");
     }
     int m_writeStatus = 0;
@@ -280,6 +283,7 @@ class DuringInstallation : public KeyWorker {
         script.Expect("keys.write 0 [/tmp/tmpkey/NETFLIX/NETFLIX_123.bin]");
         script.Expect("keys.check 0");
         script.Expect("popen rm -rf /tmp/tmpkey/NETFLIX/");
+        script.Expect("rmdir /tmp/tmpkey");
         script.Expect("sync");
         ExpectStatus(4787, 0);
     }
@@ -299,6 +303,7 @@ TEST_F(DuringInstallation, AnotherFileWaitsUntilTheWorkerHasAnswered) {
     script.Expect("keys.write 5 [/tmp/tmpkey/HDCP1/ZelHDCP1Key.bin]");
     script.Expect("keys.check 5");
     script.Expect("popen rm -rf /tmp/tmpkey/HDCP1/");
+    script.Expect("rmdir /tmp/tmpkey");
     script.Expect("sync");
     ExpectStatus(kHdcp1, 0);
     Run();
@@ -315,6 +320,7 @@ TEST_F(DuringInstallation, TheIdIsKeptAndTheMarkUnsetUntilTheAnswerIsOut) {
     script.Expect("delay 10000");
     script.Expect("keys.check 0");
     script.Expect("popen rm -rf /tmp/tmpkey/NETFLIX/");
+    script.Expect("rmdir /tmp/tmpkey");
     script.Expect("sync");
     // What the line sends upon the answer finds the transfer not cleared yet.
     script.Expect("serial.write " + Hex(WireFrameOf(0x10, 4787, {0}, 0, 1))).Then(refused);
@@ -363,6 +369,7 @@ TEST_F(KeyWorker, ShellsThatDoNotStartAreLoggedAndTheInstallationGoesOn) {
     script.Expect("keys.write 0 [/tmp/tmpkey/NETFLIX/NETFLIX_123.bin]");
     script.Expect("keys.check 0");
     script.Expect("popen rm -rf /tmp/tmpkey/NETFLIX/").Returns(-1);
+    script.Expect("rmdir /tmp/tmpkey");
     script.Expect("sync");
     ExpectStatus(4787, 0);
     const std::string output = Run();
@@ -410,6 +417,7 @@ TEST_F(PendingFrames, AreDroppedBeforeACiPlusCheck) {
     script.Expect("proxy").Then([this] { Pass(); });
     script.Expect("interface tovix.lm.interfaces.tvapi.RootInterface").Returns(1);
     script.Expect("popen rm -rf /tmp/tmpkey/CIPLUSECP/");
+    script.Expect("rmdir /tmp/tmpkey");
     script.Expect("sync");
     ExpectStatus(4793, 1);
     Run();
@@ -421,6 +429,7 @@ TEST_F(PendingFrames, AreDroppedBeforeASuccessIsAnswered) {
     script.Expect("keys.write 0 [/tmp/tmpkey/NETFLIX/NETFLIX_123.bin]");
     script.Expect("keys.check 0").Then([this] { Arrive(); });
     script.Expect("popen rm -rf /tmp/tmpkey/NETFLIX/");
+    script.Expect("rmdir /tmp/tmpkey");
     script.Expect("sync");
     ExpectStatus(4787, 0);
     Run();
@@ -433,6 +442,7 @@ TEST_F(PendingFrames, StayWhenAFailureIsAnswered) {
     script.Expect("keys.write 0 [/tmp/tmpkey/NETFLIX/NETFLIX_123.bin]");
     script.Expect("keys.check 0").Returns(1).Then([this] { Arrive(); });
     script.Expect("popen rm -rf /tmp/tmpkey/NETFLIX/");
+    script.Expect("rmdir /tmp/tmpkey");
     script.Expect("sync");
     ExpectStatus(4787, 1);
     Run();
@@ -452,6 +462,7 @@ TEST_F(KeyWorker, AWholeTransferFromChunksToAnswerAndTheNext) {
         script.Expect("keys.write 5 [/tmp/tmpkey/HDCP1/ZelHDCP1Key.bin]");
         script.Expect("keys.check 5");
         script.Expect("popen rm -rf /tmp/tmpkey/HDCP1/");
+        script.Expect("rmdir /tmp/tmpkey");
         script.Expect("sync");
         ExpectStatus(kHdcp1, 0);
         Run();

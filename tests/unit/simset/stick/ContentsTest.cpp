@@ -39,6 +39,28 @@ TEST(RangeFileOfAStick, SaysWhatIsWrong) {
     EXPECT_FALSE(ReadRangeFile("00-11-22-33-44-FE--00-11-22-33-44-FFx").taken);
 }
 
+// What is odd is a problem, and what comes of it is what the set makes of the same line.
+TEST(RangeFileOfAStick, ForetellsWhatASetTakes) {
+    for (const char* const line :
+         {"00:11:22:33:44:FE--00.11 22_33/44:FF", "00-11-22-33-44-FE-- 00-11-22-33-44-FF\r\n",
+          "00-11-22-33-44-FE--001122-33-44-FF\r\n", "00-11-22-33-44-FE ; --00-11-22-33-44-FF"}) {
+        const RangeFile file = ReadRangeFile(line);
+        EXPECT_TRUE(file.taken) << line;
+        EXPECT_EQ(file.left, 2U) << line;
+    }
+    for (const char* const line :
+         {"\xEF\xBB\xBF"
+          "00-11-22-33-44-FE--00-11-22-33-44-FF\r\n",
+          " 00-11-22-33-44-FE--00-11-22-33-44-FF\r\n", "------------------00-11-22-33-44-FF\r\n",
+          "00-11-22-33-44-GE--00-11-22-33-44-FF\r\n", "00-11-22-33-44-0E--00-11-22-33-44-0G\r\n",
+          "0011-2233-44FE-----00-11-22-33-44-FF\r\n", "00-11-22-33-44-F --00-11-22-33-44-FF\r\n",
+          "00-11-22-33-44-FE--00-11-22-33-44-F \r\n", "00-11-22-33-44-FE--001122-33-44-FF\n"}) {
+        const RangeFile file = ReadRangeFile(line);
+        EXPECT_FALSE(file.taken) << line;
+        EXPECT_THAT(file.problems, SizeIs(1)) << line;
+    }
+}
+
 TEST(ConfigurationOfAStick, IsSevenLines) {
     const ConfigurationFile full = ReadConfigurationFile("1\r\n2\r\n3\r\nACME\r\n4\r\n5\r\nModel 7\r\n");
     EXPECT_THAT(full.problems, IsEmpty());

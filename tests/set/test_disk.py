@@ -1,0 +1,119 @@
+"""Disks that are full, links that somebody planted, and what the shells of the application inherit."""
+
+import os
+import stat
+import subprocess
+
+import runner
+from keylib import CONFIG, HDCP1, NETFLIX, STAGING, KeySet, chunks, content, crc
+from runner import AtOnce, cases
+from setlib import empty, result, status
+
+PAGE = 4096
+CLOSE_ON_EXEC = 0o2000000
+# by name: the commands that write and read a record, and its file
+RECORDS = {"serial number": (0x1274, 0x1275, "/var/local/ZelPcbSn"), "test result": (0x1298, None, "/var/local/ZelTestResult")}
+
+
+class DiskSet(KeySet):
+    def root(self, path):
+        """A path of the set as this program sees it."""
+        return f"/proc/{self.ready['pid']}/root{path}"
+
+    def limit(self, path, pages):
+        """Puts a disk of so many pages over a folder of the set."""
+        user = [] if os.geteuid() == 0 else ["--user", "--preserve-credentials"]
+        mount = ["mount", "-t", "tmpfs", "-o", f"size={pages * PAGE}", "tmpfs", path]
+        subprocess.run(["nsenter", "-t", str(self.ready["pid"]), "--mount", *user, *mount], check=True)
+
+    def fill(self, path):
+        with open(self.root(path + "/filler"), "wb", buffering=0) as filler:
+            try:
+                while filler.write(bytes(PAGE)):
+                    pass
+            except OSError:
+                pass
+
+    def await_first_chunk(self):
+        self.await_true(lambda: os.path.exists(self.root(STAGING + "/tmp_000.bin")), "the first chunk")
+
+    def mode(self, path):
+        return stat.S_IMODE(os.stat(self.root(path)).st_mode)
+
+
+class FullDisk(AtOnce):
+    @cases(RECORDS)
+    def test_a_record_that_is_not_stored_is_a_failure(self, case):
+        write, read, path = case
+        with DiskSet() as tv:
+            tv.limit("/var/local", 4)
+            tv.fill("/var/local")
+            self.assertEqual(tv.line.ask(write, b"FIRST"), status(write, 1))
+            if read:
+                self.assertEqual(tv.line.ask(read), empty(read))
+            os.unlink(tv.root("/var/local/filler"))
+            self.assertEqual(tv.line.ask(write, b"FIRST"), status(write, 0))
+            tv.fill("/var/local")
+            self.assertEqual(tv.line.ask(write, b"SECOND"), status(write, 1))
+            self.assertEqual(tv.ctl("cat", path).stdout, b"FIRST")
+            self.assertEqual(set(os.listdir(tv.root("/var/local"))), {"filler", os.path.basename(path)})
+
+    def test_a_key_that_is_not_received_whole(self):
+        """The key store takes what there is, and the answer goes by that; the checksum tells."""
+        data = content(HDCP1, 3 * PAGE)
+        with DiskSet() as tv:
+            tv.limit("/tmp", 2)
+            self.assertEqual(tv.send(HDCP1, data), status(HDCP1.command, 0))
+            self.assertRegex(tv.output(), r" ZelUartCmdProcessRxCmd \d+ fail\n")
+            self.assertLess(tv.key(HDCP1)[0], len(data))
+            self.assertNotEqual(tv.query(HDCP1), result(HDCP1.query, crc(data)))
+
+
+class Staging(AtOnce):
+    def test_a_planted_link_leads_nowhere(self):
+        with DiskSet() as tv:
+            tv.line.ask(0x1274, b"SN-1")
+            os.chmod(tv.root("/var/local"), 0o755)
+            os.symlink("/var/local", tv.root(STAGING))
+            data = content(HDCP1, 640)
+            tv.line.send(chunks(HDCP1, data)[0])
+            tv.await_first_chunk()
+            self.assertEqual(tv.mode(STAGING), 0o700)
+            self.assertEqual(tv.send(HDCP1, data), status(HDCP1.command, 0))
+            self.assertEqual(tv.key(HDCP1)[0], len(data))
+            self.assertEqual(tv.ctl("cat", "/var/local/ZelPcbSn").stdout, b"SN-1")
+            self.assertEqual(tv.mode("/var/local"), 0o755)
+
+    def test_the_area_is_its_owners_transfer_after_transfer(self):
+        with DiskSet() as tv:
+            for _ in range(3):
+                for kind in (HDCP1, NETFLIX):
+                    first, *rest = chunks(kind, content(kind, 200))
+                    tv.line.send(first)
+                    tv.await_first_chunk()
+                    self.assertEqual(tv.mode(STAGING), 0o700)
+                    self.assertEqual(tv.line.exchange(b"".join(rest)), status(kind.command, 0))
+                    tv.query(kind)  # and take the next
+
+
+class Descriptors(AtOnce):
+    def test_no_shell_inherits_any(self):
+        with DiskSet() as tv:
+            data = content(CONFIG, 200)
+            tv.line.send(chunks(CONFIG, data)[0])
+            tv.await_first_chunk()
+            inherited, closed = {}, set()
+            for number in os.listdir(f"/proc/{tv.ready['pid']}/fdinfo"):
+                with open(f"/proc/{tv.ready['pid']}/fdinfo/{number}", encoding="ascii") as told:
+                    flags = next(line for line in told if line.startswith("flags:"))
+                link = os.readlink(f"/proc/{tv.ready['pid']}/fd/{number}")
+                if int(flags.split()[1], 8) & CLOSE_ON_EXEC:
+                    closed.add(link)
+                elif int(number) > 2:
+                    inherited[link] = number
+            # DirectFB keeps a copy of the error stream that the program was started with, as the command client does.
+            self.assertEqual({link: number for link, number in inherited.items() if link not in closed}, {})
+
+
+if __name__ == "__main__":
+    runner.main()
