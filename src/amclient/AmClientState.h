@@ -56,6 +56,9 @@ void* AmReaderThread(void*);
 // Whether the calling thread is the command reader.
 bool AmOnReaderThread();
 
+// Waits a little before something that has failed is tried again, without poll, which may be what has failed.
+void AmPause();
+
 // Wakes the thread that waits on `wake`.
 void AmWake(const t_pipe& wake);
 

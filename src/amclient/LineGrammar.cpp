@@ -98,13 +98,14 @@ AmLineResult Parse(std::string_view text, AmLine& line) {
     }
     text.remove_prefix(1);
     const std::size_t headerEnd = text.find(':');
-    if (headerEnd == kNone || !ParseHeader(TakeUntil(text, headerEnd), line)) {
+    const bool headerAlone = headerEnd == kNone;
+    if (!ParseHeader(TakeUntil(text, headerAlone ? text.size() : headerEnd), line)) {
         return AmLineResult::NotACommand;
     }
     if (IsConsoleField(line.header[0]) || IsConsoleField(line.header[1])) {
         return AmLineResult::PassThrough;
     }
-    return ParseParameters(text, line) ? AmLineResult::Parsed : AmLineResult::NotACommand;
+    return !headerAlone && ParseParameters(text, line) ? AmLineResult::Parsed : AmLineResult::NotACommand;
 }
 
 }  // namespace
@@ -123,8 +124,7 @@ AmLine ParseAmLine(std::string_view line) noexcept {
 }
 
 bool IsForApplication(const AmLine& line) {
-    return line.result == AmLineResult::Parsed && BeginsWith(line.header[0], "am") &&
-           !BeginsWith(line.header[1], "cli");
+    return line.result == AmLineResult::Parsed && line.header[0] == "am" && !BeginsWith(line.header[1], "cli");
 }
 
 }  // namespace zel

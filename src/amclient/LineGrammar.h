@@ -9,8 +9,9 @@
 // A field ends at "," or ":", a name at "=", a text at ",", an element at "," or "]". There is no quoting: these
 // characters cannot stand where they end something. A zero byte stands nowhere.
 //
-// A line whose first or second field is exactly "cli" or "dbg" is not for the client: it belongs to whatever the
-// application itself reads from its standard input, and what follows its header is not looked at.
+// A line with a valid header whose first or second field is exactly "cli" or "dbg" is not for the client: it
+// belongs to whatever the application itself reads from its standard input, and is passed on as it is. What
+// follows its header is not looked at and may be missing together with the colon, as in ":cli".
 #ifndef ZELFAC_AMCLIENT_LINEGRAMMAR_H
 #define ZELFAC_AMCLIENT_LINEGRAMMAR_H
 
@@ -47,7 +48,7 @@ struct AmLine {
 AmLine ParseAmLine(std::string_view line) noexcept;
 
 // Whether a parsed line is a command for this application and not for a console of the manager's: its first field
-// begins with "am" and its second does not begin with "cli".
+// is "am" and its second does not begin with "cli".
 bool IsForApplication(const AmLine& line);
 
 }  // namespace zel

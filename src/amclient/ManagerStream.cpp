@@ -18,6 +18,7 @@ constexpr std::size_t kPiece = 512;
 
 void ManagerStream::Attach(int descriptor) {
     m_descriptor = descriptor;
+    m_stalled = false;
     m_lost = 0;
     m_begin = 0;
     m_end = 0;
@@ -38,17 +39,19 @@ bool ManagerStream::Write(std::string_view text) {
 
 void ManagerStream::Flush() {
     bool wrote = false;
+    m_stalled = false;
     while (HasBacklog() && IsWritable()) {
         // O_NONBLOCK would reach everybody who shares the open stream with us, so each piece is announced by poll.
         const ssize_t written = write(m_descriptor, m_bytes.data() + m_begin, std::min(kPiece, m_end - m_begin));
         if (written >= 0) {
             m_begin += static_cast<std::size_t>(written);
             wrote = true;
-        } else if (errno == EAGAIN) {
-            break;
-        } else if (errno != EINTR) {
+        } else if (errno == EPIPE) {
             Attach(-1);  // the manager has closed its end
             return;
+        } else if (errno != EINTR) {
+            m_stalled = true;  // no space, for example: it may be there again later
+            break;
         }
         if (!HasBacklog()) {
             // From the start again: pages beyond are touched only while the manager lags.

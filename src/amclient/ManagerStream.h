@@ -24,10 +24,13 @@ class ManagerStream {
     // has caught up, a line tells it how many bytes it has missed.
     bool Write(std::string_view text);
 
-    // Writes what waits as far as the stream takes it at once.
+    // Writes what waits as far as the stream takes it at once. Only a pipe whose reader is gone is given up; any
+    // other failure leaves what waits for the next try.
     void Flush();
 
     bool HasBacklog() const { return m_begin != m_end; }
+    // Whether the last try failed although the stream said that it is writable: the next one needs a pause.
+    bool IsStalled() const { return m_stalled; }
     int Descriptor() const { return m_descriptor; }
 
   private:
@@ -38,6 +41,7 @@ class ManagerStream {
     static constexpr std::size_t kNoticeRoom = 64;
 
     int m_descriptor = -1;
+    bool m_stalled = false;
     std::size_t m_lost = 0;  // bytes that did not fit since the last notice
     std::size_t m_begin = 0;
     std::size_t m_end = 0;

@@ -4,6 +4,11 @@
 #include <cstring>
 
 namespace zel {
+namespace {
+
+constexpr std::string_view kEmpty("\0\n", 2);  // before the first byte of a line
+
+}  // namespace
 
 PendingLine::PendingLine(char* buffer, std::size_t size) : m_buffer(buffer), m_size(size) {}
 
@@ -15,7 +20,7 @@ bool PendingLine::Take(std::string_view& bytes) {
         m_complete = false;
     }
     if (m_length == 0) {
-        bytes.remove_prefix(std::min(bytes.find_first_not_of('\0'), bytes.size()));
+        bytes.remove_prefix(std::min(bytes.find_first_not_of(kEmpty), bytes.size()));
     }
     const std::size_t newline = bytes.find('\n');
     m_complete = newline != std::string_view::npos;

@@ -10,8 +10,8 @@ namespace zel {
 // A line under construction in a buffer of the owner's. One thread at a time.
 //
 // A line longer than the buffer holds is reported as overlong when its newline arrives, and only its beginning is
-// kept; the line behind it starts afresh. Zero bytes at the beginning of a line are skipped, elsewhere they are
-// bytes of the line.
+// kept; the line behind it starts afresh. Blank lines are skipped (the manager's own framing begins with a line
+// end), and so are zero bytes at the beginning of a line; elsewhere they are bytes of the line.
 class PendingLine {
   public:
     PendingLine() = default;

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <new>
 #include <string>
 #include <string_view>
 
@@ -76,31 +77,34 @@ void PassThrough(std::string_view line) {
     }
 }
 
-void HandleLine(const zel::PendingLine& pending) {
+// Carries out one line. The parser's result, also when there is not enough memory for the line's texts.
+zel::AmLineResult HandleLine(const zel::PendingLine& pending) {
     const zel::AmLine line = pending.IsOverlong() ? zel::AmLine{} : zel::ParseAmLine(pending.Line());
     if (line.result == zel::AmLineResult::PassThrough) {
         PassThrough(pending.Line());
-    } else if (line.result != zel::AmLineResult::Parsed) {
-        std::fputs("[_cmd_convert_parse] parse failed\n", stderr);
     } else if (zel::IsForApplication(line)) {
-        RunCommand(line);
+        try {
+            RunCommand(line);
+        } catch (const std::bad_alloc&) {
+            return zel::AmLineResult::OutOfMemory;
+        }
     }
+    return line.result;
 }
 
 // One read from the manager; the end of its input closes it.
 void ReadManager(zel::PendingLine& pending) {
     std::array<char, kAmReadBuffer> text{};
     const ssize_t got = read(g_cmdcvt_info.realInput, text.data(), text.size() - 1);
-    if (got <= 0) {
-        if (got == 0 || (errno != EINTR && errno != EAGAIN)) {
-            AmClose(g_cmdcvt_info.realInput);
-        }
-        return;
+    if (got == 0) {
+        AmClose(g_cmdcvt_info.realInput);
+    } else if (got < 0 && errno != EINTR && errno != EAGAIN) {
+        AmPause();
     }
-    std::string_view bytes(text.data(), static_cast<std::size_t>(got));
+    std::string_view bytes(text.data(), static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
     while (!bytes.empty() && g_i4_done == 0) {
-        if (pending.Take(bytes)) {
-            HandleLine(pending);
+        if (pending.Take(bytes) && static_cast<int>(HandleLine(pending)) < 0) {
+            std::fputs("[_cmd_convert_parse] parse failed\n", stderr);
         }
     }
 }
@@ -116,13 +120,10 @@ void* AmReaderThread(void*) {
     zel::PendingLine pending(g_cmdcvt_info.pendingLine, kAmWorkBuffer);
     while (g_i4_done == 0) {
         pollfd places[] = {{g_cmdcvt_info.realInput, POLLIN, 0}, {g_cmdcvt_info.readerWake.read, POLLIN, 0}};
-        if (poll(places, 2, -1) < 0) {
-            if (errno == EINTR) {
-                continue;
-            }
-            break;
-        }
-        if (g_i4_done == 0 && places[0].revents != 0) {
+        const int ready = poll(places, 2, -1);
+        if (ready < 0 && errno != EINTR) {
+            AmPause();
+        } else if (ready > 0 && g_i4_done == 0 && places[0].revents != 0) {
             ReadManager(pending);
         }
     }

@@ -14,6 +14,8 @@ namespace {
 constexpr int kForever = -1;
 constexpr std::chrono::milliseconds kLastWords{1000};
 constexpr int kLastPauseMilliseconds = 100;
+constexpr int kRetryMilliseconds = 100;  // before a stream that took nothing is tried again
+constexpr int kPiecesAtOnce = 1000;      // more than a pipe holds
 
 enum Place : std::size_t { kOutput, kError, kWake, kRealOutput, kRealError, kPlaces };
 
@@ -22,22 +24,30 @@ bool HasBacklog(zel::ManagerStream& stream) {
     return stream.HasBacklog();
 }
 
+bool IsStalled(zel::ManagerStream& stream) {
+    const AmSendLock lock;
+    return stream.IsStalled();
+}
+
 bool IsReadable(const pollfd& place) {
     return (place.revents & (POLLIN | POLLHUP | POLLERR | POLLNVAL)) != 0;
 }
 
-// One read from a pipe of the application's; the end of its data closes it.
-void RelayPiece(int& pipe, zel::ManagerStream& manager) {
+// One read from a pipe of the application's; the end of its data closes it. Whether there was something.
+bool RelayPiece(int& pipe, zel::ManagerStream& manager) {
     std::array<char, kAmReadBuffer> text{};
-    const ssize_t got = read(pipe, text.data(), text.size() - 1);
-    if (got > 0) {
-        if (g_record->logRelay == 1) {
-            const AmSendLock lock;
-            manager.Write({text.data(), static_cast<std::size_t>(got)});
-        }
-    } else if (got == 0 || (errno != EINTR && errno != EAGAIN)) {
+    const ssize_t got = pipe >= 0 ? read(pipe, text.data(), text.size() - 1) : -1;
+    if (got == 0) {
         AmClose(pipe);
     }
+    if (got <= 0) {
+        return false;
+    }
+    if (g_record->logRelay == 1) {
+        const AmSendLock lock;
+        manager.Write({text.data(), static_cast<std::size_t>(got)});
+    }
+    return true;
 }
 
 void FlushBacklog(zel::ManagerStream& manager) {
@@ -54,13 +64,18 @@ void EmptyWakePipe(int pipe) {
 // Waits until there is something to do. Returns poll's result.
 int WaitForWork(std::array<pollfd, kPlaces>& places, int timeout) {
     t_cmdcvt_info& info = g_cmdcvt_info;
-    const bool outputWaits = HasBacklog(info.realOutput);
-    const bool errorWaits = HasBacklog(info.realError);
+    const bool outputStalls = IsStalled(info.realOutput);
+    const bool errorStalls = IsStalled(info.realError);
+    const bool outputWaits = HasBacklog(info.realOutput) && !outputStalls;
+    const bool errorWaits = HasBacklog(info.realError) && !errorStalls;
     places[kOutput] = {info.output.read, POLLIN, 0};
     places[kError] = {info.error.read, POLLIN, 0};
     places[kWake] = {info.relayWake.read, POLLIN, 0};
     places[kRealOutput] = {outputWaits ? info.savedOutput : -1, POLLOUT, 0};
     places[kRealError] = {errorWaits ? info.savedError : -1, POLLOUT, 0};
+    if ((outputStalls || errorStalls) && timeout == kForever) {
+        timeout = kRetryMilliseconds;
+    }
     return poll(places.data(), places.size(), timeout);
 }
 
@@ -83,37 +98,75 @@ void RelayWhatIsReady(const std::array<pollfd, kPlaces>& places) {
     }
 }
 
+void FlushBacklogs() {
+    FlushBacklog(g_cmdcvt_info.realOutput);
+    FlushBacklog(g_cmdcvt_info.realError);
+}
+
+// Takes what is there without being told, from the pipes, which do not block. Whether there was something.
+bool RelayWhatIsThere() {
+    t_cmdcvt_info& info = g_cmdcvt_info;
+    FlushBacklogs();
+    EmptyWakePipe(info.relayWake.read);
+    int pieces = 0;
+    while (pieces < kPiecesAtOnce && RelayPiece(info.output.read, info.realOutput)) {
+        ++pieces;
+    }
+    while (pieces < kPiecesAtOnce && RelayPiece(info.error.read, info.realError)) {
+        ++pieces;
+    }
+    return pieces > 0;
+}
+
+// One wait, of at most `timeout` milliseconds, and the work that it was for. Whether there was none.
+bool RelayOnce(int timeout) {
+    std::array<pollfd, kPlaces> places;
+    const int ready = WaitForWork(places, timeout);
+    if (ready > 0) {
+        RelayWhatIsReady(places);
+        return false;
+    }
+    if (ready == 0) {
+        FlushBacklogs();
+        return true;
+    }
+    if (errno == EINTR) {
+        return false;
+    }
+    // Short of memory, for example. Whoever prints must not wait until it has passed.
+    AmPause();
+    return !RelayWhatIsThere();
+}
+
+bool HasBacklog() {
+    return HasBacklog(g_cmdcvt_info.realOutput) || HasBacklog(g_cmdcvt_info.realError);
+}
+
 // What was printed before the stop still goes out, as long as the manager takes it. An application that prints on
 // and a manager that does not read do not keep the relay from ending.
 void RelayLastWords() {
     const auto end = std::chrono::steady_clock::now() + kLastWords;
-    std::array<pollfd, kPlaces> places;
     while (std::chrono::steady_clock::now() < end) {
-        const bool waits = HasBacklog(g_cmdcvt_info.realOutput) || HasBacklog(g_cmdcvt_info.realError);
-        if (WaitForWork(places, waits ? kLastPauseMilliseconds : 0) <= 0 && !waits) {
+        const bool waits = HasBacklog();
+        if (RelayOnce(waits ? kLastPauseMilliseconds : 0) && !waits) {
             return;
         }
-        RelayWhatIsReady(places);
     }
 }
 
 void Relay() {
     t_cmdcvt_info& info = g_cmdcvt_info;
-    std::array<pollfd, kPlaces> places;
     while (g_i4_done == 0 && (info.output.read >= 0 || info.error.read >= 0)) {
         const std::uint32_t asked = info.drainAsked;
-        const bool drains = asked != info.drainDone && !HasBacklog(info.realOutput) && !HasBacklog(info.realError);
-        const int ready = WaitForWork(places, drains ? 0 : kForever);
-        if (ready < 0 && errno != EINTR) {
-            return;
-        }
-        if (ready == 0) {
+        const bool drains = asked != info.drainDone && !HasBacklog();
+        if (RelayOnce(drains ? 0 : kForever) && drains) {
             info.drainDone = asked;
-        } else if (ready > 0) {
-            RelayWhatIsReady(places);
         }
     }
     RelayLastWords();
+    // Nobody reads any more: whoever prints on gets an error and does not wait.
+    AmClose(info.output.read);
+    AmClose(info.error.read);
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <utility>
 
 #include "amclient/AmClientState.h"
@@ -46,7 +47,8 @@ bool CreatePipe(t_pipe& made) {
     return true;
 }
 
-// A wake-up, and a line for an application that does not read, must not block their writer.
+// A wake-up, and a line for an application that does not read, must not block their writer; nor may the relay wait
+// in a read.
 bool CreatePipes() {
     t_cmdcvt_info& info = g_cmdcvt_info;
     for (t_pipe* pipe : {&info.input, &info.output, &info.error, &info.relayWake, &info.readerWake}) {
@@ -54,40 +56,58 @@ bool CreatePipes() {
             return false;
         }
     }
-    for (const int end : {info.input.write, info.relayWake.write, info.readerWake.write}) {
-        fcntl(end, F_SETFL, O_NONBLOCK);
+    for (const int end : {info.input.write, info.relayWake.write, info.readerWake.write, info.output.read,
+                          info.error.read, info.relayWake.read}) {
+        if (fcntl(end, F_SETFL, O_NONBLOCK) != 0) {
+            return false;
+        }
     }
     return true;
 }
 
 // A process that was started with a standard stream closed must not find one of our pipes there.
-void OpenStandardDescriptors() {
-    int descriptor;
-    do {
-        descriptor = open("/dev/null", O_RDWR);
-    } while (descriptor >= 0 && descriptor <= STDERR_FILENO);
-    AmClose(descriptor);
+bool OpenStandardDescriptors() {
+    for (int standard = STDIN_FILENO; standard <= STDERR_FILENO; ++standard) {
+        // The lowest that is free: those below are open.
+        if (fcntl(standard, F_GETFD) < 0 && open("/dev/null", O_RDWR) != standard) {
+            return false;
+        }
+    }
+    return true;
 }
 
-// Keeps the real stream (the shells that the application starts do not see it) and puts `end` in its place.
-int Replace(int standard, int& end) {
-    const int saved = fcntl(standard, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-    dup2(end, standard);
+// The real stream, for the client alone: the shells that the application starts do not see it. -1 on failure.
+int Save(int standard) {
+    return fcntl(standard, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+}
+
+// Puts `end` in the place of a standard stream.
+bool Replace(int standard, int& end) {
+    if (dup2(end, standard) != standard) {
+        return false;
+    }
     AmClose(end);
-    return saved;
+    return true;
 }
 
-void TakeStreamsOver() {
+// False when the streams are not all taken over.
+bool TakeStreamsOver() {
     t_cmdcvt_info& info = g_cmdcvt_info;
     std::fflush(stdout);
-    info.realInput = Replace(STDIN_FILENO, info.input.read);
-    info.savedOutput = Replace(STDOUT_FILENO, info.output.write);
-    info.savedError = Replace(STDERR_FILENO, info.error.write);
+    info.realInput = Save(STDIN_FILENO);
+    info.savedOutput = Save(STDOUT_FILENO);
+    info.savedError = Save(STDERR_FILENO);
+    if (info.realInput < 0 || info.savedOutput < 0 || info.savedError < 0 ||
+        !Replace(STDIN_FILENO, info.input.read) || !Replace(STDOUT_FILENO, info.output.write) ||
+        !Replace(STDERR_FILENO, info.error.write)) {
+        return false;
+    }
     info.realOutput.Attach(info.savedOutput);
     info.realError.Attach(info.savedError);
     // A pipe would be fully buffered: lines are to reach the manager when they are printed. A buffer of our own,
     // because glibc keeps the old mode's end of the buffer when it is given none.
     std::setvbuf(stdout, s_outputBuffer, _IOLBF, sizeof s_outputBuffer);
+    return true;
 }
 
 void GiveStreamsBack() {
@@ -117,6 +137,13 @@ void Release() {
         std::free(*buffer);
         *buffer = nullptr;
     }
+}
+
+// Says on the process's own standard error why there is no start. Returns the result.
+std::int32_t Refuse(const char* reason) {
+    Release();
+    std::fputs(reason, stderr);
+    return kAmInitFailed;
 }
 
 void WriteToManager(const char* text) {
@@ -159,18 +186,19 @@ std::int32_t AmClientInit(t_am_client* client) {
     g_record = client;
     std::fprintf(stderr, "am client init [%s]\n", client->name);
     if (!AllocateBuffers()) {
-        std::fputs("CMD_CONVERT: calloc error!!!\n\n", stderr);
-        Release();
-        return kAmInitFailed;
+        return Refuse("CMD_CONVERT: calloc error!!!\n\n");
     }
-    OpenStandardDescriptors();
+    if (!OpenStandardDescriptors()) {
+        return Refuse("CMD_CONVERT: open error!!!\n\n");
+    }
     if (!CreatePipes()) {
-        std::fputs("CMD_CONVERT: create pipe error!!!\n\n", stderr);
-        Release();
-        return kAmInitFailed;
+        return Refuse("CMD_CONVERT: create pipe error!!!\n\n");
     }
     SurviveBrokenPipes();
-    TakeStreamsOver();
+    if (!TakeStreamsOver()) {
+        GiveStreamsBack();
+        return Refuse("CMD_CONVERT: dup error!!!\n\n");
+    }
     g_i4_done = 0;
     WriteToManager("am client thread start \n");
     if (!StartRelay()) {
@@ -220,6 +248,11 @@ void AmClientDrain() {
     for (int waited = 0; waited < kDrainMilliseconds && info.relayRuns && info.drainDone < asked; ++waited) {
         poll(nullptr, 0, 1);
     }
+}
+
+void AmPause() {
+    constexpr timespec kPause{0, 10 * 1000 * 1000};
+    nanosleep(&kPause, nullptr);
 }
 
 void AmWake(const t_pipe& wake) {

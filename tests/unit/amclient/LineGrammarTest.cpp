@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <map>
 #include <random>
 #include <string>
+#include <vector>
 
 #include "amclient/LineGrammar.h"
 
@@ -82,7 +84,8 @@ TEST(LineGrammar, WhatIsNoCommandLine) {
 }
 
 TEST(LineGrammar, ConsoleLinesPassThroughWhateverTheySay) {
-    for (const std::string_view text : {":cli:ls -l", ":dbg:", ":am,cli:x", ":am,dbg,1:a=1", ":cli,a,b:=[,"}) {
+    for (const std::string_view text : {":cli:ls -l", ":dbg:", ":am,cli:x", ":am,dbg,1:a=1", ":cli,a,b:=[,",
+                                        ":cli", ":dbg", ":am,cli", ":x,dbg,y", ":cli:"}) {
         EXPECT_EQ(ParseAmLine(text).result, AmLineResult::PassThrough) << text;
     }
 }
@@ -91,13 +94,18 @@ TEST(LineGrammar, ConsoleFieldsAreWholeAndInFrontOnly) {
     EXPECT_EQ(ParseAmLine(":am,client:a=1").result, AmLineResult::Parsed);
     EXPECT_EQ(ParseAmLine(":clip:a=1").result, AmLineResult::Parsed);
     EXPECT_EQ(ParseAmLine(":am,x,cli:a=1").result, AmLineResult::Parsed);
-    EXPECT_EQ(ParseAmLine(":cli").result, AmLineResult::NotACommand);
+    EXPECT_EQ(ParseAmLine(":clip").result, AmLineResult::NotACommand);
+    EXPECT_EQ(ParseAmLine(":am,x,cli").result, AmLineResult::NotACommand);
+    EXPECT_EQ(ParseAmLine("cli").result, AmLineResult::NotACommand);
+    EXPECT_EQ(ParseAmLine(":,cli:x").result, AmLineResult::NotACommand);
+    EXPECT_EQ(ParseAmLine(":cli,a,b,c").result, AmLineResult::NotACommand);
     EXPECT_EQ(ParseAmLine(":cli,a,b,c:x").result, AmLineResult::NotACommand);
 }
 
-TEST(LineGrammar, TheApplicationTakesWhatBeginsWithAmAndIsNoConsoles) {
+TEST(LineGrammar, TheApplicationTakesWhatIsAmsAndNoConsoles) {
     EXPECT_TRUE(zel::IsForApplication(ParseAmLine(":am:a=1")));
-    EXPECT_TRUE(zel::IsForApplication(ParseAmLine(":ampere,x:a=1")));
+    EXPECT_TRUE(zel::IsForApplication(ParseAmLine(":am,x,1:a=1")));
+    EXPECT_FALSE(zel::IsForApplication(ParseAmLine(":ampere,x:a=1")));
     EXPECT_FALSE(zel::IsForApplication(ParseAmLine(":a:a=1")));
     EXPECT_FALSE(zel::IsForApplication(ParseAmLine(":tv,am:a=1")));
     EXPECT_FALSE(zel::IsForApplication(ParseAmLine(":am,client:a=1")));
@@ -143,21 +151,58 @@ TEST(LineGrammar, EveryBeginningOfAGoodLineIsNoCommandUntilItsFirstValue) {
     }
 }
 
-TEST(LineGrammar, NoiseNeverDoesHarm) {
+// The line again, from the parts that were cut out of it.
+std::string PutTogether(std::string_view text, const AmLine& line) {
+    std::string again(text.substr(0, text.find(':', 1) + 1));
+    const char* separator = "";
+    for (const zel::AmParameter& parameter : line.parameters) {
+        again += separator + std::string(parameter.name) + "=";
+        if (parameter.isList) {
+            again += "[";
+            for (std::size_t i = 0; i < parameter.elements.size(); ++i) {
+                again += (i == 0 ? "" : ",") + std::string(parameter.elements[i]);
+            }
+            again += "]";
+        } else {
+            again += parameter.text;
+        }
+        separator = ",";
+    }
+    return again;
+}
+
+TEST(LineGrammar, NoiseIsReadAsWhatItSays) {
     const unsigned seed = 20250;
     SCOPED_TRACE(seed);
     std::mt19937 random(seed);
-    constexpr std::string_view kAlphabet = ":,=[]am cli dbg\0x";
+    const std::vector<std::string> parts = {
+        ":", ":", ",", ",", "=", "=", "[", "]", "am", "cli", "dbg", "x", std::string(1, '\0')};
+    std::map<AmLineResult, int> seen;
     for (int i = 0; i < 50000; ++i) {
-        std::string text(random() % 40, '\0');
-        for (char& character : text) {
-            character = random() % 4 == 0 ? static_cast<char>(random()) : kAlphabet[random() % kAlphabet.size()];
+        std::string text = random() % 8 == 0 ? "" : ":";
+        for (std::size_t count = random() % 12; count > 0; --count) {
+            text +=
+                random() % 16 == 0 ? std::string(1, static_cast<char>(random())) : parts[random() % parts.size()];
         }
         const AmLine line = ParseAmLine(text);
-        for (const zel::AmParameter& parameter : line.parameters) {
-            EXPECT_FALSE(parameter.name.empty());
+        ++seen[line.result];
+        if (text[0] != ':' || text.find('\0') != std::string::npos) {
+            EXPECT_EQ(line.result, AmLineResult::NotACommand) << text;
         }
+        if (line.result == AmLineResult::Parsed) {
+            EXPECT_EQ(PutTogether(text, line), text);
+            EXPECT_FALSE(line.header[0].empty()) << text;
+        } else {
+            EXPECT_TRUE(line.parameters.empty()) << text;
+        }
+        const bool console = line.header[0] == "cli" || line.header[0] == "dbg" || line.header[1] == "cli" ||
+                             line.header[1] == "dbg";
+        EXPECT_EQ(line.result == AmLineResult::PassThrough, console && line.result != AmLineResult::NotACommand)
+            << text;
     }
+    EXPECT_GT(seen[AmLineResult::Parsed], 100);
+    EXPECT_GT(seen[AmLineResult::PassThrough], 100);
+    EXPECT_GT(seen[AmLineResult::NotACommand], 100);
 }
 
 }  // namespace

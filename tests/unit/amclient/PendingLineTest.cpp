@@ -31,7 +31,7 @@ class PendingLineTest : public ::testing::Test {
 };
 
 TEST_F(PendingLineTest, SeveralLinesInOnePiece) {
-    EXPECT_EQ(Feed(m_pending, "a\nbc\n\nd"), (Lines{"a", "bc", ""}));
+    EXPECT_EQ(Feed(m_pending, "a\nbc\n\nd"), (Lines{"a", "bc"}));
     EXPECT_EQ(Feed(m_pending, "\n"), (Lines{"d"}));
 }
 
@@ -42,7 +42,7 @@ TEST_F(PendingLineTest, EverySplitIntoTwoPieces) {
         for (const std::string& line : Feed(m_pending, std::string_view(bytes).substr(split))) {
             lines.push_back(line);
         }
-        EXPECT_EQ(lines, (Lines{"first", "second line", "", "last"})) << split;
+        EXPECT_EQ(lines, (Lines{"first", "second line", "last"})) << split;
     }
 }
 
@@ -60,6 +60,14 @@ TEST_F(PendingLineTest, ZeroBytesAreSkippedBehindANewlineOnly) {
     using namespace std::string_view_literals;
     EXPECT_EQ(Feed(m_pending, "\0\0a\0b\n\0\0\0c\n\0"sv), (Lines{std::string("a\0b"sv), "c"}));
     EXPECT_EQ(Feed(m_pending, "\0d\n"sv), (Lines{"d"}));
+}
+
+TEST_F(PendingLineTest, BlankLinesAreSkipped) {
+    using namespace std::string_view_literals;
+    EXPECT_EQ(Feed(m_pending, "\n"), Lines{});
+    EXPECT_EQ(Feed(m_pending, "\na\n\n\nb\n"), (Lines{"a", "b"}));
+    EXPECT_EQ(Feed(m_pending, "\0\n\0\n\nc\n"sv), Lines{"c"});
+    EXPECT_EQ(Feed(m_pending, " \n\r\n"), (Lines{" ", "\r"})) << "a line of blanks is not a blank line";
 }
 
 TEST_F(PendingLineTest, TheLongestLineFits) {

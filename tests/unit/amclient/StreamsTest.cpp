@@ -4,6 +4,7 @@
 #include <poll.h>
 #include <pthread.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
@@ -12,18 +13,22 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <random>
 #include <set>
 #include <string>
 
 #include "amclient/AmClientState.h"
 #include "amclient/ClientProcess.h"
+#include "amclient/FailingNew.h"
 
 using amclient::ClientProcess;
 
 namespace {
 
 // ---- The application in the child process: it is ordered about through its own standard input -----------------
+
+constexpr std::size_t kLongName = 400;
 
 std::atomic<bool> s_hears{true};
 
@@ -242,6 +247,41 @@ TEST(AmClientStreams, WithoutDescriptorsTheStartFailsAndTheStreamsStay) {
     EXPECT_EQ(client.Output(), "my own output\n");
 }
 
+// What stands behind a descriptor.
+ino_t Behind(int descriptor) {
+    struct stat status {};
+    return fstat(descriptor, &status) == 0 ? status.st_ino : 0;
+}
+
+void AllowDescriptorsBelow(int limit) {
+    rlimit few{};
+    getrlimit(RLIMIT_NOFILE, &few);
+    few.rlim_cur = static_cast<rlim_t>(limit);
+    setrlimit(RLIMIT_NOFILE, &few);
+}
+
+TEST(AmClientStreams, WhicheverDescriptorIsMissingTheStartFailsOrTheManagerIsHeard) {
+    ClientProcess client([] {
+        FillRecord();
+        const std::set<int> before = OpenDescriptors();
+        const std::array<ino_t, 3> streams{Behind(0), Behind(1), Behind(2)};
+        int limit = STDERR_FILENO + 1;  // none at all
+        int failures = 0;
+        for (AllowDescriptorsBelow(limit); AmClientInit(&g_am_client) != 0; AllowDescriptorsBelow(++limit)) {
+            ++failures;
+            if (OpenDescriptors() != before || std::array<ino_t, 3>{Behind(0), Behind(1), Behind(2)} != streams) {
+                return 70 + failures;
+            }
+        }
+        return failures < 13 ? failures : RunOrders();
+    });
+    client.Write(":am,app,7:pause=heard\n:cli:exit 40\n");
+    EXPECT_EQ(client.Wait(), 40);
+    EXPECT_NE(client.Output().find("pause 7 heard NULL\n"), std::string::npos) << client.Output();
+    EXPECT_NE(client.Error().find("CMD_CONVERT: create pipe error!!!\n\n"), std::string::npos);
+    EXPECT_NE(client.Error().find("CMD_CONVERT: dup error!!!\n\n"), std::string::npos);
+}
+
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 constexpr rlim_t kMiB = rlim_t{1} << 20;
 
@@ -434,6 +474,28 @@ TEST(AmClientStreams, InterruptedWaitsGoOn) {
     EXPECT_EQ(client.Output(), "am client thread start \ninterrupted\nheard\n");
 }
 
+TEST(AmClientStreams, BlankLinesSayNothing) {
+    ClientProcess client(RunApplication);
+    client.Write("\n:am,app,7:pause=one\n\n\n:am,app,7:pause=two\n:cli:exit 0\n");
+    EXPECT_EQ(client.Wait(), 0);
+    EXPECT_EQ(client.Output(), "am client thread start \npause 7 one NULL\npause 7 two NULL\n");
+    EXPECT_EQ(client.Error(),
+              "am client init [hello]\n[AM_CLIENT]parse cmd pause \n[AM_CLIENT]parse cmd pause \n");
+}
+
+TEST(AmClientStreams, ALineForWhichThereIsNoMemoryIsReportedAndTheNextOneIsHeard) {
+    ClientProcess client([] {
+        amclient::FailAllocationsFrom(kLongName);
+        return RunApplication();
+    });
+    client.Write(":am,app,7:" + std::string(kLongName, 'n') + "=1\n:am,app," + std::string(kLongName, 'a') +
+                 ":pause=1\n:am,app,7:pause=heard\n:cli:exit 0\n");
+    EXPECT_EQ(client.Wait(), 0);
+    EXPECT_EQ(client.Output(), "am client thread start \npause 7 heard NULL\n");
+    const std::string failed = "[_cmd_convert_parse] parse failed\n";
+    EXPECT_EQ(client.Error(), "am client init [hello]\n" + failed + failed + "[AM_CLIENT]parse cmd pause \n");
+}
+
 // ---- Output ---------------------------------------------------------------------------------------------------
 
 TEST(AmClientStreams, LogOffSwallowsAndLogOnRelays) {
@@ -515,6 +577,72 @@ TEST(AmClientStreams, AManagerThatClosesItsEndKillsNobody) {
     ASSERT_TRUE(client.SeesError("printed\n"));
     client.Write(":cli:exit 8\n");
     EXPECT_EQ(client.Wait(), 8);
+}
+
+// poll refuses to look at more places than the process may have descriptors, so with a limit between what the
+// command reader and what the relay looks at it fails for the relay alone.
+TEST(AmClientStreams, ARelayWhosePollFailsForAWhileGoesOn) {
+    ClientProcess client([] {
+        FillRecord();
+        AmClientInit(&g_am_client);
+        rlimit usual{};
+        getrlimit(RLIMIT_NOFILE, &usual);
+        AllowDescriptorsBelow(4);
+        PrintLines(5000);  // more than three times what the pipe holds
+        std::fputs("printed\n", stderr);
+        setrlimit(RLIMIT_NOFILE, &usual);
+        return RunOrders();
+    });
+    std::string expected = "am client thread start \n";
+    for (int i = 0; i < 5000; ++i) {
+        expected += "this is line " + std::to_string(i) + " of the application's output\n";
+    }
+    EXPECT_TRUE(client.SeesOutput("this is line 4999 of the application's output\n"));
+    EXPECT_TRUE(client.SeesError("printed\n"));
+    client.Write(":am:pause=heard\n");
+    EXPECT_TRUE(client.SeesOutput("pause NULL heard NULL\n"));
+    client.Write(":cli:exit 6\n");
+    EXPECT_EQ(client.Wait(), 6);
+    EXPECT_EQ(client.Output(), expected + "pause NULL heard NULL\n");
+}
+
+// The callback's own thread cannot wait for the relay, which then ends while the application is still at work.
+TEST(AmClientStreams, WhoPrintsAfterTheRelayHasEndedIsNotHeldUp) {
+    ClientProcess client([] {
+        FillRecord();
+        static std::atomic<bool> s_stopped{false};
+        g_am_client.pause = [](const char*, const char*, const char*) {
+            AmClientShutdown();
+            s_stopped = true;
+        };
+        AmClientInit(&g_am_client);
+        while (!s_stopped) {
+            poll(nullptr, 0, 1);
+        }
+        PrintLines(20000);
+        return 7;
+    });
+    client.Write(":am:pause=1\n");
+    EXPECT_EQ(client.Wait(), 7);
+}
+
+TEST(AmClientStreams, AFullDiskBehindTheOutputIsTriedAgainWithoutHaste) {
+    ClientProcess client([] {
+        FillRecord();
+        const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
+        dup2(full, STDOUT_FILENO);
+        AmClientInit(&g_am_client);
+        std::puts("no room for this");
+        const std::clock_t before = std::clock();
+        poll(nullptr, 0, 1000);
+        const std::clock_t used = std::clock() - before;
+        std::fprintf(stderr, "heard\n");
+        AmClientDrain();
+        _exit(used < CLOCKS_PER_SEC / 4 ? 0 : 1);
+        return 0;
+    });
+    EXPECT_EQ(client.Wait(), 0);
+    EXPECT_NE(client.Error().find("heard\n"), std::string::npos);
 }
 
 }  // namespace
