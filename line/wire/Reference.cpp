@@ -100,6 +100,13 @@ constexpr std::string_view kAnswers =
     "them in order. It answers once, when as many have come as trailer B says and the file has been installed.\n"
     "The number is one byte: 255 chunks, 16320 bytes, are the most. 256 would be sent as 0, a number that no\n"
     "count of chunks reaches, so such a file would never be complete and never be answered.\n\n"
+    "The answer to a key is the set's check of that key in its store, and nothing else. Where an older good key "
+    "is in\n"
+    "the store and the new one cannot be written over it, the check passes and the answer is success; the "
+    "checksum\n"
+    "query does not show it either, for it tells of the file that was received. The ESN/ULPK/MAC file is checked "
+    "as\n"
+    "the Widevine keybox: without an installed keybox its answer is failure, with one it is that keybox's.\n\n"
     "A chunk under another id throws away what has come. After a key was installed the set keeps only the first\n"
     "chunk of the next file until one of the checksum queries has come.\n\n";
 

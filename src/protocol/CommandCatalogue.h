@@ -87,6 +87,16 @@ constexpr std::uint16_t kSourceTime = 20000;     // the first tuner input learns
 constexpr std::uint16_t kBluetoothTime = 25000;  // 9 s when a search is under way; its own takes 8 s and more
 constexpr std::uint16_t kFinishTime = 30000;     // 20 s for the TV service's confirmation, and the model work
 
+// Texts of more than one row.
+constexpr std::string_view kChunk = "1 to 64 bytes; trailer A index, trailer B total";
+constexpr std::string_view kKeyAnswered =
+    "status by the check of the key that is then installed, when the file is complete; status 1 for a refused "
+    "chunk";
+constexpr std::string_view kKeyboxAnswered =
+    "status by the check of the Widevine keybox that is then installed, when the file is complete; status 1 for a "
+    "refused chunk";
+constexpr std::string_view kLastCrc = "CRC-32 of the last file, 4 bytes big-endian";
+
 constexpr std::string_view kSucceeded = "\0"sv;
 constexpr std::string_view kFailed = "\x01"sv;
 constexpr std::string_view kExampleFile = "key"sv;              // a whole file in one chunk
@@ -124,17 +134,17 @@ inline constexpr std::array<CommandInfo, kCommandCount> kRows = {{
     {0x1280, G::Link, P::Any, R::Data, F::Empty, kSoon, "empty query",
      "none", "answer without data", "", ""},
     {0x1281, G::Key, P::KeyChunk, R::Deferred, F::Status, kInstallTime, "HDCP 1.4 key chunk",
-     "1 to 64 bytes; trailer A index, trailer B total", "status when the file is complete; status 1 for a refused chunk", kExampleFile, kSucceeded},
+     kChunk, kKeyAnswered, kExampleFile, kSucceeded},
     {0x1282, G::Key, P::Any, R::KeyData, F::Bits32Big, kSoon, "HDCP 1.4 key checksum",
-     "none", "CRC-32 of the last file, 4 bytes big-endian", "", kExampleCrc},
+     "none", kLastCrc, "", kExampleCrc},
     {0x1283, G::Key, P::KeyChunk, R::Deferred, F::Status, kInstallTime, "HDCP 2.2 key chunk",
-     "1 to 64 bytes; trailer A index, trailer B total", "status when the file is complete; status 1 for a refused chunk", kExampleFile, kSucceeded},
+     kChunk, kKeyAnswered, kExampleFile, kSucceeded},
     {0x1284, G::Key, P::Any, R::KeyData, F::Bits32Big, kSoon, "HDCP 2.2 key checksum",
-     "none", "CRC-32 of the last file, 4 bytes big-endian", "", kExampleCrc},
+     "none", kLastCrc, "", kExampleCrc},
     {0x1285, G::Key, P::KeyChunk, R::Deferred, F::Status, kInstallTime, "CI+ key chunk",
-     "1 to 64 bytes; trailer A index, trailer B total", "status when the file is complete; status 1 for a refused chunk", kExampleFile, kSucceeded},
+     kChunk, kKeyAnswered, kExampleFile, kSucceeded},
     {0x1286, G::Key, P::Any, R::KeyData, F::Bits32Big, kSoon, "CI+ key checksum",
-     "none", "CRC-32 of the last file, 4 bytes big-endian", "", kExampleCrc},
+     "none", kLastCrc, "", kExampleCrc},
     {0x1287, G::Board, P::Any, R::Status, F::Status, kSoon, "acknowledge",
      "any", "status 0; also the id of key press reports", "", kSucceeded},
     {0x1288, G::Input, P::Any, R::Status, F::Status, kSourceTime, "source check",
@@ -188,19 +198,19 @@ inline constexpr std::array<CommandInfo, kCommandCount> kRows = {{
     {0x12A0, G::Board, P::Any, R::Status, F::Status, kSoon, "LED colour",
      "RED_ON, RED_OFF, GREEN_ON or GREEN_OFF", "status", "RED_ON", kSucceeded},
     {0x12A1, G::Key, P::KeyChunk, R::Deferred, F::Status, kInstallTime, "ESN/ULPK/MAC file chunk",
-     "1 to 64 bytes; trailer A index, trailer B total", "status when the file is complete; status 1 for a refused chunk", kExampleFile, kSucceeded},
+     kChunk, kKeyboxAnswered, kExampleFile, kSucceeded},
     {0x12A2, G::Key, P::KeyChunk, R::Deferred, F::Status, kInstallTime, "Widevine keybox chunk",
-     "1 to 64 bytes; trailer A index, trailer B total", "status when the file is complete; status 1 for a refused chunk", kExampleFile, kSucceeded},
+     kChunk, kKeyAnswered, kExampleFile, kSucceeded},
     {0x12A3, G::Key, P::Any, R::KeyData, F::Bits32Big, kSoon, "ESN/ULPK/MAC file checksum",
-     "none", "CRC-32 of the last file, 4 bytes big-endian", "", kExampleCrc},
+     "none", kLastCrc, "", kExampleCrc},
     {0x12A4, G::Key, P::Any, R::KeyData, F::Bits32Big, kSoon, "Widevine keybox checksum",
-     "none", "CRC-32 of the last file, 4 bytes big-endian", "", kExampleCrc},
+     "none", kLastCrc, "", kExampleCrc},
     {0x12A5, G::Board, P::Any, R::Status, F::Status, kPingTime, "panel, aspect and Ethernet",
      "PANEL_VCC_ON, PANEL_VCC_OFF, PANEL_BL_ON, PANEL_BL_OFF, ASPECT=16_9, ASPECT=4_3, ASPECT=FULL or ETHPING= and an address", "status", "ASPECT=16_9", kSucceeded},
     {0x12A6, G::Finish, P::Any, R::Status, F::Status, kFinishTime, "factory finish",
      "none", "status, within about 20 s", "", kSucceeded},
     {0x12A7, G::Key, P::KeyChunk, R::Deferred, F::Bits32Big, kInstallTime, "configuration file chunk",
-     "1 to 64 bytes; trailer A index, trailer B total", "CRC-32, 4 bytes big-endian, when written and checked; status 1 otherwise", kExampleFile, kExampleCrc},
+     kChunk, "CRC-32, 4 bytes big-endian, when written and checked; status 1 otherwise", kExampleFile, kExampleCrc},
     Ignored(0x12A8),
     Ignored(0x12A9),
     Ignored(0x12AA),
@@ -214,17 +224,17 @@ inline constexpr std::array<CommandInfo, kCommandCount> kRows = {{
     Ignored(0x12B1),
     Ignored(0x12B2),
     {0x12B3, G::Key, P::KeyChunk, R::Deferred, F::Status, kInstallTime, "Netflix key chunk",
-     "1 to 64 bytes; trailer A index, trailer B total", "status when the file is complete; status 1 for a refused chunk", kExampleFile, kSucceeded},
+     kChunk, kKeyAnswered, kExampleFile, kSucceeded},
     {0x12B4, G::Key, P::Any, R::KeyData, F::Bits32Big, kSoon, "Netflix key checksum",
-     "none", "CRC-32 of the last file, 4 bytes big-endian", "", kExampleCrc},
+     "none", kLastCrc, "", kExampleCrc},
     Ignored(0x12B5),
     Ignored(0x12B6),
     Ignored(0x12B7),
     Ignored(0x12B8),
     {0x12B9, G::Key, P::KeyChunk, R::Deferred, F::Status, kInstallTime, "CI+ ECP key chunk",
-     "1 to 64 bytes; trailer A index, trailer B total", "status when the file is complete; status 1 for a refused chunk", kExampleFile, kSucceeded},
+     kChunk, kKeyAnswered, kExampleFile, kSucceeded},
     {0x12BA, G::Key, P::Any, R::KeyData, F::Bits32Big, kSoon, "CI+ ECP key checksum",
-     "none", "CRC-32 of the last file, 4 bytes big-endian", "", kExampleCrc},
+     "none", kLastCrc, "", kExampleCrc},
 }};
 // clang-format on
 
