@@ -1,10 +1,10 @@
 #include <gtest/gtest.h>
-#include <stdlib.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <string>
 
+#include "base/TempFolder.h"
 #include "os/File.h"
 #include "os/Storage.h"
 
@@ -12,24 +12,13 @@ namespace {
 
 class Storage : public ::testing::Test {
   protected:
-    void SetUp() override {
-        std::string pattern = ::testing::TempDir() + "zelfac-storage.XXXXXX";
-        ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-        m_folder = pattern;
-        m_private = m_folder + "/private";
-    }
-    void TearDown() override {
-        unlink((m_private + "/file").c_str());
-        rmdir(m_private.c_str());
-        rmdir(m_folder.c_str());
-    }
     unsigned Mode() const {
         struct stat status {};
         return stat(m_private.c_str(), &status) == 0 ? status.st_mode & 07777U : 0;
     }
 
-    std::string m_folder;
-    std::string m_private;
+    tests::TempFolder m_folder;
+    std::string m_private = m_folder.At("private").string();
 };
 
 TEST_F(Storage, APrivateFolderIsTheOwnersFromTheFirstMoment) {
@@ -55,7 +44,7 @@ TEST_F(Storage, OnlyAnEmptyFolderIsRemoved) {
 }
 
 TEST_F(Storage, ALinkInTheFoldersPlaceIsRemovedAndWhatItLeadsToLeftAlone) {
-    const std::string other = m_folder + "/other";
+    const std::string other = m_folder.At("other").string();
     ASSERT_EQ(mkdir(other.c_str(), 0700), 0);
     ASSERT_EQ(chmod(other.c_str(), 0755), 0);
     ASSERT_EQ(symlink(other.c_str(), m_private.c_str()), 0);
@@ -70,8 +59,8 @@ TEST_F(Storage, ALinkInTheFoldersPlaceIsRemovedAndWhatItLeadsToLeftAlone) {
 }
 
 TEST_F(Storage, AFileIsReplacedInOneStep) {
-    const std::string beside = m_folder + "/new";
-    const std::string path = m_folder + "/record";
+    const std::string beside = m_folder.At("new").string();
+    const std::string path = m_folder.At("record").string();
     ASSERT_TRUE(zel::WriteAll(zel::OpenFile(path, "w").get(), "former"));
     ASSERT_TRUE(zel::WriteAll(zel::OpenFile(beside, "w").get(), "new"));
     const zel::File open = zel::OpenFile(path, "r");
@@ -85,13 +74,13 @@ TEST_F(Storage, AFileIsReplacedInOneStep) {
 }
 
 TEST_F(Storage, WhatIsNotThereIsNull) {
-    EXPECT_EQ(zel::OpenFile(m_folder + "/none", "r"), nullptr);
-    EXPECT_EQ(zel::OpenFolder(m_folder + "/none"), nullptr);
-    EXPECT_NE(zel::OpenFolder(m_folder), nullptr);
+    EXPECT_EQ(zel::OpenFile(m_folder.At("none").string(), "r"), nullptr);
+    EXPECT_EQ(zel::OpenFolder(m_folder.At("none").string()), nullptr);
+    EXPECT_NE(zel::OpenFolder(m_folder.Path().string()), nullptr);
 }
 
 TEST_F(Storage, RemountingWhatIsNoMountPointFails) {
-    EXPECT_EQ(zel::RemountReadWrite((m_folder + "/none").c_str()), -1);
+    EXPECT_EQ(zel::RemountReadWrite(m_folder.At("none").c_str()), -1);
 }
 
 }  // namespace

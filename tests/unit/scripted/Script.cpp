@@ -74,10 +74,6 @@ Script::~Script() {
         Output();
     }
     g_current = nullptr;
-    if (!m_folder.empty()) {
-        std::error_code ignored;
-        std::filesystem::remove_all(m_folder, ignored);
-    }
 }
 
 Script& Script::Current() {
@@ -335,16 +331,12 @@ boost::shared_ptr<qx::appmanager::AppInterface> Script::Application() {
 
 std::string Script::FilePath(const std::string& path) const {
     std::call_once(m_folderMade, [this] {
-        std::string folder = testing::TempDir() + "zelfac_test.XXXXXX";
-        if (mkdtemp(folder.data()) == nullptr) {
-            throw std::runtime_error("no temporary folder");
-        }
-        m_folder = folder;
+        m_folder.emplace();
         for (const char* usual : {"/tmp", "/var/local", "/var/run", "/var/tvservice"}) {
-            std::filesystem::create_directories(folder + usual);
+            std::filesystem::create_directories(m_folder->Path().string() + usual);
         }
     });
-    return m_folder.string() + path;
+    return m_folder->Path().string() + path;
 }
 
 void Script::PutFile(const std::string& path, const std::string& text) {

@@ -40,6 +40,7 @@
 #include <utility>
 #include <vector>
 
+#include "base/TempFolder.h"
 #include "qx/AppInterface.h"
 #include "vumodelapi/Observers.h"
 
@@ -218,7 +219,7 @@ class Script {
     std::string m_threadName;
     boost::shared_ptr<qx::appmanager::AppInterface> m_application;
     mutable std::once_flag m_folderMade;  // at the first use: most tests have none
-    mutable std::filesystem::path m_folder;
+    mutable std::optional<tests::TempFolder> m_folder;
     std::set<std::string> m_unopenable;
     bool m_capturing = false;
 };
