@@ -17,7 +17,7 @@ constexpr int kLastPauseMilliseconds = 100;
 constexpr int kRetryMilliseconds = 100;  // before a stream that took nothing is tried again
 constexpr int kPiecesAtOnce = 1000;      // more than a pipe holds
 
-enum Place : std::size_t { kOutput, kError, kWake, kRealOutput, kRealError, kPlaces };
+enum Place : std::size_t { Output, Error, Wake, RealOutput, RealError, Places };
 
 bool HasBacklog(zel::ManagerStream& stream) {
     const AmSendLock lock;
@@ -62,38 +62,38 @@ void EmptyWakePipe(int pipe) {
 }
 
 // Waits until there is something to do. Returns poll's result.
-int WaitForWork(std::array<pollfd, kPlaces>& places, int timeout) {
+int WaitForWork(std::array<pollfd, Places>& places, int timeout) {
     t_cmdcvt_info& info = g_cmdcvt_info;
     const bool outputStalls = IsStalled(info.realOutput);
     const bool errorStalls = IsStalled(info.realError);
     const bool outputWaits = HasBacklog(info.realOutput) && !outputStalls;
     const bool errorWaits = HasBacklog(info.realError) && !errorStalls;
-    places[kOutput] = {info.output.read, POLLIN, 0};
-    places[kError] = {info.error.read, POLLIN, 0};
-    places[kWake] = {info.relayWake.read, POLLIN, 0};
-    places[kRealOutput] = {outputWaits ? info.savedOutput : -1, POLLOUT, 0};
-    places[kRealError] = {errorWaits ? info.savedError : -1, POLLOUT, 0};
+    places[Output] = {info.output.read, POLLIN, 0};
+    places[Error] = {info.error.read, POLLIN, 0};
+    places[Wake] = {info.relayWake.read, POLLIN, 0};
+    places[RealOutput] = {outputWaits ? info.savedOutput : -1, POLLOUT, 0};
+    places[RealError] = {errorWaits ? info.savedError : -1, POLLOUT, 0};
     if ((outputStalls || errorStalls) && timeout == kForever) {
         timeout = kRetryMilliseconds;
     }
     return poll(places.data(), places.size(), timeout);
 }
 
-void RelayWhatIsReady(const std::array<pollfd, kPlaces>& places) {
+void RelayWhatIsReady(const std::array<pollfd, Places>& places) {
     t_cmdcvt_info& info = g_cmdcvt_info;
-    if (places[kWake].revents != 0) {
+    if (places[Wake].revents != 0) {
         EmptyWakePipe(info.relayWake.read);
     }
-    if (places[kRealOutput].revents != 0) {
+    if (places[RealOutput].revents != 0) {
         FlushBacklog(info.realOutput);
     }
-    if (places[kRealError].revents != 0) {
+    if (places[RealError].revents != 0) {
         FlushBacklog(info.realError);
     }
-    if (IsReadable(places[kOutput])) {
+    if (IsReadable(places[Output])) {
         RelayPiece(info.output.read, info.realOutput);
     }
-    if (IsReadable(places[kError])) {
+    if (IsReadable(places[Error])) {
         RelayPiece(info.error.read, info.realError);
     }
 }
@@ -120,7 +120,7 @@ bool RelayWhatIsThere() {
 
 // One wait, of at most `timeout` milliseconds, and the work that it was for. Whether there was none.
 bool RelayOnce(int timeout) {
-    std::array<pollfd, kPlaces> places;
+    std::array<pollfd, Places> places;
     const int ready = WaitForWork(places, timeout);
     if (ready > 0) {
         RelayWhatIsReady(places);

@@ -1,9 +1,10 @@
-"""Every input of the line: what the source check asks the set, in which order and how often."""
+"""Every input of the line: what the source check switches to, what it resets, and which tables it asks for."""
 
+import json
 import unittest
 
 import runner
-import setlib
+from runner import AtOnce
 from setlib import Set, status
 
 SOURCE = "tovix.sl2.action.source.switch"
@@ -40,84 +41,38 @@ UNKNOWN = ["", "HD", "DTV-", "dtv", "AV4", "HDMI5", "HDMI0", "hdmi1", "DTV-S", "
 # over before the start-up flow is.
 QUIET = [("behave", "wifi", "0"), ("model", "set", "tovix.sl2.vstr.bluetooth.support", '["bt","0","",""]')]
 
-OPEN = [("proxy",), ("interface",), ("root",)]
+# Reset by every check.
+AUTOMATIC_VOLUME = "tovix.sl2.i32.sound.volume.automatic"
+RESET = {"tovix.sl2.vint32.sound.soc.drc": 0, "tovix.sl2.vint32.sound.dts.peq": 1}  # of each list one place
 
 
-def cycle(key, *operation):
-    return OPEN + [("connect", key), (operation[0], key, *operation[1:]), ("disconnect", key)]
+class Checked:
+    """What came of a source check."""
 
-
-SOUND = (
-    cycle("tovix.sl2.i32.sound.volume.automatic", "set", 0)
-    + cycle("tovix.sl2.vint32.sound.soc.drc", "set", [[0, 0]])
-    + cycle("tovix.sl2.vint32.sound.dts.peq", "set", [[1, 0]])
-)
-
-
-def switch(name):
-    return cycle(SOURCE, "invoke", [["0", "ZelFacTestUUID"], ["1", "9"], ["2", name], ["3", "0"]])
-
-
-def tune(tuner, channel):
-    arguments = [["0", "ZelFacTestUUID"], ["1", "8"], ["2", "TV"], ["3", channel], ["4", tuner]]
-    return cycle(SOURCE, "invoke", arguments)
-
-
-def read(table, selection, rows):
-    return OPEN + [
-        ("connect", table),
-        ("iterator", table, selection),
-        ("count", table, rows),
-        ("rows", table, rows),
-        ("disconnect", table),
-    ]
-
-
-def of_tuner(tuner):
-    return [[code, 0, ""] for code in (6, 0, 7, 2, 35, 1)] + [[6, 1, tuner]]
-
-
-def asked(tv):
-    """The model's part of the trace, in short."""
-    short = []
-    for row in tv.trace(who="model"):
-        if row["call"] == "result":
-            continue
-        parts = [row["call"]] + ([row["key"]] if "key" in row else [])
-        for name in ("args", "value", "selection"):
-            if name in row:
-                parts.append(row[name])
-        if row["call"] == "rows":
-            parts.append(row["count"])
-        short.append(tuple(parts))
-    return short
+    def __init__(self, tv, name):
+        tv.ctl("trace", "--clear")
+        tv.ctl("model", "set", AUTOMATIC_VOLUME, 1)
+        for key in RESET:
+            tv.ctl("model", "set", key, [7, 7, 7, 7])
+        self.passed = {status(0x1288, 0): True, status(0x1288, 1): False}[tv.line.ask(0x1288, name.encode())]
+        places = [tv.value("model", "get", key)[place] for key, place in RESET.items()]
+        self.sound_reset = [tv.value("model", "get", AUTOMATIC_VOLUME), *places] == [0, 0, 0]
+        self.switched = tv.value("model", "get", SOURCE)
+        tables = [row["key"] for row in tv.trace(who="model", call="iterator")]
+        self.asked = {table: tables.count(table) for table in set(tables)}
 
 
 class Tables:
     """The tuners and reference channels of a set, from its tables."""
 
     def __init__(self, tv):
-        self.rows = tv.value("model", "get", TUNERS)
-        self.tuner = {name: identity for identity, name in self.rows}
+        self.tuner = {name: identity for identity, name in tv.value("model", "get", TUNERS)}
         self.channels = tv.value("model", "get", CHANNELS)
 
     def reference(self, name):
         found = [row[2] for row in self.channels[self.tuner[name]] if REFERENCE[name] + ";" in row[3] + ";"]
         assert len(found) == 1, found
         return found[0]
-
-    def read_tuners(self):
-        return read(TUNERS, [], len(self.rows))
-
-    def read_channels(self, name):
-        return read(CHANNELS, of_tuner(self.tuner[name]), len(self.channels[self.tuner[name]]))
-
-
-def check(tv, name):
-    """Sends a source check; the answer and what was asked of the model."""
-    tv.ctl("trace", "--clear")
-    answer = tv.line.ask(0x1288, name.encode())
-    return answer, asked(tv)
 
 
 def connected(*arrange):
@@ -126,6 +81,7 @@ def connected(*arrange):
     tv.await_started()
     tv.line.connect()
     tv.await_output("pthread_exit ZelWifiScanThread")
+    tv.await_printed()
     return tv
 
 
@@ -141,139 +97,123 @@ class EveryInput(unittest.TestCase):
 
     def test_external_inputs(self):
         for name, source in EXTERNAL.items():
-            answer, heard = check(self.tv, name)
-            self.assertEqual(answer, status(0x1288, 0), name)
-            self.assertEqual(heard, switch(source) + SOUND, name)
-            self.assertEqual(self.tv.value("model", "get", SOURCE)["source"], source)
+            with self.subTest(name):
+                done = Checked(self.tv, name)
+                self.assertTrue(done.passed and done.sound_reset)
+                self.assertEqual(done.switched["source"], source)
+                self.assertEqual(done.asked, {})
 
     def test_tuners_without_asking_again(self):
         """The start-up flow has learnt everything."""
         for name, tuner in TUNED.items():
-            answer, heard = check(self.tv, name)
-            self.assertEqual(answer, status(0x1288, 0), name)
-            wanted = tune(self.tables.tuner[tuner], self.tables.reference(tuner))
-            self.assertEqual(heard, wanted + SOUND, name)
+            with self.subTest(name):
+                Checked(self.tv, "HDMI1")
+                done = Checked(self.tv, name)
+                self.assertTrue(done.passed and done.sound_reset)
+                self.assertEqual(done.switched["source"], "TV")
+                arguments = dict(done.switched["args"])
+                self.assertEqual(arguments["3"], self.tables.reference(tuner))
+                self.assertEqual(arguments["4"], self.tables.tuner[tuner])
+                self.assertEqual(done.asked, {})
 
     def test_unknown_names_reset_the_sound_alone(self):
+        before = Checked(self.tv, "HDMI3").switched
         for name in UNKNOWN:
-            answer, heard = check(self.tv, name)
-            self.assertEqual(answer, status(0x1288, 1), name)
-            self.assertEqual(heard, SOUND, name)
+            with self.subTest(name):
+                done = Checked(self.tv, name)
+                self.assertFalse(done.passed)
+                self.assertTrue(done.sound_reset)
+                self.assertEqual(done.switched, before)
 
     def test_a_refused_switch(self):
+        before = Checked(self.tv, "HDMI3").switched
         self.tv.ctl("model", "fail", SOURCE, "operate", 8, "--times", 1)
-        answer, heard = check(self.tv, "HDMI2")
-        self.assertEqual(answer, status(0x1288, 1))
-        self.assertEqual(heard, switch("HDMI2")[:-1] + SOUND)  # not disconnected
-        self.assertIn("invoke failed, ret = 8\n", self.tv.output())
+        done = Checked(self.tv, "HDMI2")
+        self.assertFalse(done.passed)
+        self.assertTrue(done.sound_reset)
+        self.assertEqual(done.switched, before)
+        self.tv.await_output("invoke failed, ret = 8\n")
 
     def test_failed_sound_writes_are_told_and_do_not_count(self):
         self.tv.ctl("model", "fail", "tovix.sl2.*.sound.*", "connect", 9)
+        self.tv.await_printed()
         before = self.tv.output().count(" ZelUartCmdSourceCheck ")
-        answer, heard = check(self.tv, "HDMI3")
+        done = Checked(self.tv, "HDMI3")
         self.tv.ctl("model", "fail", "tovix.sl2.*.sound.*", "connect", 0)
-        self.assertEqual(answer, status(0x1288, 0))
-        tried = [row for row in heard if row[0] == "connect"]
-        self.assertEqual(tried, [("connect", SOURCE)] + [row for row in SOUND if row[0] == "connect"])
+        self.assertTrue(done.passed)
+        self.assertFalse(done.sound_reset)
+        self.assertEqual(done.switched["source"], "HDMI3")
+        self.tv.await_printed()
         self.assertEqual(self.tv.output().count(" ZelUartCmdSourceCheck ") - before, 3)
 
 
-class Learning(unittest.TestCase):
+class Learning(AtOnce):
+    def arranged(self, *arrange):
+        tv = connected(*arrange)
+        self.addCleanup(tv.__exit__)
+        return tv
+
+    def check(self, tv, name, passed, asked, source=None):
+        done = Checked(tv, name)
+        self.assertEqual((done.passed, done.sound_reset, done.asked), (passed, True, asked), name)
+        if source:
+            self.assertEqual(done.switched["source"], source)
+
     def test_the_first_check_learns_and_the_second_asks_nothing(self):
-        tv = connected(("model", "fail", TUNERS, "connect", "9", "--times", "1"))
-        try:
-            output = tv.output()
-            self.assertIn(" ZelSetPresetChannel 2303 fail\n", output)
-            self.assertNotIn("ZelGetDvbChannelList", output)
-            tables = Tables(tv)
-            wanted = tune(tables.tuner[DIGITAL], tables.reference(DIGITAL)) + SOUND
-            answer, heard = check(tv, "DTV")
-            self.assertEqual(answer, status(0x1288, 0))
-            lists = [tables.read_channels(name) for name in (ANALOGUE, DIGITAL, SATELLITE)]
-            self.assertEqual(heard, tables.read_tuners() + sum(lists, []) + wanted)
-            answer, heard = check(tv, "DTV")
-            self.assertEqual(answer, status(0x1288, 0))
-            self.assertEqual(heard, wanted)
-        finally:
-            tv.__exit__()
+        tv = self.arranged(("model", "fail", TUNERS, "connect", "9", "--times", "1"))
+        self.assertIn(" ZelSetPresetChannel 2303 fail\n", tv.output())
+        self.assertNotIn("ZelGetDvbChannelList", tv.output())
+        self.check(tv, "DTV", True, {TUNERS: 1, CHANNELS: 3}, "TV")
+        self.check(tv, "DTV", True, {}, "TV")
 
     def test_a_list_that_failed_is_asked_for_again_alone(self):
-        tv = connected(("model", "fail", CHANNELS, "rows", "6", "--times", "1"))
-        try:
-            self.assertIn(" ZelSetPresetChannel 2312 fail\n", tv.output())
-            self.assertIn("readNextRow failed, ret = 6\n", tv.output())
-            tables = Tables(tv)
-            tuned = tune(tables.tuner[ANALOGUE], tables.reference(ANALOGUE)) + SOUND
-            self.assertEqual(check(tv, "ATV"), (status(0x1288, 0), tables.read_channels(ANALOGUE) + tuned))
-            self.assertEqual(check(tv, "ATV"), (status(0x1288, 0), tuned))
-        finally:
-            tv.__exit__()
+        tv = self.arranged(("model", "fail", CHANNELS, "rows", "6", "--times", "1"))
+        self.assertIn(" ZelSetPresetChannel 2312 fail\n", tv.output())
+        self.assertIn("readNextRow failed, ret = 6\n", tv.output())
+        self.check(tv, "ATV", True, {CHANNELS: 1}, "TV")
+        self.check(tv, "ATV", True, {}, "TV")
 
-
-class OtherSets(unittest.TestCase):
     def test_without_a_satellite_tuner(self):
         tuners = [["tuner-a", "Analog"], ["tuner-t", "Antenna"], ["tuner-c", "Cable"]]
         channels = {
             "tuner-a": [["tuner-a", "1", "list-a", "frequency=60000", "ATV", "A"]],
             "tuner-t": [["tuner-t", "1", "list-t", "frequency=666000;system=DVB-T2", "DTV", "T"]],
         }
-        tv = connected(
-            ("model", "set", TUNERS, setlib.json.dumps(tuners)), ("model", "set", CHANNELS, setlib.json.dumps(channels))
-        )
-        try:
-            self.assertIn("ZelGetDvbUuid readNextRows delay:500 ms\n", tv.output())
-            again = read(TUNERS, [], 3)  # the missing one is looked for with every check
-            self.assertEqual(check(tv, "DTV-S2"), (status(0x1288, 1), again + SOUND))
-            self.assertEqual(check(tv, "ATV"), (status(0x1288, 0), again + tune("tuner-a", "list-a") + SOUND))
-            self.assertEqual(check(tv, "DTV-T2"), (status(0x1288, 0), again + tune("tuner-t", "list-t") + SOUND))
-            self.assertEqual(check(tv, "HDMI1"), (status(0x1288, 0), again + switch("HDMI1") + SOUND))
-        finally:
-            tv.__exit__()
+        tv = self.arranged(("model", "set", TUNERS, json.dumps(tuners)), ("model", "set", CHANNELS, json.dumps(channels)))
+        self.assertIn("ZelGetDvbUuid readNextRows delay:500 ms\n", tv.output())
+        again = {TUNERS: 1}  # the missing one is looked for with every check
+        self.check(tv, "DTV-S2", False, again)
+        self.check(tv, "ATV", True, again, "TV")
+        self.check(tv, "DTV-T2", True, again, "TV")
+        self.check(tv, "HDMI1", True, again, "HDMI1")
 
     def test_a_tuner_table_that_stays_empty(self):
-        tv = connected(("model", "set", TUNERS, "[]"))
-        try:
-            output = tv.output()
-            self.assertIn("ZelGetDvbUuid totalCount delay:500 ms\n ZelGetDvbUuid 3062 m_i32ChannelCount:0\n", output)
-            self.assertIn("ZelGetDvbUuid readNextRows delay:500 ms\n", output)
-            self.assertNotIn(" ZelSetPresetChannel ", output)  # a time-out is no failure
-            self.assertEqual(check(tv, "DTV"), (status(0x1288, 1), read(TUNERS, [], 0) + SOUND))
-            answer, heard = check(tv, "VGA")
-            self.assertEqual((answer, heard), (status(0x1288, 0), read(TUNERS, [], 0) + switch("VGA") + SOUND))
-        finally:
-            tv.__exit__()
+        tv = self.arranged(("model", "set", TUNERS, "[]"))
+        output = tv.output()
+        self.assertIn("ZelGetDvbUuid totalCount delay:500 ms\n ZelGetDvbUuid 3062 m_i32ChannelCount:0\n", output)
+        self.assertIn("ZelGetDvbUuid readNextRows delay:500 ms\n", output)
+        self.assertNotIn(" ZelSetPresetChannel ", output)  # a time-out is no failure
+        self.check(tv, "DTV", False, {TUNERS: 1})
+        self.check(tv, "VGA", True, {TUNERS: 1}, "VGA")
 
     def test_channel_tables_that_stay_empty(self):
-        tv = connected(("model", "set", CHANNELS, "{}"))
-        try:
-            self.assertEqual(tv.output().count(" ZelGetDvbChannelList 2761 m_i32ChannelCount:0 delay:500 ms\n"), 3)
-            self.assertNotIn(" ZelSetPresetChannel ", tv.output())
-            tuner = Tables(tv).tuner
-            lists = [read(CHANNELS, of_tuner(tuner[name]), 0) for name in (ANALOGUE, DIGITAL, SATELLITE)]
-            self.assertEqual(check(tv, "DTV-C"), (status(0x1288, 1), sum(lists, []) + SOUND))
-        finally:
-            tv.__exit__()
+        tv = self.arranged(("model", "set", CHANNELS, "{}"))
+        self.assertEqual(tv.output().count(" ZelGetDvbChannelList 2761 m_i32ChannelCount:0 delay:500 ms\n"), 3)
+        self.assertNotIn(" ZelSetPresetChannel ", tv.output())
+        self.check(tv, "DTV-C", False, {CHANNELS: 3})
 
     def test_a_preset_that_is_never_reported(self):
-        tv = connected(("behave", "preset", "off"))
-        try:
-            output = tv.output()
-            self.assertIn("u8DelayCount = 100 delay:5100 ms\n", output)
-            self.assertNotIn(" ZelSetPresetChannel ", output)
-            rows = tv.trace(who="model", key=PRESET)
-            self.assertEqual([row["call"] for row in rows if row["call"] != "result"], ["connect", "invoke", "disconnect"])
-            self.assertEqual(rows[1]["args"], [["0", "38"]])
-            self.assertGreaterEqual(rows[-1]["ms"] - rows[1]["ms"], 5100)
-            self.assertEqual(tv.line.ask(0x1288, b"DTV"), status(0x1288, 0))
-        finally:
-            tv.__exit__()
+        tv = self.arranged(("behave", "preset", "off"))
+        self.assertIn("u8DelayCount = 100 delay:5100 ms\n", tv.output())
+        self.assertNotIn(" ZelSetPresetChannel ", tv.output())
+        rows = tv.trace(who="model", key=PRESET)
+        ms = {row["call"]: row["ms"] for row in rows}
+        self.assertGreaterEqual(ms["disconnect"] - ms["invoke"], 5100)
+        self.check(tv, "DTV", True, {}, "TV")
 
     def test_a_preset_that_is_reported_soon(self):
-        tv = connected(("behave", "preset", "0"))
-        try:
-            self.assertIn("u8DelayCount = 0 delay:100 ms\n", tv.output())
-        finally:
-            tv.__exit__()
+        tv = self.arranged(("behave", "preset", "0"))
+        self.assertIn("u8DelayCount = 0 delay:100 ms\n", tv.output())
 
 
 if __name__ == "__main__":

@@ -68,8 +68,8 @@ void StatusScreen::CreateWindow() {
                                                         DWDESC_CAPS);
     desc.posx = 0;
     desc.posy = 0;
-    desc.width = static_cast<unsigned>(layer_config.width);
-    desc.height = static_cast<unsigned>(layer_config.height);
+    desc.width = layer_config.width;
+    desc.height = layer_config.height;
     desc.caps = DWCAPS_ALPHACHANNEL;
     Check(layer->CreateWindow(layer, &desc, &win), zel::FixedLine(559),
           "layer->CreateWindow( layer, &desc, &win )");
