@@ -3,9 +3,11 @@
 import os
 import stat
 import subprocess
+import time
+import zlib
 
 import runner
-from keylib import CONFIG, HDCP1, NETFLIX, STAGING, KeySet, chunks, content, crc
+from keylib import CHUNK, CONFIG, HDCP1, NETFLIX, STAGING, KeySet, chunks, content, crc
 from runner import AtOnce, cases
 from setlib import empty, result, status
 
@@ -94,6 +96,33 @@ class Staging(AtOnce):
                     self.assertEqual(tv.mode(STAGING), 0o700)
                     self.assertEqual(tv.line.exchange(b"".join(rest)), status(kind.command, 0))
                     tv.query(kind)  # and take the next
+
+
+    def test_another_file_waits_until_the_worker_has_answered(self):
+        """The worker is held where it reads the assembled file, which is a pipe of this program's for that long."""
+        data, other = content(HDCP1, 100), content(NETFLIX, 60)
+        with DiskSet() as tv:
+            assembly, pipe = (tv.root(f"{STAGING}/{name}") for name in ("tmp.bin", "pipe"))
+            first, second = chunks(HDCP1, data)
+            tv.line.send(first)
+            tv.await_first_chunk()
+            tv.await_true(lambda: os.path.getsize(assembly) == CHUNK, "the first chunk's bytes")
+            os.unlink(assembly)
+            os.mkfifo(assembly)
+            end = os.open(assembly, os.O_RDONLY | os.O_NONBLOCK)
+            tv.line.send(second)
+            tv.await_true(lambda: "rm /tmp/tmpkey/tmp_*.bin" in tv.shell(), "the worker")
+            os.close(end)
+            tv.line.send(b"".join(chunks(NETFLIX, other)))
+            time.sleep(3)  # it has arrived by then, and would have emptied the area
+            os.rename(assembly, pipe)
+            with open(assembly, "wb") as whole:
+                whole.write(data)
+            os.close(os.open(pipe, os.O_WRONLY))
+            answers = tv.line.exchange(b"", answers=2)
+            self.assertEqual(answers, status(HDCP1.command, 0) + status(NETFLIX.command, 0))
+            self.assertEqual([tv.key(kind) for kind in (HDCP1, NETFLIX)],
+                             [(len(file), zlib.crc32(file)) for file in (data, other)])
 
 
 class Descriptors(AtOnce):
