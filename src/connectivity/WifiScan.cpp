@@ -14,6 +14,7 @@ namespace {
 
 constexpr std::uint32_t kRoundMilliseconds = 100;
 constexpr std::uint32_t kPauseSeconds = 5;
+constexpr std::uint32_t kLookMilliseconds = 100;
 constexpr std::int32_t kStartSearch = 1;
 constexpr std::int32_t kStopSearch = 0;
 constexpr int kNotReported = 110;  // the thread wrappers have reported it themselves
@@ -79,11 +80,14 @@ void* UartManager::ZelWifiScanThread(void* manager) {
     const bool hasBluetooth = support[1].rfind('1', 0) == 0;
 
     while (true) {
-        if (m_u8WifiScanTestAPCount <= zel::kLastScanRound && scan.m_u32WifiLevel <= zel::kWeakSignal &&
-            scan.fWifiScanning == 1) {
+        const bool searchesWifi = m_u8WifiScanTestAPCount <= zel::kLastScanRound &&
+                                  scan.m_u32WifiLevel <= zel::kWeakSignal && scan.fWifiScanning == 1;
+        if (searchesWifi) {
             self.RunWifiScanRound();
         }
-        if (hasBluetooth && scan.m_u32BTDeviceCount == 0 && m_u8BTScanTestAPCount < zel::kBluetoothAttempts) {
+        const bool searchesBluetooth =
+            hasBluetooth && scan.m_u32BTDeviceCount == 0 && m_u8BTScanTestAPCount < zel::kBluetoothAttempts;
+        if (searchesBluetooth) {
             self.ZelBTSearchAP();
         }
         std::printf("wifi:%d bt:%d wificount:%d btcount:%d\n", static_cast<int>(scan.m_u32WifiLevel),
@@ -91,7 +95,11 @@ void* UartManager::ZelWifiScanThread(void* manager) {
                     m_u8BTScanTestAPCount.load());
         std::printf("fWifiScanning:%d fBTSearching:%d\n", scan.fWifiScanning.load(), scan.fBTSearching.load());
         if (hasBluetooth && scan.fBTSearching == 1) {
-            continue;  // the next search follows at once
+            // The next search follows at once. A search of the line's is looked after without turning for nothing.
+            if (!searchesWifi && !searchesBluetooth) {
+                zel::DelayMilliseconds(kLookMilliseconds);
+            }
+            continue;
         }
         if (scan.fWifiScanning == 0) {
             break;

@@ -41,7 +41,7 @@ class Process {
     virtual std::int32_t startAppMembersSync(AppMemberFactory factory) = 0;
 
     // Fills `interface` with a reference of its own to the interface called `name`. Returns 0, or the
-    // framework's status with `interface` untouched.
+    // framework's status with `interface` untouched. A status 0 does not promise a reference: it may be null.
     virtual std::int32_t getInterfaceReference(boost::shared_ptr<Interface>& interface,
                                                const std::string& name) = 0;
 

@@ -61,7 +61,8 @@ class VectorString {
 class Action {
   public:
     // Asks for the action to be carried out. Returns as soon as the library has accepted it; what it came to
-    // is reported to the observer. `results` takes what the library knows at once, usually nothing.
+    // is reported to the observer. `results` takes what the library knows at once, usually nothing. The caller
+    // keeps both lists until the key is disconnected.
     virtual std::int32_t invoke(const ArgumentList& arguments, ArgumentList& results) = 0;
 
   protected:
@@ -90,7 +91,8 @@ class Table {
 };
 
 // The entry to all keys. connect() binds `observer` to `key` and yields the key's handle; on a non-zero status
-// nothing is connected and `handle` is untouched. The kind of the handle must be the kind of the key.
+// nothing is connected and `handle` is untouched. A status 0 does not promise a handle: where the library has none
+// for the key it stays null, and the caller has to look. The kind of the handle must be the kind of the key.
 class RootInterface {
   public:
     virtual std::int32_t connect(const std::string& key, ObserverNumericInteger* observer,

@@ -96,9 +96,9 @@ TEST_F(Flows, AfterTheLinkStarted) {
     script.ExpectInvoke("tovix.sl2.action.network.wired.set");
     script.Expect("start-thread");
     script.ExpectSet("tovix.sl2.i32.video.format", 0);
-    script.Expect("keys.write 6 []");
+    script.Expect("keys.write 6 [\"\"]");
     script.Expect("keys.check 6");
-    script.Expect("keys.write 8 []");
+    script.Expect("keys.write 8 [\"\"]");
     script.Expect("keys.check 8");
     script.CaptureOutput();
     m_manager->ZelFacAutoTestAfterSetDefaultSetting();
@@ -117,9 +117,9 @@ TEST_F(Flows, TheKeyResultsAreJoined) {
         script.ExpectModelFailure(1);
         script.Expect("start-thread");
         script.ExpectModelFailure(1);
-        script.Expect("keys.write 6 []").Returns(row.write6);
+        script.Expect("keys.write 6 [\"\"]").Returns(row.write6);
         script.Expect("keys.check 6").Returns(row.check6);
-        script.Expect("keys.write 8 []").Returns(row.write8);
+        script.Expect("keys.write 8 [\"\"]").Returns(row.write8);
         script.Expect("keys.check 8").Returns(row.check8);
         script.CaptureOutput();
         m_manager->ZelFacAutoTestAfterSetDefaultSetting();
@@ -135,9 +135,9 @@ TEST_F(Flows, TheGateOfTheFinishStaysShutUntilBothKeysAreChecked) {
     script.ExpectModelFailure(1);
     script.Expect("start-thread");
     script.ExpectModelFailure(1);
-    script.Expect("keys.write 6 []");
+    script.Expect("keys.write 6 [\"\"]");
     script.Expect("keys.check 6");
-    script.Expect("keys.write 8 []").Then(isShut);
+    script.Expect("keys.write 8 [\"\"]").Then(isShut);
     script.Expect("keys.check 8").Then(isShut);
     script.CaptureOutput();
     m_manager->ZelFacAutoTestAfterSetDefaultSetting();
@@ -150,9 +150,9 @@ TEST_F(Flows, TheCheckLinesShowWhatTheWriteReturned) {
     script.ExpectModelFailure(1);
     script.Expect("start-thread");
     script.ExpectModelFailure(1);
-    script.Expect("keys.write 6 []").Returns(11);
+    script.Expect("keys.write 6 [\"\"]").Returns(11);
     script.Expect("keys.check 6").Returns(22);
-    script.Expect("keys.write 8 []").Returns(33);
+    script.Expect("keys.write 8 [\"\"]").Returns(33);
     script.Expect("keys.check 8").Returns(44);
     script.CaptureOutput();
     m_manager->ZelFacAutoTestAfterSetDefaultSetting();

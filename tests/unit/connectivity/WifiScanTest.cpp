@@ -274,6 +274,18 @@ TEST_F(WifiScanThread, VainSearchesFollowWithoutPauseUntilTheFourth) {
     ExpectEnd();
 }
 
+TEST_F(WifiScanThread, ASearchOfTheLinesIsLookedAfterInSteps) {
+    m_u8WifiScanTestAPCount = 30;
+    m_u8BTScanTestAPCount = 4;
+    Scan().fBTSearching = 1;
+    script.ExpectGetTexts(key::kBluetoothSupport, {"0", "1", "", ""});
+    script.Expect("delay 100000").Times(92);
+    script.Expect("delay 100000").Then([this] { Scan().fBTSearching = 0; });
+    script.Expect("delay-seconds 5").Then([this] { Scan().fWifiScanning = 0; });
+    Run();
+    ExpectEnd();
+}
+
 TEST_F(WifiScanThread, AnUnreadableSupportListIsASetWithoutBluetooth) {
     script.ExpectModelFailure();
     ExpectRound({44});

@@ -1,5 +1,7 @@
 // The preset load and the table reads: every wait, every failure, every line.
+#include <functional>
 #include <regex>
+#include <thread>
 
 #include "model/ModelClient.h"
 #include "model/ModelGlobals.h"
@@ -151,6 +153,10 @@ TEST_F(FactoryPreset, Failures) {
     EXPECT_EQ(RunIt(), -1);
     EXPECT_EQ(m_output, "connect failed, ret = 7\n");
 
+    script.ExpectConnect(kMessage).NoHandle();
+    EXPECT_EQ(RunIt(), -1);
+    EXPECT_EQ(m_output, "connect failed, ret = 0\n");
+
     script.ExpectConnect(kMessage);
     script.Expect(Call("connect", kPreset)).Returns(8);
     EXPECT_EQ(RunIt(), 8) << "the library's own status";
@@ -251,6 +257,36 @@ TEST_F(TunerList, KeepsTheIteratorBeyondTheOperation) {
     ASSERT_NE(ptrFavListTabLelterator, nullptr);
     script.Expect(Call("rows", kFavourites, " 1")).Returns(5);
     EXPECT_EQ(ptrFavListTabLelterator->readNextRows(1), 5);
+    ptrFavListTabLelterator.reset();  // the iterator calls its observer once more
+}
+
+TEST_F(TunerList, TwoThreadsOfTheLibraryNotifyAtOnce) {
+    ExpectIterator();
+    const auto fromTwoThreads = [](const std::function<void(int)>& notify) {
+        std::thread other([&] { notify(1); });
+        notify(0);
+        other.join();
+    };
+    script.Expect(Call("count", kFavourites)).Then([&] {
+        auto& reader = RowReader(kFavourites);
+        fromTwoThreads([&](int) { reader.notifyTotalCount(300); });
+    });
+    script.Expect(Call("rows", kFavourites, " 300")).Then([&] {
+        auto& reader = RowReader(kFavourites);
+        fromTwoThreads([&](int which) {
+            for (int i = 0; i < 50; ++i) {
+                const std::string uuid = "uuid-that-needs-memory-of-its-own-" + std::to_string(which);
+                reader.notifyReadRowChunk({{uuid, "Analog"}, {uuid, "Antenna"}, {uuid, "Astra 1"}});
+            }
+        });
+    });
+    script.Expect("delay 50000");
+    script.Expect(Call("disconnect", kFavourites));
+    EXPECT_EQ(RunIt(), 0);
+    for (const zel::Tuner* tuner : zel::kTuners) {
+        const std::string uuid = tuner->uuid.Get();
+        EXPECT_EQ(uuid.substr(0, uuid.size() - 1), "uuid-that-needs-memory-of-its-own-");
+    }
 }
 
 TEST_F(TunerList, FailuresLeaveRowsToBeTuners) {
@@ -261,6 +297,10 @@ TEST_F(TunerList, FailuresLeaveRowsToBeTuners) {
     script.ExpectConnect(kFavourites).Returns(4);
     EXPECT_EQ(RunIt(), -1);
     EXPECT_EQ(m_output, "connect failed, ret = 4\n");
+
+    script.ExpectConnect(kFavourites).NoHandle();
+    EXPECT_EQ(RunIt(), -1);
+    EXPECT_EQ(m_output, "connect failed, ret = 0\n");
 
     script.ExpectConnect(kFavourites);
     script.Expect(Call("iterator", kFavourites, " []")).Returns(1);

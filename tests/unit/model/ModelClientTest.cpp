@@ -184,6 +184,15 @@ TEST_P(ModelOperation, AFailedOperationIsNeitherSettledNorDisconnected) {
     }
 }
 
+// The library says success and hands nothing out.
+TEST_P(ModelOperation, WhatIsMissingIsAFailureOfItsStep) {
+    script.Expect("proxy");
+    script.Expect("interface tovix.lm.interfaces.tvapi.RootInterface").NoHandle();
+    ExpectFailure(nullptr, 0);
+    script.ExpectConnect("key").NoHandle();
+    ExpectFailure(GetParam().connectFailed, 0);
+}
+
 TEST_P(ModelOperation, EachFailureHasALineOrATextOfItsOwn) {
     std::set<std::string> outputs;
     script.Expect("proxy");

@@ -107,7 +107,7 @@ std::int32_t writeStrMetaData(_FAC_META_DATA item, const std::string& text) {
 std::int32_t writeKeys(const std::list<std::string>& files, KEY key) {
     std::string list;
     for (const std::string& file : files) {
-        list += (&file == &files.front() ? "" : ", ") + file;
+        list += (&file == &files.front() ? "" : ", ") + (file.empty() ? "\"\"" : file);
     }
     return Script::Current().Call("keys.write " + std::to_string(key) + " [" + list + "]").result;
 }

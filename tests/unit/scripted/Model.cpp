@@ -1,6 +1,7 @@
 // The process framework and the TV model library, played from the script.
 #include <boost/make_shared.hpp>
 #include <memory>
+#include <utility>
 
 #include "frame/Process.h"
 #include "scripted/Script.h"
@@ -17,13 +18,16 @@ class Handle {
   public:
     Handle(std::string key, Observer* observer) : m_key(std::move(key)), m_observer(observer) {}
     virtual ~Handle() = default;
+    // Looks once more at what the caller still has to keep.
+    virtual void Leave() {}
     Handle(const Handle&) = delete;
     Handle& operator=(const Handle&) = delete;
 
     bool Is(const std::string& key, const Observer* observer) const {
         return m_connected && m_key == key && m_observer == observer;
     }
-    void Disconnect() { m_connected = false; }
+    // Whether it was still connected.
+    bool Disconnect() { return std::exchange(m_connected, false); }
 
   protected:
     Answer Call(const std::string& operation, const std::string& rest = "") const {
@@ -92,6 +96,27 @@ class ActionHandle final : public Handle, public Action {
   public:
     using Handle::Handle;
     std::int32_t invoke(const ArgumentList& arguments, ArgumentList& results) override {
+        m_arguments = &arguments;
+        m_results = &results;
+        m_text = Text(arguments);
+        const Answer answer = Call("invoke", " [" + m_text + "]");
+        if (answer.result == 0 && answer.texts) {
+            for (const std::string& text : *answer.texts) {
+                results.push_back({0, static_cast<std::uint8_t>(results.size()), 0, text});
+            }
+        }
+        return answer.result;
+    }
+    // The library may read the arguments and fill the results as long as the key is connected.
+    void Leave() override {
+        if (m_arguments != nullptr) {
+            EXPECT_EQ(Text(*m_arguments), m_text) << "arguments of " << m_key << " at its end";
+            m_results->push_back({});
+        }
+    }
+
+  private:
+    static std::string Text(const ArgumentList& arguments) {
         std::string list;
         for (const Argument& argument : arguments) {
             list += (list.empty() ? "" : ", ") + std::to_string(argument.position) + ":" + argument.values;
@@ -100,19 +125,21 @@ class ActionHandle final : public Handle, public Action {
                     " (tag " + std::to_string(argument.tag) + ", flags " + std::to_string(argument.flags) + ")";
             }
         }
-        const Answer answer = Call("invoke", " [" + list + "]");
-        if (answer.result == 0 && answer.texts) {
-            for (const std::string& text : *answer.texts) {
-                results.push_back({0, static_cast<std::uint8_t>(results.size()), 0, text});
-            }
-        }
-        return answer.result;
+        return list;
     }
+
+    const ArgumentList* m_arguments = nullptr;
+    ArgumentList* m_results = nullptr;
+    std::string m_text;
 };
 
+// Uses its observer until its own end, however long it is kept.
 class Iterator final : public TableIterator {
   public:
-    explicit Iterator(std::string key) : m_key(std::move(key)) {}
+    Iterator(std::string key, ObserverTableIterator* observer) : m_key(std::move(key)), m_observer(observer) {}
+    ~Iterator() override { m_observer->notifyConnectionState(0); }
+    Iterator(const Iterator&) = delete;
+    Iterator& operator=(const Iterator&) = delete;
     std::int32_t totalCount() override { return Script::Current().Call("count " + m_key).result; }
     std::int32_t readNextRows(std::int32_t count) override {
         return Script::Current().Call("rows " + m_key + " " + std::to_string(count)).result;
@@ -120,6 +147,7 @@ class Iterator final : public TableIterator {
 
   private:
     const std::string m_key;
+    ObserverTableIterator* const m_observer;
 };
 
 class TableHandle final : public Handle, public Table {
@@ -136,7 +164,7 @@ class TableHandle final : public Handle, public Table {
             return nullptr;
         }
         Script::Current().AddObserver(this, m_key, observer);
-        return boost::make_shared<Iterator>(m_key);
+        return boost::make_shared<Iterator>(m_key, observer);
     }
 };
 
@@ -145,9 +173,16 @@ class Root final : public RootInterface {
     Root() = default;
     Root(const Root&) = delete;
     Root& operator=(const Root&) = delete;
+    // Whatever is still connected is told, and so has to be there still.
     ~Root() {
         for (const auto& handle : m_handles) {
+            for (Observer* observer : Script::Current().ObserversOf(handle.get())) {
+                observer->notifyConnectionState(0);
+            }
             Drop(*handle);
+        }
+        for (Observer* observer : Script::Current().ObserversOf(this)) {
+            observer->notifyConnectionState(0);
         }
         Script::Current().DropObservers(this);
     }
@@ -204,7 +239,9 @@ class Root final : public RootInterface {
     }
 
     static void Drop(Handle& handle) {
-        handle.Disconnect();
+        if (handle.Disconnect()) {
+            handle.Leave();
+        }
         Script::Current().DropObservers(&handle);
     }
 
@@ -213,6 +250,10 @@ class Root final : public RootInterface {
 
 class Interface final : public frame::Interface {
   public:
+    Interface() { Script::Current().CountInterface(1); }
+    ~Interface() override { Script::Current().CountInterface(-1); }
+    Interface(const Interface&) = delete;
+    Interface& operator=(const Interface&) = delete;
     RootInterface* getRootInterface() override {
         return Script::Current().Call("root").result == 0 ? &m_root : nullptr;
     }
@@ -230,7 +271,7 @@ class Process final : public frame::Process {
     std::int32_t getInterfaceReference(boost::shared_ptr<frame::Interface>& interface,
                                        const std::string& name) override {
         const Answer answer = Script::Current().Call("interface " + name);
-        if (answer.result == 0) {
+        if (answer.result == 0 && answer.handle) {
             interface = boost::make_shared<Interface>();
         }
         return answer.result;

@@ -286,6 +286,17 @@ void Script::DropObservers(const void* owner) {
                       m_observers.end());
 }
 
+std::vector<vumodelapi::Observer*> Script::ObserversOf(const void* owner) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    std::vector<vumodelapi::Observer*> observers;
+    for (const Connection& entry : m_observers) {
+        if (entry.owner == owner && entry.observer != nullptr) {
+            observers.push_back(entry.observer);
+        }
+    }
+    return observers;
+}
+
 void Script::KeepThread(std::function<void()> thread) {
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_threads.push_back(std::move(thread));

@@ -15,9 +15,9 @@
 //              "serial.hung-up FD" (1 when it has)   "serial.close FD"
 //   flash      "flash.get NAME"   "flash.set NAME=VALUE"
 //   metadata   "meta.read N"   "meta.write N VALUE"   "meta.readstr N"   "meta.writestr N TEXT"
-//   keys       "keys.write N [file, file]"   "keys.check N"   "accessroute"   "init_factory_aux"
-//   manager    "apm.setRpcEnv"   "apm.getInstance"   "apm.register ID"   "apm.status ID N"   "apm.unregister ID"
-//   framework  "csp.debug"
+//   keys       "keys.write N [file, file]" (an empty name as "")   "keys.check N"   "accessroute"
+//   "init_factory_aux" manager    "apm.setRpcEnv"   "apm.getInstance"   "apm.register ID"   "apm.status ID N"
+//   "apm.unregister ID" framework  "csp.debug"
 //
 // Files need no expectation: zel::OpenFile and zel::OpenFolder take the set's paths and find them below a folder
 // of the test's own.
@@ -26,6 +26,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <boost/shared_ptr.hpp>
 #include <cstdint>
 #include <deque>
@@ -60,7 +61,7 @@ class Step {
     Step& Values(std::vector<std::int32_t> values);
     // The texts that the call yields: a vector of texts, or the results of "invoke".
     Step& Texts(std::vector<std::string> texts);
-    // The call succeeds but hands out no handle ("connect").
+    // The call succeeds but hands out no handle ("connect") or reference ("interface").
     Step& NoHandle();
     // Runs inside the call, on the thread that makes it, for example to notify an observer.
     Step& Then(std::function<void()> action);
@@ -191,6 +192,10 @@ class Script {
     // Whether the observer was known.
     bool DropObserver(const void* owner, const std::string& key, vumodelapi::Observer* observer);
     void DropObservers(const void* owner);
+    std::vector<vumodelapi::Observer*> ObserversOf(const void* owner);
+    // References to the model's interface that come (1) and go (-1).
+    void CountInterface(int change) { m_interfaces += change; }
+    int Interfaces() const { return m_interfaces; }
     void KeepThread(std::function<void()> thread);
     void KeepThreadName(const std::string& name);
     void KeepApplication(const boost::shared_ptr<qx::appmanager::AppInterface>& application);
@@ -215,6 +220,7 @@ class Script {
     int m_callsAfterFailure = 0;
     bool m_failed = false;
     std::vector<Connection> m_observers;
+    std::atomic<int> m_interfaces{0};
     std::deque<std::function<void()>> m_threads;
     std::string m_threadName;
     boost::shared_ptr<qx::appmanager::AppInterface> m_application;
@@ -227,11 +233,15 @@ class Script {
 // Puts the application's process-wide state back to what it is at the start of the process.
 void ResetGlobals();
 
-// The fixture: a fresh script and fresh globals for each test; expectations left over fail it.
+// The fixture: a fresh script and fresh globals for each test; expectations left over fail it, and so do
+// references to the model's interface.
 class Test : public ::testing::Test {
   protected:
     void SetUp() override { ResetGlobals(); }
-    void TearDown() override { script.Verify(); }
+    void TearDown() override {
+        script.Verify();
+        EXPECT_EQ(script.Interfaces(), 0) << "references to the model's interface that were not released";
+    }
 
     Script script;
 };

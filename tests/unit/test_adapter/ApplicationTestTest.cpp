@@ -58,6 +58,14 @@ TEST_F(ApplicationTestTest, StopTellsTheManagerAndLeavesItsList) {
     EXPECT_EQ(m_application.requestStop("now"), 0);
 }
 
+TEST_F(ApplicationTestTest, AStopThatCannotBeReportedTakesTheApplicationOffTheListAllTheSame) {
+    script.Expect("apm.getInstance");
+    s_appManagerClientAdapter = qx::apmclient::AppManagerClientAdapter::getInstance();
+    script.Expect("apm.status ZelFactory_Eu4K 4").Returns(3);
+    script.Expect("apm.unregister ZelFactory_Eu4K").Returns(5);
+    EXPECT_EQ(m_application.requestStop("now"), 0);
+}
+
 TEST_F(ApplicationTestTest, StopWithoutAManager) {
     EXPECT_EQ(m_application.requestStop("now"), 0);
 }

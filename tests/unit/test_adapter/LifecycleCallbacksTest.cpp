@@ -1,10 +1,11 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <regex>
 #include <string>
 
 #include "UartManager/UartManager.h"
-#include "amclient/AmClient.h"
+#include "amclient/AmClientState.h"
 #include "amclient/ClientProcess.h"
 #include "scripted/Script.h"
 #include "test_adapter/LifecycleCallbacks.h"
@@ -129,6 +130,42 @@ TEST(LifecycleCallbacks, StopEndsTheProcessWithOneAfterItsLine) {
     client.Write(":am,app,9:stop=bye\n");
     EXPECT_EQ(client.Wait(), 1);
     EXPECT_NE(client.Output().find("[onStop]s_ack:9,s_name:bye,s_comment:NULL\r\n"), std::string::npos);
+}
+
+// Prints, reports and pictures on one stream, in the order in which they come: the manager's stream is standard
+// output itself here.
+class PrintingCanvas final : public zel::Canvas {
+  public:
+    std::int32_t Width() const override { return 1920; }
+    std::int32_t Height() const override { return 1080; }
+    std::int32_t FontHeight() const override { return 54; }
+    void Show(const zel::Picture&) override {
+        std::puts("(shown)");
+        std::fflush(stdout);
+    }
+    zel::InputWait WaitForInput(std::uint32_t) override { return zel::InputWait::None; }
+};
+
+int RunCallbacks() {
+    PrintingCanvas canvas;
+    zel::SetCallbackCanvas(&canvas);
+    std::snprintf(g_am_client.name, sizeof g_am_client.name, "hello");
+    g_cmdcvt_info.realOutput.Attach(STDOUT_FILENO);
+    onResume_zel("1", "2", "3");
+    onPause("1", "2", "3");
+    recvCmd("1", "2", "3");
+    onStop("1", "2", "3");
+}
+
+TEST(LifecycleCallbacks, EachPrintsReportsAndShowsInItsOrder) {
+    amclient::ClientProcess client(RunCallbacks);
+    EXPECT_EQ(client.Wait(), 1);
+    const std::regex pattern(R"(\[APP-DEMO\]\[[0-9]+\]\[(\w+)\]s_ack:1,s_name:2,s_comment:3\r\n)");
+    EXPECT_EQ(std::regex_replace(client.Output(), pattern, "($1)\n"),
+              "(onResume_zel)\n\n:hello,am,1:resumed=hello\non Resume error\n(shown)\n"
+              "\n:hello,am,1:paused=hello\non pause error\n(shown)\n(onPause)\n"
+              "(shown)\n(recvCmd)\n"
+              "on stop error\n(shown)\n(onStop)\n");
 }
 
 }  // namespace

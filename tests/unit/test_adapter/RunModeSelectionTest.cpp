@@ -3,6 +3,8 @@
 #include "scripted/Script.h"
 #include "test_adapter/RunModeSelection.h"
 
+using zel::RunMode;
+
 namespace {
 
 class RunModeSelectionTest : public scripted::Test {
@@ -10,7 +12,6 @@ class RunModeSelectionTest : public scripted::Test {
     void SetUp() override {
         Test::SetUp();
         m_manager = UartManager::GetInstance();
-        m_manager->SetRunMode(9);
         script.CaptureOutput();
         script.PutFile("/proc/mounts", "");
     }
@@ -33,16 +34,12 @@ class RunModeSelectionTest : public scripted::Test {
         script.MakeFolder("/mnt/usb/sda1");
     }
 
-    // The mode that is selected: 0 to 3, 9 when none was set.
-    int Selected() {
+    // Runs the selection and holds the mode that it sets against `mode`. Before it there is another one, so that a
+    // selection that sets none is seen.
+    void ExpectSelected(zel::RunMode mode, const std::string& value = "") {
+        m_manager->SetRunMode(mode == zel::RunMode::None ? zel::RunMode::Aging : zel::RunMode::None);
         SelectRunMode(*m_manager);
-        for (const std::uint8_t mode : std::initializer_list<std::uint8_t>{1, 2, 3}) {
-            if ((mode == 1 && m_manager->IsFactoryMode()) || (mode == 2 && m_manager->IsAgingMode()) ||
-                (mode == 3 && m_manager->IsUsbUpdateMode())) {
-                return mode;
-            }
-        }
-        return 0;
+        EXPECT_EQ(m_manager->GetRunMode(), mode) << value;
     }
 
     UartManager* m_manager = nullptr;
@@ -50,30 +47,31 @@ class RunModeSelectionTest : public scripted::Test {
 
 TEST_F(RunModeSelectionTest, EmptyIsNoModeWithoutAListing) {
     ExpectMode("");
-    EXPECT_EQ(Selected(), 0);
+    ExpectSelected(RunMode::None);
     EXPECT_EQ(script.Output(), "=========ZEL_FACMODE:=========\n");
     script.CaptureOutput();
 }
 
 TEST_F(RunModeSelectionTest, AFailedReadIsNoMode) {
     script.Expect("flash.get ZelFacMode").Returns(1);
-    EXPECT_EQ(Selected(), 0);
+    ExpectSelected(RunMode::None);
 }
 
 TEST_F(RunModeSelectionTest, FirstCharacterDecides) {
-    const std::vector<std::pair<std::string, int>> modes = {{"1", 1},  {"3", 3},  {"0", 0},  {"4", 0},
-                                                            {"1x", 1}, {"31", 3}, {" 1", 0}, {"x", 0}};
+    const std::vector<std::pair<std::string, RunMode>> modes = {
+        {"1", RunMode::Factory},  {"3", RunMode::UsbUpdate},  {"0", RunMode::None},  {"4", RunMode::None},
+        {"1x", RunMode::Factory}, {"31", RunMode::UsbUpdate}, {" 1", RunMode::None}, {"x", RunMode::None}};
     for (const auto& [value, mode] : modes) {
         ExpectMode(value);
         ExpectListing();
-        EXPECT_EQ(Selected(), mode) << value;
+        ExpectSelected(mode, value);
     }
 }
 
 TEST_F(RunModeSelectionTest, TheListingStandsBetweenItsLines) {
     ExpectMode("1");
     ExpectListing();
-    Selected();
+    ExpectSelected(RunMode::Factory);
     EXPECT_EQ(script.Output(),
               "=========ZEL_FACMODE:1=========\n"
               "==================ps start=====================\n"
@@ -85,7 +83,7 @@ TEST_F(RunModeSelectionTest, TheListingStandsBetweenItsLines) {
 TEST_F(RunModeSelectionTest, AgingWithoutAStick) {
     ExpectMode("2");
     ExpectListing();
-    EXPECT_EQ(Selected(), 2);
+    ExpectSelected(RunMode::Aging);
 }
 
 TEST_F(RunModeSelectionTest, AgingWithAnOrdinaryStick) {
@@ -93,7 +91,7 @@ TEST_F(RunModeSelectionTest, AgingWithAnOrdinaryStick) {
     script.PutFile("/mnt/usb/sda1/holiday.jpg", "x");
     ExpectMode("2");
     ExpectListing();
-    EXPECT_EQ(Selected(), 2);
+    ExpectSelected(RunMode::Aging);
 }
 
 TEST_F(RunModeSelectionTest, UsbUpdateWithACustomerFolder) {
@@ -102,7 +100,7 @@ TEST_F(RunModeSelectionTest, UsbUpdateWithACustomerFolder) {
     ExpectMode("2");
     ExpectListing();
     ExpectTurnedIntoUsbUpdate();
-    EXPECT_EQ(Selected(), 3);
+    ExpectSelected(RunMode::UsbUpdate);
 }
 
 TEST_F(RunModeSelectionTest, UsbUpdateWithACopyFolder) {
@@ -111,7 +109,7 @@ TEST_F(RunModeSelectionTest, UsbUpdateWithACopyFolder) {
     ExpectMode("2");
     ExpectListing();
     ExpectTurnedIntoUsbUpdate();
-    EXPECT_EQ(Selected(), 3);
+    ExpectSelected(RunMode::UsbUpdate);
 }
 
 TEST_F(RunModeSelectionTest, UsbUpdateWithOemData) {
@@ -120,7 +118,7 @@ TEST_F(RunModeSelectionTest, UsbUpdateWithOemData) {
     ExpectMode("2");
     ExpectListing();
     ExpectTurnedIntoUsbUpdate();
-    EXPECT_EQ(Selected(), 3);
+    ExpectSelected(RunMode::UsbUpdate);
 }
 
 }  // namespace

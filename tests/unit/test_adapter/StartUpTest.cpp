@@ -95,4 +95,37 @@ TEST_F(StartUpTest, AgingWork) {
     zel::BeginWork(*m_manager);
 }
 
+// Of each half the calls that are its own; all model access fails.
+TEST_F(StartUpTest, TheLinkStartsBetweenTheHalvesOfTheFactoryFlow) {
+    m_manager->SetRunMode(1);
+    script.Allow("proxy").Returns(1);
+    for (const char* path : {"/zodata/critical", "/zodata/factory", "/zodata/model", "/var/local", "/var/run",
+                             "/vendor/tvconfig/config", "/config", "/serialdata", "/certificate"}) {
+        script.Allow(std::string("remount ") + path);
+        script.Allow(std::string("system mount -o remount,rw ") + path);
+    }
+    for (const char* item : {"0", "1", "2", "3", "4"}) {
+        script.Allow(std::string("meta.read ") + item);
+    }
+    script.Allow("meta.readstr 6");
+    script.Allow("meta.readstr 8").Text("00:11:22:33:44:55");
+    script.Allow("flash.get brand");
+
+    script.Expect("flash.set UARTOnOff=on");
+    script.Expect("sync");
+    script.Expect("system echo ForceFreerun=TRUE > /proc/utopia_mdb/xc");
+    script.Expect("system echo 18 > /var/run/superwatch").Then([] {
+        EXPECT_EQ(UartManager::_bExitUartDebug, 1) << "the link runs before the first half has ended";
+    });
+    script.Expect("start-thread").Times(2);
+    script.Expect("start-thread").Then([] {
+        EXPECT_EQ(UartManager::_bExitUartDebug, 0) << "the second half runs before the link";
+    });
+    script.Expect("keys.write 6 [\"\"]");
+    script.Expect("keys.check 6");
+    script.Expect("keys.write 8 [\"\"]");
+    script.Expect("keys.check 8");
+    zel::BeginWork(*m_manager);
+}
+
 }  // namespace

@@ -89,6 +89,23 @@ TEST_F(StatusLoopTest, AChangeDuringTheRedrawCausesAnother) {
     EXPECT_EQ(m_canvas.shown, (std::vector<std::string>{kFactoryEmpty, kFactoryEmpty}));
 }
 
+TEST_F(StatusLoopTest, TheFlagIsResetBeforeThePictureIsShown) {
+    for (const std::uint8_t mode : std::initializer_list<std::uint8_t>{1, 3}) {
+        m_manager->SetRunMode(mode);
+        m_manager->SetStatusChanged(1);
+        m_canvas.shown.clear();
+        m_canvas.duringShow = [this] {
+            EXPECT_EQ(m_manager->GetStatusChanged(), 0);
+            m_manager->SetStatusChanged(1);  // a change that this picture may not have
+            m_canvas.duringShow = nullptr;
+        };
+        ExpectPause(mode == 1 ? 30 : 1);
+        ExpectPauseThenMode(mode == 1 ? 30 : 1, 0);
+        zel::StatusLoop(*m_manager, m_canvas).Run();
+        EXPECT_EQ(m_canvas.shown.size(), 2U);
+    }
+}
+
 TEST_F(StatusLoopTest, AgingCyclesThroughItsColors) {
     m_manager->SetRunMode(2);
     for (int i = 0; i < 5; ++i) {

@@ -40,7 +40,12 @@ class RecordingCanvas final : public zel::Canvas {
     std::int32_t Width() const override { return 1920; }
     std::int32_t Height() const override { return 1080; }
     std::int32_t FontHeight() const override { return 54; }
-    void Show(const zel::Picture& picture) override { shown.push_back(Words(picture)); }
+    void Show(const zel::Picture& picture) override {
+        shown.push_back(Words(picture));
+        if (duringShow) {
+            duringShow();
+        }
+    }
     zel::InputWait WaitForInput(std::uint32_t milliseconds) override {
         waits.push_back(milliseconds);
         if (duringWait) {
@@ -52,6 +57,7 @@ class RecordingCanvas final : public zel::Canvas {
     std::vector<std::string> shown;
     std::vector<std::uint32_t> waits;
     zel::InputWait answer = zel::InputWait::None;
+    std::function<void()> duringShow;
     std::function<void()> duringWait;
 };
 
