@@ -1,5 +1,6 @@
 """What simset refuses, and what it survives."""
 
+import os
 import shutil
 import signal
 import threading
@@ -13,7 +14,7 @@ APPLICATION = SIMSET.parent / "ZelFacTest_Eu4K"
 
 class Files(AtOnce):
     def test_what_the_set_is_built_on_is_not_removed(self):
-        with Set("--mode", "none") as tv:
+        with Set() as tv:
             (tv.folder / "file").write_bytes(b"x")
             tv.ctl("put", tv.folder / "file", "/var/local/folder/file")
             tv.ctl("put", tv.folder / "file", "/own/file")
@@ -32,9 +33,38 @@ class Files(AtOnce):
             self.assertNotIn("own", tv.text("ls", "/").split())
 
 
+# An application that starts DirectFB, and in which another thread then writes to address 0. Python's fault handler
+# stands for a sanitizer's: it was there before.
+FAULTY = """#!/usr/bin/python3
+import ctypes, faulthandler, os, sys, threading
+if "again" not in sys.argv:
+    os.environ["LD_PRELOAD"] += ":libdirectfb-1.7.so.7"
+    os.execv(sys.executable, [sys.executable, sys.argv[0], "again"])
+faulthandler.enable()
+assert ctypes.CDLL(None).DirectFBInit(None, None) == 0
+thread = threading.Thread(target=lambda: ctypes.memset(0, 0, 1), daemon=True)
+thread.start()
+thread.join(20)
+os._exit(0)
+"""
+
+
+class Faults(AtOnce):
+    def test_a_fault_of_the_application_ends_it(self):
+        with Set() as held:
+            held.stop()
+            application = held.folder / "faulty"
+            application.write_text(FAULTY)
+            application.chmod(0o755)
+            with Set("--app", str(application), state=held.state) as tv:
+                self.assertEqual(tv.await_end(), 128 + signal.SIGSEGV)
+                said = (tv.state / "app.err").read_text()
+                self.assertIn("Fatal Python error: Segmentation fault", said)
+
+
 class Power(AtOnce):
     def test_reboots_at_once_are_carried_out(self):
-        with Set("--mode", "none") as tv:
+        with Set() as tv:
             ended = []
             asking = [
                 threading.Thread(target=lambda: ended.append(tv.ctl("reboot", check=False).returncode)) for _ in range(4)
@@ -44,16 +74,16 @@ class Power(AtOnce):
             for thread in asking:
                 thread.join(NEVER)
             self.assertEqual(ended, [0] * 4)
-            self.assertEqual(tv.text("flash", "get", "ZelFacMode"), "")
+            self.assertEqual(tv.text("flash", "get", "ZelFacMode"), "1")
             tv.process.send_signal(signal.SIGTERM)
             self.assertEqual(tv.await_end(), 0)
 
     def test_a_reboot_without_an_application_ends_the_set(self):
-        with Set("--mode", "none") as held:
+        with Set() as held:
             application = held.folder / "application"
             shutil.copy(APPLICATION, application)
             held.stop()
-            with Set("--mode", "none", "--app", str(application), state=held.state) as tv:
+            with Set("--app", str(application), state=held.state) as tv:
                 application.unlink()
                 done = tv.ctl("reboot", check=False)
                 self.assertEqual(done.returncode, 1)
