@@ -1,13 +1,15 @@
 """What simset refuses, and what it survives."""
 
 import os
+import pathlib
 import shutil
 import signal
+import subprocess
 import threading
 
 import runner
 from runner import AtOnce
-from setlib import NEVER, SIMSET, Set
+from setlib import NEVER, SIMSET, ZELLINE, Set
 
 APPLICATION = SIMSET.parent / "ZelFacTest_Eu4K"
 
@@ -60,6 +62,29 @@ class Faults(AtOnce):
                 self.assertEqual(tv.await_end(), 128 + signal.SIGSEGV)
                 said = (tv.state / "app.err").read_text()
                 self.assertIn("Fatal Python error: Segmentation fault", said)
+
+
+class Line(AtOnce):
+    def test_the_link_does_not_outlive_the_line(self):
+        with Set() as tv:
+            link = tv.state / "line"
+            self.assertEqual(link.resolve(), pathlib.Path(tv.ready["line"]))
+            tv.line.close()
+            tv.process.kill()
+            tv.await_end()
+            terminals = []
+            try:
+                # Until somebody has the terminal that was the set's.
+                while not pathlib.Path(tv.ready["line"]).exists():
+                    terminals.extend(os.openpty())
+                self.assertTrue(link.is_symlink())
+                self.assertFalse(link.exists())
+                done = subprocess.run([ZELLINE, "--port", link, "connect"], capture_output=True, timeout=NEVER)
+                self.assertEqual(done.returncode, 4)
+                self.assertIn(str(link).encode(), done.stderr)
+            finally:
+                for terminal in terminals:
+                    os.close(terminal)
 
 
 class Power(AtOnce):

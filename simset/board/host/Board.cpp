@@ -85,7 +85,8 @@ Board::Board(const RunOptions& options)
         m_middleware.SetFlash("ZelFacMode", *options.mode);
     }
     PrepareSticks();
-    m_state.LinkLine(m_line.ToolPath());
+    // By a name that ends with this process: a terminal's own is given to the next set that opens one.
+    m_state.LinkLine(m_line.ToolLink());
     m_middleware.SetHooks({[this] { OnSync(); }, [this] { m_power.Ask(Wish::Reboot); },
                            [this] { m_power.Ask(Wish::PowerCut); },
                            [this](const std::string& text) { Problem(text); }});

@@ -38,6 +38,11 @@ class SerialLine {
     const std::string& SetPath() const { return m_set.path; }    // device that becomes the set's port
     const std::string& ToolPath() const { return m_tool.path; }  // device for the line tool
 
+    // A name for the line tool's device that is gone with this process, whatever way it ends.
+    std::string ToolLink() const {
+        return "/proc/" + std::to_string(::getpid()) + "/fd/" + std::to_string(m_tool.slave.Get());
+    }
+
     LineSettings Settings() const;
 
     // New settings apply to the bytes that follow; the fault sequence starts again. Any thread.
