@@ -5,6 +5,7 @@ import pathlib
 import shutil
 import signal
 import subprocess
+import tempfile
 import threading
 
 import runner
@@ -62,6 +63,35 @@ class Faults(AtOnce):
                 self.assertEqual(tv.await_end(), 128 + signal.SIGSEGV)
                 said = (tv.state / "app.err").read_text()
                 self.assertIn("Fatal Python error: Segmentation fault", said)
+
+
+class Panel(AtOnce):
+    def test_a_lost_x_server_is_named(self):
+        with Set(panel="640x480") as tv:
+            tv.line.connect()
+            children = pathlib.Path(f"/proc/{tv.process.pid}/task/{tv.process.pid}/children").read_text().split()
+            servers = [pid for pid in children if pathlib.Path(f"/proc/{pid}/comm").read_text().strip() == "Xvfb"]
+            self.assertEqual(len(servers), 1)
+            os.kill(int(servers[0]), signal.SIGKILL)
+            self.assertEqual(tv.await_end(), 5)
+            self.assertIn("X server has ended", (tv.folder / "simset.err").read_text())
+
+    def test_a_set_is_not_made_without_the_font(self):
+        """The machine's font is hidden in a namespace of its own."""
+        with tempfile.TemporaryDirectory() as folder:
+            run = [SIMSET, "run", "--state", folder + "/state", "--panel", "none"]
+            script = 'mount -t tmpfs none /usr/share/fonts && exec "$0" "$@"'
+            done = subprocess.run(
+                ["unshare", "--map-root-user", "--mount", "sh", "-c", script, *run],
+                capture_output=True,
+                text=True,
+                timeout=NEVER,
+                stdin=subprocess.DEVNULL,
+            )
+            self.assertEqual(done.returncode, 6, done.stderr)
+            self.assertIn("fonts-dejavu-core", done.stderr)
+            with Set(state=folder + "/state") as tv:
+                self.assertIn("DejaVuSans.ttf", tv.text("ls", "/config/font"))
 
 
 class Line(AtOnce):

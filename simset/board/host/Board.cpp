@@ -20,6 +20,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr int kPanelPatienceMs = 500;
 constexpr int kStopGraceMs = 2000;  // what the application gets to end by itself
 constexpr int kSignalBase = 128;    // a shell's way to say that a signal ended a program
 constexpr const char* kDefaultApplication = "ZelFacTest_Eu4K";
@@ -170,6 +171,7 @@ void Board::PowerOn(bool first) {
         m_agent = agent;
         m_streams = streams;
     }
+    m_applicationEnded = false;
     const pid_t pid = agent->StartApplication();
     streams->CloseApplicationEnds();
     const nlohmann::ordered_json ready{
@@ -212,8 +214,9 @@ int Board::RunUntilOff() {
 Board::End Board::Serve() {
     const std::shared_ptr<AgentLink> agent = Agent();
     for (;;) {
-        std::array<pollfd, 3> polls{pollfd{m_signals.Get(), POLLIN, 0}, m_power.Event().Poll(),
-                                    pollfd{agent->EventFd(), POLLIN, 0}};
+        std::array<pollfd, 4> polls{pollfd{m_signals.Get(), POLLIN, 0}, m_power.Event().Poll(),
+                                    pollfd{agent->EventFd(), POLLIN, 0},
+                                    pollfd{m_panel ? m_panel->EndedFd() : -1, POLLIN, 0}};
         ::poll(polls.data(), polls.size(), WaitTime());
         AnswerSupervisor();
         if (const std::optional<Wish> wish = m_power.Take()) {
@@ -221,8 +224,14 @@ Board::End Board::Serve() {
         }
         if (polls[2].revents != 0) {
             if (const std::optional<End> end = TakeEvent()) {
-                return *end;
+                // An application whose display is gone ends by itself, and may be the first to be heard of.
+                const bool lost =
+                    *end == End::Application && m_applicationStatus != 0 && PanelIsLost(kPanelPatienceMs);
+                return lost ? End::PanelLost : *end;
             }
+        }
+        if (PanelIsLost(0)) {
+            return End::PanelLost;
         }
         signalfd_siginfo info{};
         if (::read(m_signals.Get(), &info, sizeof info) > 0) {
@@ -237,6 +246,7 @@ std::optional<Board::End> Board::TakeEvent() {
         return End::AgentDied;
     }
     if (event->parts.size() == 2 && event->parts[0] == event::kExited) {
+        m_applicationEnded = true;
         m_applicationStatus = std::stoi(event->parts[1]);
         return End::Application;
     }
@@ -247,6 +257,11 @@ std::optional<Board::End> Board::TakeEvent() {
         }
     }
     return std::nullopt;
+}
+
+bool Board::PanelIsLost(int patienceMs) const {
+    pollfd ended{m_panel ? m_panel->EndedFd() : -1, POLLIN, 0};
+    return ended.fd >= 0 && ::poll(&ended, 1, patienceMs) > 0;
 }
 
 int Board::WaitTime() const {
@@ -301,12 +316,12 @@ bool Board::SaveTrees() {
 
 int Board::PowerOff(End end) {
     const std::shared_ptr<AgentLink> agent = Agent();
-    bool saved = true;
-    if (end == End::Signal || end == End::Reboot) {
-        StopApplication();
+    if (end == End::PanelLost) {
+        Problem("the panel's X server has ended; what it said is in " + m_state.At("xvfb.log"));
     }
-    if (end == End::Signal || end == End::Reboot || end == End::Application) {
-        saved = SaveTrees();
+    const bool hard = end == End::PowerCut || end == End::AgentDied;
+    if (!hard && !m_applicationEnded) {
+        StopApplication();
     }
     agent->Kill();
     m_supervisorAnswers.clear();
@@ -328,6 +343,8 @@ int Board::PowerOff(End end) {
                                                     : WEXITSTATUS(m_applicationStatus);
         case End::Signal:
         case End::Reboot:
+        case End::PanelLost:
+            return saved ? kExitPanel : kExitState;
             break;
     }
     return saved ? 0 : kExitState;

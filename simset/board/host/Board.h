@@ -45,7 +45,7 @@ class Board {
   private:
     using Clock = std::chrono::steady_clock;
 
-    enum class End : std::uint8_t { Application, Signal, Reboot, PowerCut, AgentDied };
+    enum class End : std::uint8_t { Application, Signal, Reboot, PowerCut, AgentDied, PanelLost };
 
     // Files that belong to simset itself or to the application.
     struct Files {
@@ -67,6 +67,7 @@ class Board {
     End Serve();
     std::optional<End> TakeEvent();
     int RunUntilOff();
+    bool PanelIsLost(int patienceMs) const;
     int PowerOff(End end);
     void StopApplication();
     bool SaveTrees();
@@ -121,6 +122,7 @@ class Board {
     std::string m_lastProblem;
 
     std::mutex m_stickMutex;  // held over a whole stick operation; before m_mutex
+    bool m_applicationEnded = false;
     std::atomic<bool> m_supervisorWrong{false};
 
     int m_applicationStatus = 0;

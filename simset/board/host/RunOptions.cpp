@@ -34,7 +34,7 @@ void AddRunOptions(CLI::App& command, RunOptions& options) {
         ->check([](const std::string& text) {
             return text == "none" || ParsePanelSize(text)
                        ? std::string()
-                       : "'" + text + "' is neither a size like 1920x1080 nor none";
+                       : "'" + text + "' is neither a size like 1920x1080, each side 48 to 4096, nor none";
         })
         ->type_name("WxH");
     command

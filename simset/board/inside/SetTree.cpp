@@ -202,14 +202,16 @@ class TreeBuilder {
         WriteFile(AT_FDCWD, In("/var/tvservice/tvRunningTime"), "4211");
         Folder("/config/font");
         const Descriptor font(::open(kFont, O_RDONLY | O_CLOEXEC));
-        if (font) {
-            const Descriptor target(
-                ::open(In("/config/font/DejaVuSans.ttf").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644));
-            if (!target) {
-                throw SystemError("/config/font/DejaVuSans.ttf");
-            }
-            CopyContent(font.Get(), target.Get());
+        if (!font) {
+            // A set that is kept without it would stay without it.
+            throw std::runtime_error(std::string("the font ") + kFont + " is missing: install fonts-dejavu-core");
         }
+        const std::string path = In("/config/font/DejaVuSans.ttf");
+        const Descriptor target(::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644));
+        if (!target) {
+            throw SystemError(path);
+        }
+        CopyContent(font.Get(), target.Get());
     }
 
     void EnterRoot() {

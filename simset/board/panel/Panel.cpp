@@ -4,6 +4,7 @@
 #include <poll.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -19,8 +20,9 @@
 namespace simset {
 namespace {
 
-constexpr unsigned kMinSide = 16;
-constexpr unsigned kMaxSide = 16384;  // what DirectFB and the X server both carry
+// Tried: DirectFB on an X server ends the application with sizes outside.
+constexpr unsigned kMinSide = 48;
+constexpr unsigned kMaxSide = 4096;
 constexpr int kStartTimeoutMs = 15000;
 constexpr int kDisplayFd = 3;  // the server tells its display number there
 constexpr const char* kSocketFolder = "/tmp/.X11-unix/X";
@@ -125,6 +127,7 @@ void Panel::StartServer(const std::string& logFile) {
         ::execv(program.c_str(), const_cast<char* const*>(arguments.data()));
         ::_exit(127);
     }
+    m_ended.Reset(static_cast<int>(::syscall(SYS_pidfd_open, m_server, 0)));
     writeEnd.Reset();
     const std::string number = ReadNumber(readEnd);
     if (number.empty()) {

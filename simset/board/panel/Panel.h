@@ -7,6 +7,8 @@
 #include <optional>
 #include <string>
 
+#include "simset/base/Descriptor.h"
+
 namespace simset {
 
 // The panel's size in pixels.
@@ -15,7 +17,7 @@ struct PanelSize {
     unsigned height = 1080;
 };
 
-// The size that a text like "1920x1080" names; nothing for any other text. Both sides are 16..16384.
+// The size that a text like "1920x1080" names; nothing for any other text. Both sides are 48..4096.
 std::optional<PanelSize> ParsePanelSize(const std::string& text);
 
 // The panel: an X server of simset's own that draws into memory, or the user's display.
@@ -32,6 +34,9 @@ class Panel {
     const std::string& Socket() const { return m_socket; }    // the server's socket file
     PanelSize Size() const { return m_size; }
 
+    // Readable once the X server has ended, which nobody asked it for; -1 on the user's display.
+    int EndedFd() const { return m_ended.Get(); }
+
   private:
     void StartServer(const std::string& logFile);
     void UseOwnDisplay();
@@ -41,6 +46,7 @@ class Panel {
     std::string m_display;
     std::string m_socket;
     pid_t m_server = -1;
+    Descriptor m_ended;
 };
 
 // Writes what a display shows into a PNG file. Throws std::runtime_error with a sentence.

@@ -59,7 +59,8 @@ TEST(RunOptions, ExtraArgumentsAreRefused) {
 
 TEST(PanelSize, OnlyTwoPlainNumbers) {
     EXPECT_EQ(ParsePanelSize("1280x720")->height, 720U);
-    for (const char* text : {"", "x", "1280", "1280x", "x720", "1280x720x24", "15x720", "1280x16385", "-1280x720",
+    EXPECT_EQ(ParsePanelSize("48x4096")->height, 4096U);
+    for (const char* text : {"", "x", "1280", "1280x", "x720", "1280x720x24", "47x720", "1280x4097", "-1280x720",
                              "1280 x720", "0x0"}) {
         EXPECT_FALSE(ParsePanelSize(text)) << text;
     }
