@@ -94,6 +94,21 @@ class Panel(AtOnce):
                 self.assertIn("DejaVuSans.ttf", tv.text("ls", "/config/font"))
 
 
+class Arguments(AtOnce):
+    def test_what_is_refused_has_no_effect(self):
+        with Set() as tv:
+            done = tv.ctl("am", "--bogus", check=False)
+            self.assertEqual(done.returncode, 1)
+            self.assertIn(b"usage: am", done.stderr)
+            self.assertEqual(tv.ctl("usb", "plug", tv.folder, check=False).returncode, 1)
+            self.assertEqual(list((tv.state / "usb").iterdir()), [])
+
+    def test_the_help_lists_every_verb(self):
+        said = subprocess.run([SIMSET, "ctl", "--help"], capture_output=True, text=True, timeout=NEVER).stdout
+        for verb in ("apm fail", "execute", "behave", "line --unplug|--plug", "reboot", "am LINE", "power-cut"):
+            self.assertIn(verb, said)
+
+
 class Line(AtOnce):
     def test_the_link_does_not_outlive_the_line(self):
         with Set() as tv:

@@ -282,7 +282,8 @@ void Board::AnswerSupervisor() {
             continue;
         }
         try {
-            Agent()->Request({request::kSupervisor, it->number, m_supervisorWrong ? "ret=1" : "ret=0"});
+            Agent()->Request(
+                {request::kSupervisor, it->number, m_middleware.AnswersWrong("supervisor") ? "ret=1" : "ret=0"});
         } catch (const std::exception& error) {
             Problem(std::string("the supervisor cannot answer: ") + error.what());
         }
@@ -323,6 +324,7 @@ int Board::PowerOff(End end) {
     if (!hard && !m_applicationEnded) {
         StopApplication();
     }
+    const bool saved = hard || SaveTrees();
     agent->Kill();
     m_supervisorAnswers.clear();
     m_middleware.PowerOff();
@@ -341,10 +343,10 @@ int Board::PowerOff(End end) {
             }
             return WIFSIGNALED(m_applicationStatus) ? kSignalBase + WTERMSIG(m_applicationStatus)
                                                     : WEXITSTATUS(m_applicationStatus);
-        case End::Signal:
-        case End::Reboot:
         case End::PanelLost:
             return saved ? kExitPanel : kExitState;
+        case End::Signal:
+        case End::Reboot:
             break;
     }
     return saved ? 0 : kExitState;

@@ -2,7 +2,6 @@
 #ifndef SIMSET_HOST_BOARD_H
 #define SIMSET_HOST_BOARD_H
 
-#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <memory>
@@ -67,8 +66,8 @@ class Board {
     End Serve();
     std::optional<End> TakeEvent();
     int RunUntilOff();
-    bool PanelIsLost(int patienceMs) const;
     int PowerOff(End end);
+    bool PanelIsLost(int patienceMs) const;
     void StopApplication();
     bool SaveTrees();
     std::vector<std::string> Environment() const;
@@ -122,9 +121,8 @@ class Board {
     std::string m_lastProblem;
 
     std::mutex m_stickMutex;  // held over a whole stick operation; before m_mutex
-    bool m_applicationEnded = false;
-    std::atomic<bool> m_supervisorWrong{false};
 
+    bool m_applicationEnded = false;
     int m_applicationStatus = 0;
     std::vector<SupervisorAnswer> m_supervisorAnswers;
     std::unique_ptr<ControlServer> m_control;  // last: its threads use everything above

@@ -24,7 +24,8 @@ const std::vector<Verb<Board>>& Board::Verbs() {
         {{"am", "--eof", "end of input"}, &Board::AmEnd},
         {{"am", "--pause-output|--resume-output", "the manager stops reading the application's output"},
          &Board::AmPause},
-        {{"am", "LINE", "a line on the application's standard input"}, &Board::AmLine},
+        {{"am", "LINE", "a line on the application's standard input, not one that begins with --"},
+         &Board::AmLine},
         {{"usb", "plug DIR [--name NAME] [--read-only]", "a stick with a copy of DIR; prints its name"},
          &Board::PlugStick},
         {{"usb", "unplug NAME", ""}, &Board::UnplugStick},
@@ -68,14 +69,7 @@ std::string Board::Control(const std::string& folder, const Words& words) {
     if (std::none_of(passed.begin(), passed.end(), isOf)) {
         RefuseVerb(AllVerbs(), words);
     }
-    Words changed = words;
-    if (words.size() == 3 && words[0] == "behave" && words[1] == "supervisor") {
-        m_supervisorWrong = words[2] == "wrong";
-        if (m_supervisorWrong) {
-            changed[2] = "on";
-        }
-    }
-    return m_middleware.Control(changed);
+    return m_middleware.Control(words);
 }
 
 std::shared_ptr<Streams> Board::Manager() const {
@@ -115,6 +109,9 @@ std::string Board::AmPause(const Arguments& arguments) {
 }
 
 std::string Board::AmLine(const Arguments& arguments) {
+    if (arguments[0].rfind("--", 0) == 0) {
+        RefuseVerb(AllVerbs(), {"am"});
+    }
     Manager()->Write(arguments[0] + "\n");
     return {};
 }
@@ -196,6 +193,9 @@ std::string Board::Mounts(const Arguments&) {
 std::string Board::Screenshot(const Arguments& arguments) {
     if (!m_panel) {
         throw ControlError("the set runs without a panel (--panel none)");
+    }
+    if (m_options.ownDisplay) {
+        throw ControlError("with --display own the picture would show your desktop: take it with your own tools");
     }
     TakeScreenshot(m_panel->Display(), From(arguments, 0));
     return {};

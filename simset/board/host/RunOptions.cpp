@@ -51,8 +51,8 @@ void AddRunOptions(CLI::App& command, RunOptions& options) {
         .add_option(
             "--power-cut-after", options.powerCutAfter,
             "Cut the power at the Nth step from power-on: shell command (not begun), mount, write (done) or "
-            "sync (nothing saved)")
-        ->check(CLI::PositiveNumber)
+            "sync (nothing saved); 0: not at all")
+        ->check(CLI::NonNegativeNumber)
         ->type_name("N");
     command
         .add_option("--app", options.application, "Application to run (default: ZelFacTest_Eu4K beside simset)")

@@ -15,6 +15,23 @@ constexpr const char* kList = "usb.json";
 constexpr const char* kFreshList = "usb.json.new";
 constexpr std::size_t kMaxName = 32;
 
+// Whether `folder` is `above` or lies below it.
+bool IsInside(int folder, int above) {
+    struct stat wanted {};
+    struct stat found {};
+    struct stat before {};
+    ::fstat(above, &wanted);
+    Descriptor at = OpenFolder(folder, ".");
+    while (::fstat(at.Get(), &found) == 0 && (found.st_dev != before.st_dev || found.st_ino != before.st_ino)) {
+        if (found.st_dev == wanted.st_dev && found.st_ino == wanted.st_ino) {
+            return true;
+        }
+        before = found;
+        at = OpenFolder(at.Get(), "..");
+    }
+    return false;
+}
+
 }  // namespace
 
 Sticks::Sticks(int stateFolder) : m_state(stateFolder) {
@@ -63,6 +80,9 @@ Stick Sticks::Add(const std::string& folder, const std::string& name, bool readO
         throw std::runtime_error("a stick named " + stick.name + " is already plugged");
     }
     const Descriptor source = OpenFolder(AT_FDCWD, folder);
+    if (IsInside(m_state, source.Get())) {
+        throw std::runtime_error(folder + " holds the set's own state folder: it cannot become a stick");
+    }
     struct stat info {};
     constexpr mode_t kAnyWrite = S_IWUSR | S_IWGRP | S_IWOTH;
     if (::fstat(source.Get(), &info) == 0 && (info.st_mode & kAnyWrite) == 0) {

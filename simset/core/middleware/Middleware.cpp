@@ -95,6 +95,11 @@ std::optional<std::chrono::milliseconds> Middleware::Behaviour(const std::string
     return m_behaviours.Delay(name);
 }
 
+bool Middleware::AnswersWrong(const std::string& name) const {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_behaviours.AnswersWrong(name);
+}
+
 std::string Middleware::Flash(const std::string& name) const {
     const std::lock_guard<std::mutex> lock(m_mutex);
     return m_flash.Value(name);

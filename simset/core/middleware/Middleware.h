@@ -86,6 +86,9 @@ class Middleware {
     // name throws std::out_of_range.
     std::optional<std::chrono::milliseconds> Behaviour(const std::string& name) const;
 
+    // Whether behaviour `name` answers as one that failed.
+    bool AnswersWrong(const std::string& name) const;
+
     // Boot variables, past all faults and without a trace row; "" for one that was never set. SetFlash throws
     // StateError.
     std::string Flash(const std::string& name) const;

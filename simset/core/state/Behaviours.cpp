@@ -9,6 +9,8 @@ namespace {
 constexpr char kSection[] = "behaviour";
 constexpr char kOn[] = "on";
 constexpr char kOff[] = "off";
+constexpr char kWrong[] = "wrong";
+constexpr char kSupervisor[] = "supervisor";
 constexpr int kMaxMilliseconds = 24 * 60 * 60 * 1000;
 
 // How long each takes by nature. A device search is asked after 2 s and 4 s: it has found something by the second.
@@ -51,12 +53,17 @@ std::optional<std::chrono::milliseconds> Behaviours::Delay(const std::string& na
 
 bool Behaviours::Change(const std::string& name, const std::string& setting) {
     std::string& current = m_settings.at(name);
-    if (setting != kOn && setting != kOff && !ParseMilliseconds(setting)) {
+    const bool wrong = name == kSupervisor && setting == kWrong;
+    if (setting != kOn && setting != kOff && !wrong && !ParseMilliseconds(setting)) {
         return false;
     }
-    m_state.Put(kSection, name, setting);
+    m_state.Put(kSection, name, wrong ? kOn : setting);
     current = setting;
     return true;
+}
+
+bool Behaviours::AnswersWrong(const std::string& name) const {
+    return m_settings.at(name) == kWrong;
 }
 
 std::string Behaviours::Setting(const std::string& name) const {

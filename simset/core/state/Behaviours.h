@@ -22,8 +22,12 @@ class Behaviours {
     // Nothing when the behaviour is off. An unknown name throws std::out_of_range.
     std::optional<std::chrono::milliseconds> Delay(const std::string& name) const;
 
-    // `setting` is "on" (the natural delay), "off", or a number of milliseconds from 0 to a day. Returns false,
-    // with nothing changed, for another text; an unknown name throws std::out_of_range. Throws StateError.
+    // Whether the behaviour answers as one that failed.
+    bool AnswersWrong(const std::string& name) const;
+
+    // `setting` is "on" (the natural delay), "off", or a number of milliseconds from 0 to a day; of the supervisor
+    // also "wrong", until the object ends. Returns false, with nothing changed, for another text; an unknown name
+    // throws std::out_of_range. Throws StateError.
     bool Change(const std::string& name, const std::string& setting);
 
     // The setting as Change takes it.

@@ -51,6 +51,12 @@ TEST(RunOptions, PanelSizeOrNone) {
     EXPECT_THROW(Parse("--state s --panel big"), CLI::ParseError);
 }
 
+TEST(RunOptions, APowerCutAfterNoStepIsNone) {
+    EXPECT_EQ(Parse("--state s --power-cut-after 0").powerCutAfter, 0U);
+    EXPECT_EQ(Parse("--state s --power-cut-after 7").powerCutAfter, 7U);
+    EXPECT_THROW(Parse("--state s --power-cut-after -1"), CLI::ParseError);
+}
+
 TEST(RunOptions, ExtraArgumentsAreRefused) {
     EXPECT_THROW(Parse("--state s now"), CLI::ParseError);
     EXPECT_THROW(Parse("--state s --baud fast"), CLI::ParseError);

@@ -4,6 +4,7 @@
 #include <stdexcept>
 
 #include "base/TempFolder.h"
+#include "simset/base/Files.h"
 #include "simset/board/host/Sticks.h"
 
 namespace simset {
@@ -54,6 +55,17 @@ TEST_F(SticksTest, PluggingAgainTakesTheFoldersContentOfThatMoment) {
     sticks.Add(source.At(""), "sda1", false);
     EXPECT_FALSE(fs::exists(state.At("usb/vu_sda1/USB.ZEL")));
     EXPECT_TRUE(fs::exists(state.At("usb/vu_sda1/other")));
+}
+
+TEST_F(SticksTest, TheFolderOfTheStateIsNone) {
+    fs::create_directory(source.At("state"));
+    fs::create_directory(source.At("state/usb"));
+    const Descriptor inner = OpenFolder(source.Get(), "state");
+    Sticks inside(inner.Get());
+    EXPECT_THROW(inside.Add(source.At(""), "", false), std::runtime_error);
+    EXPECT_THROW(inside.Add(source.At("state"), "", false), std::runtime_error);
+    EXPECT_TRUE(inside.Plugged().empty());
+    EXPECT_TRUE(fs::is_empty(source.At("state/usb")));
 }
 
 TEST_F(SticksTest, FolderWithoutWritePermissionIsAProtectedStick) {

@@ -57,6 +57,19 @@ TEST_F(ControlledSet, SaysWhatToDoInstead) {
     EXPECT_EQ(Ctl({"model", "fail"}), "[]\n") << "a refused fault was set";
 }
 
+TEST_F(ControlledSet, TheSupervisorAnswersWrongUntilItIsToldOtherwise) {
+    Ctl({"behave", "supervisor", "wrong"});
+    EXPECT_TRUE(TheMiddleware().AnswersWrong("supervisor"));
+    EXPECT_TRUE(TheMiddleware().Behaviour("supervisor"));
+    EXPECT_EQ(nlohmann::json::parse(Ctl({"behave"}))["supervisor"], "wrong");
+    CtlError({"behave", "supervisor", "bogus"});
+    EXPECT_TRUE(TheMiddleware().AnswersWrong("supervisor")) << "a refused setting had an effect";
+    CtlError({"behave", "wifi", "wrong"});
+    Restart();
+    EXPECT_FALSE(TheMiddleware().AnswersWrong("supervisor"));
+    EXPECT_EQ(nlohmann::json::parse(Ctl({"behave"}))["supervisor"], "on");
+}
+
 TEST_F(ControlledSet, TheTraceCountsTimeFromPowerOn) {
     Advance(500);
     TheMiddleware().Trace({{"who", "shell"}, {"command", "one"}});
