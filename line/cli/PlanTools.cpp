@@ -16,8 +16,34 @@ constexpr std::size_t kNameWidth = 30;
 constexpr std::size_t kWhatAt = kNameWidth + 26;
 constexpr std::size_t kWhatWidth = 100 - kWhatAt;
 
+// Columns that a printable text takes: characters from Hangul on take two.
+std::size_t Columns(std::string_view text) {
+    std::size_t columns = 0;
+    while (!text.empty()) {
+        const std::size_t size = std::max<std::size_t>(CharacterSize(text), 1);
+        columns += static_cast<unsigned char>(text[0]) >= 0xE1 ? 2 : 1;
+        text.remove_prefix(size);
+    }
+    return columns;
+}
+
+// The characters of a printable text that fit into `width` columns.
+std::string Fitting(std::string_view text, std::size_t width) {
+    std::size_t end = 0;
+    while (end < text.size()) {
+        const std::size_t size = std::max<std::size_t>(CharacterSize(text.substr(end)), 1);
+        if (Columns(text.substr(0, end + size)) > width) {
+            break;
+        }
+        end += size;
+    }
+    return std::string(text.substr(0, end));
+}
+
+// In exactly `width` columns.
 std::string Clip(const std::string& text, std::size_t width) {
-    return text.size() <= width ? text : text.substr(0, width - 3) + "...";
+    const std::string shown = Columns(text) <= width ? text : Fitting(text, width - 3) + "...";
+    return shown + std::string(width - std::min(width, Columns(shown)), ' ');
 }
 
 // Words in lines of at most `width`, broken at blanks.
@@ -28,11 +54,11 @@ std::vector<std::string> Wrap(const std::string& text, std::size_t width) {
         const auto end = std::min(text.find(' ', at), text.size());
         std::string word = text.substr(at, end - at);
         at = end + 1;
-        while (word.size() > width) {
-            lines.push_back(word.substr(0, width));
-            word.erase(0, width);
+        while (Columns(word) > width) {
+            lines.push_back(Fitting(word, width));
+            word.erase(0, lines.back().size());
         }
-        if (!lines.back().empty() && lines.back().size() + 1 + word.size() > width) {
+        if (!lines.back().empty() && Columns(lines.back()) + 1 + Columns(word) > width) {
             lines.emplace_back();
         }
         lines.back() += (lines.back().empty() ? "" : " ") + word;
@@ -46,8 +72,8 @@ std::vector<std::string> Wrap(const std::string& text, std::size_t width) {
 std::string TableRow(std::size_t number, const StepResult& step) {
     const auto what = Wrap(Printable(step.words), kWhatWidth);
     std::string row =
-        fmt::format("{:>3}  {:<{}}  {:<7}  {:>6.2f} s  {}", number, Clip(Printable(step.name), kNameWidth),
-                    kNameWidth, StateWord(step.state), Seconds(step.elapsed), what.front());
+        fmt::format("{:>3}  {}  {:<7}  {:>6.2f} s  {}", number, Clip(Printable(step.name), kNameWidth),
+                    StateWord(step.state), Seconds(step.elapsed), what.front());
     for (std::size_t i = 1; i < what.size(); ++i) {
         row += fmt::format("\n{:{}}{}", "", kWhatAt, what[i]);
     }

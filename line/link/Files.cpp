@@ -38,6 +38,9 @@ std::string LoadFile(const std::string& path) {
     if (type == std::filesystem::file_type::directory) {
         Fail(Exit::Unusable, "{} is a folder, not a file", path);
     }
+    if (type != std::filesystem::file_type::not_found && type != std::filesystem::file_type::regular) {
+        Fail(Exit::Unusable, "{} is no file that can be read twice, but a pipe or a device", path);
+    }
     errno = 0;
     std::ifstream file(path, std::ios::binary);
     std::string bytes(zel::kMaxKeyFile + 1, '\0');

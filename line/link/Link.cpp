@@ -29,6 +29,7 @@ constexpr std::size_t kSlice = 64;    // bytes per write, so that progress is th
 // nothing of what has left. 1 KiB is 89 ms of work for the wire: it never runs dry.
 constexpr std::size_t kAhead = 1024;
 constexpr Millis kAheadPause{10};
+constexpr Millis kShowWait{500};  // between two signs that a wait goes on
 constexpr Millis kNoiseAge{1000};
 constexpr Millis kFrameTime{7};         // of the longest frame
 constexpr Millis kReadyUnderWay{1000};  // a ready frame may have been on its way when the set took the connect
@@ -41,8 +42,9 @@ std::size_t WireBytes(Millis time) {
 
 std::string NoAnswerText(const Request& request, const AskOptions& options, const Seen& seen) {
     const zel::CommandInfo* row = zel::FindCommand(request.id);
-    std::string text = fmt::format("no answer to {}{} within {} ms", IdText(request.id),
+    std::string text = fmt::format("no answer to {}{} within {}{} ms", IdText(request.id),
                                    row == nullptr || row->name.empty() ? "" : fmt::format(" ({})", row->name),
+                                   options.retries == 0 ? "" : fmt::format("{} tries of ", options.retries + 1),
                                    options.timeout.count());
     const std::string dropped = DropReason(request.id, request.payload);
     if (!dropped.empty()) {
@@ -201,7 +203,15 @@ std::optional<Answered> Link::Try(const Request& request, const AskOptions& opti
     const Millis start = m_transport.Now();
     Send(burst);
     bool behindConnect = connect;
-    while (const auto frame = Receive(start + options.timeout)) {
+    const Millis deadline = start + options.timeout;
+    while (m_transport.Now() < deadline || !m_arrived.empty()) {
+        const auto frame = Receive(std::min(deadline, m_transport.Now() + kShowWait));
+        if (!frame) {
+            if (options.onWait) {
+                options.onWait(m_transport.Now() - start);
+            }
+            continue;
+        }
         if (RoleOf(*frame) != FrameRole::Answer) {
             seen.ready = seen.ready || RoleOf(*frame) == FrameRole::Ready;
             if (options.onEvent) {

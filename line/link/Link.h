@@ -34,6 +34,7 @@ struct AskOptions {
     bool connect = true;  // put a connect in front where it is not certain that the set is in step with us
     bool second = false;  // the command answers twice: wait for both
     std::function<void(const UartFrame&)> onEvent;  // ready frames and key presses that arrive meanwhile
+    std::function<void(Millis)> onWait;             // hears from time to time how long nothing has come
 };
 
 struct Answered {

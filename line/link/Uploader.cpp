@@ -11,7 +11,6 @@
 namespace zelline {
 namespace {
 
-constexpr int kQueryRetries = 5;
 constexpr int kWipes = 3;
 constexpr std::uint8_t kNeverReached = 0;
 constexpr Millis kSilence{400};  // the set waits 0.5 s for more before it looks at a burst at all
@@ -60,8 +59,8 @@ std::uint32_t Uploader::QueryChecksum(bool fresh) {
         m_link.LoseStep();
     }
     AskOptions ask;
-    ask.retries = kQueryRetries;
-    ask.timeout = Millis(3000);
+    ask.retries = m_options.queryRetries;
+    ask.timeout = m_options.query;
     return Checksum(m_link.Ask({m_query, "", 0, 0}, ask).frame).value_or(0);
 }
 

@@ -23,12 +23,16 @@ class UploadProgress {
     virtual void Begin(std::size_t bytes, int transfer) = 0;
     virtual void Advance(std::size_t bytesDone) = 0;  // of the file, as far as they have left
     virtual void Phase(const std::string& words) = 0;
+    // Nothing has come for that long of a step that may take longer.
+    virtual void Waiting(Millis) {}
     virtual void End() = 0;
 };
 
 struct UploadOptions {
-    int retries = 3;  // further transfers after one that was lost or damaged
-    Millis pace{0};   // pause behind each chunk; 0 sends all of them as one burst
+    int retries = 3;     // further transfers after one that was lost or damaged
+    Millis pace{0};      // pause behind each chunk; 0 sends all of them as one burst
+    Millis query{3000};  // how long the set may take to answer a checksum query
+    int queryRetries = 5;
     Millis install =
         DefaultTimeout(zel::command::kConfigFile);  // how long the set may work on the file once it has all of it
 };

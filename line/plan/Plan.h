@@ -70,6 +70,9 @@ enum class StepState { Passed, Failed, Skipped, NotRun };
 const char* StateWord(StepState state);
 
 struct StepResult {
+    // Whether anything was asked, so that there is a status.
+    bool HasRun() const { return state == StepState::Passed || state == StepState::Failed; }
+
     std::string name;
     std::string verb;
     bool teardown = false;
@@ -79,6 +82,8 @@ struct StepResult {
     std::string words;
     int tries = 0;
     Millis elapsed{0};
+    std::string id;         // of the step in the plan; may be empty
+    bool isNumber = false;  // the value
 };
 
 // "PASSED", "FAILED", or "ABORTED" when it was stopped before its end.

@@ -24,12 +24,15 @@ std::size_t LineOf(const toml::node& node) {
     return node.source().begin.line;
 }
 
-// The text of a text, a whole number or a truth value.
+// The text of a text, a number or a truth value.
 std::optional<std::string> TextOf(const toml::node& node) {
     if (const auto* text = node.as_string()) {
         return text->get();
     }
     if (const auto* number = node.as_integer()) {
+        return fmt::to_string(number->get());
+    }
+    if (const auto* number = node.as_floating_point()) {
         return fmt::to_string(number->get());
     }
     if (const auto* flag = node.as_boolean()) {

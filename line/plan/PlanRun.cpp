@@ -3,6 +3,7 @@
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <ctime>
 #include <regex>
@@ -12,6 +13,8 @@
 
 namespace zelline {
 namespace {
+
+constexpr Millis kShowWait{500};  // between two signs that a wait goes on
 
 // Why the outcome is not what the step expects; empty when it is.
 std::string Mismatch(const Step& step, const Outcome& outcome, const Variables& variables) {
@@ -62,7 +65,18 @@ StepResult ResultOf(const Step& step, const Variables& variables) {
     }
     result.verb = fmt::format("{}", fmt::join(step.words, " "));
     result.teardown = step.teardown;
+    result.id = step.id;
     return result;
+}
+
+void Wait(Transport& line, Millis time, UploadProgress* progress) {
+    const Millis start = line.Now();
+    for (Millis passed{0}; passed < time; passed = line.Now() - start) {
+        line.Sleep(std::min(time - passed, kShowWait));
+        if (progress != nullptr) {
+            progress->Waiting(line.Now() - start);
+        }
+    }
 }
 
 // A set that restarts in the middle of a plan is a bad one, whatever it answers afterwards.
@@ -94,9 +108,7 @@ StepResult RunStep(const Step& step, Link& link, const Settings& settings, Value
         }
         const Action action = StepAction(step, variables);
         result.verb = action.verb;
-        if (step.wait.count() > 0) {
-            link.Line().Sleep(step.wait);
-        }
+        Wait(link.Line(), step.wait, progress);
         RefuseRestart(link);
         const Outcome outcome = Perform(link, action, StepSettings(step, settings), progress);
         result.tries = outcome.tries;
@@ -109,6 +121,7 @@ StepResult RunStep(const Step& step, Link& link, const Settings& settings, Value
                                                           : outcome.status;
         result.words = mismatch.empty() ? outcome.words : mismatch;
         result.value = outcome.value;
+        result.isNumber = outcome.isNumber;
         if (!step.save.empty()) {
             values.variables[step.save] = outcome.value;
             values.saved.insert(step.save);

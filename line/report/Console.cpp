@@ -71,6 +71,10 @@ void TerminalProgress::Phase(const std::string& words) {
     Draw(fmt::format("{} bytes sent, {}", m_bytes, words));
 }
 
+void TerminalProgress::Waiting(Millis elapsed) {
+    Draw(fmt::format("waiting for {} s", elapsed.count() / 1000));
+}
+
 void TerminalProgress::End() {
     if (m_drawn) {
         m_console.err << "\r\033[K" << std::flush;

@@ -34,6 +34,7 @@ class TerminalProgress : public UploadProgress {
     void Begin(std::size_t bytes, int transfer) override;
     void Advance(std::size_t bytesDone) override;
     void Phase(const std::string& words) override;
+    void Waiting(Millis elapsed) override;
     void End() override;
 
   private:

@@ -24,7 +24,7 @@ std::string AsJson(const PlanResult& result) {
     for (const StepResult& step : result.steps) {
         report["steps"].push_back(StepJson(step));
     }
-    return report.dump(2, ' ', true, Json::error_handler_t::replace) + "\n";
+    return report.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 
 // XML carries no control characters, so texts from the set go in as they would be printed.
@@ -74,11 +74,12 @@ std::string CsvField(const std::string& text) {
 }
 
 std::string AsCsv(const PlanResult& result) {
-    std::string text = "step,verb,teardown,state,status,value,words,tries,ms\r\n";
+    std::string text = "step,verb,teardown,outcome,status,value,words,tries,ms\r\n";
     for (const StepResult& step : result.steps) {
         text += fmt::format("{},{},{},{},{},{},{},{},{}\r\n", CsvField(step.name), CsvField(step.verb),
-                            step.teardown ? "yes" : "no", StateWord(step.state), StatusWord(step.status),
-                            CsvField(step.value), CsvField(step.words), step.tries, step.elapsed.count());
+                            step.teardown ? "yes" : "no", StateWord(step.state),
+                            step.HasRun() ? StatusWord(step.status) : "", CsvField(step.value),
+                            CsvField(step.words), step.tries, step.elapsed.count());
     }
     return text;
 }
@@ -144,12 +145,12 @@ Json StepJson(const StepResult& step) {
     return {{"v", 1},
             {"type", "step"},
             {"name", step.name},
+            {"id", step.id},
             {"verb", step.verb},
             {"teardown", step.teardown},
-            {"state", StateWord(step.state)},
-            {"outcome", StatusWord(step.status)},
-            {"exit", static_cast<int>(step.status)},
-            {"value", step.value},
+            {"outcome", StateWord(step.state)},
+            {"status", step.HasRun() ? Json(StatusWord(step.status)) : Json(nullptr)},
+            {"value", step.isNumber ? Json(std::stoul(step.value)) : Json(step.value)},
             {"words", step.words},
             {"tries", step.tries},
             {"ms", step.elapsed.count()}};

@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 #include "protocol/CommandCatalogue.h"
 #include "protocol/FrameCodec.h"
 #include "wire/Explain.h"
@@ -22,7 +24,7 @@ void Finish(Outcome& outcome, const Action& action) {
     outcome.json = std::move(json);
 }
 
-Outcome PerformAsk(Link& link, const Action& action, const Settings& settings) {
+AskOptions OptionsFor(const Action& action, const Settings& settings) {
     AskOptions options;
     const std::uint16_t id = action.request.id;
     options.timeout = settings.timeout.value_or(DefaultTimeout(id));
@@ -30,6 +32,14 @@ Outcome PerformAsk(Link& link, const Action& action, const Settings& settings) {
     options.connect = settings.connect;
     const zel::CommandInfo* row = zel::FindCommand(id);
     options.second = row != nullptr && row->reply == zel::ReplyRule::StatusTwice;
+    return options;
+}
+
+Outcome PerformAsk(Link& link, const Action& action, const Settings& settings, UploadProgress* progress) {
+    AskOptions options = OptionsFor(action, settings);
+    if (progress != nullptr) {
+        options.onWait = [progress](Millis elapsed) { progress->Waiting(elapsed); };
+    }
     const Answered answered = link.Ask(action.request, options);
     const Reading reading = ReadAnswer(answered.frame);
 
@@ -40,8 +50,9 @@ Outcome PerformAsk(Link& link, const Action& action, const Settings& settings) {
     outcome.value = reading.text;
     outcome.tries = answered.tries;
     outcome.elapsed = answered.elapsed;
-    outcome.json["id"] = IdText(id);
-    if (reading.type == ValueType::Number) {
+    outcome.json["id"] = IdText(action.request.id);
+    outcome.isNumber = reading.type == ValueType::Number;
+    if (outcome.isNumber) {
         outcome.json["value"] = reading.number;
     } else if (outcome.hasValue) {
         outcome.json["value"] = reading.text;
@@ -83,6 +94,8 @@ Outcome PerformUpload(Link& link, const Action& action, const Settings& settings
     options.retries = settings.retries.value_or(kUploadRetries);
     options.pace = settings.pace;
     options.install = settings.timeout.value_or(options.install);
+    options.query = std::min(settings.timeout.value_or(options.query), options.query);
+    options.queryRetries = settings.retries.value_or(options.queryRetries);
     Uploader uploader(link, *action.type, LoadFile(action.path), options, progress);
     const UploadResult result = uploader.Run();
     Outcome outcome;
@@ -108,7 +121,7 @@ Outcome Perform(Link& link, const Action& action, const Settings& settings, Uplo
     Outcome outcome;
     const Millis start = link.Line().Now();
     try {
-        outcome = action.kind == Action::Kind::Ask     ? PerformAsk(link, action, settings)
+        outcome = action.kind == Action::Kind::Ask     ? PerformAsk(link, action, settings, progress)
                   : action.kind == Action::Kind::Leave ? PerformLeave(link, action, settings)
                                                        : PerformUpload(link, action, settings, progress);
     } catch (const Error& error) {
@@ -117,10 +130,13 @@ Outcome Perform(Link& link, const Action& action, const Settings& settings, Uplo
         }
         outcome.status = Exit::NoAnswer;
         outcome.words = error.what();
+        outcome.tries = action.kind == Action::Kind::Ask ? OptionsFor(action, settings).retries + 1 : 1;
         outcome.elapsed = link.Line().Now() - start;
-        if (action.kind != Action::Kind::Upload) {
-            outcome.json["id"] = IdText(action.request.id);
-        }
+        const bool isFile = action.kind == Action::Kind::Upload;
+        outcome.json["id"] = IdText(isFile ? action.type->transfer : action.request.id);
+    }
+    if (progress != nullptr) {
+        progress->End();
     }
     Finish(outcome, action);
     return outcome;

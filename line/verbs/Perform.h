@@ -27,6 +27,7 @@ struct Outcome {
     std::string words;  // one sentence for people
     std::string value;  // the text or number that was read; empty when the action reads none
     bool hasValue = false;
+    bool isNumber = false;
     int tries = 0;
     Millis elapsed{0};
     Json json;  // all of it, an object of the kind that --json prints

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cctype>
 #include <charconv>
 
@@ -93,15 +94,36 @@ std::uint16_t ParseId(std::string_view text) {
     return id;
 }
 
+std::size_t CharacterSize(std::string_view text) {
+    const auto byte = [&](std::size_t at) { return static_cast<unsigned char>(text[at]); };
+    if (byte(0) < 0x80) {
+        return byte(0) >= 0x20 && byte(0) != 0x7F ? 1 : 0;
+    }
+    const std::size_t size = byte(0) >= 0xF0 ? 4 : byte(0) >= 0xE0 ? 3 : 2;
+    if (byte(0) < 0xC2 || byte(0) > 0xF4 || text.size() < size) {
+        return 0;
+    }
+    for (std::size_t i = 1; i < size; ++i) {
+        if ((byte(i) & 0xC0U) != 0x80) {
+            return 0;
+        }
+    }
+    const bool isControl = byte(0) == 0xC2 && byte(1) < 0xA0;
+    const bool isTooLong = (byte(0) == 0xE0 && byte(1) < 0xA0) || (byte(0) == 0xF0 && byte(1) < 0x90);
+    const bool isNone = (byte(0) == 0xED && byte(1) > 0x9F) || (byte(0) == 0xF4 && byte(1) > 0x8F);
+    return isControl || isTooLong || isNone ? 0 : size;
+}
+
 std::string Printable(std::string_view text) {
     std::string safe;
-    for (const char c : text) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (byte >= 0x20 && byte < 0x7F) {
-            safe.push_back(c);
+    while (!text.empty()) {
+        const std::size_t size = CharacterSize(text);
+        if (size > 0) {
+            safe.append(text.substr(0, size));
         } else {
-            fmt::format_to(std::back_inserter(safe), "\\x{:02X}", byte);
+            fmt::format_to(std::back_inserter(safe), "\\x{:02X}", static_cast<unsigned char>(text[0]));
         }
+        text.remove_prefix(std::max<std::size_t>(size, 1));
     }
     return safe;
 }

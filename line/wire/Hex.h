@@ -29,7 +29,12 @@ std::string IdText(std::uint16_t id);
 // The id in `text`: hexadecimal with or without "0x", or decimal behind "#". Throws Error with Exit::Unusable.
 std::uint16_t ParseId(std::string_view text);
 
-// `text` with every byte outside printable ASCII written as \xNN, so that a terminal shows it and nothing more.
+// The bytes of the character that `text`, which is not empty, begins with in UTF-8; 0 when it is none, or none
+// that a terminal shows.
+std::size_t CharacterSize(std::string_view text);
+
+// `text` with every byte that belongs to no such character written as \xNN, so that a terminal shows it and
+// nothing more.
 std::string Printable(std::string_view text);
 
 }  // namespace zelline

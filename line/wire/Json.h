@@ -11,7 +11,7 @@ using Json = nlohmann::ordered_json;
 
 // The object in one line; bytes that are no UTF-8 become the replacement character.
 inline std::string JsonLine(const Json& object) {
-    return object.dump(-1, ' ', true, Json::error_handler_t::replace);
+    return object.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
 }  // namespace zelline

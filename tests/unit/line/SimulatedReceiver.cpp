@@ -39,7 +39,7 @@ std::optional<std::uint8_t> SimulatedReceiver::Damage(std::uint8_t byte) {
 
 void SimulatedReceiver::Write(const std::uint8_t* bytes, std::size_t size) {
     Advance(m_now);
-    for (std::size_t i = 0; i < size; ++i) {
+    for (std::size_t i = 0; i < size && !isDead; ++i) {
         m_wireFree = std::max(m_wireFree, m_now) + kByte;
         if (const auto byte = Damage(bytes[i])) {
             m_burst.push_back(*byte);

@@ -47,6 +47,7 @@ class SimulatedReceiver : public Transport {
     int damages = 0;               // that many files are assembled with one wrong byte
     bool connected = false;
     std::map<int, std::string> texts;  // answers with data, by id
+    bool isDead = false;               // hears nothing
     std::function<void(int)> onFrame;  // hears of each frame's id before it is carried out
 
     // What the set has.

@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <sstream>
 
@@ -20,7 +21,7 @@ class Cli : public testing::Test {
     int Run(std::vector<std::string> arguments) {
         m_out.str("");
         m_err.str("");
-        const Console console{m_out, m_err, false, false};
+        const Console console{m_out, m_err, m_isTerminal, false};
         return RunCli(arguments, console, [this](const std::string& path) -> std::unique_ptr<Transport> {
             ++m_opened;
             if (path != "port") {
@@ -48,6 +49,7 @@ class Cli : public testing::Test {
     std::ostringstream m_out;
     std::ostringstream m_err;
     int m_opened = 0;
+    bool m_isTerminal = false;
     std::deque<Millis> m_stops;
 };
 
@@ -202,6 +204,57 @@ TEST_F(Cli, DryRunShowsAConnectInFrontOfTheFirstStepOnly) {
         }
     }
     EXPECT_EQ(sent, (std::vector<std::string>{"0x1273", "0x1297", "0x128A", "0x1273", "0x1299"}));
+}
+
+TEST_F(Cli, TriesAreCountedAndTheTimeIsTheOneThatIsMeant) {
+    EXPECT_EQ(Ask({"--json", "--timeout", "700", "--retries", "2", "raw", "1299"}), 3);
+    EXPECT_EQ(Last()["tries"], 3);
+    EXPECT_EQ(Last()["ms"], 2100);
+    EXPECT_THAT(Last()["words"].get<std::string>(), HasSubstr("within 3 tries of 700 ms"));
+    const std::string file = m_folder.Write("key.bin", "123456789");
+    const Millis start = m_set.Now();
+    EXPECT_EQ(Ask({"--json", "--timeout", "700", "--retries", "0", "--no-connect", "key", "send", "hdcp1", file}),
+              0)
+        << "a key is sent behind a connect at all times";
+    m_set.isDead = true;
+    const Millis dead = m_set.Now();
+    EXPECT_GT(dead, start);
+    EXPECT_EQ(Ask({"--json", "--timeout", "700", "--retries", "0", "key", "send", "hdcp1", file}), 3);
+    EXPECT_EQ(m_set.Now() - dead, Millis(700));
+    EXPECT_EQ(Last()["tries"], 1);
+}
+
+TEST_F(Cli, ANamedPipeIsNoKeyFile) {
+    const std::string pipe = m_folder.At("pipe");
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    EXPECT_EQ(Ask({"key", "send", "hdcp1", pipe}), 2);
+    EXPECT_THAT(m_err.str(), HasSubstr("but a pipe"));
+    EXPECT_EQ(m_opened, 0);
+}
+
+TEST_F(Cli, ALongStepShowsThatItLives) {
+    m_isTerminal = true;
+    EXPECT_EQ(Ask({"--timeout", "3000", "--retries", "0", "raw", "1299"}), 3);
+    EXPECT_THAT(m_err.str(), HasSubstr("waiting for 2 s"));
+    const std::string plan = m_folder.Write("plan.toml", "[[step]]\nrun = \"cam\"\nwait = 4000\n");
+    EXPECT_EQ(Ask({"run", plan}), 0);
+    EXPECT_THAT(m_err.str(), HasSubstr("waiting for 3 s"));
+    m_isTerminal = false;
+    EXPECT_EQ(Ask({"run", plan}), 0);
+    EXPECT_EQ(m_err.str(), "");
+}
+
+TEST_F(Cli, TheTableKeepsItsColumnsForWideCharacters) {
+    const std::string plan =
+        m_folder.Write("plan.toml", "[[step]]\nname = \"\u97f3\u91cf\"\nrun = \"cam\"\n[[step]]\nname = \"" +
+                                        std::string(3, 'x') +
+                                        "\u97f3\u91cf\u97f3\u91cf\u97f3\u91cf\u97f3\u91cf"
+                                        "\u97f3\u91cf\u97f3\u91cf\u97f3\u91cf\u97f3\u91cf\"\nrun = \"cam\"\n");
+    EXPECT_EQ(Ask({"run", plan}), 0);
+    EXPECT_THAT(m_out.str(), HasSubstr("  1  \u97f3\u91cf" + std::string(26, ' ') + "  passed"));
+    EXPECT_THAT(
+        m_out.str(),
+        HasSubstr("  2  xxx\u97f3\u91cf\u97f3\u91cf\u97f3\u91cf\u97f3\u91cf\u97f3\u91cf\u97f3\u91cf...  passed"));
 }
 
 TEST_F(Cli, AStoppedRunIsAbortedAndItsRecordsAreWhole) {

@@ -15,11 +15,12 @@ PlanResult Sample() {
     result.started = "2026-01-02T03:04:05Z";
     result.elapsed = Millis(1500);
     result.status = Exit::Failure;
+    result.steps.push_back({"one", "version", false, StepState::Passed, Exit::Success, "a\"b,\x01", "fine", 1,
+                            Millis(505), "", false});
     result.steps.push_back(
-        {"one", "version", false, StepState::Passed, Exit::Success, "a\"b,\x01", "fine", 1, Millis(505)});
-    result.steps.push_back({"two", "cam", false, StepState::Failed, Exit::Failure, "", "failure", 2, Millis(995)});
-    result.steps.push_back(
-        {"three", "cam", true, StepState::NotRun, Exit::Success, "", "an earlier step failed", 0, Millis(0)});
+        {"two", "cam", false, StepState::Failed, Exit::Failure, "", "failure", 2, Millis(995), "", false});
+    result.steps.push_back({"three", "cam", true, StepState::NotRun, Exit::Success, "", "an earlier step failed",
+                            0, Millis(0), "", false});
     return result;
 }
 
@@ -39,7 +40,11 @@ TEST(Report, Json) {
     EXPECT_EQ(report["not_run"], 1);
     EXPECT_EQ(report["exit"], 1);
     EXPECT_EQ(report["steps"][0]["value"], "a\"b,\x01");
-    EXPECT_EQ(report["steps"][1]["state"], "failed");
+    EXPECT_EQ(report["steps"][0]["outcome"], "passed");
+    EXPECT_EQ(report["steps"][0]["status"], "success");
+    EXPECT_EQ(report["steps"][1]["outcome"], "failed");
+    EXPECT_EQ(report["steps"][2]["outcome"], "not run");
+    EXPECT_EQ(report["steps"][2]["status"], nullptr);
     EXPECT_EQ(report["steps"][2]["teardown"], true);
 }
 
@@ -56,6 +61,35 @@ TEST(Report, JunitThatAParserReads) {
     EXPECT_DOUBLE_EQ(first.attribute("time").as_double(), 0.505);
     EXPECT_STREQ(first.next_sibling().child("failure").attribute("type").value(), "failure");
     EXPECT_TRUE(first.next_sibling().next_sibling().child("skipped"));
+}
+
+TEST(Report, AStepThatDidNotRunHasNoSuccess) {
+    PlanResult result = Sample();
+    result.steps.erase(result.steps.begin(), result.steps.begin() + 2);
+    const tests::TempFolder folder;
+    for (const char* name : {"r.json", "r.xml", "r.csv", "r.html"}) {
+        Report report(folder.At(name));
+        report.Write(result);
+        EXPECT_EQ(folder.Read(name).find("success"), std::string::npos) << folder.Read(name);
+    }
+}
+
+TEST(Report, NumbersStayNumbersAndCharactersCharacters) {
+    StepResult step;
+    step.name = "\u97f3\u91cf";
+    step.state = StepState::Passed;
+    step.value = "300";
+    step.isNumber = true;
+    EXPECT_EQ(StepJson(step)["value"], 300);
+    EXPECT_NE(JsonLine(StepJson(step)).find("\"\u97f3\u91cf\""), std::string::npos);
+    PlanResult result = Sample();
+    result.steps = {step};
+    const tests::TempFolder folder;
+    for (const char* name : {"r.json", "r.xml", "r.csv", "r.html"}) {
+        Report report(folder.At(name));
+        report.Write(result);
+        EXPECT_NE(folder.Read(name).find(step.name), std::string::npos) << folder.Read(name);
+    }
 }
 
 TEST(Report, CsvKeepsFieldsApart) {

@@ -36,5 +36,16 @@ TEST(Hex, IdsAreHexadecimalUnlessMarked) {
     }
 }
 
+TEST(Hex, PrintableKeepsCharactersAndShowsOtherBytes) {
+    const std::string good = "A~ \u00e9 \u97f3 \U0001f4fa";
+    EXPECT_EQ(Printable(good), good);
+    EXPECT_EQ(Printable("a\x01\x7f\n"), "a\\x01\\x7F\\x0A");
+    EXPECT_EQ(Printable("\xE9t\xE9"), "\\xE9t\\xE9");
+    EXPECT_EQ(Printable("\xC2\x9B"), "\\xC2\\x9B");
+    EXPECT_EQ(Printable("\xC0\x80"), "\\xC0\\x80");
+    EXPECT_EQ(Printable("\xED\xA0\x80"), "\\xED\\xA0\\x80");
+    EXPECT_EQ(Printable("\xE9\x9F"), "\\xE9\\x9F");
+}
+
 }  // namespace
 }  // namespace zelline
