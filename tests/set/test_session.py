@@ -8,6 +8,7 @@ import zlib
 import runner
 from setlib import Set, empty, frame, result, status
 
+SIGNALS = "tovix.sl2.vint32.network.access-points.signal"
 KEY_FILE = bytes(range(256)) * 4 + b"end"
 
 
@@ -65,6 +66,34 @@ class Session(unittest.TestCase):
             ended = tv.await_end()
             self.assert_clean(tv)
             self.assertEqual(ended, 0)
+
+    def test_leaving_in_the_middle(self):
+        """The scan, a key transfer and the manager's lines go on until the process is gone."""
+        with Set(arrange=[("behave", "wifi", "0"), ("model", "set", SIGNALS, "[12]")]) as tv:
+            tv.line.connect()
+            tv.await_output("wifidevice:1 APCount:1 ")
+            gone = threading.Event()
+
+            def order():
+                while not gone.wait(0.05):
+                    tv.ctl("am", ":am,x,:volume=1", check=False)
+                    tv.ctl("model", "set", SIGNALS, "[13]", check=False)
+
+            orders = threading.Thread(target=order)
+            orders.start()
+            try:
+                chunks = [KEY_FILE[at : at + 64] for at in range(0, len(KEY_FILE), 64)]
+                for i, chunk in enumerate(chunks[:-1]):
+                    tv.line.send(frame(0x1281, chunk, a=i, b=len(chunks)))
+                tv.line.send(frame(0x1299))
+                ended = tv.await_end()
+            finally:
+                gone.set()
+                orders.join()
+            self.assert_clean(tv)
+            self.assertEqual(ended, 0)
+            self.assertIn("==========zel test end==========\n", tv.output())
+            self.assertNotIn("pthread_exit ZelWifiScanThread", tv.output())
 
 
 if __name__ == "__main__":
