@@ -13,7 +13,11 @@ std::atomic<std::uint8_t> UartManager::_bExitUartDebug{1};
 
 UartManager* UartManager::GetInstance() {
     if (m_UartInstance == nullptr) {
-        m_UartInstance = new (std::nothrow) UartManager;
+        try {
+            m_UartInstance = new (std::nothrow) UartManager;
+        } catch (const std::bad_alloc&) {
+            // The objects of the higher rooms found no memory: there is no manager then either.
+        }
     }
     return m_UartInstance;
 }
@@ -37,12 +41,24 @@ UartManager::~UartManager() {
 }
 
 std::int32_t UartManager::Start() {
-    const std::lock_guard<std::mutex> lock(m_linkMutex);
+    std::unique_lock<std::mutex> lock(m_linkMutex);
     if (_bExitUartDebug == 0) {
         return 1;
     }
-    // A thread that stopped the link could not join itself. It is gone before there is another in its place.
-    JoinLinkThread(m_ZelUartCommandThreadId);
+    // A thread that stopped the link could not join itself. It is gone before there is another in its place. The
+    // lock is free meanwhile: a stop that is still under way needs it.
+    for (LinkThread* former : {&m_threadUartDebugMode, &m_ZelUartCommandThreadId}) {
+        if (former->started) {
+            former->started = false;
+            const pthread_t id = former->id;
+            lock.unlock();
+            zel::JoinThread(id);
+            lock.lock();
+        }
+    }
+    if (_bExitUartDebug == 0) {
+        return 1;
+    }
     _bExitUartDebug = 0;
     const int result = StartLinkThread(m_threadUartDebugMode, ZelInitThread, this, __LINE__);
     if (result != 0) {
@@ -61,6 +77,7 @@ std::int32_t UartManager::Start() {
 }
 
 void UartManager::Stop() {
+    // Before the lock: whoever joins the command thread holds it, and that thread may be on its way in here.
     if (_bExitUartDebug.exchange(1) == 1) {
         return;
     }

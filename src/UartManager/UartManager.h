@@ -202,9 +202,8 @@ class UartManager : public ModelClient {
         bool started = false;
     };
 
-    // Opens the port anew when it can be, in the place of `port`, which has hung up for good. The port to go on
-    // with.
-    int ReplaceHungUpPort(int port);
+    bool HasRoomForFrames();                   // for those of another burst
+    std::vector<std::uint8_t> TakeRawBlock();  // the oldest burst, empty when none waits
     void ParseRawBlock(const std::vector<std::uint8_t>& block);
     bool TakeFrame(UartFrame& frame);
     static int StartLinkThread(LinkThread& thread, void* (*entry)(void*), UartManager* manager, int line);
@@ -214,7 +213,7 @@ class UartManager : public ModelClient {
     static void JoinReported(LinkThread& thread, int line, const char* call, const char* failed,
                              const char* succeeded);
 
-    // Held by Start and Stop from beginning to end: ids are written before anyone reads them.
+    // Around what Start and Stop do: ids are written before anyone reads them.
     std::mutex m_linkMutex;
     LinkThread m_threadUartDebugMode;     // reader
     LinkThread m_ZelUartCommandThreadId;  // command thread

@@ -21,6 +21,8 @@ constexpr std::uint32_t kReadyPasses = 199;  // passes without a ready frame; th
 // longest that a line sends before it waits for an answer is a key file, at most 255 chunks and a handful of
 // queries: four of them fit. More is a flood, and what does not fit of it is dropped.
 constexpr std::size_t kMostFrames = 1024;
+// Bursts are parsed while no more frames than this wait: what comes behind a flood finds room.
+constexpr std::size_t kFramesBeforeBurst = kMostFrames / 2;
 // Bytes of bursts. A small burst counts as kLeastWeight, for what it costs to keep: so 256 of them fit, and as a
 // burst ends with 0.5 s of silence they are two minutes of a line.
 constexpr std::size_t kMostRaw = 4 * kBurstLimit;
@@ -39,7 +41,7 @@ void* UartManager::ZelInitThread(void* manager) {
 }
 
 void UartManager::ZelUartReadLoop() {
-    int port = zel::OpenSerialPort(kPortPath);
+    const int port = zel::OpenSerialPort(kPortPath);
     input_fd = port;
     if (port < 0) {
         std::printf("error open %s\n", kPortPath);
@@ -58,11 +60,9 @@ void UartManager::ZelUartReadLoop() {
         if (count != 0) {
             QueueRawBlock({burst.begin(), burst.begin() + static_cast<std::ptrdiff_t>(count)});
         } else if (got < 0) {
-            // A dead line fails at once, every time: it shall cost no more than a silent one.
+            // A line that has hung up says so at once, every time: it shall cost no more than a silent one. It is
+            // not opened again: what comes back does so behind the same descriptor.
             zel::DelayMicroseconds(kSilence);
-            if (zel::HasHungUp(port)) {
-                port = ReplaceHungUpPort(port);
-            }
         }
     }
     {
@@ -71,18 +71,6 @@ void UartManager::ZelUartReadLoop() {
         zel::CloseSerialPort(port);
     }
     std::printf("Cus Uart1 Debug Exit!\n");
-}
-
-int UartManager::ReplaceHungUpPort(int port) {
-    const int fresh = zel::OpenSerialPort(kPortPath);
-    if (fresh < 0) {
-        return port;
-    }
-    zel::ConfigureSerialPort(fresh);
-    const zel::SendLock lock(m_sendMutex);
-    input_fd = fresh;
-    zel::CloseSerialPort(port);
-    return fresh;
 }
 
 void* UartManager::ZelUartCommandThread(void* manager) {
@@ -97,16 +85,7 @@ void* UartManager::ZelUartCommandThread(void* manager) {
 }
 
 void UartManager::RunCommandPass(std::uint32_t& readyCounter) {
-    std::vector<std::uint8_t> block;
-    {
-        const std::lock_guard<std::mutex> lock(m_rawMutex);
-        if (!m_rawQueue.empty()) {
-            block = std::move(m_rawQueue.front());
-            m_rawQueue.pop_front();
-            m_rawWeight -= WeightOf(block);
-        }
-    }
-    ParseRawBlock(block);
+    ParseRawBlock(HasRoomForFrames() ? TakeRawBlock() : std::vector<std::uint8_t>());
     UartFrame frame;
     if (TakeFrame(frame)) {
         ZelDecodeFacAutoTestCommand(frame);
@@ -115,6 +94,22 @@ void UartManager::RunCommandPass(std::uint32_t& readyCounter) {
         SendCommand(zel::command::kReady, 0, " ");
         readyCounter = 0;
     }
+}
+
+bool UartManager::HasRoomForFrames() {
+    const std::lock_guard<std::mutex> lock(m_frameMutex);
+    return m_frameQueue.size() <= kFramesBeforeBurst;
+}
+
+std::vector<std::uint8_t> UartManager::TakeRawBlock() {
+    const std::lock_guard<std::mutex> lock(m_rawMutex);
+    if (m_rawQueue.empty()) {
+        return {};
+    }
+    std::vector<std::uint8_t> block = std::move(m_rawQueue.front());
+    m_rawQueue.pop_front();
+    m_rawWeight -= WeightOf(block);
+    return block;
 }
 
 void UartManager::ParseRawBlock(const std::vector<std::uint8_t>& block) {

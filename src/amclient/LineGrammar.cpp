@@ -124,7 +124,8 @@ AmLine ParseAmLine(std::string_view line) noexcept {
 }
 
 bool IsForApplication(const AmLine& line) {
-    return line.result == AmLineResult::Parsed && line.header[0] == "am" && !BeginsWith(line.header[1], "cli");
+    return line.result == AmLineResult::Parsed && BeginsWith(line.header[0], "am") &&
+           !BeginsWith(line.header[1], "cli");
 }
 
 }  // namespace zel

@@ -48,7 +48,7 @@ struct AmLine {
 AmLine ParseAmLine(std::string_view line) noexcept;
 
 // Whether a parsed line is a command for this application and not for a console of the manager's: its first field
-// is "am" and its second does not begin with "cli".
+// begins with "am" and its second does not begin with "cli".
 bool IsForApplication(const AmLine& line);
 
 }  // namespace zel

@@ -1,5 +1,6 @@
+#include <unistd.h>
+
 #include "os/File.h"
-#include "os/Storage.h"
 
 namespace zel {
 
@@ -24,9 +25,8 @@ bool ReplaceFile(const std::string& path, const std::string& beside, const std::
     if (file == nullptr) {
         return false;
     }
-    const bool whole = WriteAll(file.get(), bytes);
+    const bool whole = WriteAll(file.get(), bytes) && fsync(fileno(file.get())) == 0;
     file.reset();
-    SyncStorage();
     if (whole && RenameFile(beside, path)) {
         return true;
     }

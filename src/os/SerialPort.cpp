@@ -1,7 +1,6 @@
 #include "os/SerialPort.h"
 
 #include <fcntl.h>
-#include <poll.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -50,11 +49,6 @@ ssize_t ReadSerialPort(int descriptor, std::uint8_t* bytes, std::size_t size) {
         got = read(descriptor, bytes, size);
     } while (got < 0 && errno == EINTR);
     return got == 0 && Clock::now() - asked < kTooSoon ? -1 : got;
-}
-
-bool HasHungUp(int descriptor) {
-    pollfd port{descriptor, 0, 0};
-    return poll(&port, 1, 0) > 0 && (port.revents & POLLHUP) != 0;
 }
 
 ssize_t WriteSerialPort(int descriptor, const std::uint8_t* bytes, std::size_t size) {

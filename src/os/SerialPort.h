@@ -23,9 +23,6 @@ void ConfigureSerialPort(int descriptor);
 // every time.
 ssize_t ReadSerialPort(int descriptor, std::uint8_t* bytes, std::size_t size);
 
-// Whether the terminal behind the descriptor has hung up: no read of it will ever give a byte again.
-bool HasHungUp(int descriptor);
-
 // write(2) of `size` bytes in one call; blocks while the line is slower. Returns the bytes taken, -1 on an error.
 ssize_t WriteSerialPort(int descriptor, const std::uint8_t* bytes, std::size_t size);
 

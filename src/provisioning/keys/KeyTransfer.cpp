@@ -64,8 +64,11 @@ std::int32_t KeyTransfer::TakeChunk(const UartFrame& frame) {
     }
     const bool another = frame.CommandId() != m_currentId;
     if (another) {
-        // The staging area is the worker's until it has answered.
+        // The staging area is the worker's until it has answered. A link that is to stop does not wait for it.
         while (m_worker == Worker::UnderWay) {
+            if (UartManager::_bExitUartDebug != 0) {
+                return 1;
+            }
             DelayMilliseconds(kBusyDelayMilliseconds);
         }
     } else if (m_worker != Worker::None) {

@@ -105,7 +105,7 @@ TEST(LineGrammar, ConsoleFieldsAreWholeAndInFrontOnly) {
 TEST(LineGrammar, TheApplicationTakesWhatIsAmsAndNoConsoles) {
     EXPECT_TRUE(zel::IsForApplication(ParseAmLine(":am:a=1")));
     EXPECT_TRUE(zel::IsForApplication(ParseAmLine(":am,x,1:a=1")));
-    EXPECT_FALSE(zel::IsForApplication(ParseAmLine(":ampere,x:a=1")));
+    EXPECT_TRUE(zel::IsForApplication(ParseAmLine(":am2,x:a=1")));
     EXPECT_FALSE(zel::IsForApplication(ParseAmLine(":a:a=1")));
     EXPECT_FALSE(zel::IsForApplication(ParseAmLine(":tv,am:a=1")));
     EXPECT_FALSE(zel::IsForApplication(ParseAmLine(":am,client:a=1")));

@@ -18,7 +18,7 @@ class Records : public scripted::LinkTest {
 
 TEST_F(Records, WritingReadsBackTheSame) {
     script.Expect("popen touch /var/local/ZelPcbSn");
-    script.Expect("sync").Times(2).Then([this] { EXPECT_FALSE(script.Exists(kPcbSn)); });
+    script.Expect("sync").Then([this] { EXPECT_FALSE(script.Exists(kPcbSn)); });
     script.Expect("sync").Then([this] { EXPECT_EQ(script.ReadFile(kPcbSn), "AB12"); });
     EXPECT_EQ(m_manager->ZelSetPcbSn("AB12"), 1);
     EXPECT_EQ(m_manager->GetStatusChanged(), 1);
@@ -28,7 +28,7 @@ TEST_F(Records, WritingReadsBackTheSame) {
 
 TEST_F(Records, TheTestResultHasItsOwnFile) {
     script.Expect("popen touch /var/local/ZelTestResult");
-    script.Expect("sync").Times(3);
+    script.Expect("sync").Times(2);
     EXPECT_EQ(m_manager->ZelSetTestResult("PASS"), 1);
     EXPECT_EQ(m_manager->GetStatusChanged(), 1);
     EXPECT_EQ(script.ReadFile(kTestResult), "PASS");
@@ -39,14 +39,14 @@ TEST_F(Records, TheTestResultHasItsOwnFile) {
 TEST_F(Records, AShorterValueLeavesNothingOfALongerOne) {
     script.PutFile(kPcbSn, "a much longer value");
     script.Expect("popen touch /var/local/ZelPcbSn");
-    script.Expect("sync").Times(3);
+    script.Expect("sync").Times(2);
     m_manager->ZelSetPcbSn("B");
     EXPECT_EQ(script.ReadFile(kPcbSn), "B");
 }
 
 TEST_F(Records, AZeroByteEndsTheText) {
     script.Expect("popen touch /var/local/ZelPcbSn");
-    script.Expect("sync").Times(3);
+    script.Expect("sync").Times(2);
     m_manager->ZelSetPcbSn(std::string("AB\0CD", 5));
     EXPECT_EQ(script.ReadFile(kPcbSn), "AB");
 }
@@ -74,7 +74,7 @@ TEST_F(Records, AFullDiskKeepsTheFormerRecord) {
     script.PutFile(kPcbSn, "old");
     std::filesystem::create_symlink("/dev/full", script.FilePath(std::string(kPcbSn) + ".new"));
     script.Expect("popen touch /var/local/ZelPcbSn");
-    script.Expect("sync").Times(2);
+    script.Expect("sync");
     const std::string output = Output([&] { EXPECT_EQ(m_manager->ZelSetPcbSn("new"), 0); });
     EXPECT_EQ(output.rfind(" ZelSetPcbSn ", 0), 0U) << output;
     EXPECT_EQ(m_manager->ZelGetPcbSn(), "old");

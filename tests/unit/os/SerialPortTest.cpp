@@ -119,12 +119,10 @@ TEST_F(SerialPort, ALostLineIsNoByte) {
 TEST_F(SerialPort, ALineThatHasHungUpIsToldFromASilentOne) {
     zel::ConfigureSerialPort(m_port);
     std::array<std::uint8_t, 8> bytes{};
-    EXPECT_FALSE(zel::HasHungUp(m_port));
     EXPECT_EQ(zel::ReadSerialPort(m_port, bytes.data(), bytes.size()), 0);
     close(m_line);
     for (int i = 0; i < 3; ++i) {
         EXPECT_EQ(zel::ReadSerialPort(m_port, bytes.data(), bytes.size()), -1);
-        EXPECT_TRUE(zel::HasHungUp(m_port));
     }
     m_line = posix_openpt(O_RDWR | O_NOCTTY);
 }
@@ -137,7 +135,6 @@ TEST_F(SerialPort, AnEmptyReadThatDidNotWaitIsNoSilence) {
     ASSERT_EQ(tcsetattr(m_port, TCSANOW, &attributes), 0);
     std::array<std::uint8_t, 8> bytes{};
     EXPECT_EQ(zel::ReadSerialPort(m_port, bytes.data(), bytes.size()), -1);
-    EXPECT_FALSE(zel::HasHungUp(m_port));
     Send("x");
     EXPECT_EQ(zel::ReadSerialPort(m_port, bytes.data(), bytes.size()), 1);
 }

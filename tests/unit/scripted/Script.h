@@ -12,7 +12,7 @@
 //   storage    "sync"   "remount PATH"   "private PATH"
 //   threads    "start-thread"   "join"
 //   serial     "serial.open PATH"   "serial.configure FD"   "serial.read"   "serial.write AA 0B …"
-//              "serial.hung-up FD" (1 when it has)   "serial.close FD"
+//              "serial.close FD"
 //   flash      "flash.get NAME"   "flash.set NAME=VALUE"
 //   metadata   "meta.read N"   "meta.write N VALUE"   "meta.readstr N"   "meta.writestr N TEXT"
 //   keys       "keys.write N [file, file]" (an empty name as "")   "keys.check N"   "accessroute"

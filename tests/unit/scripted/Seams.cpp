@@ -122,10 +122,6 @@ ssize_t ReadSerialPort(int, std::uint8_t* bytes, std::size_t size) {
     return answer.result != 0 ? answer.result : static_cast<ssize_t>(count);
 }
 
-bool HasHungUp(int descriptor) {
-    return Script::Current().Call("serial.hung-up " + std::to_string(descriptor)).result != 0;
-}
-
 ssize_t WriteSerialPort(int, const std::uint8_t* bytes, std::size_t size) {
     constexpr char kDigits[] = "0123456789ABCDEF";
     std::string call = "serial.write";

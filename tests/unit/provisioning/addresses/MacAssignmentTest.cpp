@@ -18,13 +18,8 @@ class MacAssignment : public scripted::ProvisioningTest {
         script.Expect("flash.set macaddr=" + mac);
         script.Expect("meta.writestr 8 " + mac);
     }
-    // Until the new line is on the disk the former one is still there, whole.
+    // The new line has taken the former one's place before all is synced.
     void ExpectRewritten() {
-        script.Expect("sync").Then([this] {
-            EXPECT_EQ(script.ReadFile(kRange), m_content);
-            EXPECT_NE(script.ReadFile(kBeside), m_content);
-            EXPECT_EQ(script.ReadFile(kBeside).size(), 38U);
-        });
         script.Expect("sync").Then([this] { EXPECT_FALSE(script.Exists(kBeside)); });
     }
     // Nothing stored, nothing changed.
@@ -216,7 +211,6 @@ TEST_F(MacAssignment, AFullStickKeepsTheFormerRange) {
     script.MakeFolder("/mnt/usb");
     std::filesystem::create_symlink("/dev/full", script.FilePath(kBeside));
     ExpectStored("00-11-22-33-44-FE");
-    script.Expect("sync");
     EXPECT_EQ(Update(content), -1);
     EXPECT_TRUE(HasFail(m_output, "ZelUpdateMac"));
     EXPECT_EQ(script.ReadFile(kRange), content);

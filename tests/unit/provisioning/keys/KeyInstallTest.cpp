@@ -290,6 +290,7 @@ class DuringInstallation : public KeyWorker {
 };
 
 TEST_F(DuringInstallation, AnotherFileWaitsUntilTheWorkerHasAnswered) {
+    UartManager::_bExitUartDebug = 0;
     Start(4787);
     script.Expect("delay 10000");
     script.Expect("delay 10000").Then([this] { script.RunThread(); });
@@ -306,6 +307,16 @@ TEST_F(DuringInstallation, AnotherFileWaitsUntilTheWorkerHasAnswered) {
     script.Expect("rmdir /tmp/tmpkey");
     script.Expect("sync");
     ExpectStatus(kHdcp1, 0);
+    Run();
+}
+
+TEST_F(DuringInstallation, ALinkThatIsToStopDoesNotWaitForTheWorker) {
+    UartManager::_bExitUartDebug = 0;
+    Start(4787);
+    script.Expect("delay 10000").Then([] { UartManager::_bExitUartDebug = 1; });
+    EXPECT_EQ(Chunk(kHdcp1, 0, 1, kContent), 1);
+    script.Verify();
+    ExpectNetflix();
     Run();
 }
 
