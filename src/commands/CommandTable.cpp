@@ -8,68 +8,86 @@
 namespace zel {
 namespace {
 
-// clang-format off
-constexpr CommandRow kRows[] = {
-    {0x1273, HandleConnect,             nullptr},
-    {0x1274, HandleWritePcbSn,          nullptr},
-    {0x1275, nullptr,                   AnswerPcbSn},
-    {0x1278, HandleWriteMac,            nullptr},
-    {0x1279, nullptr,                   AnswerMac},
-    {0x127B, nullptr,                   AnswerWifiMac},
-    {0x1281, HandleFileChunk,           nullptr},
-    {0x1282, nullptr,                   AnswerKeyChecksum},
-    {0x1283, HandleFileChunk,           nullptr},
-    {0x1284, nullptr,                   AnswerKeyChecksum},
-    {0x1285, HandleFileChunk,           nullptr},
-    {0x1286, nullptr,                   AnswerKeyChecksum},
-    {0x1287, HandleAcknowledge,         nullptr},
-    {0x1288, HandleSourceCheck,         nullptr},
-    {0x1289, HandleAcknowledge,         nullptr},
-    {0x128A, HandleCamDetected,         nullptr},
-    {0x128B, HandleAcknowledge,         nullptr},
-    {0x128C, HandleAcknowledge,         nullptr},
-    {0x128D, HandleBacklightFull,       nullptr},
-    {0x128E, HandleBacklightOff,        nullptr},
-    {0x128F, HandleBacklightFull,       nullptr},
-    {0x1290, HandleAcknowledge,         nullptr},
-    {0x1291, HandleAcknowledge,         nullptr},
-    {0x1292, nullptr,                   AnswerWifiProgress},
-    {0x1293, HandleWiredNetwork,        nullptr},
-    {0x1294, HandleBluetoothSearch,     nullptr},
-    {0x1295, nullptr,                   AnswerBacklight},
-    {0x1296, nullptr,                   AnswerRunningTime},
-    {0x1297, nullptr,                   AnswerSoftwareVersion},
-    {0x1298, HandleWriteTestResult,     nullptr},
-    {0x1299, HandleLeaveFactory,        AnswerLinkClosing},
-    {0x129A, HandleFinish,              nullptr},
-    {0x129B, HandleFinish,              nullptr},
-    {0x129C, HandleUsbPort,             nullptr},
-    {0x129D, HandleWriteMacTagged,      nullptr},
-    {0x129E, nullptr,                   AnswerNamedQuery},
-    {0x129F, HandleVolume,              nullptr},
-    {0x12A0, HandleLed,                 nullptr},
-    {0x12A1, HandleFileChunk,           nullptr},
-    {0x12A2, HandleFileChunk,           nullptr},
-    {0x12A3, nullptr,                   AnswerKeyChecksum},
-    {0x12A4, nullptr,                   AnswerKeyChecksum},
-    {0x12A5, HandlePanelAspectEthernet, nullptr},
-    {0x12A6, HandleFinish,              nullptr},
-    {0x12A7, HandleFileChunk,           AnswerKeyChecksum},
-    {0x12AB, nullptr,                   AnswerRunningTime},
-    {0x12B3, HandleFileChunk,           nullptr},
-    {0x12B4, nullptr,                   AnswerKeyChecksum},
-    {0x12B9, HandleFileChunk,           nullptr},
-    {0x12BA, nullptr,                   AnswerKeyChecksum},
-};
-// clang-format on
+constexpr CommandRow Does(std::uint16_t id, CommandHandler handler) {
+    return {id, true, false, handler, nullptr};
+}
+constexpr CommandRow Says(std::uint16_t id, CommandAnswer answer) {
+    return {id, false, true, nullptr, answer};
+}
+constexpr CommandRow DoesAndSays(std::uint16_t id, CommandHandler handler, CommandAnswer answer) {
+    return {id, true, true, handler, answer};
+}
 
-constexpr const CommandRow* Find(std::uint32_t id) {
-    for (const CommandRow& row : kRows) {
-        if (row.id == id) {
-            return &row;
-        }
+constexpr CommandRow kRows[] = {
+    Does(0x1273, HandleConnect),
+    Does(0x1274, HandleWritePcbSn),
+    Says(0x1275, AnswerPcbSn),
+    Does(0x1278, HandleWriteMac),
+    Says(0x1279, AnswerMac),
+    Says(0x127B, AnswerWifiMac),
+    Does(0x1281, HandleFileChunk),
+    Says(0x1282, AnswerKeyChecksum),
+    Does(0x1283, HandleFileChunk),
+    Says(0x1284, AnswerKeyChecksum),
+    Does(0x1285, HandleFileChunk),
+    Says(0x1286, AnswerKeyChecksum),
+    Does(0x1287, HandleAcknowledge),
+    Does(0x1288, HandleSourceCheck),
+    Does(0x1289, HandleAcknowledge),
+    Does(0x128A, HandleCamDetected),
+    Does(0x128B, HandleAcknowledge),
+    Does(0x128C, HandleAcknowledge),
+    Does(0x128D, HandleBacklightFull),
+    Does(0x128E, HandleBacklightOff),
+    Does(0x128F, HandleBacklightFull),
+    Does(0x1290, HandleAcknowledge),
+    Does(0x1291, HandleAcknowledge),
+    Says(0x1292, AnswerWifiProgress),
+    Does(0x1293, HandleWiredNetwork),
+    Does(0x1294, HandleBluetoothSearch),
+    Says(0x1295, AnswerBacklight),
+    Says(0x1296, AnswerRunningTime),
+    Says(0x1297, AnswerSoftwareVersion),
+    Does(0x1298, HandleWriteTestResult),
+    DoesAndSays(0x1299, HandleLeaveFactory, AnswerLinkClosing),
+    Does(0x129A, HandleFinish),
+    Does(0x129B, HandleFinish),
+    Does(0x129C, HandleUsbPort),
+    Does(0x129D, HandleWriteMacTagged),
+    Says(0x129E, AnswerNamedQuery),
+    Does(0x129F, HandleVolume),
+    Does(0x12A0, HandleLed),
+    Does(0x12A1, HandleFileChunk),
+    Does(0x12A2, HandleFileChunk),
+    Says(0x12A3, AnswerKeyChecksum),
+    Says(0x12A4, AnswerKeyChecksum),
+    Does(0x12A5, HandlePanelAspectEthernet),
+    Does(0x12A6, HandleFinish),
+    DoesAndSays(0x12A7, HandleFileChunk, AnswerKeyChecksum),
+    Says(0x12AB, AnswerRunningTime),
+    Does(0x12B3, HandleFileChunk),
+    Says(0x12B4, AnswerKeyChecksum),
+    Does(0x12B9, HandleFileChunk),
+    Says(0x12BA, AnswerKeyChecksum),
+};
+
+constexpr std::size_t kRowCount = sizeof kRows / sizeof kRows[0];
+
+// kRowCount when the id has no row.
+constexpr std::size_t PlaceOf(std::uint32_t id) {
+    std::size_t place = 0;
+    while (place < kRowCount && kRows[place].id != id) {
+        ++place;
     }
-    return nullptr;
+    return place;
+}
+
+constexpr bool Acts(std::uint32_t id) {
+    return PlaceOf(id) < kRowCount && kRows[PlaceOf(id)].acts;
+}
+
+constexpr bool Tells(std::uint32_t id) {
+    return PlaceOf(id) < kRowCount && kRows[PlaceOf(id)].tells;
 }
 
 constexpr bool IsInOrder() {
@@ -95,8 +113,7 @@ constexpr bool HasData(AnswerForm form) {
 
 constexpr bool StatusCommandsHaveHandlers() {
     for (const CommandInfo& command : kCommandCatalogue) {
-        const CommandRow* row = Find(command.id);
-        if (NeedsHandler(command) && (row == nullptr || row->handler == nullptr)) {
+        if (NeedsHandler(command) && !Acts(command.id)) {
             return false;
         }
     }
@@ -106,8 +123,7 @@ static_assert(StatusCommandsHaveHandlers(), "a command whose reply is a status h
 
 constexpr bool DataCommandsHaveAnswers() {
     for (const CommandInfo& command : kCommandCatalogue) {
-        const CommandRow* row = Find(command.id);
-        if (HasData(command.answer) != (row != nullptr && row->answer != nullptr)) {
+        if (HasData(command.answer) != Tells(command.id)) {
             return false;
         }
     }
@@ -116,21 +132,21 @@ constexpr bool DataCommandsHaveAnswers() {
 static_assert(DataCommandsHaveAnswers(), "a command has an answer if and only if its answer carries data");
 
 constexpr bool EveryRowIsReached() {
-    for (const CommandRow& row : kRows) {
-        const CommandInfo* command = FindCommand(row.id);
-        if (command == nullptr || command->group == CommandGroup::Ignored ||
-            (row.handler == nullptr && row.answer == nullptr)) {
-            return false;
+    std::size_t reached = 0;
+    for (const CommandInfo& command : kCommandCatalogue) {
+        if (command.group != CommandGroup::Ignored && (Acts(command.id) || Tells(command.id))) {
+            ++reached;
         }
     }
-    return true;
+    return reached == kRowCount;
 }
 static_assert(EveryRowIsReached(), "rows stand for commands that are carried out or answered");
 
 }  // namespace
 
 const CommandRow* FindCommandRow(std::uint32_t id) {
-    return Find(id);
+    const std::size_t place = PlaceOf(id);
+    return place < kRowCount ? &kRows[place] : nullptr;
 }
 
 std::string PayloadText(const UartFrame& frame) {
