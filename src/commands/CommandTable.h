@@ -19,8 +19,8 @@ using CommandHandler = CommandResult (*)(UartManager& manager, const UartFrame& 
 // What the query `id` is answered; `text` is the query name where the catalogue says that the payload is one.
 using CommandAnswer = AnswerValue (*)(UartManager& manager, std::uint16_t id, const std::string& text);
 
-// Whether there is a handler or an answer is said beside them: the build with sanitizers cannot compare a function's
-// address with null at compile time.
+// Whether there is a handler or an answer is said beside them: the build with sanitizers cannot compare a
+// function's address with null at compile time.
 struct CommandRow {
     std::uint16_t id;
     bool acts;
