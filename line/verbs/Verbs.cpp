@@ -268,7 +268,11 @@ const std::vector<VerbInfo>& Verbs() {
          "Install a key file, or read the checksum of the last one",
          fmt::format("TYPE is one of {}. FILE has 1 to {}\n", KeyTypeNames(), zel::kMaxKeyFile) +
              "bytes. A transfer counts as done only when the set has said so and its checksum is the file's; one\n"
-             "that is lost or damaged on the way is repeated (--retries, 3 unless given).\n"
+             "that is lost or damaged on the way is repeated (--retries, 3 unless given). The set's word is its "
+             "check\n"
+             "of the key in its store: where a new key cannot be written over an older good one, that is "
+             "success.\n"
+             "An ESN/ULPK/MAC file succeeds where a Widevine keybox is installed, and fails where there is none.\n"
              "  zelline key send hdcp1 keys/0001.bin --pace 20"},
         {"config",
          {{"FILE", SendConfiguration}},

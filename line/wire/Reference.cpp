@@ -109,8 +109,13 @@ constexpr std::string_view kAnswers =
     "query does not show it either, for it tells of the file that was received. The ESN/ULPK/MAC file is checked "
     "as\n"
     "the Widevine keybox: without an installed keybox its answer is failure, with one it is that keybox's.\n\n"
-    "A chunk under another id throws away what has come. After a key was installed the set keeps only the first\n"
-    "chunk of the next file until one of the checksum queries has come.\n\n";
+    "A chunk under another id throws away what has come; while a file is being installed it waits for that "
+    "file's\n"
+    "answer. Begin the next file when the answer is there: frames that wait behind a file's last chunk are "
+    "dropped\n"
+    "when it is installed. After a key was installed the set keeps only the first chunk of the next file until "
+    "one\n"
+    "of the checksum queries has come.\n\n";
 
 }  // namespace
 
