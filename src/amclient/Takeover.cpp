@@ -1,6 +1,5 @@
 // Start and end of the command client: the streams, the threads, what they share.
 #include <fcntl.h>
-#include <poll.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -22,7 +21,7 @@ pthread_mutex_t g_sendcmd_mutex = PTHREAD_MUTEX_INITIALIZER;
 
 namespace {
 
-constexpr int kDrainMilliseconds = 2000;
+constexpr int kDrainPauses = 200;  // of 10 ms
 
 char s_outputBuffer[BUFSIZ];
 
@@ -245,8 +244,8 @@ void AmClientDrain() {
     }
     const std::uint32_t asked = ++info.drainAsked;
     AmWake(info.relayWake);
-    for (int waited = 0; waited < kDrainMilliseconds && info.relayRuns && info.drainDone < asked; ++waited) {
-        poll(nullptr, 0, 1);
+    for (int left = kDrainPauses; left > 0 && info.relayRuns && info.drainDone < asked; --left) {
+        AmPause();
     }
 }
 

@@ -15,7 +15,6 @@ namespace {
 
 constexpr std::int32_t kBluetoothOff = 1;
 constexpr std::int32_t kBluetoothOn = 0;
-constexpr std::int32_t kStopSearch = 0;
 constexpr int kLooks = 4;
 constexpr std::uint32_t kLookSeconds = 2;
 
@@ -25,7 +24,7 @@ void UartManager::ZelBTSearchAP() {
     constexpr char kName[] = "ZelBTSearchAP";
     ++m_u8BTScanTestAPCount;
     m_radioScan->fBTSearching = 1;
-    zel::PrintIfFailed(ZelSetValue(zel::key::kAccessPointSearch, kStopSearch), kName, __LINE__);
+    zel::PrintIfFailed(ZelSetValue(zel::key::kAccessPointSearch, zel::kStopSearch), kName, __LINE__);
 
     std::int32_t status = kBluetoothOn;
     zel::PrintIfFailed(ZelGetValue(zel::key::kBluetoothStatus, status), kName, __LINE__);

@@ -1,4 +1,4 @@
-// When the radio searches have seen enough.
+// When the radio searches have seen enough, and what ends the search for access points.
 #ifndef ZELFAC_CONNECTIVITY_SCANLIMITS_H
 #define ZELFAC_CONNECTIVITY_SCANLIMITS_H
 
@@ -11,6 +11,7 @@ constexpr std::uint32_t kHighestLevel = 99;
 constexpr std::uint8_t kLastScanRound = 29;  // no further round is begun once more than this were counted
 constexpr std::uint8_t kMostScanRounds = 30;
 constexpr std::uint8_t kBluetoothAttempts = 4;
+constexpr std::int32_t kStopSearch = 0;  // value of the key that starts and stops it
 
 }  // namespace zel
 

@@ -16,8 +16,6 @@ constexpr std::uint32_t kRoundMilliseconds = 100;
 constexpr std::uint32_t kPauseSeconds = 5;
 constexpr std::uint32_t kLookMilliseconds = 100;
 constexpr std::int32_t kStartSearch = 1;
-constexpr std::int32_t kStopSearch = 0;
-constexpr int kNotReported = 110;  // the thread wrappers have reported it themselves
 
 void PrintRound(std::int32_t accessPoints, const zel::RadioScan& scan) {
     std::printf("wifidevice:%d APCount:%d m_u32WifiLevel:%d\n", accessPoints, m_u8WifiScanTestAPCount.load(),
@@ -28,9 +26,8 @@ void PrintRound(std::int32_t accessPoints, const zel::RadioScan& scan) {
 
 void UartManager::ZelWifiScan() {
     const int result = zel::StartThread(m_threadWifiScan, ZelWifiScanThread, this, __LINE__);
-    if (result != 0 && result != kNotReported) {
-        zel::ReportThreadError(result, __LINE__,
-                               "pthread_create(&m_threadWifiScan, &attr, ZelWifiScanThread, this)");
+    if (zel::ReportThreadError(result, __LINE__,
+                               "pthread_create(&m_threadWifiScan, &attr, ZelWifiScanThread, this)")) {
         std::printf(" %s %d \n", "ZelWifiScan", __LINE__);
     }
 }
@@ -38,7 +35,7 @@ void UartManager::ZelWifiScan() {
 void UartManager::RunWifiScanRound() {
     const auto finish = [this] {
         m_radioScan->fWifiScanning = 0;
-        ZelSetValue(zel::key::kAccessPointSearch, kStopSearch);
+        ZelSetValue(zel::key::kAccessPointSearch, zel::kStopSearch);
     };
     ZelSetValue(zel::key::kAccessPointSearch, kStartSearch);
     zel::DelayMilliseconds(kRoundMilliseconds);

@@ -55,10 +55,12 @@ std::int32_t PrintIfFailed(std::int32_t result, const char* operation, int line)
     return result;
 }
 
-void ReportThreadError(int result, int line, const char* call) {
-    if (result != 0 && result != kNeverReported) {
-        std::printf("[PTHREAD] %s: %d: %s: %s\n", "./src/UartManager", line, call, strerror(result));
+bool ReportThreadError(int result, int line, const char* call) {
+    if (result == 0 || result == kNeverReported) {
+        return false;
     }
+    std::printf("[PTHREAD] %s: %d: %s: %s\n", "./src/UartManager", line, call, strerror(result));
+    return true;
 }
 
 }  // namespace zel

@@ -26,8 +26,8 @@ std::int32_t LogIfFailed(std::int32_t result, const char* operation, int line);
 std::int32_t PrintIfFailed(std::int32_t result, const char* operation, int line);
 
 // Prints "[PTHREAD] %s: %d: %s: %s\n" for a failed thread-library call: nothing when `result` is 0 or 110.
-// `call` is the call's text.
-void ReportThreadError(int result, int line, const char* call);
+// `call` is the call's text. Whether it printed.
+bool ReportThreadError(int result, int line, const char* call);
 
 }  // namespace zel
 

@@ -61,10 +61,9 @@ void LogInterfaceFailed(const char* operation, int line, std::int32_t status);
 // Logs `text` with the status, or the interface-reference text when there is none.
 void LogCycleFailure(const char* text, const char* operation, int line, std::int32_t status);
 
-// Runs the cycle on `key` with `observer`: `operate(handle)` returns a status. A connect that yields no handle has
-// failed. `settle()` runs between a
-// successful operation and the disconnect. Returns 0, or -1 after the failure was logged; a failed operation is
-// followed by neither settle nor disconnect.
+// Runs the cycle on `key` with `observer`: `operate(handle)` returns a status, and `settle()` runs between a
+// successful operation and the disconnect. A connect that yields no handle has failed. Returns 0, or -1 after the
+// failure was logged; a failed operation is followed by neither settle nor disconnect.
 template <typename Handle, typename Observer, typename Operate, typename Settle>
 std::int32_t RunModelCycle(const char* operation, const CycleLines& lines, const CycleTexts& texts,
                            const std::string& key, Observer& observer, Operate&& operate, Settle&& settle) {

@@ -1,3 +1,4 @@
+// What the process is for: found out once, at start-up.
 #ifndef ZELFAC_TEST_ADAPTER_RUNMODESELECTION_H
 #define ZELFAC_TEST_ADAPTER_RUNMODESELECTION_H
 
