@@ -250,7 +250,7 @@ void AmClientDrain() {
 }
 
 void AmPause() {
-    constexpr timespec kPause{0, 10 * 1000 * 1000};
+    constexpr timespec kPause{0, 10000000};
     nanosleep(&kPause, nullptr);
 }
 
