@@ -27,6 +27,15 @@ void* operator new(std::size_t size) {
     return memory;
 }
 
+// Beside the other, because a sanitizer brings one of its own, whose memory ours could not free.
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    try {
+        return operator new(size);
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+
 void operator delete(void* memory) noexcept {
     std::free(memory);
 }
