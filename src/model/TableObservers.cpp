@@ -56,45 +56,45 @@ void FavlistObserverTableImpl::notifyUpdate(std::int32_t update) {
 
 namespace zel {
 
-template <const IteratorLines& lines>
-void TracedTableIterator<lines>::notifyCommit(std::int32_t result) {
-    std::printf(" %s %d result:%d\n", "notifyCommit", lines.commit, result);
+template <const IteratorLines& Lines>
+void TracedTableIterator<Lines>::notifyCommit(std::int32_t result) {
+    std::printf(" %s %d result:%d\n", "notifyCommit", Lines.commit, result);
 }
 
-template <const IteratorLines& lines>
-void TracedTableIterator<lines>::notifyTotalCount(std::int32_t count) {
+template <const IteratorLines& Lines>
+void TracedTableIterator<Lines>::notifyTotalCount(std::int32_t count) {
     m_i32ChannelCount = count;
-    std::printf(" %s %d m_i32ChannelCount:%d\n", "notifyTotalCount", lines.totalCount, count);
+    std::printf(" %s %d m_i32ChannelCount:%d\n", "notifyTotalCount", Lines.totalCount, count);
 }
 
-template <const IteratorLines& lines>
-void TracedTableIterator<lines>::notifySeekToRow(std::int32_t result) {
-    std::printf(" %s %d res:%d\n", "notifySeekToRow", lines.seekToRow, result);
+template <const IteratorLines& Lines>
+void TracedTableIterator<Lines>::notifySeekToRow(std::int32_t result) {
+    std::printf(" %s %d res:%d\n", "notifySeekToRow", Lines.seekToRow, result);
 }
 
-template <const IteratorLines& lines>
-void TracedTableIterator<lines>::notifySeekToContent(std::int32_t result) {
-    std::printf(" %s %d res:%d\n", "notifySeekToContent", lines.seekToContent, result);
+template <const IteratorLines& Lines>
+void TracedTableIterator<Lines>::notifySeekToContent(std::int32_t result) {
+    std::printf(" %s %d res:%d\n", "notifySeekToContent", Lines.seekToContent, result);
 }
 
-template <const IteratorLines& lines>
-void TracedTableIterator<lines>::notifyCursorPosition(std::int32_t result) {
-    std::printf(" %s %d res:%d\n", "notifyCursorPosition", lines.cursorPosition, result);
+template <const IteratorLines& Lines>
+void TracedTableIterator<Lines>::notifyCursorPosition(std::int32_t result) {
+    std::printf(" %s %d res:%d\n", "notifyCursorPosition", Lines.cursorPosition, result);
 }
 
-template <const IteratorLines& lines>
-void TracedTableIterator<lines>::notifyReadRow() {
-    std::printf(" %s %d \n", "notifyReadRow", lines.readRow);
+template <const IteratorLines& Lines>
+void TracedTableIterator<Lines>::notifyReadRow() {
+    std::printf(" %s %d \n", "notifyReadRow", Lines.readRow);
 }
 
-template <const IteratorLines& lines>
-void TracedTableIterator<lines>::notifyIteratorReady() {
-    std::printf(" %s %d \n", "notifyIteratorReady", lines.iteratorReady);
+template <const IteratorLines& Lines>
+void TracedTableIterator<Lines>::notifyIteratorReady() {
+    std::printf(" %s %d \n", "notifyIteratorReady", Lines.iteratorReady);
 }
 
-template <const IteratorLines& lines>
-void TracedTableIterator<lines>::notifyUpdate(std::int32_t update) {
-    std::printf(" %s %d update:%d\n", "notifyUpdate", lines.update, update);
+template <const IteratorLines& Lines>
+void TracedTableIterator<Lines>::notifyUpdate(std::int32_t update) {
+    std::printf(" %s %d update:%d\n", "notifyUpdate", Lines.update, update);
 }
 
 template class TracedTableIterator<kServiceListLines>;

@@ -44,7 +44,7 @@ inline constexpr IteratorLines kFavouriteListLines = {FixedLine(379), FixedLine(
                                                       FixedLine(516), FixedLine(526)};
 
 // What reading any table leaves behind: a trace, and the row count in m_i32ChannelCount.
-template <const IteratorLines& lines>
+template <const IteratorLines& Lines>
 class TracedTableIterator : public vumodelapi::ObserverTableIterator {
   public:
     void notifyConnectionState(std::int32_t) override {}
