@@ -11,7 +11,6 @@ namespace simset {
 namespace {
 
 constexpr int kBacklog = 64;
-constexpr int kBackOffMilliseconds = 20;  // when the process has no descriptor left for one more connection
 
 struct Address {
     sockaddr_un name{};
@@ -70,85 +69,14 @@ Descriptor ConnectTo(const std::string& path) {
     return socket;
 }
 
-bool SendAll(int socket, const char* data, std::size_t size) {
-    while (size > 0) {
-        const ssize_t sent = ::send(socket, data, size, MSG_NOSIGNAL);
-        if (sent >= 0) {
-            data += sent;
-            size -= static_cast<std::size_t>(sent);
-        } else if (errno != EINTR) {
-            return false;
-        }
-    }
-    return true;
-}
-
-UnixServer::UnixServer(const std::string& path, Serve serve)
-    : m_path(path), m_serve(std::move(serve)), m_listener(ListenOn(path)) {
-    m_acceptor = std::thread([this] { Accept(); });
-}
+UnixServer::UnixServer(const std::string& path, ThreadServer::Serve serve)
+    : m_path(path), m_server(ListenOn(path), std::move(serve)) {}
 
 UnixServer::~UnixServer() {
     if (m_path.front() != '@') {
         ::unlink(m_path.c_str());
     }
-    m_stop.Signal();
-    m_acceptor.join();
-    Shutdown(SHUT_RD);
-    for (Connection& connection : m_connections) {
-        connection.thread.join();
-    }
-}
-
-void UnixServer::Accept() {
-    for (;;) {
-        std::array<pollfd, 2> polls{pollfd{m_listener.Get(), POLLIN, 0}, m_stop.Poll()};
-        if (::poll(polls.data(), polls.size(), -1) < 0 && errno != EINTR) {
-            return;
-        }
-        if (polls[1].revents != 0) {
-            return;
-        }
-        Reap();
-        Descriptor socket(::accept4(m_listener.Get(), nullptr, nullptr, SOCK_CLOEXEC));
-        if (!socket) {
-            ::poll(&polls[1], 1, kBackOffMilliseconds);
-            continue;
-        }
-        const std::lock_guard lock(m_mutex);
-        if (!m_open) {
-            continue;
-        }
-        Connection& connection = m_connections.emplace_back();
-        connection.socket = std::move(socket);
-        try {
-            connection.thread = std::thread([this, &connection] {
-                m_serve(connection.socket.Get());
-                ::shutdown(connection.socket.Get(), SHUT_RDWR);
-                connection.done = true;
-            });
-        } catch (const std::system_error&) {
-            m_connections.pop_back();
-        }
-    }
-}
-
-void UnixServer::Reap() {
-    const std::lock_guard lock(m_mutex);
-    m_connections.remove_if([](Connection& connection) {
-        const bool done = connection.done;
-        if (done) {
-            connection.thread.join();
-        }
-        return done;
-    });
-}
-
-void UnixServer::Shutdown(int how) {
-    const std::lock_guard lock(m_mutex);
-    for (const Connection& connection : m_connections) {
-        ::shutdown(connection.socket.Get(), how);
-    }
+    m_server.Stop(SHUT_RD);
 }
 
 }  // namespace simset
