@@ -15,6 +15,7 @@ constexpr int kExitNoNamespaces = 3;  // the machine does not allow the namespac
 constexpr int kExitState = 4;         // the state folder cannot be read or written (full disk, damaged database)
 constexpr int kExitPanel = 5;         // the panel's X server cannot be had
 constexpr int kExitInternal = 6;      // the set's surroundings could not be built
+constexpr int kExitRuleBroken = 7;    // --strict: all went well, but the application broke a rule
 
 // A failure that ends `simset run`: a sentence for the user and the exit status that goes with it.
 class RunError : public std::runtime_error {

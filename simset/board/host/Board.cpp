@@ -206,9 +206,20 @@ int Board::RunUntilOff() {
             m_power.Done();
         }
         if (end != End::Reboot) {
-            return status;
+            return m_options.strict && status == 0 && TellViolations() ? kExitRuleBroken : status;
         }
     }
+}
+
+bool Board::TellViolations() const {
+    const std::size_t count = m_middleware.ViolationCount();
+    if (count == 0) {
+        return false;
+    }
+    const std::string lines = m_middleware.ViolationLines();
+    std::fprintf(stderr, "simset: rules were broken, %zu in all; the rows are in %s; the first is:\n%s", count,
+                 m_state.At("trace.jsonl").c_str(), lines.substr(0, lines.find('\n') + 1).c_str());
+    return true;
 }
 
 Board::End Board::Serve() {

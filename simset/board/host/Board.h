@@ -67,6 +67,7 @@ class Board {
     std::optional<End> TakeEvent();
     int RunUntilOff();
     int PowerOff(End end);
+    bool TellViolations() const;
     bool PanelIsLost(int patienceMs) const;
     void StopApplication();
     bool SaveTrees();

@@ -54,6 +54,8 @@ void AddRunOptions(CLI::App& command, RunOptions& options) {
             "sync (nothing saved); 0: not at all")
         ->check(CLI::NonNegativeNumber)
         ->type_name("N");
+    command.add_flag("--strict", options.strict,
+                     "End with 7 when all went well but the application broke a rule (see ctl violations)");
     command
         .add_option("--app", options.application, "Application to run (default: ZelFacTest_Eu4K beside simset)")
         ->type_name("FILE");

@@ -25,6 +25,7 @@ struct RunOptions {
     bool ownDisplay = false;                       // the panel is a window on the user's own display
     LineSettings line;
     std::uint64_t powerCutAfter = 0;  // the step from power-on at which the power fails; 0: it does not
+    bool strict = false;              // a broken rule decides the exit status
     std::string application;          // file to run; empty: the one beside simset
 };
 

@@ -114,6 +114,8 @@ const std::vector<Verb<Control>>& Control::Verbs() {
          &Control::Behave},
         {{"behave", "", "the settings as JSON"}, &Control::ListBehaviours},
         {{"press", "CODE", "the application manager delivers a key event"}, &Control::Press},
+        {{"violations", "", "the rules that the application broke since simset started"},
+         &Control::ListViolations},
         {{"trace", "[--clear]", "what happened, as JSON lines"}, &Control::Trace},
     };
     return kVerbs;
@@ -239,6 +241,10 @@ std::string Control::Press(const Arguments& arguments) {
     }
     m_parts.press(*code);
     return {};
+}
+
+std::string Control::ListViolations(const Arguments&) {
+    return m_parts.violations.Lines();
 }
 
 std::string Control::Trace(const Arguments& arguments) {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "simset/control/Verbs.h"
+#include "simset/core/rules/Violations.h"
 #include "simset/core/services/AppManager.h"
 #include "simset/core/services/KeyStore.h"
 #include "simset/core/services/Model.h"
@@ -27,6 +28,7 @@ class Control {
         Faults& faults;
         Behaviours& behaviours;
         TraceLog& trace;
+        const Violations& violations;
         std::function<void(std::int32_t code)> press;  // delivers a key; throws ControlError
     };
 
@@ -58,6 +60,7 @@ class Control {
     std::string Behave(const Arguments& arguments);
     std::string Press(const Arguments& arguments);
     std::string Trace(const Arguments& arguments);
+    std::string ListViolations(const Arguments& arguments);
     std::string Fail(const char* area, const std::string& name, const std::string& step, const std::string& status,
                      const Arguments& arguments);
 

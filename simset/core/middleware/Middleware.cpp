@@ -26,13 +26,15 @@ Middleware::Middleware(const std::filesystem::path& stateDir, std::unique_ptr<Sc
           m_clients,
           [this](const nlohmann::json& row) { Trace(row); },
           [this](std::chrono::milliseconds delay, std::function<void()> task) { Later(delay, std::move(task)); },
-          [this] { m_rebootAsked = true; }},
+          [this] { m_rebootAsked = true; },
+          [this](const std::string& rule, const std::string& call, const std::string& expected,
+                 nlohmann::json details) { Violation(rule, call, expected, std::move(details)); }},
       m_flash(m_shared),
       m_metadata(m_shared),
       m_keys(m_shared),
       m_model(m_shared),
       m_appManager(m_shared),
-      m_control({m_model, m_flash, m_metadata, m_keys, m_faults, m_behaviours, m_trace,
+      m_control({m_model, m_flash, m_metadata, m_keys, m_faults, m_behaviours, m_trace, m_violations,
                  [this](std::int32_t code) { Press(code); }}) {}
 
 Middleware::~Middleware() {
@@ -116,6 +118,13 @@ void Middleware::Trace(const nlohmann::json& row) {
     if (CutPoint::IsStep(row)) {
         m_cutPoint.Step();
     }
+}
+
+void Middleware::Violation(const std::string& rule, const std::string& call, const std::string& expected,
+                           nlohmann::json details) {
+    const nlohmann::json row = Violations::Row(rule, call, expected, std::move(details));
+    m_violations.Add(row);
+    Trace(row);
 }
 
 const std::map<std::string, Middleware::Operation>& Middleware::Operations() {

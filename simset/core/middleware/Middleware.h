@@ -5,6 +5,7 @@
 #define SIMSET_MIDDLEWARE_MIDDLEWARE_H
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
@@ -19,6 +20,7 @@
 #include "simset/core/middleware/Control.h"
 #include "simset/core/middleware/Scheduler.h"
 #include "simset/core/middleware/Server.h"
+#include "simset/core/rules/Violations.h"
 #include "simset/core/state/CutPoint.h"
 
 namespace simset {
@@ -97,6 +99,15 @@ class Middleware {
     // Appends `row` (an object with "who" and what happened) to the trace; "seq" and "ms" are put in front.
     void Trace(const nlohmann::json& row);
 
+    // The application broke `rule` (words-with-dashes) with `call`: appends the row that says so, with what was
+    // `expected` in words and the further members of the object `details`, and counts it.
+    void Violation(const std::string& rule, const std::string& call, const std::string& expected,
+                   nlohmann::json details = nlohmann::json::object());
+
+    // How many rules were broken since the object was made, and the rows of `ctl violations`.
+    std::size_t ViolationCount() const { return m_violations.Count(); }
+    std::string ViolationLines() const { return m_violations.Lines(); }
+
   private:
     using Operation = Reply (*)(Middleware& self, const Request& request);
 
@@ -123,6 +134,7 @@ class Middleware {
     Behaviours m_behaviours;
     Clients m_clients;
     TraceLog m_trace;
+    Violations m_violations;
     CutPoint m_cutPoint;
     Shared m_shared;
     simset::Flash m_flash;

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <nlohmann/json.hpp>
+#include <string>
 #include <utility>
 
 #include "simset/base/Errors.h"
@@ -32,6 +33,11 @@ struct Shared {
     // Runs `task` under the lock after `delay`, unless the power goes off before.
     std::function<void(std::chrono::milliseconds delay, std::function<void()> task)> later;
     std::function<void()> reboot;
+    // `call` broke `rule` (words-with-dashes): writes the row with what was `expected`, in words, and the further
+    // members of the object `details`.
+    std::function<void(const std::string& rule, const std::string& call, const std::string& expected,
+                       nlohmann::json details)>
+        violate;
 
     // Appends `row` of part `who` with its status to the trace. Returns the reply with that status.
     Reply Traced(const char* who, nlohmann::json row, std::int32_t status) const {
