@@ -25,13 +25,12 @@ def finish(tv, command=COMMANDS[0]):
 
 def writable(tv):
     """Those of the partitions that a finish closes which can be written."""
-    mounts = (line.split() for line in tv.text("mounts").splitlines())
-    flags = {mount[1]: mount[3].split(",") for mount in mounts}
-    return [name for name in ("critical", "factory") if "rw" in flags["/zodata/" + name]]
+    mounts = tv.mounts()
+    return [name for name in ("critical", "factory") if "rw" in mounts["/zodata/" + name]]
 
 
 def records(tv):
-    return tv.text("flash", "get", "FactoryOpenState"), tv.text("flash", "get", "FactoryOK")
+    return tv.flash.get("FactoryOpenState"), tv.flash.get("FactoryOK")
 
 
 def check_closed(test, tv):

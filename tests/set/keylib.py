@@ -4,35 +4,12 @@ import concurrent.futures
 import os
 import threading
 import zlib
-from dataclasses import dataclass
 
-from setlib import Line, Set, frame
+from setlib import Set
+from zelfac import keyfiles
+from zelfac.keyfiles import CONFIG
 
-CHUNK = 64
 STAGING = "/tmp/tmpkey"
-
-
-@dataclass(frozen=True)
-class Kind:
-    """One kind of file as the line knows it."""
-
-    name: str  # as zelline has it
-    command: int
-    query: int
-    word: str
-    file: str
-    key: int = -1  # the key store's number
-    ci: str = ""  # the word of CI+ credentials
-
-
-HDCP1 = Kind("hdcp1", 0x1281, 0x1282, "HDCP1", "ZelHDCP1Key.bin", 5)
-HDCP2 = Kind("hdcp2", 0x1283, 0x1284, "HDCP2", "ZelHDCP2Key.bin", 1)
-CIPLUS = Kind("ciplus", 0x1285, 0x1286, "CIPLUS", "CIPLUSMTK9602QX00000001.bin", 3, "NON_ECP")
-ESN = Kind("esn-ulpk-mac", 0x12A1, 0x12A3, "ESN_ULPK_MAC", "ESN_ULPK_MAC_123.bin", 2)
-WIDEVINE = Kind("widevine", 0x12A2, 0x12A4, "WIDEVINE", "KeyBox01.bin", 2)
-CONFIG = Kind("config", 0x12A7, 0x12A7, "CONFIG", "config.ini")
-NETFLIX = Kind("netflix", 0x12B3, 0x12B4, "NETFLIX", "NETFLIX_123.bin", 0)
-CIPLUSECP = Kind("ciplusecp", 0x12B9, 0x12BA, "CIPLUSECP", "ECPCIPLUSMTK96020000QX00000002.bin", 4, "ECP")
 
 
 def content(kind, size):
@@ -48,55 +25,28 @@ def content(kind, size):
     return data[:size]
 
 
-def pieces(data):
-    return [data[at : at + CHUNK] for at in range(0, len(data), CHUNK)]
-
-
-def chunk(kind, index, total, data):
-    return frame(kind.command, data, a=index, b=total)
-
-
-def chunks(kind, data):
-    parts = pieces(data)
-    return [chunk(kind, index, len(parts), part) for index, part in enumerate(parts)]
-
-
-def crc(data):
-    return zlib.crc32(data).to_bytes(4, "big")
-
-
 class KeySet(Set):
     """A connected set on a line whose bytes take no time."""
 
     def __enter__(self):
         super().__enter__()
         self.await_started()
-        self.ctl("line", "--baud", 0)
+        self.disturb(baud=0)
         self.line.connect()
-        self.ctl("trace", "--clear")
+        self.clear_trace()
         return self
 
     def send(self, kind, data):
         """Sends the file in one burst and returns the answer."""
-        return self.line.exchange(b"".join(chunks(kind, data)))
-
-    def zelline(self, *arguments, **options):
-        """zelline takes no port that another program has open."""
-        self.line.close()
-        try:
-            return super().zelline(*arguments, **options)
-        finally:
-            self.line = Line(self.ready["line"])
+        return keyfiles.send(self.line, kind, data)
 
     def query(self, kind):
         return self.line.ask(kind.query)
 
     def key(self, kind):
         """(size, crc32) of the installed key of that number."""
-        for row in self.value("keys", "list"):
-            if row["key"] == kind.key:
-                return row["size"], int(row["crc32"], 16)
-        return None
+        rows = [row for row in self.keys.list() if row["key"] == kind.key]
+        return (rows[0]["size"], int(rows[0]["crc32"], 16)) if rows else None
 
     def calls(self, who="keys"):
         rows = self.trace(who=who)
@@ -105,7 +55,7 @@ class KeySet(Set):
     def received(self):
         """What the set has received of a file that is not complete: its bytes so far, and the numbers of its chunks."""
         chunks = [name for name in entries(self.staging()) if name.startswith("tmp_")]
-        return self.ctl("cat", STAGING + "/tmp.bin").stdout, [int(name[4:7]) for name in chunks]
+        return self.cat(STAGING + "/tmp.bin"), [int(name[4:7]) for name in chunks]
 
     def staging(self):
         """The staging area as the application sees it."""
@@ -147,10 +97,10 @@ class PreparedSets:
 
     @classmethod
     def tearDownClass(cls):
-        cls.coming.result().__exit__()
+        cls.coming.result().close()
 
     def setUp(self):
         # Only one set is waited for, and no other is held meanwhile.
         self.tv = self.coming.result()
         type(self).coming = self.prepare()
-        self.addCleanup(threading.Thread(target=self.tv.__exit__).start)
+        self.addCleanup(threading.Thread(target=self.tv.close).start)

@@ -56,9 +56,7 @@ class PanelSet(Set):
         return next(entry[8:].decode() for entry in environment if entry.startswith(b"DISPLAY="))
 
     def picture(self):
-        path = self.folder / "panel.png"
-        self.ctl("screenshot", path)
-        return Picture(path)
+        return Picture(self.screenshot(self.folder / "panel.png"))
 
     def await_beat(self, number):
         """Waits for the aging line that comes as the `number`th, from 1."""
@@ -97,12 +95,12 @@ class PanelTest(AtOnce):
         return height
 
     def check_height(self, tv):
-        tv.ctl("am", ":am,ui,a1:band=1")
+        tv.am(":am,ui,a1:band=1")
         tv.await_output("s_comment:band\n")
         return self.height_by_band(tv.picture())
 
     def check_manager_line(self, tv):
-        tv.ctl("am", ":am,ui,a1:hello=world")
+        tv.am(":am,ui,a1:hello=world")
         line = "[APP-DEMO][2][recvCmd]s_ack:a1,s_name:world,s_comment:hello"
         tv.await_output(line + "\n")
         picture = tv.picture()

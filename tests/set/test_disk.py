@@ -7,9 +7,10 @@ import time
 import zlib
 
 import runner
-from keylib import CHUNK, CONFIG, HDCP1, NETFLIX, STAGING, KeySet, chunks, content, crc
+from keylib import STAGING, KeySet, content
 from runner import AtOnce, cases
-from setlib import empty, result, status
+from zelfac import empty, result, status
+from zelfac.keyfiles import CHUNK, CONFIG, HDCP1, NETFLIX, chunks, crc
 
 PAGE = 4096
 CLOSE_ON_EXEC = 0o2000000
@@ -39,7 +40,7 @@ class DiskSet(KeySet):
     def await_first_chunk(self):
         self.await_true(lambda: os.path.exists(self.root(STAGING + "/tmp_000.bin")), "the first chunk")
 
-    def mode(self, path):
+    def permissions(self, path):
         return stat.S_IMODE(os.stat(self.root(path)).st_mode)
 
 
@@ -57,7 +58,7 @@ class FullDisk(AtOnce):
             self.assertEqual(tv.line.ask(write, b"FIRST"), status(write, 0))
             tv.fill("/var/local")
             self.assertEqual(tv.line.ask(write, b"SECOND"), status(write, 1))
-            self.assertEqual(tv.ctl("cat", path).stdout, b"FIRST")
+            self.assertEqual(tv.cat(path), b"FIRST")
             self.assertEqual(set(os.listdir(tv.root("/var/local"))), {"filler", os.path.basename(path)})
 
     def test_a_key_that_is_not_received_whole(self):
@@ -80,11 +81,11 @@ class Staging(AtOnce):
             data = content(HDCP1, 640)
             tv.line.send(chunks(HDCP1, data)[0])
             tv.await_first_chunk()
-            self.assertEqual(tv.mode(STAGING), 0o700)
+            self.assertEqual(tv.permissions(STAGING), 0o700)
             self.assertEqual(tv.send(HDCP1, data), status(HDCP1.command, 0))
             self.assertEqual(tv.key(HDCP1)[0], len(data))
-            self.assertEqual(tv.ctl("cat", "/var/local/ZelPcbSn").stdout, b"SN-1")
-            self.assertEqual(tv.mode("/var/local"), 0o755)
+            self.assertEqual(tv.cat("/var/local/ZelPcbSn"), b"SN-1")
+            self.assertEqual(tv.permissions("/var/local"), 0o755)
 
     def test_the_area_is_its_owners_transfer_after_transfer(self):
         with DiskSet() as tv:
@@ -93,10 +94,9 @@ class Staging(AtOnce):
                     first, *rest = chunks(kind, content(kind, 200))
                     tv.line.send(first)
                     tv.await_first_chunk()
-                    self.assertEqual(tv.mode(STAGING), 0o700)
+                    self.assertEqual(tv.permissions(STAGING), 0o700)
                     self.assertEqual(tv.line.exchange(b"".join(rest)), status(kind.command, 0))
                     tv.query(kind)  # and take the next
-
 
     def test_another_file_waits_until_the_worker_has_answered(self):
         """The worker is held where it reads the assembled file, which is a pipe of this program's for that long."""

@@ -3,7 +3,7 @@
 import runner
 from finishes import COMMANDS, READY, check_closed, check_open, finish, running
 from runner import AtOnce, cases
-from setlib import status
+from zelfac import status
 
 
 class Finish(AtOnce):
@@ -17,9 +17,9 @@ class Finish(AtOnce):
     def test_confirmed_once_is_confirmed_for_good(self):
         with running(("behave", "factory-ready", "500")) as tv:
             self.assertEqual(finish(tv, COMMANDS[0]), status(COMMANDS[0], 0))
-            tv.ctl("behave", "factory-ready", "off")
+            tv.behave("factory-ready", "off")
             for command in COMMANDS[1:]:
-                tv.ctl("flash", "set", "FactoryOK", "Off")
+                tv.flash.set("FactoryOK", "Off")
                 self.assertEqual(finish(tv, command), status(command, 0))
                 check_closed(self, tv)
 
@@ -29,7 +29,7 @@ class Finish(AtOnce):
             # The records say so, and nothing is closed.
             check_open(self, tv, ("Off", "On"))
             self.assertRegex(tv.output(), r" ZelDecodeFacAutoTestCommand \d+ fail\n")
-            tv.ctl("behave", "factory-ready", "0")
+            tv.behave("factory-ready", "0")
             self.assertEqual(finish(tv), status(0x129A, 0))
             check_closed(self, tv)
 
@@ -37,7 +37,7 @@ class Finish(AtOnce):
     def test_refused_while_a_key_check_failed(self, case):
         command, key = case
         with running(("keys", "fail", key, "check", "4")) as tv:
-            tv.ctl("trace", "--clear")
+            tv.clear_trace()
             self.assertEqual(finish(tv, command), status(command, 1))
             check_open(self, tv)
             self.assertEqual(tv.trace(key=READY), [], "the service was told")

@@ -7,7 +7,8 @@ import time
 import runner
 import setlib
 from runner import AtOnce
-from setlib import Set, frame, status
+from setlib import Set
+from zelfac import frame, status
 
 LINE_RATE = 11520  # bytes a second, at 115200 baud
 FLOOD_SECONDS = 60 if setlib.campaign() else 0  # at the line's pace; else as fast as it goes
@@ -81,12 +82,12 @@ class Hanging(AtOnce):
         with Set() as tv:
             tv.line.connect()
             tv.await_started()
-            tv.ctl("line", "--unplug")
+            tv.hang_up()
             time.sleep(1)
             before = ticks(tv, READER)
             time.sleep(3)
             self.assertLessEqual(ticks(tv, READER) - before, 10)
-            tv.ctl("line", "--plug")
+            tv.hang_up(False)
             self.assertEqual(tv.line.ask(0x1290), status(0x1290, 0))
 
 

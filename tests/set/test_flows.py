@@ -3,9 +3,9 @@
 import re
 
 import runner
-import setlib
 from runner import AtOnce, cases
 from setlib import Set
+from zelfac import status
 
 PARTITIONS = [
     "/zodata/critical",
@@ -47,8 +47,8 @@ PLACES = {"tovix.sl2.vint32.sound.soc.drc": 0, "tovix.sl2.vint32.sound.dts.peq":
 
 def writable(tv):
     """The partitions by whether their mount flags let write."""
-    flags = {fields[1]: fields[3].split(",") for fields in map(str.split, tv.text("mounts").splitlines())}
-    return {path: "rw" in flags[path] for path in PARTITIONS}
+    mounts = tv.mounts()
+    return {path: "rw" in mounts[path] for path in PARTITIONS}
 
 
 def fails(output, name):
@@ -61,11 +61,11 @@ class AutoTest(AtOnce):
         arrange = [("model", "set", key, 1 if value == 0 else 0) for key, value in SETTINGS.items()]
         with Set(arrange=arrange) as tv:
             tv.await_started()
-            self.assertEqual({key: tv.value("model", "get", key) for key in SETTINGS}, SETTINGS)
+            self.assertEqual({key: tv.model.get(key) for key in SETTINGS}, SETTINGS)
             for key, place in PLACES.items():
-                self.assertEqual(tv.value("model", "get", key)[place], 0, key)
-            self.assertEqual(tv.value("model", "get", "tovix.sl2.action.source.switch")["source"], "HDMI1")
-            self.assertLessEqual({"playready", "youtube"}, {key["type"] for key in tv.value("keys", "list")})
+                self.assertEqual(tv.model.get(key)[place], 0, key)
+            self.assertEqual(tv.model.get("tovix.sl2.action.source.switch")["source"], "HDMI1")
+            self.assertLessEqual({"playready", "youtube"}, {key["type"] for key in tv.keys.list()})
             self.assertEqual([row["status"] for row in tv.trace(who="mount")], [0] * 9)
             self.assertEqual(writable(tv), dict.fromkeys(PARTITIONS, True))
             self.assertEqual(tv.text("cat", "/proc/utopia_mdb/xc"), "ForceFreerun=TRUE")
@@ -76,7 +76,7 @@ class AutoTest(AtOnce):
             self.assertRegex(output, r" ZelFacAutoTestAfterSetDefaultSetting \d+ m_i32RetCheckPlayreadyYoutube:0\n")
 
     def test_nothing_is_open_before(self):
-        with Set("--mode", "none") as resting:
+        with Set(mode="none") as resting:
             self.assertEqual(writable(resting), dict.fromkeys(PARTITIONS, False))
             self.assertNotIn("ForceFreerun", resting.text("cat", "/proc/utopia_mdb/xc"))
 
@@ -86,7 +86,7 @@ class AutoTest(AtOnce):
             tv.await_output("cus uart debug test loop start")
             tv.line.connect()
             tv.await_started()
-            self.assertEqual(tv.line.ask(0x1290), setlib.status(0x1290, 0))
+            self.assertEqual(tv.line.ask(0x1290), status(0x1290, 0))
 
     def test_no_failure_stops_it(self):
         arrange = [("model", "fail", "*", "operate", "7"), ("keys", "fail", "*", "write", "3"), ("keys", "fail", "*", "check", "4")]
@@ -128,10 +128,10 @@ class OwnKeys(AtOnce):
     def test_lines_and_result(self, case):
         faults, lines, joined = case
         with Set(arrange=[("keys", "fail", *fault) for fault in faults]) as tv:
-            tv.await_true(lambda: re.search(r"m_i32RetCheckPlayreadyYoutube:\d+\n", tv.output()), "the joined result")
+            tv.await_output(re.compile(r"m_i32RetCheckPlayreadyYoutube:\d+\n"))
             tv.line.connect()
             output = tv.output()
-            self.assertEqual(tv.line.ask(0x129A), setlib.status(0x129A, 1))
+            self.assertEqual(tv.line.ask(0x129A), status(0x129A, 1))
         printed = [line.strip("=") for line in output.splitlines() if "writeKeys" in line or "checkKeyFile" in line]
         self.assertEqual(printed, lines)
         for line in lines:
@@ -145,15 +145,15 @@ class BurnIn(AtOnce):
         pattern = "tovix.sl2.i32.video.factory.testPattern"
         wanted = {"tovix.sl2.i32.video.apply.mode": 1, led: 1, pattern: 0}
         arrange = [("model", "set", key, 1 - value) for key, value in wanted.items()]
-        with Set("--mode", "2", arrange=arrange) as tv:
+        with Set(mode="2", arrange=arrange) as tv:
             tv.await_output("ZelGetFacAutoTestBurn u32Count:0")
-            self.assertEqual({key: tv.value("model", "get", key) for key in wanted}, wanted)
+            self.assertEqual({key: tv.model.get(key) for key in wanted}, wanted)
             self.assertEqual({row["key"] for row in tv.trace(who="model", call="set")}, set(wanted))
             self.assertEqual(tv.trace(who="mount") + tv.trace(who="keys"), [])
             self.assertEqual(writable(tv), dict.fromkeys(PARTITIONS, False))
 
     def test_failures_are_told_and_passed_over(self):
-        with Set("--mode", "2", arrange=[("model", "fail", "*", "operate", "7")]) as tv:
+        with Set(mode="2", arrange=[("model", "fail", "*", "operate", "7")]) as tv:
             tv.await_true(lambda: fails(tv.output(), "ZelBurnModeBeforSetDefaultSetting") == 3, "three lines")
             tv.await_output("ZelGetFacAutoTestBurn u32Count:0")
 

@@ -13,8 +13,9 @@ from concurrent.futures import ThreadPoolExecutor
 
 import runner
 import setlib
-from keylib import CIPLUS, HDCP1, HDCP2, NETFLIX, WIDEVINE, KeySet
+from keylib import KeySet
 from runner import AtOnce
+from zelfac.keyfiles import CIPLUS, HDCP1, HDCP2, NETFLIX, WIDEVINE
 
 SETS = 4 if setlib.campaign() else 2
 TRANSFERS = int(os.environ.get("ZELFAC_TRANSFERS", "6" if setlib.campaign() else "4"))
@@ -40,7 +41,7 @@ class Noise(AtOnce):
                 before = tv.key(kind)
                 tv.ctl("line", *noise, "--seed", draw.randrange(1 << 30))
                 done = tv.zelline("--json", "--retries", 8, "key", "send", kind.name, file, timeout=None)
-                tv.ctl("line", "--flip", 0, "--drop", 0)
+                tv.disturb(flip=0, drop=0)
                 answer = json.loads(done.stdout.splitlines()[-1])
                 self.assertEqual(answer["v"], 1, said)
                 right = (len(data), zlib.crc32(data))

@@ -7,10 +7,11 @@ import unittest
 import zlib
 
 import runner
-from keylib import (CHUNK, CIPLUS, CIPLUSECP, CONFIG, ESN, HDCP1, HDCP2, NETFLIX, WIDEVINE, KeySet, PreparedSets, chunk,
-                    chunks, content, crc, entries, pieces)
+from keylib import KeySet, PreparedSets, content, entries
 from runner import AtOnce
-from setlib import frame, result, status
+from zelfac import frame, result, status
+from zelfac.keyfiles import (CHUNK, CIPLUS, CIPLUSECP, CONFIG, ESN, HDCP1, HDCP2, NETFLIX, WIDEVINE, chunk, chunks,
+                             crc, pieces)
 
 
 class OddSenders(PreparedSets, unittest.TestCase):
@@ -132,29 +133,29 @@ class Faults(PreparedSets, unittest.TestCase):
     def test_the_check_decides(self):
         for kind in (HDCP1, HDCP2, WIDEVINE, NETFLIX):
             data, other = content(kind, 70), content(kind, 71)
-            self.tv.ctl("keys", "fail", kind.name, "write", 17, "--times", 1)
+            self.tv.keys.fail(kind.name, "write", 17, times=1)
             self.assertEqual(self.tv.send(kind, data), status(kind.command, 1), "neither written nor there")
-            self.tv.await_output(f"=========writeKeys {kind.word} ret:17=========\n")
-            self.tv.await_output(f"=========checkKeyFile {kind.word} ret:9=========\n")
+            self.tv.await_output(f"=========writeKeys {kind.name.upper()} ret:17=========\n")
+            self.tv.await_output(f"=========checkKeyFile {kind.name.upper()} ret:9=========\n")
             self.assertEqual(self.tv.query(kind), result(kind.query, crc(data)), "of what was received")
             self.assertEqual(self.tv.send(kind, data), status(kind.command, 0))
             self.tv.query(kind)
-            self.tv.ctl("keys", "fail", kind.name, "write", 18, "--times", 1)
+            self.tv.keys.fail(kind.name, "write", 18, times=1)
             self.assertEqual(self.tv.send(kind, other), status(kind.command, 0), "the former key passes the check")
             self.assertEqual(self.tv.key(kind), (70, zlib.crc32(data)))
             self.assertEqual(self.tv.query(kind), result(kind.query, crc(other)))
-            self.tv.ctl("keys", "fail", kind.name, "check", 19, "--times", 1)
+            self.tv.keys.fail(kind.name, "check", 19, times=1)
             self.assertEqual(self.tv.send(kind, other), status(kind.command, 1))
-            self.tv.await_output(f"=========checkKeyFile {kind.word} ret:19=========\n")
+            self.tv.await_output(f"=========checkKeyFile {kind.name.upper()} ret:19=========\n")
             self.assertIsNone(entries(self.tv.staging()))
 
     def test_a_refusal_leaves_the_mark_alone(self):
-        self.tv.ctl("keys", "fail", "hdcp1", "check", 3, "--times", 1)
+        self.tv.keys.fail("hdcp1", "check", 3, times=1)
         self.assertEqual(self.tv.send(HDCP1, content(HDCP1, 100)), status(HDCP1.command, 1))
         self.assertEqual(self.tv.send(HDCP1, content(HDCP1, 100)), status(HDCP1.command, 0), "without a query")
 
     def test_the_esn_file_goes_by_the_keybox(self):
-        self.tv.ctl("keys", "fail", "widevine", "write", 21, "--times", 1)
+        self.tv.keys.fail("widevine", "write", 21, times=1)
         self.assertEqual(self.tv.send(ESN, content(ESN, 64)), status(ESN.command, 1))
         self.tv.await_output("=========writeKeys ESN_ULPK_MAC ret:21=========\n")
         self.tv.await_output("=========checkKeyFile ESN_ULPK_MAC ret:9=========\n")
@@ -165,16 +166,16 @@ class Faults(PreparedSets, unittest.TestCase):
         for kind in (CIPLUS, CIPLUSECP):
             data = content(kind, 66)
             for step in ("connect", "operate"):
-                self.tv.ctl("trace", "--clear")
-                self.tv.ctl("model", "fail", intf + "encrypt.key", step, 5, "--times", 1)
+                self.tv.clear_trace()
+                self.tv.model.fail(intf + "encrypt.key", step, 5, times=1)
                 self.assertEqual(self.tv.send(kind, data), status(kind.command, 0), "the check alone decides")
                 self.assertEqual(self.tv.calls(), [], "a refused credential is not handed to the key store")
                 self.tv.query(kind)
-                self.tv.ctl("model", "fail", intf + "check.ciplus.key", step, 5, "--times", 1)
+                self.tv.model.fail(intf + "check.ciplus.key", step, 5, times=1)
                 self.assertEqual(self.tv.send(kind, data), status(kind.command, 1))
             self.tv.await_printed()  # the former refusals' lines
             before = len(self.fail_lines("ZelKeyUpgradeThread"))
-            self.tv.ctl("keys", "fail", kind.name, "write", 6, "--times", 1)
+            self.tv.keys.fail(kind.name, "write", 6, times=1)
             self.assertEqual(self.tv.send(kind, data), status(kind.command, 0))
             self.tv.query(kind)
             self.tv.await_true(lambda: len(self.fail_lines("ZelKeyUpgradeThread")) == before + 1, "the failure's line")
@@ -186,8 +187,8 @@ class Faults(PreparedSets, unittest.TestCase):
         self.assertEqual(self.tv.send(CIPLUS, b"good"), status(CIPLUS.command, 0))
         self.tv.query(CIPLUS)
         self.tv.await_output("results[0].values:Success \n")
-        self.tv.ctl("trace", "--clear")
-        self.tv.ctl("model", "fail", intf + "check.ciplus.key", "execute", 4, "--times", 1)
+        self.tv.clear_trace()
+        self.tv.model.fail(intf + "check.ciplus.key", "execute", 4, times=1)
         self.assertEqual(self.tv.send(CIPLUS, b"bad"), status(CIPLUS.command, 0))
 
         def reports():

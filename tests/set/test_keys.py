@@ -3,9 +3,10 @@
 import zlib
 
 import runner
-from keylib import CIPLUS, CIPLUSECP, CONFIG, ESN, HDCP1, HDCP2, NETFLIX, WIDEVINE, KeySet, content, crc, entries
+from keylib import KeySet, content, entries
 from runner import AtOnce, cases
-from setlib import result, status
+from zelfac import result, status
+from zelfac.keyfiles import CIPLUS, CIPLUSECP, CONFIG, ESN, HDCP1, HDCP2, NETFLIX, WIDEVINE, crc
 
 SIZES = [1, 63, 64, 65, 640, 16320]
 INSTALLED = [HDCP1, HDCP2, CIPLUS, WIDEVINE, NETFLIX, CIPLUSECP]
@@ -57,12 +58,12 @@ class EverySize(AtOnce):
     def test_a_configuration_is_stored(self):
         with KeySet() as tv:
             for item in range(5):
-                tv.ctl("meta", "set", item, 0)  # lines that a short configuration lacks count as 0
-            tv.ctl("flash", "set", "brand", "")
+                tv.meta.set(item, 0)  # lines that a short configuration lacks count as 0
+            tv.flash.set("brand", "")
             for data, said in self.each(tv, CONFIG):
                 number = int(data.split(b"\r\n")[0])
-                self.assertEqual(int(tv.text("meta", "get", 1)), number, said)
-                self.assertEqual(tv.value("model", "get", "tovix.sl2.i32.qorfactory.country"), number, said)
+                self.assertEqual(int(tv.meta.get(1)), number, said)
+                self.assertEqual(tv.model.get("tovix.sl2.i32.qorfactory.country"), number, said)
 
 
 if __name__ == "__main__":

@@ -6,9 +6,9 @@ import subprocess
 import unittest
 
 import runner
-import setlib
 from runner import AtOnce, cases
-from setlib import NEVER, READY_FRAME, Set, frame, result, split_frames, status
+from setlib import NEVER, Set
+from zelfac import READY_FRAME, BadFrame, frame, matching, programs, result, split_frames, status
 
 KEY_REPORT = 0x1287
 CONFIRMED = 0x1290
@@ -30,25 +30,20 @@ def whole(data):
     """Whether the line's data end with a frame."""
     try:
         return bool(split_frames(data))
-    except AssertionError:
+    except BadFrame:
         return False
 
 
-def errors_of(tv):
-    return (tv.state / "app.err").read_text(errors="replace")
-
-
-def ended(*options, arrange=(), panel="none"):
+def ended(**options):
     """Exit status, output, errors and trace of a set whose application ends by itself."""
-    with Set(*options, arrange=arrange, panel=panel, wait=False) as tv:
+    with Set(wait=False, **options) as tv:
         code = tv.await_end()
-        rows = [json.loads(row) for row in (tv.state / "trace.jsonl").read_text().splitlines()]
-        return code, tv.output(), errors_of(tv), rows
+        return code, tv.output(), tv.output("err"), tv.trace_file()
 
 
 class Starts(AtOnce):
     def test_a_start_without_a_mode(self):
-        code, output, _, rows = ended("--mode", "none")
+        code, output, _, rows = ended(mode="none")
         self.assertEqual(code, 0)
         lines = output.split("\n")
         starting = lines.index("=========ZEL_FACMODE:=========") + 1
@@ -60,14 +55,8 @@ class Starts(AtOnce):
 
     @cases(["0", "x2"])
     def test_a_start_in_another_mode(self, text):
-        with Set("--mode", "none", panel="none") as tv:
-            tv.ctl("flash", "set", "ZelFacMode", text)
-            tv.stop()
-            tv.options = ["--panel", "none"]
-            tv.wait = False
-            tv.start()
-            self.assertEqual(tv.await_end(), 0)
-            output = tv.output()
+        code, output, _, _ = ended(arrange=[("flash", "set", "ZelFacMode", text)])
+        self.assertEqual(code, 0)
         self.assertIn(f"=========ZEL_FACMODE:{text}=========\n==================ps start", output)
         self.assertIn("ps -aux | grep ZelFacTest_Eu4K", output)
         self.assertTrue(output.endswith("==========zel test end==========\n"))
@@ -80,13 +69,13 @@ class Starts(AtOnce):
         self.assertEqual([row for row in rows if row.get("call") == "init"], [])
 
     def test_a_start_without_rpc(self):
-        code, output, _, _ = ended("--mode", "none", arrange=[("apm", "fail", "rpc", 9)])
+        code, output, _, _ = ended(mode="none", arrange=[("apm", "fail", "rpc", 9)])
         self.assertIn("=========setRpcEnv=========\n main 455 fail\n*********begin  init_factory_aux*********\n", output)
         self.assertEqual(code, 0)
 
     def test_a_start_with_failing_calls(self):
         faults = [("apm", "fail", "registerApp", 5), ("flash", "fail", "UARTOnOff", 6), ("meta", "fail", "init", 7)]
-        with Set(arrange=faults, panel="none") as tv:
+        with Set(arrange=faults) as tv:
             tv.await_started()
             tv.line.connect()  # start-up went on
             self.assertIn(" main 618 fail\n", tv.output())
@@ -94,7 +83,7 @@ class Starts(AtOnce):
             self.assertNotEqual(tv.ctl("press", 70, check=False).returncode, 0)
 
     def test_a_start_with_a_refused_status(self):
-        with Set(arrange=[("apm", "fail", "notifyAppStatusInfo", 5)], panel="none") as tv:
+        with Set(arrange=[("apm", "fail", "notifyAppStatusInfo", 5)]) as tv:
             tv.await_started()
             tv.line.connect()
 
@@ -110,17 +99,16 @@ class Starts(AtOnce):
         self.assertTrue(output.endswith("am client thread start \n"), output[-200:])
 
     def test_a_start_without_a_display(self):
-        with Set("--mode", "none") as tv:
-            tv.ctl("put", setlib.BIN / "ZelFacTest_Eu4K", "/var/local/application")
+        with Set(mode="none") as tv:
+            tv.put(programs.find("ZelFacTest_Eu4K"), "/var/local/application")
             tv.stop()
             script = tv.folder / "application"
             script.write_text(NO_DISPLAY)
             script.chmod(0o755)
-            tv.options += ["--app", str(script)]
-            tv.wait = False
+            tv.app, tv.wait_for_line = script, False
             tv.start()
             code = tv.await_end()
-            self.assertIn("./src/test_adapter <522>:\n\t(#) DirectFBError [DirectFBCreate( &dfb )]: ", errors_of(tv))
+            self.assertIn("./src/test_adapter <522>:\n\t(#) DirectFBError [DirectFBCreate( &dfb )]: ", tv.output("err"))
             self.assertIn(code, range(1, 256))
             self.assertNotIn(code, (128 + 11, 128 + 6))
 
@@ -128,19 +116,14 @@ class Starts(AtOnce):
 class Keys(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        cls.tv = Set()
-        cls.tv.start()
+        cls.tv = cls.enterClassContext(Set())
         cls.tv.await_started()
         cls.tv.await_printed()
-
-    @classmethod
-    def tearDownClass(cls):
-        cls.tv.__exit__()
 
     def press(self, *codes):
         """What the line hears of these keys and of nothing else; a key that is always confirmed comes after them."""
         for code in (*codes, 105):
-            self.tv.ctl("press", code)
+            self.tv.press(code)
         heard = []
         while not heard or heard[-1] != status(CONFIRMED, 0) or heard.count(status(CONFIRMED, 0)) <= sum(
             code in (105, 106) for code in codes
@@ -153,7 +136,7 @@ class Keys(unittest.TestCase):
         tv.line.drain()
         # Confirmed before the equipment has connected as well; reports are not.
         self.assertEqual(self.press(105, *KEYS, 106), [status(CONFIRMED, 0)] * 2)
-        self.assertEqual(tv.text("flash", "get", "ZelFacMode"), "1")
+        self.assertEqual(tv.flash.get("ZelFacMode"), "1")
 
     def test_1_ten_reports_of_each_key(self):
         self.tv.line.connect()
@@ -171,15 +154,15 @@ class Keys(unittest.TestCase):
         tv = self.tv
         tv.line.close()
         listener = subprocess.Popen(
-            [setlib.ZELLINE, "--port", tv.ready["line"], "--json", "listen"],
+            [programs.find("zelline"), "--port", tv.ready["line"], "--json", "listen"],
             stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True,
         )
         try:
             # It listens once it has heard a key that is always confirmed.
             while not select.select([listener.stdout], [], [], 0.5)[0]:
-                tv.ctl("press", 105)
+                tv.press(105)
             for text, code in (("MENU", 164), ("SOURCE", 168), ("MENU", 164)):
-                tv.ctl("press", code)
+                tv.press(code)
                 row = next(row for row in listener.stdout if text in row)
                 self.assertEqual(json.loads(row)["v"], 1)
         finally:
@@ -189,30 +172,28 @@ class Keys(unittest.TestCase):
 
     def test_3_nothing_else_happened(self):
         self.assertEqual(self.tv.trace(who="model", key=REBOOT), [])
-        self.assertEqual(self.tv.text("flash", "get", "ZelFacMode"), "1")
+        self.assertEqual(self.tv.flash.get("ZelFacMode"), "1")
 
 
 class PowerKey(AtOnce):
     def ended_by_the_power_key(self, *faults):
-        with Set("--mode", "2", arrange=faults) as tv:
+        with Set(mode="2", arrange=faults) as tv:
             tv.await_output("ZelGetFacAutoTestBurn u32Count:0")
             for code in (105, 161, 164):
-                tv.ctl("press", code)
-            self.assertEqual(tv.text("flash", "get", "ZelFacMode"), "2")
+                tv.press(code)
+            self.assertEqual(tv.flash.get("ZelFacMode"), "2")
             self.assertEqual(tv.line.receive(0.5), b"")
-            tv.ctl("press", 70)
+            tv.press(70)
             # The set restarts into normal operation, which is no mode of ours.
             self.assertEqual(tv.await_end(), 0)
-            rows = [json.loads(row) for row in (tv.state / "trace.jsonl").read_text().splitlines()]
-            output = tv.output()
+            rows, output = tv.trace_file(), tv.output()
         self.assertIn("=========ZEL_FACMODE:0=========", output)
         return output, rows
 
     def place(self, rows, **match):
-        for index, row in enumerate(rows):
-            if all(row.get(name) == value for name, value in match.items()):
-                return index
-        raise AssertionError(f"no {match} in the trace")
+        found = matching(rows, **match)
+        self.assertTrue(found, f"no {match} in the trace")
+        return rows.index(found[0])
 
     def check(self, *faults, failed=False):
         output, rows = self.ended_by_the_power_key(*faults)

@@ -3,9 +3,9 @@
 import unittest
 
 import runner
-import setlib
 from runner import AtOnce
-from setlib import NEVER, Set, empty, frame, result, status
+from setlib import NEVER, Set
+from zelfac import READY_FRAME, empty, frame, result, status
 
 ACKNOWLEDGED = [0x1287, 0x1289, 0x128B, 0x128C, 0x1290, 0x1291]
 ANSWERED_EMPTY = [0x1277, 0x127D, 0x127F, 0x1280]
@@ -44,7 +44,7 @@ class Receiver:
 class ReadyFrames(AtOnce):
     def test_until_connect_and_never_after(self):
         with Set() as tv:
-            tv.line.await_bytes(setlib.READY_FRAME * 2)
+            tv.line.await_bytes(READY_FRAME * 2)
             tv.line.connect()
             self.assertEqual(tv.line.receive(5), b"")
 
@@ -52,13 +52,8 @@ class ReadyFrames(AtOnce):
 class Commands(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        cls.tv = Set()
-        cls.tv.start()
+        cls.tv = cls.enterClassContext(Set())
         cls.tv.await_started()
-
-    @classmethod
-    def tearDownClass(cls):
-        cls.tv.__exit__()
 
     def ask(self, command, payload=b"", **options):
         return self.tv.line.ask(command, payload, **options)
@@ -70,7 +65,7 @@ class Commands(unittest.TestCase):
         requests = [command for command in range(0x1274, 0x12BB) if command != 0x1299]
         burst = b"".join(frame(command, fitting.get(command, b"RED_ON")) for command in requests)
         self.tv.line.send(burst)
-        heard = self.tv.line.receive(2).replace(setlib.READY_FRAME, b"")
+        heard = self.tv.line.receive(2).replace(READY_FRAME, b"")
         self.assertEqual(heard, b"")
         self.assertEqual(self.tv.trace(who="model", key="tovix.sl2.system.ctrl.led.gpio", call="set"), [])
 
@@ -116,11 +111,11 @@ class Commands(unittest.TestCase):
         serial = b"PCB-" + b"7" * 60
         self.assertEqual(self.ask(0x1274, serial), status(0x1274, 0))
         self.assertEqual(self.ask(0x1275), result(0x1275, serial))
-        self.assertEqual(self.tv.ctl("cat", "/var/local/ZelPcbSn").stdout, serial)
+        self.assertEqual(self.tv.cat("/var/local/ZelPcbSn"), serial)
         self.assertEqual(self.ask(0x1274, b"AB12"), status(0x1274, 0))
-        self.assertEqual(self.tv.ctl("cat", "/var/local/ZelPcbSn").stdout, b"AB12")
+        self.assertEqual(self.tv.cat("/var/local/ZelPcbSn"), b"AB12")
         self.assertEqual(self.ask(0x1298, b"PASS 1"), status(0x1298, 0))
-        self.assertEqual(self.tv.ctl("cat", "/var/local/ZelTestResult").stdout, b"PASS 1")
+        self.assertEqual(self.tv.cat("/var/local/ZelTestResult"), b"PASS 1")
 
     def test_3_addresses(self):
         for command, payload in ((0x1278, b"00:11:22:33:44:55"), (0x129D, b"MAC=66:55:44:33:22:11")):
@@ -128,8 +123,8 @@ class Commands(unittest.TestCase):
             mac = payload[-17:]
             self.assertEqual(self.ask(0x1279), result(0x1279, mac))
             self.assertEqual(self.ask(0x129E, b"MAC"), result(0x129E, mac))
-            self.assertEqual(self.tv.text("flash", "get", "macaddr").encode(), mac)
-        wifi = self.tv.text("model", "get", "tovix.sl2.str.network.mac-address-wifi").encode()
+            self.assertEqual(self.tv.flash.get("macaddr").encode(), mac)
+        wifi = self.tv.model.text("tovix.sl2.str.network.mac-address-wifi").encode()
         self.assertEqual(self.ask(0x127B), result(0x127B, wifi))
         self.assertEqual(self.ask(0x129E, b"WIFIMAC"), result(0x129E, wifi))
 
@@ -141,17 +136,17 @@ class Commands(unittest.TestCase):
         self.assertEqual(self.ask(0x128F, answers=2), status(0x128F, 0) * 2)
         for volume in (0, 100, 37):
             self.assertEqual(self.ask(0x129F, bytes([volume])), status(0x129F, 0))
-            self.assertEqual(tv.value("model", "get", "tovix.sl2.i32.sound.main.volume"), volume)
+            self.assertEqual(tv.model.get("tovix.sl2.i32.sound.main.volume"), volume)
         for text, value in ((b"RED_ON", 0), (b"RED_OFF", 1), (b"GREEN_OFF", 0), (b"GREEN_ON", 1)):
             self.assertEqual(self.ask(0x12A0, text), status(0x12A0, 0))
-            self.assertEqual(tv.value("model", "get", "tovix.sl2.system.ctrl.led.gpio"), value)
+            self.assertEqual(tv.model.get("tovix.sl2.system.ctrl.led.gpio"), value)
         for text, value in ((b"ASPECT=4_3", 1), (b"ASPECT=FULL", 2), (b"ASPECT=16_9", 0)):
             self.assertEqual(self.ask(0x12A5, text), status(0x12A5, 0))
-            self.assertEqual(tv.value("model", "get", "tovix.sl2.i32.video.format"), value)
+            self.assertEqual(tv.model.get("tovix.sl2.i32.video.format"), value)
 
     def test_3_panel(self):
         def levels():
-            return self.tv.value("model", "get", "tovix.sl2.action.system.gpio").get("pins", {})
+            return self.tv.model.get("tovix.sl2.action.system.gpio").get("pins", {})
 
         for text, pin, level in (
             (b"PANEL_VCC_OFF", "45", "0"),
@@ -164,33 +159,29 @@ class Commands(unittest.TestCase):
             self.assertEqual(levels(), others | {pin: level})
 
     def test_3_versions_and_times(self):
-        version = self.tv.text("model", "get", "tovix.sl2.str.qorfactory.software.version")
+        version = self.tv.model.text("tovix.sl2.str.qorfactory.software.version")
         self.assertEqual(self.ask(0x1297), result(0x1297, version.split(".", 1)[1].encode()))
         for command in (0x1296, 0x12AB):
             for text, sent in ((b"300", b"\x2c\x01\0\0"), (b"0", b"\x0a\0\0\0"), (b"1234abc", b"\xd2\x04\0\0")):
-                path = self.tv.folder / "running"
-                path.write_bytes(text)
-                self.tv.ctl("put", path, "/var/tvservice/tvRunningTime")
+                self.tv.put(text, "/var/tvservice/tvRunningTime")
                 self.assertEqual(self.ask(command), result(command, sent))
-        self.tv.ctl("rm", "/var/tvservice/tvRunningTime")
+        self.tv.rm("/var/tvservice/tvRunningTime")
         self.assertEqual(self.ask(0x1296), result(0x1296, b"\x0a\0\0\0"))
 
     def test_3_named_queries(self):
         for name in (b"SN", b"DEVICEID", b"TVID", b"UL", b"OTHER"):
             self.assertEqual(self.ask(0x129E, name), result(0x129E, b"xxx"))
         self.assertEqual(self.ask(0x129E, b"ESN"), result(0x129E, b"\x01"))
-        path = self.tv.folder / "esn"
-        path.write_bytes(b"E" * 60)
-        self.tv.ctl("put", path, "/certificate/netflix50/ESNID")
+        self.tv.put(b"E" * 60, "/certificate/netflix50/ESNID")
         self.assertEqual(self.ask(0x129E, b"ESN"), result(0x129E, b"E" * 43))
 
     def test_3_failing_model_calls(self):
         led = "tovix.sl2.system.ctrl.led.gpio"
         for step in ("proxy", "interface", "root", "connect", "operate"):
             key = led if step in ("connect", "operate") else "*"
-            self.tv.ctl("model", "fail", key, step, 7)
+            self.tv.model.fail(key, step, 7)
             self.assertEqual(self.ask(0x12A0, b"RED_ON"), status(0x12A0, 1), step)
-            self.tv.ctl("model", "fail", key, step, 0)
+            self.tv.model.fail(key, step, 0)
             self.assertEqual(self.ask(0x12A0, b"RED_ON"), status(0x12A0, 0), step)
 
     def test_4_damage_on_the_line(self):
@@ -206,12 +197,12 @@ class Commands(unittest.TestCase):
 
     def test_5_a_long_burst(self):
         """More bytes than 16 bits count, in one burst, with a command at its end."""
-        self.tv.ctl("line", "--baud", 0)
+        self.tv.disturb(baud=0)
         self.tv.line.send(bytes(70000) + frame(0x1290))
         self.assertEqual(self.tv.line.receive(NEVER, lambda data: len(data) >= 10), status(0x1290, 0))
         self.tv.line.send(bytes(307200 + 100) + frame(0x1291))
         self.assertEqual(self.tv.line.receive(NEVER, lambda data: len(data) >= 10), status(0x1291, 0))
-        self.tv.ctl("line", "--baud", 115200)
+        self.tv.disturb(baud=115200)
 
 
 class Leaving(AtOnce):

@@ -5,7 +5,8 @@ import time
 import unittest
 
 import runner
-from setlib import Set, status
+from setlib import Set
+from zelfac import status
 
 ADDRESS = "tovix.sl2.str.network.ip-address"
 ETHERNET = 0x12A5
@@ -36,18 +37,13 @@ SMUGGLED = [
 class Ping(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        cls.tv = Set(arrange=[("behave", "wired", "off")])
-        cls.tv.__enter__()
+        cls.tv = cls.enterClassContext(Set(arrange=[("behave", "wired", "off")]))
         cls.tv.await_started()
         cls.tv.line.connect()
 
-    @classmethod
-    def tearDownClass(cls):
-        cls.tv.__exit__()
-
     def ping(self, target):
         """Answer and shell commands of one ping command."""
-        self.tv.ctl("trace", "--clear")
+        self.tv.clear_trace()
         answer = self.tv.line.ask(ETHERNET, b"ETHPING=" + target.encode())
         return answer, self.tv.shell()
 
@@ -78,24 +74,22 @@ class Ping(unittest.TestCase):
         self.assertEqual(self.ping("1.1.1."), (status(ETHERNET, 1), []))
 
     def test_nothing_but_ping_runs(self):
-        before = self.tv.text("ls", "/tmp"), self.tv.text("ls", "/")
+        before = self.tv.ls("/tmp"), self.tv.ls("/")
         for target in SMUGGLED:
             answer, commands = self.ping(target)
             self.assertEqual(answer, status(ETHERNET, 1), target)
             self.assertEqual([shlex.split(command) for command in commands], [["ping", target, "-w", "1"]])
-        self.assertEqual((self.tv.text("ls", "/tmp"), self.tv.text("ls", "/")), before)
+        self.assertEqual((self.tv.ls("/tmp"), self.tv.ls("/")), before)
 
     def test_the_check_would_notice(self):
         """What the smuggled texts would leave behind is seen."""
-        path = self.tv.folder / "got"
-        path.write_bytes(b"")
-        self.assertNotIn("got", self.tv.text("ls", "/tmp"))
-        self.tv.ctl("put", path, "/tmp/got")
-        self.assertIn("got", self.tv.text("ls", "/tmp"))
-        self.tv.ctl("rm", "/tmp/got")
+        self.assertNotIn("got", self.tv.ls("/tmp"))
+        self.tv.put(b"", "/tmp/got")
+        self.assertIn("got", self.tv.ls("/tmp"))
+        self.tv.rm("/tmp/got")
 
     def test_a_set_with_an_address_does_not_ping(self):
-        self.tv.ctl("model", "set", ADDRESS, "192.168.1.57")
+        self.tv.model.set(ADDRESS, "192.168.1.57")
         try:
             for target in ("192.168.1.1", "192.168.1.200"):
                 self.assertEqual(self.ping(target), (status(ETHERNET, 0), []))
@@ -103,12 +97,12 @@ class Ping(unittest.TestCase):
             self.assertRegex(self.tv.output(), r" ZelDecodeFacAutoTestCommand \d+ eth connected!\n")
             self.assertEqual(self.tv.line.ask(0x1293), status(0x1293, 0))
             # An address that cannot be read is none.
-            self.tv.ctl("model", "fail", ADDRESS, "connect", 5)
+            self.tv.model.fail(ADDRESS, "connect", 5)
             self.assertEqual(self.ping("192.168.1.200"), (status(ETHERNET, 1), ["ping 192.168.1.200 -w 1"]))
             self.assertEqual(self.tv.line.ask(0x1293), status(0x1293, 1))
-            self.tv.ctl("model", "fail", ADDRESS, "connect", 0)
+            self.tv.model.fail(ADDRESS, "connect", 0)
         finally:
-            self.tv.ctl("model", "set", ADDRESS, "")
+            self.tv.model.set(ADDRESS, "")
         self.assertEqual(self.tv.line.ask(0x1293), status(0x1293, 1))
 
 

@@ -12,7 +12,10 @@ import time
 import runner
 import setlib
 from runner import AtOnce, cases
-from sticks import CUSTOMER, ITEMS, Folder, Idle, Update, crc, full_stick, in_parallel, key_content, trace_file, write
+from setlib import Set
+from sticks import Folder, Update, crc, full_stick, idle, in_parallel, installed, key_content, trace_file
+from zelfac import frame, status
+from zelfac.sticks import CUSTOMER, FILES, write
 
 KILLED = 128 + 9
 STRIDE = 1 if setlib.campaign() else 9
@@ -22,10 +25,9 @@ KEY_FILES = {crc(key_content(name, number)) for name in ("hdcp1", "ciplus") for 
 
 
 def make_stick(root):
-    stick = full_stick(root, TAKEN, address_range=f"{FIRST}--00-11-22-33-44-09\r\n")
+    stick = full_stick(root, TAKEN, addresses=f"{FIRST}--00-11-22-33-44-09\r\n")
     for name in ("hdcp1", "ciplus"):
-        folder, file, _, _ = ITEMS[name]
-        write(stick / CUSTOMER / folder / file.replace("_1", "_2"), key_content(name, 2))
+        write(stick / CUSTOMER / FILES[name].replace("_1.bin", "_2.bin"), key_content(name, 2))
     return stick
 
 
@@ -62,21 +64,21 @@ class PowerCut(AtOnce):
 
     def check_before_next_start(self, state):
         """What has to hold at once, while the application has not run again. Returns the installed keys."""
-        with Idle(state) as tv:
-            stick, keys = tv.read_stick(), set(tv.keys().values())
+        with idle(state) as tv:
+            stick, keys = tv.read_stick(), set(installed(tv).values())
             self.assertLessEqual(missing_keys(stick), keys, "a key file is gone that no set has")
             self.assertIn(offered(stick), (FIRST, SECOND))
             if offered(stick) == SECOND:
-                self.assertEqual([tv.text("flash", "get", "macaddr"), tv.text("meta", "get", 8)], [FIRST, FIRST])
+                self.assertEqual([tv.flash.get("macaddr"), tv.meta.get(8)], [FIRST, FIRST])
             return keys
 
     def check_next_start(self, state, keys):
         with Update(state=state) as tv:
             self.assertEqual(tv.outcome(), (1, ""))
-            stick, address = tv.read_stick(), tv.text("meta", "get", 8)
-            self.assertEqual(tv.text("flash", "get", "macaddr"), address)
+            stick, address = tv.read_stick(), tv.meta.get(8)
+            self.assertEqual(tv.flash.get("macaddr"), address)
             self.assertEqual(int(offered(stick)[-2:]), int(address[-2:]) + 1)
-            self.assertLessEqual(missing_keys(stick), keys | set(tv.keys().values()))
+            self.assertLessEqual(missing_keys(stick), keys | set(installed(tv).values()))
             self.assertEqual(tv.configuration()["brand"], "ACME")
 
     def sweep(self, make, first, check):
@@ -169,11 +171,11 @@ class SecondSet(AtOnce):
             step += wanted - done
 
     def pull_stick(self, state, target):
-        with Idle(state) as tv:
-            self.assertEqual(tv.text("flash", "get", "macaddr"), FIRST)
-            self.assertEqual(tv.text("flash", "get", "ZelFacMode"), "0", "the next start is a normal one")
+        with idle(state) as tv:
+            self.assertEqual(tv.flash.get("macaddr"), FIRST)
+            self.assertEqual(tv.flash.get("ZelFacMode"), "0", "the next start is a normal one")
             self.assertEqual(offered(tv.read_stick()), FIRST)
-            tv.ctl("usb", "read", "vu_sda1", target)
+            tv.copy_stick(target)
         return target
 
     def test_a_stick_that_goes_on_at_once_gives_its_address_twice(self):
@@ -181,42 +183,42 @@ class SecondSet(AtOnce):
             stick = self.pull_stick(self.cut_behind_the_address(folder), folder / "pulled")
             with Update(stick) as second:
                 self.assertEqual(second.outcome(), (1, ""))
-                self.assertEqual(second.text("meta", "get", 8), FIRST)
+                self.assertEqual(second.meta.get(8), FIRST)
 
     def test_a_stick_that_comes_back_first_does_not(self):
         with Folder() as folder:
             state = self.cut_behind_the_address(folder)
             self.pull_stick(state, folder / "pulled")
-            with Idle(state) as tv:
-                tv.ctl("flash", "set", "ZelFacMode", "3")
+            with idle(state) as tv:
+                tv.flash.set("ZelFacMode", "3")
             with Update(state=state) as first:
                 self.assertEqual(first.outcome(), (1, ""))
-                self.assertEqual(first.text("meta", "get", 8), FIRST)
-                first.ctl("usb", "read", "vu_sda1", folder / "moved on")
+                self.assertEqual(first.meta.get(8), FIRST)
+                first.copy_stick(folder / "moved on")
             with Update(folder / "moved on") as second:
                 self.assertEqual(second.outcome(), (1, ""))
-                self.assertEqual(second.text("meta", "get", 8), SECOND)
+                self.assertEqual(second.meta.get(8), SECOND)
 
 
 class ByHand(AtOnce):
     def test_the_next_step_after_ctl_asked_for_it(self):
-        with setlib.Set() as tv:
+        with Set() as tv:
             tv.line.connect()
-            self.assertEqual(tv.line.ask(0x1274, b"KEPT"), setlib.status(0x1274, 0))
+            self.assertEqual(tv.line.ask(0x1274, b"KEPT"), status(0x1274, 0))
             # Whatever the start still has to do would be the next step.
             rows = -1
             while rows != (rows := len(tv.trace())):
                 time.sleep(2)
             self.assertIn(b"--after N", tv.ctl("power-cut", "--after", "x", check=False).stderr)
-            tv.ctl("power-cut", "--after", 1)
-            tv.ctl("power-cut", "--after", 0)  # taken back
-            self.assertEqual(tv.line.ask(0x1274, b"KEPT"), setlib.status(0x1274, 0))
-            tv.ctl("power-cut", "--after", 1)
-            tv.line.send(setlib.frame(0x1274, b"LOST"))
+            tv.power_cut(1)
+            tv.power_cut(0)  # taken back
+            self.assertEqual(tv.line.ask(0x1274, b"KEPT"), status(0x1274, 0))
+            tv.power_cut(1)
+            tv.line.send(frame(0x1274, b"LOST"))
             self.assertEqual(tv.await_end(), KILLED)
             tv.stop()
             tv.start()
-            self.assertEqual(tv.ctl("cat", "/var/local/ZelPcbSn").stdout, b"KEPT")
+            self.assertEqual(tv.cat("/var/local/ZelPcbSn"), b"KEPT")
 
 
 if __name__ == "__main__":

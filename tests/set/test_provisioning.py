@@ -4,9 +4,11 @@ import re
 import unittest
 
 import runner
-from keylib import CONFIG, KeySet, PreparedSets, crc, entries
+from keylib import KeySet, PreparedSets, entries
 from runner import AtOnce
-from setlib import Set, result, status
+from setlib import Set
+from zelfac import result, status
+from zelfac.keyfiles import CONFIG, crc
 
 RANDOM_MAC = re.compile(r"00:00:00:[0-9A-F]{2}:[0-9A-F]{2}:[0-9A-F]{2}")
 EMPTY = "The line data is empty !"
@@ -27,9 +29,9 @@ class Addresses(AtOnce):
     def test_a_new_set_gets_a_random_address_and_keeps_it(self):
         with Set() as tv:
             tv.await_started()
-            mac = tv.text("flash", "get", "macaddr")
+            mac = tv.flash.get("macaddr")
             self.assertRegex(mac, f"^{RANDOM_MAC.pattern}$")
-            self.assertEqual(tv.text("meta", "get", 8), mac)
+            self.assertEqual(tv.meta.get(8), mac)
             self.assertNotEqual(mac, "00:00:00:00:00:00")
             self.assertIn(f"=========mac test 3333333:{mac} strlen():17\n", tv.output())
             tv.line.connect()
@@ -37,8 +39,8 @@ class Addresses(AtOnce):
             tv.stop()
             tv.start()
             tv.await_started()
-            self.assertEqual(tv.text("flash", "get", "macaddr"), mac)
-            self.assertEqual(tv.text("meta", "get", 8), mac)
+            self.assertEqual(tv.flash.get("macaddr"), mac)
+            self.assertEqual(tv.meta.get(8), mac)
             self.assertEqual(self.writes(tv), [])
             # As an assigned one is.
             tv.line.connect()
@@ -47,8 +49,8 @@ class Addresses(AtOnce):
             tv.stop()
             tv.start()
             tv.await_started()
-            self.assertEqual(tv.text("meta", "get", 8).encode(), assigned)
-            self.assertEqual(tv.text("flash", "get", "macaddr").encode(), assigned)
+            self.assertEqual(tv.meta.get(8).encode(), assigned)
+            self.assertEqual(tv.flash.get("macaddr").encode(), assigned)
             self.assertEqual(self.writes(tv), [])
 
     @staticmethod
@@ -61,14 +63,14 @@ class Addresses(AtOnce):
         for _ in range(2):
             with Set() as tv:
                 tv.await_started()
-                addresses.add(tv.text("meta", "get", 8))
+                addresses.add(tv.meta.get(8))
         self.assertEqual(len(addresses), 2)
 
     def test_an_address_that_cannot_be_kept_is_tried_again_at_the_next_start(self):
         with Set() as tv:
             tv.await_started()
             for place, item in (("flash", "macaddr"), ("meta", 8)):
-                tv.ctl("meta", "set", 8, "")
+                tv.meta.set(8, "")
                 tv.ctl(place, "fail", item, 6)
                 tv.stop()
                 tv.start()
@@ -89,7 +91,7 @@ class Addresses(AtOnce):
             done = tv.zelline("mac", "write", "66:55:44:33:22:11")
             self.assertEqual((done.returncode, done.stdout.strip()), (0, b"success"))
             self.assertEqual(tv.zelline("mac", "read").stdout.strip(), b"66:55:44:33:22:11")
-            self.assertEqual(tv.text("flash", "get", "macaddr"), "66:55:44:33:22:11")
+            self.assertEqual(tv.flash.get("macaddr"), "66:55:44:33:22:11")
 
 
 class Configurations(PreparedSets, unittest.TestCase):
@@ -99,10 +101,10 @@ class Configurations(PreparedSets, unittest.TestCase):
 
     def zero(self):
         for item in range(5):
-            self.tv.ctl("meta", "set", item, 0)
-        self.tv.ctl("meta", "set", 6, "")
-        self.tv.ctl("flash", "set", "brand", "")
-        self.tv.ctl("trace", "--clear")
+            self.tv.meta.set(item, 0)
+        self.tv.meta.set(6, "")
+        self.tv.flash.set("brand", "")
+        self.tv.clear_trace()
 
     def stored(self):
         return {place: self.tv.text(place[0], "get", place[1]) for _, _, place in LINES}
@@ -140,13 +142,13 @@ class Configurations(PreparedSets, unittest.TestCase):
 
     def test_everything_is_set(self):
         for name in ("db_table", "normal_start"):
-            self.tv.ctl("flash", "set", name, "1")
+            self.tv.flash.set(name, "1")
         data = "".join(value + "\r\n" for value in VALUES[:7]).encode()
         self.assertEqual(self.send(data)[0], result(CONFIG.command, crc(data)))
         self.assertEqual([self.stored()[place] for _, _, place in LINES], VALUES[:7])
         country, index = (f"tovix.sl2.i32.qorfactory.{key}" for key in ("country", "serialsdata.model.index"))
-        self.assertEqual([self.tv.value("model", "get", key) for key in (country, index)], [3, 6])
-        self.assertEqual([self.tv.text("flash", "get", name) for name in ("db_table", "normal_start")], ["0", "0"])
+        self.assertEqual([self.tv.model.get(key) for key in (country, index)], [3, 6])
+        self.assertEqual([self.tv.flash.get(name) for name in ("db_table", "normal_start")], ["0", "0"])
         self.assertEqual([row["value"] for row in self.tv.trace(who="meta", call="createAccessRouteFile")], [6])
 
     def test_empty_lines(self):
@@ -156,7 +158,7 @@ class Configurations(PreparedSets, unittest.TestCase):
         data = b"\r\n\r\n\n\r\n\r\n\n\r\n"
         # The stored brand is empty and agrees with any line; empty numbers are 0.
         self.assertEqual(self.expect(data, [None] * 7, labels), result(CONFIG.command, crc(data)))
-        self.tv.ctl("meta", "set", 2, 9)
+        self.tv.meta.set(2, 9)
         self.assertEqual(self.send(data)[0], status(CONFIG.command, 1), "an empty line does not agree with 9")
 
     def test_lines_of_255_characters(self):
@@ -175,10 +177,10 @@ class Configurations(PreparedSets, unittest.TestCase):
         data = b"7\0\xff\xfe\n" + b"8\x80\xff\r\n" + b"\xff9\n" + bytes(range(255, -1, -1)) * 3
         answer, _ = self.send(data)
         self.assertEqual(answer, result(CONFIG.command, crc(data)), "and agree with what was read")
-        self.assertEqual([self.tv.text("meta", "get", item) for item in (1, 2, 4, 3, 0)], ["7", "8", "0", "0", "0"])
+        self.assertEqual([self.tv.meta.get(item) for item in (1, 2, 4, 3, 0)], ["7", "8", "0", "0", "0"])
         self.assertEqual(entries(self.tv.staging()), ["CONFIG/"])
         # The set is as able as before.
-        self.tv.ctl("flash", "set", "brand", "")
+        self.tv.flash.set("brand", "")
         data = "".join(value + "\r\n" for value in VALUES[:7]).encode()
         self.assertEqual(self.send(data)[0], result(CONFIG.command, crc(data)))
 
@@ -193,7 +195,7 @@ class Configurations(PreparedSets, unittest.TestCase):
             self.assertEqual(answer, status(CONFIG.command, 1), what)
             self.assertRegex(output, r" ZelWriteConfigFile \d+ fail\n")
             self.assertEqual(len(self.tv.trace(who="flash", call="set", name="normal_start")), 1, "it goes on")
-            self.tv.ctl("trace", "--clear")
+            self.tv.clear_trace()
         self.assertEqual(self.send(data)[0], result(CONFIG.command, crc(data)))
 
     def test_a_stored_brand_is_compared_over_its_own_length(self):
@@ -201,7 +203,7 @@ class Configurations(PreparedSets, unittest.TestCase):
         self.assertEqual(self.send(data)[0], result(CONFIG.command, crc(data)))
         without = b"1\r\n1\r\n1\r\n\r\n1\r\n1\r\n"
         self.assertEqual(self.send(without)[0], status(CONFIG.command, 1), "ACME is stored, nothing is wanted")
-        self.tv.ctl("flash", "set", "brand", "")
+        self.tv.flash.set("brand", "")
         self.assertEqual(self.send(without)[0], result(CONFIG.command, crc(without)))
 
     def test_zelline(self):
@@ -210,8 +212,8 @@ class Configurations(PreparedSets, unittest.TestCase):
         file.write_bytes(data)
         done = self.tv.zelline("config", file)
         self.assertEqual(done.returncode, 0, done.stderr)
-        self.assertEqual(self.tv.text("meta", "get", 6), "ACME-43 ")
-        self.tv.ctl("meta", "fail", 1, 5, "--times", 1)
+        self.assertEqual(self.tv.meta.get(6), "ACME-43 ")
+        self.tv.meta.fail(1, 5, times=1)
         done = self.tv.zelline("config", file)
         self.assertEqual(done.returncode, 1, done.stderr)
 

@@ -6,7 +6,7 @@ import time
 import runner
 from radios import BLUETOOTH, DEVICES, ENDED, ended_search, searching, starts, switched_on
 from runner import AtOnce, cases
-from setlib import result, status
+from zelfac import result, status
 
 SIGNALS = "tovix.sl2.vint32.network.access-points.signal"
 SEARCH = "tovix.sl2.i32.network.enum.access-points.search"
@@ -45,7 +45,7 @@ class WithoutBluetooth(AtOnce):
         tv = self.look("[12,29,7]", 3)
         self.assertEqual(looks(tv)[:3], [(29, 0, 1, 0), (29, 0, 2, 0), (29, 0, 3, 0)])
         self.assertIn("wifidevice:3 APCount:1 m_u32WifiLevel:29\n", tv.output())
-        self.assertEqual(tv.value("model", "get", SEARCH), 1)
+        self.assertEqual(tv.model.get(SEARCH), 1)
         self.assertNotIn(ENDED, tv.output())
         self.assertTrue(self.progress(tv))
 
@@ -57,7 +57,7 @@ class WithoutBluetooth(AtOnce):
         self.assertIn(f"wifidevice:2 APCount:1 m_u32WifiLevel:{level}\n", tv.output())
         self.assertEqual(looks(tv), [(level, 0, 1, 0)])
         self.assertIn("fWifiScanning:0 fBTSearching:0\n", tv.output())
-        self.assertEqual(tv.value("model", "get", SEARCH), 0)
+        self.assertEqual(tv.model.get(SEARCH), 0)
         self.assertEqual(tv.line.ask(PROGRESS), result(PROGRESS, bytes([100])))
 
     def test_no_access_point_counts_no_round(self):
@@ -79,7 +79,7 @@ class Devices(AtOnce):
             self.assertEqual(output.count("fWifiScanning:0 fBTSearching:1\n"), 3)
             self.assertIn("fWifiScanning:0 fBTSearching:0\n", output)
             self.assertRegex(output, r" ZelBTSearchAP \d+ fail\n")
-            self.assertEqual(tv.value("model", "get", RADIO), 1)  # off again
+            self.assertEqual(tv.model.get(RADIO), 1)  # off again
             before = starts(tv)
             self.assertEqual(tv.line.ask(DEVICES), status(DEVICES, 0))
             self.assertEqual(starts(tv), before, "they were found: no further search")
@@ -88,7 +88,7 @@ class Devices(AtOnce):
         with ended_search(("behave", "bluetooth", "off")) as tv:
             self.assertEqual([turn[1:] for turn in looks(tv)], [(0, 1, 1), (0, 1, 2), (0, 1, 3), (0, 1, 4)])
             self.assertIn("fWifiScanning:0 fBTSearching:0\n", tv.output())
-            self.assertEqual(tv.value("model", "get", RADIO), 0)  # left on
+            self.assertEqual(tv.model.get(RADIO), 0)  # left on
             before = starts(tv)
             # The line may still ask for one more, which takes its time.
             begin = time.monotonic()

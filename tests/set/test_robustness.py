@@ -8,9 +8,9 @@ import tempfile
 import unittest
 
 import runner
-import setlib
 from runner import AtOnce
-from setlib import NEVER, SIMSET, ZELLINE, Set, result, status
+from setlib import NEVER, Set, run
+from zelfac import Line, programs, result, status
 
 
 def processes_of(state):
@@ -49,7 +49,7 @@ def descendants(pid):
 
 class Ends(AtOnce):
     def assert_nothing_left(self, tv, others):
-        Set.await_true(lambda: not any(pathlib.Path(f"/proc/{pid}").exists() for pid in others), "all processes to end")
+        tv.await_true(lambda: not any(pathlib.Path(f"/proc/{pid}").exists() for pid in others), "all processes to end")
         self.assertEqual(processes_of(tv.state), [])
         self.assertEqual(mounts_of(tv.state), [])
 
@@ -80,7 +80,7 @@ class Ends(AtOnce):
         self.end(lambda tv: tv.process.kill(), -signal.SIGKILL)
 
     def test_power_cut(self):
-        self.end(lambda tv: tv.ctl("power-cut"), 128 + signal.SIGKILL)
+        self.end(lambda tv: tv.power_cut(), 128 + signal.SIGKILL)
 
 
 class State(AtOnce):
@@ -88,32 +88,26 @@ class State(AtOnce):
         with Set() as tv:
             tv.line.connect()
             self.assertEqual(tv.line.ask(0x1274, b"KEPT"), status(0x1274, 0))
-            unsynced = tv.folder / "lost"
-            unsynced.write_bytes(b"x")
             tv.await_started()
-            tv.ctl("put", unsynced, "/var/local/lost")
-            tv.ctl("power-cut")
+            tv.put(b"x", "/var/local/lost")
+            tv.power_cut()
             tv.await_end()
             tv.stop()
             with Set(state=tv.state) as again:
                 again.line.connect()
                 self.assertEqual(again.line.ask(0x1275), result(0x1275, b"KEPT"))
-                self.assertNotIn("lost", again.text("ls", "/var/local"))
+                self.assertNotIn("lost", again.ls("/var/local"))
 
     def test_a_second_simset_on_the_same_state_is_refused(self):
         with Set() as tv:
-            done = subprocess.run(
-                [SIMSET, "run", "--state", tv.state, "--panel", "none"], capture_output=True, text=True, timeout=NEVER
-            )
+            done = run("simset", "run", "--state", tv.state, "--panel", "none")
             self.assertEqual(done.returncode, 2)
             self.assertIn(str(tv.process.pid), done.stderr)
             tv.line.connect()
 
     def test_ctl_without_a_running_set(self):
         with tempfile.TemporaryDirectory() as folder:
-            done = subprocess.run(
-                [SIMSET, "ctl", "--state", folder, "trace"], capture_output=True, text=True, timeout=NEVER
-            )
+            done = run("simset", "ctl", "--state", folder, "trace")
             self.assertEqual(done.returncode, 1)
             self.assertIn(f"no set runs on {folder}", done.stderr)
 
@@ -122,22 +116,16 @@ class State(AtOnce):
         with tempfile.TemporaryDirectory() as folder:
             script = (
                 f"mount -t tmpfs -o size=64k full {folder} && "
-                f"exec {SIMSET} run --state {folder}/state --panel none"
+                f"exec {programs.find('simset')} run --state {folder}/state --panel none"
             )
-            done = subprocess.run(
-                ["unshare", "--map-root-user", "--mount", "sh", "-c", script],
-                capture_output=True,
-                text=True,
-                timeout=NEVER,
-                stdin=subprocess.DEVNULL,
-            )
+            done = run("unshare", "--map-root-user", "--mount", "sh", "-c", script)
             self.assertNotIn(done.returncode, (0, 3), done.stderr)
             self.assertRegex(done.stderr.lower(), "full|no space")
             self.assertEqual(done.stdout, "")
 
     def test_unusable_arguments(self):
         for arguments in (["run"], ["run", "--state", "/proc/no/such"], ["run", "--state", "/tmp/x", "--mode", "9"], ["fly"]):
-            done = subprocess.run([SIMSET, *arguments], capture_output=True, text=True, timeout=NEVER)
+            done = run("simset", *arguments)
             self.assertEqual(done.returncode, 2, arguments)
             self.assertNotEqual(done.stderr, "")
 
@@ -147,7 +135,7 @@ class Ports(AtOnce):
         with Set() as tv:
             tv.line.close()
             listener = subprocess.Popen(
-                [ZELLINE, "--port", tv.ready["line"], "listen"], stdout=subprocess.PIPE, stderr=subprocess.PIPE
+                [programs.find("zelline"), "--port", tv.ready["line"], "listen"], stdout=subprocess.PIPE, stderr=subprocess.PIPE
             )
             try:
                 listener.stdout.read(1)  # a ready frame: the port is open
@@ -161,15 +149,15 @@ class Ports(AtOnce):
             self.assertEqual(tv.zelline("connect").returncode, 0)
 
     def test_a_missing_port(self):
-        done = subprocess.run([ZELLINE, "--port", "/dev/no-such-port", "connect"], capture_output=True, timeout=NEVER)
+        done = run("zelline", "--port", "/dev/no-such-port", "connect")
         self.assertEqual(done.returncode, 4)
-        self.assertIn(b"/dev/no-such-port", done.stderr)
+        self.assertIn("/dev/no-such-port", done.stderr)
 
     def test_a_port_that_is_lost(self):
         with Set() as tv:
             tv.line.close()
             waiting = subprocess.Popen(
-                [ZELLINE, "--port", tv.ready["line"], "--timeout", "20000", "listen"],
+                [programs.find("zelline"), "--port", tv.ready["line"], "--timeout", "20000", "listen"],
                 stdout=subprocess.PIPE,
                 stderr=subprocess.PIPE,
             )
@@ -188,12 +176,8 @@ class Locked(unittest.TestCase):
             'exec setpriv --bounding-set=-all --inh-caps=-all --ambient-caps=-all "$0" "$@"'
         )
         with tempfile.TemporaryDirectory() as folder:
-            done = subprocess.run(
-                ["unshare", "--map-root-user", "sh", "-c", script, SIMSET, "run", "--state", folder + "/s", "--panel", "none"],
-                capture_output=True,
-                text=True,
-                timeout=NEVER,
-            )
+            simset = [programs.find("simset"), "run", "--state", folder + "/s", "--panel", "none"]
+            done = run("unshare", "--map-root-user", "sh", "-c", script, *simset)
             self.assertEqual(done.returncode, 3, done.stderr)
             self.assertRegex(done.stderr, "max_user_namespaces|unprivileged_userns_clone|seccomp|SYS_ADMIN")
 
@@ -206,7 +190,7 @@ class OrdinaryUser(unittest.TestCase):
         os.chown(folder, 65534, 65534)
         try:
             process = subprocess.Popen(
-                ["setpriv", "--reuid=65534", "--regid=65534", "--clear-groups", SIMSET, "run", "--state", folder + "/state",
+                ["setpriv", "--reuid=65534", "--regid=65534", "--clear-groups", programs.find("simset"), "run", "--state", folder + "/state",
                  "--panel", "none"],
                 stdout=subprocess.PIPE,
                 cwd="/",
@@ -214,7 +198,7 @@ class OrdinaryUser(unittest.TestCase):
             )
             line = process.stdout.readline()
             self.assertTrue(line)
-            end = setlib.Line(folder + "/state/line")
+            end = Line(folder + "/state/line")
             end.connect()
             self.assertEqual(end.ask(0x1274, b"USER"), status(0x1274, 0))
             self.assertEqual(end.ask(0x1275), result(0x1275, b"USER"))

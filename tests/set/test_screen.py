@@ -6,7 +6,7 @@ import runner
 from font import DEJAVU, Font
 from panel import TEXT, PanelSet, PanelTest
 from runner import cases
-from setlib import status
+from zelfac import status
 
 
 class Screen(PanelTest):

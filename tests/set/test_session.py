@@ -6,7 +6,8 @@ import unittest
 import zlib
 
 import runner
-from setlib import Set, empty, frame, result, status
+from setlib import Set
+from zelfac import frame, result, status
 
 SIGNALS = "tovix.sl2.vint32.network.access-points.signal"
 KEY_FILE = bytes(range(256)) * 4 + b"end"
@@ -40,8 +41,8 @@ class Session(unittest.TestCase):
             codes = iter([70, 161, 162, 163, 164, 166, 168, 105, 106, 1] * 100)
             lines = iter([":am,x,:log=off", ":am,x,:log=on", ":am,x,:pause=1", ":am,x,:resume=[a,b]", "hello", ":x,y:z=1", ":"] * 100)
             workers = [
-                keep(lambda: tv.ctl("press", next(codes)), 0.3),
-                keep(lambda: tv.ctl("am", next(lines)), 0.4),
+                keep(lambda: tv.press(next(codes)), 0.3),
+                keep(lambda: tv.am(next(lines)), 0.4),
                 keep(lambda: tv.ctl("trace"), 0.7),
             ]
             try:
@@ -60,7 +61,7 @@ class Session(unittest.TestCase):
                 for worker in workers:
                     worker.join()
             self.assertEqual(troubles, [])
-            tv.ctl("am", ":am,x,:log=on")
+            tv.am(":am,x,:log=on")
             tv.await_output("pthread_exit ZelWifiScanThread")
             tv.line.send(frame(0x1299))
             ended = tv.await_end()

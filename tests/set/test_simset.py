@@ -4,24 +4,21 @@ import os
 import pathlib
 import shutil
 import signal
-import subprocess
 import tempfile
 import threading
 
 import runner
 from runner import AtOnce
-from setlib import NEVER, SIMSET, ZELLINE, Set
-
-APPLICATION = SIMSET.parent / "ZelFacTest_Eu4K"
+from setlib import NEVER, Set, run
+from zelfac import programs
 
 
 class Files(AtOnce):
     def test_what_the_set_is_built_on_is_not_removed(self):
         with Set() as tv:
-            (tv.folder / "file").write_bytes(b"x")
-            tv.ctl("put", tv.folder / "file", "/var/local/folder/file")
-            tv.ctl("put", tv.folder / "file", "/own/file")
-            before = {folder: tv.text("ls", folder) for folder in ("/", "/bin/", "/dev", "/var/local", "/config/font")}
+            tv.put(b"x", "/var/local/folder/file")
+            tv.put(b"x", "/own/file")
+            before = {folder: tv.ls(folder) for folder in ("/", "/bin/", "/dev", "/var/local", "/config/font")}
             for path in (
                 "/", "//", "/.", "/bin", "/usr", "/dev", "/dev/", "/dev/ttyS0", "/proc", "/var", "/var/local", "/zodata",
                 "/config/../bin", "/var/local/.", "/var/local/..", "/proc/self/root", "/simset", "/tmp", "/mnt/usb",
@@ -29,11 +26,11 @@ class Files(AtOnce):
                 done = tv.ctl("rm", path, check=False)
                 self.assertEqual(done.returncode, 1, path)
                 self.assertNotEqual(done.stderr, b"", path)
-                self.assertEqual({folder: tv.text("ls", folder) for folder in before}, before, path)
-            tv.ctl("rm", "/var/local/folder")
-            tv.ctl("rm", "/own/")
-            self.assertNotIn("folder", tv.text("ls", "/var/local").split())
-            self.assertNotIn("own", tv.text("ls", "/").split())
+                self.assertEqual({folder: tv.ls(folder) for folder in before}, before, path)
+            tv.rm("/var/local/folder")
+            tv.rm("/own/")
+            self.assertNotIn("folder", tv.ls("/var/local"))
+            self.assertNotIn("own", tv.ls("/"))
 
 
 # An application that starts DirectFB, and in which another thread then writes to address 0. Python's fault handler
@@ -59,9 +56,9 @@ class Faults(AtOnce):
             application = held.folder / "faulty"
             application.write_text(FAULTY)
             application.chmod(0o755)
-            with Set("--app", str(application), state=held.state) as tv:
+            with Set(app=application, state=held.state) as tv:
                 self.assertEqual(tv.await_end(), 128 + signal.SIGSEGV)
-                said = (tv.state / "app.err").read_text()
+                said = tv.output("err")
                 self.assertIn("Fatal Python error: Segmentation fault", said)
 
 
@@ -74,24 +71,18 @@ class Panel(AtOnce):
             self.assertEqual(len(servers), 1)
             os.kill(int(servers[0]), signal.SIGKILL)
             self.assertEqual(tv.await_end(), 5)
-            self.assertIn("X server has ended", (tv.folder / "simset.err").read_text())
+            self.assertIn("X server has ended", tv.errors())
 
     def test_a_set_is_not_made_without_the_font(self):
         """The machine's font is hidden in a namespace of its own."""
         with tempfile.TemporaryDirectory() as folder:
-            run = [SIMSET, "run", "--state", folder + "/state", "--panel", "none"]
-            script = 'mount -t tmpfs none /usr/share/fonts && exec "$0" "$@"'
-            done = subprocess.run(
-                ["unshare", "--map-root-user", "--mount", "sh", "-c", script, *run],
-                capture_output=True,
-                text=True,
-                timeout=NEVER,
-                stdin=subprocess.DEVNULL,
-            )
+            simset = [programs.find("simset"), "run", "--state", folder + "/state", "--panel", "none"]
+            script = ["sh", "-c", 'mount -t tmpfs none /usr/share/fonts && exec "$0" "$@"']
+            done = run("unshare", "--map-root-user", "--mount", *script, *simset)
             self.assertEqual(done.returncode, 6, done.stderr)
             self.assertIn("fonts-dejavu-core", done.stderr)
             with Set(state=folder + "/state") as tv:
-                self.assertIn("DejaVuSans.ttf", tv.text("ls", "/config/font"))
+                self.assertIn("DejaVuSans.ttf", tv.ls("/config/font"))
 
 
 class Arguments(AtOnce):
@@ -104,7 +95,7 @@ class Arguments(AtOnce):
             self.assertEqual(list((tv.state / "usb").iterdir()), [])
 
     def test_the_help_lists_every_verb(self):
-        said = subprocess.run([SIMSET, "ctl", "--help"], capture_output=True, text=True, timeout=NEVER).stdout
+        said = run("simset", "ctl", "--help").stdout
         for verb in ("apm fail", "execute", "behave", "line --unplug|--plug", "reboot", "am LINE", "power-cut"):
             self.assertIn(verb, said)
 
@@ -124,9 +115,9 @@ class Line(AtOnce):
                     terminals.extend(os.openpty())
                 self.assertTrue(link.is_symlink())
                 self.assertFalse(link.exists())
-                done = subprocess.run([ZELLINE, "--port", link, "connect"], capture_output=True, timeout=NEVER)
+                done = run("zelline", "--port", link, "connect")
                 self.assertEqual(done.returncode, 4)
-                self.assertIn(str(link).encode(), done.stderr)
+                self.assertIn(str(link), done.stderr)
             finally:
                 for terminal in terminals:
                     os.close(terminal)
@@ -144,22 +135,22 @@ class Power(AtOnce):
             for thread in asking:
                 thread.join(NEVER)
             self.assertEqual(ended, [0] * 4)
-            self.assertEqual(tv.text("flash", "get", "ZelFacMode"), "1")
+            self.assertEqual(tv.flash.get("ZelFacMode"), "1")
             tv.process.send_signal(signal.SIGTERM)
             self.assertEqual(tv.await_end(), 0)
 
     def test_a_reboot_without_an_application_ends_the_set(self):
         with Set() as held:
             application = held.folder / "application"
-            shutil.copy(APPLICATION, application)
+            shutil.copy(programs.find("ZelFacTest_Eu4K"), application)
             held.stop()
-            with Set("--app", str(application), state=held.state) as tv:
+            with Set(app=application, state=held.state) as tv:
                 application.unlink()
                 done = tv.ctl("reboot", check=False)
                 self.assertEqual(done.returncode, 1)
                 self.assertIn(b"went off", done.stderr)
                 self.assertNotEqual(tv.await_end(), 0)
-                self.assertIn("application", (tv.folder / "simset.err").read_text())
+                self.assertIn("application", tv.errors())
 
 
 if __name__ == "__main__":

@@ -1,11 +1,13 @@
 """Every input of the line: what the source check switches to, what it resets, and which tables it asks for."""
 
+import contextlib
 import json
 import unittest
 
 import runner
 from runner import AtOnce
-from setlib import Set, status
+from setlib import Set
+from zelfac import status
 
 SOURCE = "tovix.sl2.action.source.switch"
 TUNERS = "tovix.sl2.table.favouritelist.list"
@@ -50,14 +52,14 @@ class Checked:
     """What came of a source check."""
 
     def __init__(self, tv, name):
-        tv.ctl("trace", "--clear")
-        tv.ctl("model", "set", AUTOMATIC_VOLUME, 1)
+        tv.clear_trace()
+        tv.model.set(AUTOMATIC_VOLUME, 1)
         for key in RESET:
-            tv.ctl("model", "set", key, [7, 7, 7, 7])
+            tv.model.set(key, [7, 7, 7, 7])
         self.passed = {status(0x1288, 0): True, status(0x1288, 1): False}[tv.line.ask(0x1288, name.encode())]
-        places = [tv.value("model", "get", key)[place] for key, place in RESET.items()]
-        self.sound_reset = [tv.value("model", "get", AUTOMATIC_VOLUME), *places] == [0, 0, 0]
-        self.switched = tv.value("model", "get", SOURCE)
+        places = [tv.model.get(key)[place] for key, place in RESET.items()]
+        self.sound_reset = [tv.model.get(AUTOMATIC_VOLUME), *places] == [0, 0, 0]
+        self.switched = tv.model.get(SOURCE)
         tables = [row["key"] for row in tv.trace(who="model", call="iterator")]
         self.asked = {table: tables.count(table) for table in set(tables)}
 
@@ -66,8 +68,8 @@ class Tables:
     """The tuners and reference channels of a set, from its tables."""
 
     def __init__(self, tv):
-        self.tuner = {name: identity for identity, name in tv.value("model", "get", TUNERS)}
-        self.channels = tv.value("model", "get", CHANNELS)
+        self.tuner = {name: identity for identity, name in tv.model.get(TUNERS)}
+        self.channels = tv.model.get(CHANNELS)
 
     def reference(self, name):
         found = [row[2] for row in self.channels[self.tuner[name]] if REFERENCE[name] + ";" in row[3] + ";"]
@@ -75,25 +77,21 @@ class Tables:
         return found[0]
 
 
+@contextlib.contextmanager
 def connected(*arrange):
-    tv = Set(arrange=QUIET + list(arrange))
-    tv.__enter__()
-    tv.await_started()
-    tv.line.connect()
-    tv.await_output("pthread_exit ZelWifiScanThread")
-    tv.await_printed()
-    return tv
+    with Set(arrange=QUIET + list(arrange)) as tv:
+        tv.await_started()
+        tv.line.connect()
+        tv.await_output("pthread_exit ZelWifiScanThread")
+        tv.await_printed()
+        yield tv
 
 
 class EveryInput(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        cls.tv = connected()
+        cls.tv = cls.enterClassContext(connected())
         cls.tables = Tables(cls.tv)
-
-    @classmethod
-    def tearDownClass(cls):
-        cls.tv.__exit__()
 
     def test_external_inputs(self):
         for name, source in EXTERNAL.items():
@@ -127,7 +125,7 @@ class EveryInput(unittest.TestCase):
 
     def test_a_refused_switch(self):
         before = Checked(self.tv, "HDMI3").switched
-        self.tv.ctl("model", "fail", SOURCE, "operate", 8, "--times", 1)
+        self.tv.model.fail(SOURCE, "operate", 8, times=1)
         done = Checked(self.tv, "HDMI2")
         self.assertFalse(done.passed)
         self.assertTrue(done.sound_reset)
@@ -135,11 +133,11 @@ class EveryInput(unittest.TestCase):
         self.tv.await_output("invoke failed, ret = 8\n")
 
     def test_failed_sound_writes_are_told_and_do_not_count(self):
-        self.tv.ctl("model", "fail", "tovix.sl2.*.sound.*", "connect", 9)
+        self.tv.model.fail("tovix.sl2.*.sound.*", "connect", 9)
         self.tv.await_printed()
         before = self.tv.output().count(" ZelUartCmdSourceCheck ")
         done = Checked(self.tv, "HDMI3")
-        self.tv.ctl("model", "fail", "tovix.sl2.*.sound.*", "connect", 0)
+        self.tv.model.fail("tovix.sl2.*.sound.*", "connect", 0)
         self.assertTrue(done.passed)
         self.assertFalse(done.sound_reset)
         self.assertEqual(done.switched["source"], "HDMI3")
@@ -148,11 +146,6 @@ class EveryInput(unittest.TestCase):
 
 
 class Learning(AtOnce):
-    def arranged(self, *arrange):
-        tv = connected(*arrange)
-        self.addCleanup(tv.__exit__)
-        return tv
-
     def check(self, tv, name, passed, asked, source=None):
         done = Checked(tv, name)
         self.assertEqual((done.passed, done.sound_reset, done.asked), (passed, True, asked), name)
@@ -160,14 +153,14 @@ class Learning(AtOnce):
             self.assertEqual(done.switched["source"], source)
 
     def test_the_first_check_learns_and_the_second_asks_nothing(self):
-        tv = self.arranged(("model", "fail", TUNERS, "connect", "9", "--times", "1"))
+        tv = self.enterContext(connected(("model", "fail", TUNERS, "connect", "9", "--times", "1")))
         self.assertIn(" ZelSetPresetChannel 2303 fail\n", tv.output())
         self.assertNotIn("ZelGetDvbChannelList", tv.output())
         self.check(tv, "DTV", True, {TUNERS: 1, CHANNELS: 3}, "TV")
         self.check(tv, "DTV", True, {}, "TV")
 
     def test_a_list_that_failed_is_asked_for_again_alone(self):
-        tv = self.arranged(("model", "fail", CHANNELS, "rows", "6", "--times", "1"))
+        tv = self.enterContext(connected(("model", "fail", CHANNELS, "rows", "6", "--times", "1")))
         self.assertIn(" ZelSetPresetChannel 2312 fail\n", tv.output())
         self.assertIn("readNextRow failed, ret = 6\n", tv.output())
         self.check(tv, "ATV", True, {CHANNELS: 1}, "TV")
@@ -179,7 +172,7 @@ class Learning(AtOnce):
             "tuner-a": [["tuner-a", "1", "list-a", "frequency=60000", "ATV", "A"]],
             "tuner-t": [["tuner-t", "1", "list-t", "frequency=666000;system=DVB-T2", "DTV", "T"]],
         }
-        tv = self.arranged(("model", "set", TUNERS, json.dumps(tuners)), ("model", "set", CHANNELS, json.dumps(channels)))
+        tv = self.enterContext(connected(("model", "set", TUNERS, json.dumps(tuners)), ("model", "set", CHANNELS, json.dumps(channels))))
         self.assertIn("ZelGetDvbUuid readNextRows delay:500 ms\n", tv.output())
         again = {TUNERS: 1}  # the missing one is looked for with every check
         self.check(tv, "DTV-S2", False, again)
@@ -188,7 +181,7 @@ class Learning(AtOnce):
         self.check(tv, "HDMI1", True, again, "HDMI1")
 
     def test_a_tuner_table_that_stays_empty(self):
-        tv = self.arranged(("model", "set", TUNERS, "[]"))
+        tv = self.enterContext(connected(("model", "set", TUNERS, "[]")))
         output = tv.output()
         self.assertIn("ZelGetDvbUuid totalCount delay:500 ms\n ZelGetDvbUuid 3062 m_i32ChannelCount:0\n", output)
         self.assertIn("ZelGetDvbUuid readNextRows delay:500 ms\n", output)
@@ -197,13 +190,13 @@ class Learning(AtOnce):
         self.check(tv, "VGA", True, {TUNERS: 1}, "VGA")
 
     def test_channel_tables_that_stay_empty(self):
-        tv = self.arranged(("model", "set", CHANNELS, "{}"))
+        tv = self.enterContext(connected(("model", "set", CHANNELS, "{}")))
         self.assertEqual(tv.output().count(" ZelGetDvbChannelList 2761 m_i32ChannelCount:0 delay:500 ms\n"), 3)
         self.assertNotIn(" ZelSetPresetChannel ", tv.output())
         self.check(tv, "DTV-C", False, {CHANNELS: 3})
 
     def test_a_preset_that_is_never_reported(self):
-        tv = self.arranged(("behave", "preset", "off"))
+        tv = self.enterContext(connected(("behave", "preset", "off")))
         self.assertIn("u8DelayCount = 100 delay:5100 ms\n", tv.output())
         self.assertNotIn(" ZelSetPresetChannel ", tv.output())
         rows = tv.trace(who="model", key=PRESET)
@@ -212,7 +205,7 @@ class Learning(AtOnce):
         self.check(tv, "DTV", True, {}, "TV")
 
     def test_a_preset_that_is_reported_soon(self):
-        tv = self.arranged(("behave", "preset", "0"))
+        tv = self.enterContext(connected(("behave", "preset", "0")))
         self.assertIn("u8DelayCount = 0 delay:100 ms\n", tv.output())
 
 

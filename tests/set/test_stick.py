@@ -1,17 +1,17 @@
 """Sample sticks, and what the check foretells: held against what a set does with the same stick."""
 
 import json
-import subprocess
 
 import runner
-import setlib
 import sticks
 from runner import AtOnce, cases
-from sticks import CUSTOMER, Folder, Update, write
+from setlib import run
+from sticks import Folder, Update
+from zelfac.sticks import CUSTOMER, write
 
 
 def stick(verb, folder, *options):
-    return subprocess.run([setlib.SIMSET, "stick", verb, str(folder), *options], capture_output=True, timeout=setlib.NEVER)
+    return run("simset", "stick", verb, folder, *options)
 
 
 def made(folder, *options):
@@ -94,7 +94,7 @@ class Stick(AtOnce):
                 self.assertEqual(expected["sets"], sets)
             # A set that has a configuration already: what a line of the file leaves out differs from it.
             settings = [("meta", "set", item, 7) for item in range(5)] + [("flash", "set", "brand", "OLD")]
-            with Update(root, faults=settings) as tv:
+            with Update(root, arrange=settings) as tv:
                 before = tv.read_stick()
                 self.assertEqual(tv.outcome(), (expected["status"], expected["message"]))
                 imported = " ret1:-1 " not in tv.output()
@@ -120,12 +120,12 @@ class Stick(AtOnce):
         with Folder() as folder:
             root = made(folder / "s")
             done = stick("check", root)
-            self.assertEqual((done.returncode, done.stderr), (0, b""))
-            self.assertIn(b'end with status 1 and show "Update Config OK"', done.stdout)
+            self.assertEqual((done.returncode, done.stderr), (0, ""))
+            self.assertIn('end with status 1 and show "Update Config OK"', done.stdout)
             (root / CUSTOMER / "MAC" / "mac.txt").rename(root / CUSTOMER / "MAC" / "Mac\n.TXT")
             done = stick("check", root)
             self.assertEqual(done.returncode, 1)
-            self.assertIn(rb"problem: RW9602CustomerFile/MAC/Mac\x0a.TXT: is not seen by a set", done.stdout)
+            self.assertIn(r"problem: RW9602CustomerFile/MAC/Mac\x0a.TXT: is not seen by a set", done.stdout)
 
     def test_unusable_arguments(self):
         with Folder() as folder:

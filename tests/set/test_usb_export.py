@@ -1,9 +1,9 @@
 """The set's own configuration onto a USB stick, and back from it."""
 
 import runner
-import sticks
 from runner import AtOnce, cases
-from sticks import COPY, Folder, Update, write
+from sticks import Folder, Update
+from zelfac.sticks import COPY, CUSTOMER, write
 
 EXPORTED = f"{COPY}/CONFIG/CONFIG.bin"
 CONFIGURATION = {0: 15, 1: 11, 2: 12, 3: 14, 4: 13, "brand": "NORD LICHT"}
@@ -27,18 +27,18 @@ class Export(AtOnce):
             stick = folder / "stick"
             write(stick / "USB.ZEL", "")
             write(stick / COPY / "old.txt", "left by another set")
-            with Update(stick, faults=SETTINGS) as tv:
+            with Update(stick, arrange=SETTINGS) as tv:
                 self.assertEqual(tv.outcome(), (3, ""))
                 tv.await_true(lambda: tv.led() == (0, 1), "the steady light")
                 self.assertIn(" ret1:-1 ret2:1 ", tv.output())
-                self.assertNotIn(".superwatch12", tv.text("ls", "/var/run"))
+                self.assertNotIn(".superwatch12", tv.ls("/var/run"))
                 self.assertEqual(tv.read_stick(), {"USB.ZEL": b"", EXPORTED: TEXT})
                 # The set itself keeps what it had, and asks for no new databases.
                 self.assertEqual(tv.configuration(), CONFIGURATION)
                 self.assertEqual([row for row in tv.trace(who="flash", call="set") if row["name"] == "db_table"], [])
-                tv.ctl("usb", "read", "vu_sda1", folder / "read")
+                tv.copy_stick(folder / "read")
             content = (folder / "read" / EXPORTED).read_bytes()
-            write(folder / "second" / sticks.CUSTOMER / "CONFIG" / "CONFIG.bin", content)
+            write(folder / "second" / CUSTOMER / "CONFIG" / "CONFIG.bin", content)
             with Update(folder / "second") as tv:
                 self.assertEqual(tv.outcome(), (1, ""))
                 self.assertEqual(tv.configuration(), CONFIGURATION)
@@ -48,7 +48,7 @@ class Export(AtOnce):
         fault, message = case
         with Folder() as folder:
             write(folder / "stick" / "USB.ZEL", "")
-            with Update(folder / "stick", faults=[*SETTINGS, fault]) as tv:
+            with Update(folder / "stick", arrange=[*SETTINGS, fault]) as tv:
                 self.assertEqual(tv.outcome(), (4, message))
                 self.assertEqual(tv.led()[0], 1)
                 self.assertIn(EXPORTED, tv.read_stick())
@@ -59,7 +59,7 @@ class Export(AtOnce):
             write(folder / "stick" / "USB.ZEL", "")
             # It is asked for 6 s later than the set can be told.
             with Update(folder / "stick") as tv:
-                tv.ctl("behave", "supervisor", answer)
+                tv.behave("supervisor", answer)
                 self.assertEqual(tv.outcome(), (3, "oem;"))
 
     def test_no_stick(self):
@@ -70,7 +70,7 @@ class Export(AtOnce):
             # The set's own root takes nothing.
             self.assertEqual((status, message), (4, "Config.bin;"))
             self.assertEqual(tv.led()[0], 1)
-            self.assertNotIn(COPY, tv.text("ls", "/"))
+            self.assertNotIn(COPY, tv.ls("/"))
 
     def test_a_write_protected_stick(self):
         with Folder() as folder:

@@ -3,10 +3,10 @@
 import runner
 import sticks
 from runner import AtOnce, cases
-from sticks import CHECK, ENCRYPT, FLICKER, ITEMS, KEYS, LED, Folder, Update, full_stick, key_content, write
+from sticks import CHECK, ENCRYPT, ERRORS, FLICKER, KEYS, Folder, Update, full_stick, installed, key_content
+from zelfac.sticks import CUSTOMER, FILES, write
 
 STICK = "/mnt/usb/sda1"
-CUSTOMER = f"{STICK}/{sticks.CUSTOMER}"
 MOUNTED = [
     "/zodata/critical", "/zodata/factory", "/zodata/model", "/var/local", "/var/run", "/vendor/tvconfig/config",
     "/config", "/serialdata", "/certificate",
@@ -64,73 +64,73 @@ class Import(AtOnce):
         with Folder() as folder, Update(full_stick(folder / "stick", oem=True)) as tv:
             self.assertEqual(tv.outcome(), (1, ""))
             tv.await_true(lambda: tv.led() == (0, 1), "the steady light")
-            self.assertEqual(tv.keys(), {name: sticks.crc(key_content(name)) for name in KEYS})
+            self.assertEqual(installed(tv), {name: sticks.crc(key_content(name)) for name in KEYS})
             self.assertEqual(
                 tv.configuration(), {0: 5, 1: 1, 2: 2, 3: 4, 4: 3, "brand": "ACME"}
             )
-            self.assertEqual(tv.text("meta", "get", 6), "ACME-43")
-            self.assertEqual(tv.text("meta", "get", 8), "00-11-22-33-44-FE")
-            self.assertEqual(tv.text("flash", "get", "macaddr"), "00-11-22-33-44-FE")
-            self.assertEqual(tv.text("flash", "get", "db_table"), "0")
-            self.assertEqual(tv.text("flash", "get", "normal_start"), "0")
-            self.assertEqual(tv.value("model", "get", "tovix.sl2.i32.qorfactory.country"), 1)
-            self.assertEqual(tv.value("model", "get", "tovix.sl2.i32.qorfactory.serialsdata.model.index"), 5)
-            self.assertEqual(tv.text("flash", "get", "ZelFacMode"), "3")
+            self.assertEqual(tv.meta.get(6), "ACME-43")
+            self.assertEqual(tv.meta.get(8), "00-11-22-33-44-FE")
+            self.assertEqual(tv.flash.get("macaddr"), "00-11-22-33-44-FE")
+            self.assertEqual(tv.flash.get("db_table"), "0")
+            self.assertEqual(tv.flash.get("normal_start"), "0")
+            self.assertEqual(tv.model.get("tovix.sl2.i32.qorfactory.country"), 1)
+            self.assertEqual(tv.model.get("tovix.sl2.i32.qorfactory.serialsdata.model.index"), 5)
+            self.assertEqual(tv.flash.get("ZelFacMode"), "3")
             self.assert_stick_left(tv, gone=KEYS, address_range="00-11-22-33-44-FF--00-11-22-33-44-FF\r\n")
             self.assert_open(tv)
             self.assertEqual(tv.text("cat", "/var/run/superwatch"), "13")
-            self.assertNotIn(".superwatch13", tv.text("ls", "/var/run"))
+            self.assertNotIn(".superwatch13", tv.ls("/var/run"))
 
     def assert_stick_left(self, tv, gone, address_range):
-        left = {path: content for path, content in tv.read_stick().items() if path.startswith(sticks.CUSTOMER)}
-        expected = {f"{sticks.CUSTOMER}/ZelFacTest_Eu4K": b""}
-        for name in set(ITEMS) - set(gone):
-            path = f"{sticks.CUSTOMER}/{ITEMS[name][0]}/{ITEMS[name][1]}"
+        left = {path: content for path, content in tv.read_stick().items() if path.startswith(CUSTOMER)}
+        expected = {f"{CUSTOMER}/ZelFacTest_Eu4K": b""}
+        for name in set(FILES) - set(gone):
+            path = f"{CUSTOMER}/{FILES[name]}"
             expected[path] = {"config": sticks.CONFIG.encode(), "mac": address_range.encode()}.get(name) or key_content(name)
         self.assertEqual(left, expected)
 
     def assert_open(self, tv):
         """The partitions that an update writes to can be written."""
-        flags = {fields[1]: fields[3].split(",")[0] for fields in map(str.split, tv.text("mounts").splitlines())}
-        self.assertEqual({flags[path] for path in MOUNTED}, {"rw"})
+        mounts = tv.mounts()
+        self.assertEqual([path for path in MOUNTED if "rw" not in mounts[path]], [])
         self.assertEqual(tv.text("cat", "/proc/utopia_mdb/xc"), "ForceFreerun=TRUE")
 
     def left(self, tv):
         """Names of the items that the stick still has a file of."""
         paths = tv.read_stick()
-        return {name for name in ITEMS if f"{sticks.CUSTOMER}/{ITEMS[name][0]}/{ITEMS[name][1]}" in paths}
+        return {name for name in FILES if f"{CUSTOMER}/{FILES[name]}" in paths}
 
-    @cases(list(ITEMS))
+    @cases(list(FILES))
     def test_an_item_without_its_folder_is_left_out(self, missing):
-        items = [name for name in ITEMS if name != missing]
+        items = [name for name in FILES if name != missing]
         with Folder() as folder, Update(full_stick(folder / "stick", items)) as tv:
             self.assertEqual(tv.outcome(), (1, ""))
-            self.assertEqual(set(tv.keys()), set(KEYS) - {missing})
+            self.assertEqual(set(installed(tv)), set(KEYS) - {missing})
             self.assertEqual(self.left(tv), {"config", "mac"} - {missing})
-            self.assertEqual(tv.text("flash", "get", "macaddr") == "00-11-22-33-44-FE", missing != "mac")
-            self.assertEqual(tv.text("flash", "get", "brand") == "ACME", missing != "config")
+            self.assertEqual(tv.flash.get("macaddr") == "00-11-22-33-44-FE", missing != "mac")
+            self.assertEqual(tv.flash.get("brand") == "ACME", missing != "config")
 
     @cases(["config", "hdcp1", "ciplusecp", "mac"])
     def test_an_empty_folder_ends_the_import_with_an_error(self, emptied):
         with Folder() as folder:
             stick = full_stick(folder / "stick", oem=True)
-            (stick / sticks.CUSTOMER / ITEMS[emptied][0] / ITEMS[emptied][1]).unlink()
-            write(stick / sticks.CUSTOMER / ITEMS[emptied][0] / "other.bin", "x")
-            with Update(stick, faults=[("keys", "fail", "widevine", "check", 5)]) as tv:
+            path = stick / CUSTOMER / FILES[emptied]
+            path.rename(path.with_name("other.bin"))
+            with Update(stick, arrange=[("keys", "fail", "widevine", "check", 5)]) as tv:
                 tv.sync_with_loop()
                 # The others are installed; nothing is told, the supervisor not asked, the light not changed.
-                self.assertEqual(set(tv.keys()), set(KEYS) - {emptied})
+                self.assertEqual(set(installed(tv)), set(KEYS) - {emptied})
                 self.assertEqual(self.left(tv), {"config", "mac", "widevine"} - {emptied})
                 self.assertNotIn("m_secondUpdateStatus", tv.output())
                 self.assertNotIn("13", tv.text("cat", "/var/run/superwatch"))
-                self.assertEqual(tv.value("model", "get", FLICKER), 1)
+                self.assertEqual(tv.model.get(FLICKER), 1)
                 self.assertIn(" ZelSecondUpdateImport ", tv.output())
 
     @cases(FAILURES)
     def test_a_failing_item_is_named_and_its_file_stays(self, case):
         name, fault = case
-        with Folder() as folder, Update(full_stick(folder / "stick"), faults=[fault]) as tv:
-            self.assertEqual(tv.outcome(), (2, ITEMS[name][2]))
+        with Folder() as folder, Update(full_stick(folder / "stick"), arrange=[fault]) as tv:
+            self.assertEqual(tv.outcome(), (2, ERRORS[name]))
             self.assertEqual(tv.led()[0], 1)
             line = sticks.RANGE if name == "mac" else "00-11-22-33-44-FF--00-11-22-33-44-FF\r\n"
             self.assert_stick_left(tv, [key for key in KEYS if key != name], line)
@@ -143,34 +143,34 @@ class Import(AtOnce):
         action, step = case
         with Folder() as folder:
             fault = ("model", "fail", action, step, 9)
-            with Update(full_stick(folder / "stick"), faults=[fault]) as tv:
+            with Update(full_stick(folder / "stick"), arrange=[fault]) as tv:
                 self.assertEqual(tv.outcome(), (2, "ci Err;ci ecp Err;"))
                 self.assertEqual(self.left(tv), {"config", "mac", "ciplus", "ciplusecp"})
                 # What cannot be encrypted is not handed to the key store; the check comes after that.
                 credentials = {"ciplus", "ciplusecp"}
-                self.assertEqual(set(tv.keys()) & credentials, set() if action == ENCRYPT else credentials)
+                self.assertEqual(set(installed(tv)) & credentials, set() if action == ENCRYPT else credentials)
 
     def test_three_key_files_and_two_addresses_serve_sets_in_a_row(self):
         with Folder() as folder:
             stick = full_stick(folder / "stick0", ["hdcp1", "mac"])
             for number in (2, 3):
-                write(stick / sticks.CUSTOMER / "HDCP14KEY" / f"HDCP14MTK9602_{number}.bin", key_content("hdcp1", number))
+                write(stick / CUSTOMER / "HDCP14KEY" / f"HDCP14MTK9602_{number}.bin", key_content("hdcp1", number))
             taken, addresses = [], []
             for number in range(2):
                 with Update(stick) as tv:
                     self.assertEqual(tv.outcome(), (1, ""))
-                    taken.append(tv.keys()["hdcp1"])
-                    addresses.append(tv.text("flash", "get", "macaddr"))
+                    taken.append(installed(tv)["hdcp1"])
+                    addresses.append(tv.flash.get("macaddr"))
                     stick = folder / f"stick{number + 1}"
-                    tv.ctl("usb", "read", "vu_sda1", stick)
-                self.assertEqual(len(list((stick / sticks.CUSTOMER / "HDCP14KEY").iterdir())), 2 - number)
+                    tv.copy_stick(stick)
+                self.assertEqual(len(list((stick / CUSTOMER / "HDCP14KEY").iterdir())), 2 - number)
             self.assertEqual(addresses, ["00-11-22-33-44-FE", "00-11-22-33-44-FF"])
-            self.assertEqual(list((stick / sticks.CUSTOMER / "MAC").iterdir()), [])
+            self.assertEqual(list((stick / CUSTOMER / "MAC").iterdir()), [])
             with Update(stick) as tv:  # the last key, and no address
                 tv.sync_with_loop()
                 self.assertNotIn("m_secondUpdateStatus", tv.output())
-                taken.append(tv.keys()["hdcp1"])
-                self.assertEqual(tv.text("flash", "get", "macaddr"), "")
+                taken.append(installed(tv)["hdcp1"])
+                self.assertEqual(tv.flash.get("macaddr"), "")
                 self.assertEqual([path for path in tv.read_stick() if "HDCP14" in path], [])
             self.assertEqual(sorted(taken), sorted(sticks.crc(key_content("hdcp1", number)) for number in (1, 2, 3)))
 
@@ -178,11 +178,11 @@ class Import(AtOnce):
         """Outcome, the range file afterwards and the set's addresses."""
         with Folder() as folder:
             stick = full_stick(folder / "stick", ["mac"])
-            write(stick / sticks.CUSTOMER / "MAC/mac.txt", line)
+            write(stick / CUSTOMER / "MAC/mac.txt", line)
             with Update(stick) as tv:
                 outcome = tv.outcome()
-                left = tv.read_stick()[f"{sticks.CUSTOMER}/MAC/mac.txt"]
-                return outcome, left.decode(), [tv.text("flash", "get", "macaddr"), tv.text("meta", "get", 8)]
+                left = tv.read_stick()[f"{CUSTOMER}/MAC/mac.txt"]
+                return outcome, left.decode(), [tv.flash.get("macaddr"), tv.meta.get(8)]
 
     @cases(GOOD_RANGES)
     def test_an_address_range(self, case):
@@ -196,11 +196,11 @@ class Import(AtOnce):
     def supervised(self, stick, case):
         behaviour, outcome = case
         with Update(stick) as tv:
-            tv.ctl("behave", "supervisor", behaviour)
+            tv.behave("supervisor", behaviour)
             self.assertEqual(tv.outcome(), outcome)
             self.assertEqual(tv.text("cat", "/var/run/superwatch"), "13")
-            self.assertNotIn(".superwatch13", tv.text("ls", "/var/run"))
-            self.assertEqual(tv.text("flash", "get", "db_table"), "0")
+            self.assertNotIn(".superwatch13", tv.ls("/var/run"))
+            self.assertEqual(tv.flash.get("db_table"), "0")
 
     @cases({answer: (answer, outcome) for answer, outcome in SUPERVISOR.items()})
     def test_oem_data_alone(self, case):
@@ -215,9 +215,9 @@ class Import(AtOnce):
 
     def test_a_marker_that_is_gone_after_the_wait(self):
         with Folder() as folder, Update(full_stick(folder / "stick", ["hdcp1"], oem=True)) as tv:
-            tv.ctl("behave", "supervisor", "off")
-            tv.await_true(lambda: ".superwatch13" in tv.text("ls", "/var/run"), "the request")
-            tv.ctl("rm", "/var/run/.superwatch13")
+            tv.behave("supervisor", "off")
+            tv.await_true(lambda: ".superwatch13" in tv.ls("/var/run"), "the request")
+            tv.rm("/var/run/.superwatch13")
             self.assertEqual(tv.outcome(), (2, "oem2 Err;"))
             self.assertEqual(tv.led()[0], 1)
 
@@ -226,27 +226,27 @@ class Import(AtOnce):
         with Folder() as folder, Update(full_stick(folder / "stick", items, marker=False)) as tv:
             self.assertEqual(tv.outcome(), (1, "") if items else (0, ""))
             self.assertIn(" ret1:1 ret2:1 ", tv.output())
-            self.assertEqual(set(tv.keys()), set(items))
+            self.assertEqual(set(installed(tv)), set(items))
 
     @cases(["ab", "ba"])
     def test_of_two_sticks_the_last_decides(self, order):
         with Folder() as folder:
             both = {
                 "a": full_stick(folder / "a", ["hdcp1"]),
-                "b": full_stick(folder / "b", ["hdcp2"], address_range=""),
+                "b": full_stick(folder / "b", ["hdcp2"], addresses=""),
             }
-            write(both["b"] / sticks.CUSTOMER / "HDCP14KEY" / "HDCP14MTK9602_9.bin", key_content("hdcp1", 9))
+            write(both["b"] / CUSTOMER / "HDCP14KEY" / "HDCP14MTK9602_9.bin", key_content("hdcp1", 9))
             with Update(*(both[name] for name in order)) as tv:
                 self.assertEqual(tv.outcome(), (1, ""))
                 number = 9 if order == "ab" else 1
-                self.assertEqual(tv.keys()["hdcp1"], sticks.crc(key_content("hdcp1", number)))
+                self.assertEqual(installed(tv)["hdcp1"], sticks.crc(key_content("hdcp1", number)))
                 # A folder that only the other stick has is used as well.
-                self.assertEqual(tv.keys()["hdcp2"], sticks.crc(key_content("hdcp2")))
+                self.assertEqual(installed(tv)["hdcp2"], sticks.crc(key_content("hdcp2")))
                 left = {name: set(tv.read_stick(f"vu_sd{'ab'[order.index(name)]}1")) for name in "ab"}
-                folder_of = f"{sticks.CUSTOMER}/HDCP14KEY/HDCP14MTK9602_"
+                folder_of = f"{CUSTOMER}/HDCP14KEY/HDCP14MTK9602_"
                 self.assertEqual(folder_of + "1.bin" in left["a"], order == "ab")
                 self.assertEqual(folder_of + "9.bin" in left["b"], order == "ba")
-                self.assertNotIn(f"{sticks.CUSTOMER}/HDCP22KEY/{KEYS['hdcp2'][1]}", left["b"])
+                self.assertNotIn(f"{CUSTOMER}/{FILES['hdcp2']}", left["b"])
 
     def test_a_write_protected_stick(self):
         with Folder() as folder:
@@ -254,47 +254,47 @@ class Import(AtOnce):
             stick.chmod(0o555)
             with Update(stick) as tv:
                 self.assertEqual(tv.outcome(), (2, "mac Err;"))
-                self.assertEqual(set(tv.keys()), set(KEYS))
+                self.assertEqual(set(installed(tv)), set(KEYS))
                 self.assert_stick_left(tv, gone=[], address_range=sticks.RANGE)
-                self.assertEqual(tv.text("flash", "get", "macaddr"), "00-11-22-33-44-FE")
+                self.assertEqual(tv.flash.get("macaddr"), "00-11-22-33-44-FE")
             stick.chmod(0o755)
 
     def test_the_last_address_on_a_write_protected_stick(self):
         """It stays there and would be given to the next set as well: this one says so."""
         line = "00-11-22-33-44-FF--00-11-22-33-44-FF\r\n"
         with Folder() as folder:
-            stick = full_stick(folder / "stick", ["mac"], address_range=line)
+            stick = full_stick(folder / "stick", ["mac"], addresses=line)
             stick.chmod(0o555)
             with Update(stick) as tv:
                 self.assertEqual(tv.outcome(), (2, "mac Err;"))
-                self.assert_stick_left(tv, gone=set(ITEMS) - {"mac"}, address_range=line)
+                self.assert_stick_left(tv, gone=set(FILES) - {"mac"}, address_range=line)
             stick.chmod(0o755)
 
     def test_what_an_import_used_up_stays_so_when_the_stick_is_pulled(self):
         """Also when it ends at an empty folder: the power is cut as soon as the result is shown."""
         with Folder() as folder:
             stick = full_stick(folder / "stick", ["hdcp1", "ciplus"])
-            (stick / sticks.CUSTOMER / "CONFIG").mkdir()
+            (stick / CUSTOMER / "CONFIG").mkdir()
             with Update(stick, state=folder / "state") as tv:
                 tv.sync_with_loop()
-                self.assertEqual(set(tv.keys()), {"hdcp1", "ciplus"})
-                tv.ctl("power-cut")
+                self.assertEqual(set(installed(tv)), {"hdcp1", "ciplus"})
+                tv.power_cut()
                 tv.await_end()
-            with sticks.Idle(folder / "state") as tv:
-                self.assert_stick_left(tv, ITEMS, None)
+            with sticks.idle(folder / "state") as tv:
+                self.assert_stick_left(tv, FILES, None)
 
     @cases(NAMES)
     def test_a_name_is_nothing_but_a_name(self, name):
         with Folder() as folder:
             stick = full_stick(folder / "stick", [])
-            write(stick / sticks.CUSTOMER / "HDCP14KEY" / name, key_content("hdcp1"))
-            write(stick / sticks.CUSTOMER / "HDCP14KEY" / "x", "a neighbour")
+            write(stick / CUSTOMER / "HDCP14KEY" / name, key_content("hdcp1"))
+            write(stick / CUSTOMER / "HDCP14KEY" / "x", "a neighbour")
             with Update(stick) as tv:
                 self.assertEqual(tv.outcome(), (1, ""))
-                self.assertEqual(tv.keys(), {"hdcp1": sticks.crc(key_content("hdcp1"))})
+                self.assertEqual(installed(tv), {"hdcp1": sticks.crc(key_content("hdcp1"))})
                 left = [path for path in tv.read_stick() if "HDCP14KEY" in path]
-                self.assertEqual(left, [f"{sticks.CUSTOMER}/HDCP14KEY/x"])
-                for place in ("/", "/tmp", STICK, f"{CUSTOMER}/HDCP14KEY"):
+                self.assertEqual(left, [f"{CUSTOMER}/HDCP14KEY/x"])
+                for place in ("/", "/tmp", STICK, f"{STICK}/{CUSTOMER}/HDCP14KEY"):
                     self.assertNotIn("oops", tv.text("ls", place))
 
 

@@ -5,7 +5,8 @@ import setlib
 from font import DEJAVU, Font
 from png import Picture
 from runner import AtOnce, cases
-from sticks import COPY, CUSTOMER, Folder, Update, full_stick, write
+from sticks import Folder, Update, full_stick
+from zelfac.sticks import COPY, CUSTOMER, write
 
 RED = (252, 0, 0)
 GREEN = (0, 252, 0)
@@ -43,14 +44,14 @@ class Modes(AtOnce):
         make, status = case
         with Folder() as folder, Update(make(folder), mode="2") as tv:
             self.assertEqual(tv.outcome(), (status, ""))
-            self.assertEqual(tv.text("flash", "get", "ZelFacMode"), "0")
+            self.assertEqual(tv.flash.get("ZelFacMode"), "0")
             self.assertNotIn("ZelGetFacAutoTestBurn", tv.output())
 
     @cases({"stick without work": nothing, "no stick": None})
     def test_aging_stays_aging(self, make):
         with Folder() as folder, Update(*([make(folder)] if make else []), mode="2") as tv:
             tv.await_output("ZelGetFacAutoTestBurn u32Count:0")
-            self.assertEqual(tv.text("flash", "get", "ZelFacMode"), "2")
+            self.assertEqual(tv.flash.get("ZelFacMode"), "2")
             self.assertNotIn(" ret1:", tv.output())
 
     def test_the_start_after_such_an_update_is_a_normal_one(self):
@@ -65,8 +66,8 @@ class Modes(AtOnce):
     def test_the_power_key_ends_the_mode_and_reboots(self):
         with Folder() as folder, Update(full_stick(folder / "stick", ["hdcp1"])) as tv:
             tv.outcome()
-            tv.ctl("press", 70)
-            tv.await_true(lambda: tv.text("flash", "get", "ZelFacMode") == "0", "the mode's end")
+            tv.press(70)
+            tv.await_true(lambda: tv.flash.get("ZelFacMode") == "0", "the mode's end")
             self.assertEqual(tv.await_end(), 0)  # restarted, without a mode
 
 
@@ -77,16 +78,15 @@ class PortCheck(AtOnce):
             write(marked / "my USB.ZEL.txt", "")
             write(bare / "usb.zel", "")
             tv.await_started()
-            tv.line.close()  # for the line tool
             for port in (1, 2, 3, 4):
                 self.assertEqual(tv.zelline("usb", port).returncode, 1)
-            tv.ctl("usb", "plug", bare)
+            tv.plug(bare)
             self.assertEqual(tv.zelline("usb", 1).returncode, 1)
-            names = [tv.text("usb", "plug", marked, *more) for more in ([], ["--read-only"], ["--name", "vu_x"], [])]
+            names = [tv.plug(marked, **how) for how in ({}, {"read_only": True}, {"name": "vu_x"}, {})]
             self.assertEqual(names, ["vu_sdb1", "vu_sdc1", "vu_x", "vu_sdd1"])
             for port in (1, 2, 3, 4):
                 self.assertEqual(tv.zelline("usb", port).returncode, 0)
-            tv.ctl("usb", "unplug", "vu_x")
+            tv.unplug("vu_x")
             self.assertEqual(tv.zelline("usb", 3).returncode, 0)
             self.assertEqual(tv.zelline("usb", 4).returncode, 1)
 
@@ -102,7 +102,7 @@ def key_and_address(folder):
 
 
 def bad_range(folder):
-    return full_stick(folder / "stick", ["hdcp1", "mac"], address_range="no range")
+    return full_stick(folder / "stick", ["hdcp1", "mac"], addresses="no range")
 
 
 def protected(folder):
@@ -130,8 +130,7 @@ class Screen(AtOnce):
     """The two lines of text: their colour, where they begin, and how wide they are."""
 
     def picture(self, tv, folder, name):
-        tv.ctl("screenshot", folder / f"{name}.png")
-        return Picture(folder / f"{name}.png")
+        return Picture(tv.screenshot(folder / f"{name}.png"))
 
     def lines(self, picture):
         """Box and colour of the two lines; the rest has to be black."""

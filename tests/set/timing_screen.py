@@ -7,7 +7,7 @@ import time
 import runner
 from panel import BLACK, MANAGER_TEXT, WHITE, PanelSet, PanelTest, type_key
 from png import Picture
-from setlib import status
+from zelfac import status
 
 AGING = [(0, 0, 0), (0, 0, 255), (0, 255, 0), (255, 0, 0), (255, 250, 250)]
 BEAT = 2
@@ -35,15 +35,14 @@ class Screen(PanelTest):
             self.assertLess(time.monotonic() - drawn, 20)
 
     def test_aging_changes_its_colour_every_two_seconds(self):
-        with PanelSet("--mode", "2", panel="1920x1080") as tv:
+        with PanelSet(mode="2", panel="1920x1080") as tv:
             line = "[APP-DEMO][2][onPause]s_ack:a1,s_name:world,s_comment:NULL"
             beats = [tv.await_beat(1)]
             height = int(re.search(r"layer_config.width:1920 layer_config.height:1080 fontheight:(\d+)", tv.output())[1])
             shots = {}
             while len(shots) < len(AGING) or len(beats) <= 2 * len(AGING):
                 time.sleep(0.3)
-                path = tv.folder / f"aging-{len(beats)}.png"
-                tv.ctl("screenshot", path)
+                path = tv.screenshot(tv.folder / f"aging-{len(beats)}.png")
                 if time.monotonic() - beats[-1] < BEAT - 0.2:  # else the next beat may be on it
                     shots[(len(beats) - 1) % len(AGING)] = path
                 beats.append(tv.await_beat(len(beats) + 1))
@@ -56,14 +55,14 @@ class Screen(PanelTest):
                 beat = tv.await_beat(tv.output().count("u32Count:") + 1)
                 # A line of the manager's: over white, until the next beat.
                 heard = tv.output().count(line)
-                tv.ctl("am", ":am,ui,a1:pause=world")
+                tv.am(":am,ui,a1:pause=world")
                 tv.await_true(lambda: tv.output().count(line) > heard, line)
-                tv.ctl("screenshot", tv.folder / "line.png")
+                tv.screenshot(tv.folder / "line.png")
                 if time.monotonic() - beat < BEAT - 0.2:
                     break
             tv.await_beat(tv.output().count("u32Count:") + 1)
             time.sleep(0.3)
-            tv.ctl("screenshot", tv.folder / "after.png")
+            tv.screenshot(tv.folder / "after.png")
 
             # What was seen, looked at when nothing is in a hurry any more.
             for number, path in shots.items():
@@ -78,7 +77,7 @@ class Screen(PanelTest):
 
     def test_without_a_mode(self):
         """Black for the three seconds before the application ends."""
-        with PanelSet("--mode", "none", panel="1280x720") as tv:
+        with PanelSet(mode="none", panel="1280x720") as tv:
             tv.await_output("am client thread start")
             time.sleep(1)
             self.assertEqual(set(tv.picture().colours(0, 720)), {BLACK})

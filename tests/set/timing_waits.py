@@ -7,7 +7,8 @@ import runner
 from finishes import COMMANDS, READY, finish, running
 from radios import DEVICES, searching
 from runner import AtOnce
-from setlib import NEVER, READY_FRAME, Set, status
+from setlib import NEVER, Set
+from zelfac import READY_FRAME, status
 
 
 class Waits(AtOnce):
@@ -22,7 +23,7 @@ class Waits(AtOnce):
             self.assertAlmostEqual(statistics.median(gaps), 2.05, delta=0.25)
 
     def test_a_start_without_a_mode_shows_its_screen_for_three_seconds(self):
-        with Set("--mode", "none", wait=False) as tv:
+        with Set(mode="none", wait=False) as tv:
             begin = time.monotonic()
             self.assertEqual(tv.await_end(), 0)
             took = time.monotonic() - begin
@@ -45,7 +46,7 @@ class Waits(AtOnce):
             finish(tv)
             self.assertGreaterEqual(self.service_waited_for(tv), 3000)
             self.assertLess(self.service_waited_for(tv), 5500)
-            tv.ctl("behave", "factory-ready", "off")
+            tv.behave("factory-ready", "off")
             for command in COMMANDS[1:]:
                 finish(tv, command)
                 self.assertLess(self.service_waited_for(tv), 1000)
