@@ -75,10 +75,10 @@ def main():
     parser.add_argument("--rounds", type=int, default=40)
     options = parser.parse_args()
     os.environ["ZELFAC_BIN"] = str(pathlib.Path(options.bin).resolve())
-    import setlib  # after ZELFAC_BIN is set
+    from setlib import Set  # after ZELFAC_BIN is set
 
     floor_silence = silence(options.rounds)
-    with setlib.Set("--baud", "0") as tv:
+    with Set("--baud", "0") as tv:
         tv.line.connect()
         tv.await_started()
         # The radio searches end by themselves; they are not what is measured.

@@ -40,12 +40,12 @@ def main():
     parser.add_argument("--panel", default="none")
     options = parser.parse_args()
     os.environ["ZELFAC_BIN"] = str(pathlib.Path(options.bin).resolve())
-    from setlib import BIN, Set
+    from setlib import Set
 
-    bare_program = pathlib.Path(options.bare or BIN / "bare_window").resolve()
+    bare_program = pathlib.Path(options.bare or options.bin + "/bare_window").resolve()
 
     def bare():
-        with Set("--app", str(bare_program), panel=options.panel) as tv:
+        with Set(app=bare_program, panel=options.panel) as tv:
             tv.await_output("shown")
             time.sleep(1)
             started, shown = map(float, re.search(r"started (\S+) shown (\S+)", tv.output()).groups())
@@ -70,12 +70,7 @@ def main():
             return took, *resident(tv.ready["pid"])
 
     def no_mode(text):
-        with Set("--mode", "none", panel=options.panel) as tv:
-            tv.ctl("flash", "set", "ZelFacMode", text)
-            tv.ctl("trace", "--clear")
-            tv.stop()
-            tv.options = ["--panel", options.panel]
-            tv.start()
+        with Set(panel=options.panel, arrange=[("flash", "set", "ZelFacMode", text)]) as tv:
             return screen_time(tv)
 
     bares, factories, none, zero = [], [], [], []

@@ -71,9 +71,10 @@ def main():
     parser.add_argument("--rounds", type=int, default=5)
     options = parser.parse_args()
     os.environ["ZELFAC_BIN"] = str(pathlib.Path(options.bin).resolve())
-    import setlib
-    from keylib import NETFLIX, chunks, content, crc
-    from setlib import result, status
+    from keylib import content
+    from setlib import Set
+    from zelfac import result, status
+    from zelfac.keyfiles import NETFLIX, chunks, crc
 
     data = content(NETFLIX, CHUNKS * CHUNK)
     burst = b"".join(chunks(NETFLIX, data))
@@ -82,7 +83,7 @@ def main():
     print(f"wire, silence and passes: {fixed:.3f} s")
     print(f"{'measured':>9}{'floor':>9}{'ratio':>8}{'plain':>8}{'in the set':>12}{'ratio':>8}   (s, s, , ms, ms, )")
     ratios = []
-    with setlib.Set() as tv:
+    with Set() as tv:
         tv.line.connect()
         tv.await_started()
         # The radio searches and the settings of the start are not what is measured.
