@@ -152,8 +152,8 @@ void WriteToManager(const char* text) {
 
 void IgnoreSignal(int) {}
 
-// A manager that has closed its end is no reason to die. A handler, because unlike an ignored signal it is not
-// handed down to the shells that the application starts.
+// The application goes on when the manager has closed its end. A handler, because unlike an ignored signal it is
+// not handed down to the shells that the application starts.
 void SurviveBrokenPipes() {
     struct sigaction action {};
     action.sa_handler = IgnoreSignal;

@@ -4,12 +4,11 @@
 
 #include <boost/crc.hpp>
 #include <cstdio>
-#include <cstdlib>
-#include <filesystem>
 #include <random>
 #include <string>
 #include <vector>
 
+#include "base/TempFolder.h"
 #include "provisioning/keys/FileCrc.h"
 #include "text/Crc32.h"
 
@@ -56,12 +55,8 @@ void Crc32Zlib(benchmark::State& state) {
 
 // A file that the system holds in memory: what is measured is the routine, not the disk.
 void Crc32File(benchmark::State& state) {
-    std::string folder = (std::filesystem::temp_directory_path() / "crc32bench.XXXXXX").string();
-    if (mkdtemp(folder.data()) == nullptr) {
-        state.SkipWithError("no temporary folder");
-        return;
-    }
-    const std::string path = folder + "/file.bin";
+    const tests::TempFolder folder;
+    const std::string path = folder.At("file.bin").string();
     const std::vector<std::uint8_t> bytes = RandomBytes(static_cast<std::size_t>(state.range(0)));
     std::FILE* const file = std::fopen(path.c_str(), "wb");
     const bool written = file != nullptr && std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
@@ -76,7 +71,6 @@ void Crc32File(benchmark::State& state) {
         }
     }
     CountBytes(state);
-    std::filesystem::remove_all(folder);
 }
 
 constexpr std::int64_t kLargestTransfer = 16320;

@@ -74,7 +74,7 @@ void StatusScreen::CreateWindow() {
     Check(layer->CreateWindow(layer, &desc, &win), zel::FixedLine(559),
           "layer->CreateWindow( layer, &desc, &win )");
     win->GetSurface(win, &surf);
-    // Global: a buffer that is not hears nothing without a focused primary surface, and there is none here.
+    // Global: any other buffer gets events of a focused primary surface only, and there is none here.
     dfb->CreateInputEventBuffer(dfb, DICAPS_ALL, DFB_TRUE, &m_events);
     Check(surf != nullptr ? surf->SetFont(surf, font) : DFB_FAILURE, zel::FixedLine(567),
           "surf->SetFont( surf, font )");

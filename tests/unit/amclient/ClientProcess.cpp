@@ -16,7 +16,7 @@
 namespace amclient {
 namespace {
 
-constexpr int kPatienceMilliseconds = 20000;
+constexpr int kPatienceMilliseconds = 120000;
 
 void Close(int& descriptor) {
     if (descriptor >= 0) {

@@ -23,7 +23,7 @@ class ClientProcess {
     void CloseInput();
     void CloseOutput();
 
-    // Reads its standard output (error) until `text` has come, or 20 s have passed. True when it has come.
+    // Reads its standard output (error) until `text` has come, or 120 s have passed. True when it has come.
     bool SeesOutput(const std::string& text);
     bool SeesError(const std::string& text);
     // Everything read from it so far.
@@ -34,7 +34,7 @@ class ClientProcess {
     bool IsRunning();
 
     // Reads both streams to their end and waits for the process. Its exit status, 128 + signal when killed, -1
-    // after 20 s.
+    // after 120 s.
     int Wait();
 
   private:

@@ -4,6 +4,7 @@
 #include <random>
 
 #include "UartManager/LinkFixture.h"
+#include "base/Seed.h"
 #include "protocol/FrameCodec.h"
 #include "protocol/RxParser.h"
 
@@ -252,8 +253,8 @@ TEST(RxParser, ClearForgetsAnOpenFrame) {
 
 // Streams of frames, damage and noise rich in the bytes that mean something, cut at random places.
 TEST(RxParser, RandomStreams) {
-    const unsigned seed = std::random_device{}();
-    SCOPED_TRACE("seed " + std::to_string(seed));
+    const unsigned seed = tests::Seed();
+    SCOPED_TRACE("ZELFAC_SEED=" + std::to_string(seed));
     std::mt19937 random(seed);
     const auto below = [&random](unsigned limit) { return static_cast<unsigned>(random() % limit); };
     for (int round = 0; round < 2000 && !::testing::Test::HasFailure(); ++round) {

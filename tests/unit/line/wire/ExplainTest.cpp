@@ -2,6 +2,7 @@
 
 #include <random>
 
+#include "base/Seed.h"
 #include "wire/Explain.h"
 
 namespace zelline {
@@ -22,8 +23,8 @@ TEST(Explain, FramesInARowAndDamagedOnes) {
 }
 
 TEST(Explain, EveryByteIsInExactlyOnePart) {
-    const unsigned seed = std::random_device{}();
-    SCOPED_TRACE("seed " + std::to_string(seed));
+    const unsigned seed = tests::Seed();
+    SCOPED_TRACE("ZELFAC_SEED=" + std::to_string(seed));
     std::mt19937 random(seed);
     const Bytes frame = FromHex("79 10 12 73 01 00 00 01 69 FE");
     for (int round = 0; round < 500; ++round) {
