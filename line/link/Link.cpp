@@ -146,9 +146,13 @@ void Link::Deliver(const UartFrame& frame) {
     m_arrived.push_back(frame);
 }
 
-void Link::Abandon() {
-    constexpr std::array<std::uint8_t, zel::kMaxWireFrame> kNothing{};  // no start byte among them
+void Link::Flush() {
+    constexpr std::array<std::uint8_t, zel::kMaxWireFrame> kNothing{};
     m_transport.Write(kNothing.data(), kNothing.size());
+}
+
+void Link::Abandon() {
+    Flush();
     m_inStep = false;
 }
 
@@ -201,6 +205,9 @@ std::optional<Answered> Link::Try(const Request& request, const AskOptions& opti
     }
     burst.push_back(FrameOf(request));
     const Millis start = m_transport.Now();
+    if (!m_inStep) {
+        Flush();
+    }
     Send(burst);
     bool behindConnect = connect;
     const Millis deadline = start + options.timeout;

@@ -50,6 +50,9 @@ struct Answered {
 // burst. The set takes both in order and would have taken as long for one, so this costs no time; it ends the
 // ready frames where there are any; and since answers come in order, whatever arrives before the connect's
 // answer is a left-over of an earlier command and is not mistaken for this one's.
+//
+// In front of that burst go 73 zero bytes. A set to which a frame came damaged in its length may still be waiting for
+// up to 73 bytes, over any silence: it would take them out of this command, and carry out the old one late.
 class Link {
   public:
     explicit Link(Transport& transport, std::vector<LineObserver*> observers = {});
@@ -72,6 +75,9 @@ class Link {
 
     // What was being sent may have been cut short: ends whatever the set still waits for, and loses step.
     void Abandon();
+
+    // Ends whatever the set still waits for: no start byte, as long as the longest frame.
+    void Flush();
 
     // Takes in what has arrived by now, without waiting for more; ready frames, key presses and late answers.
     void TakeIn();

@@ -145,6 +145,7 @@ Uploader::Verdict Uploader::AwaitAnswer(Millis start, std::size_t burst) {
             extended = true;  // it is installing: a repeat would take the file from under it
             deadline += m_options.install;
         } else if (!frame) {
+            m_link.Flush();  // a chunk that was damaged in its length may stand open
             m_link.Send({FrameOf({m_query, "", 0, 0})});
             poll = now + kPollLost;
         } else if (frame->CommandId() == m_type.transfer && now >= sent + kSilence) {

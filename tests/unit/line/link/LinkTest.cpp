@@ -39,7 +39,9 @@ TEST(Link, FirstCommandGoesOutBehindAConnectInOneBurst) {
     EXPECT_EQ(ReadAnswer(first.frame).text, "AB12");
     EXPECT_EQ(first.elapsed, Millis(510));
     EXPECT_EQ(first.tries, 1);
+    EXPECT_EQ(line.flushes, 1);
     EXPECT_EQ(link.Ask(Sn(), {}).elapsed, Millis(505));
+    EXPECT_EQ(line.flushes, 1);
 }
 
 TEST(Link, AnswerInFrontOfTheConnectsIsALeftOver) {
@@ -73,6 +75,7 @@ TEST(Link, RepeatsWithoutAnAnswerBehindANewConnect) {
     const Answered answered = link.Ask(Sn(), options);
     EXPECT_EQ(answered.tries, 2);
     EXPECT_EQ(answered.elapsed, Millis(1500));
+    EXPECT_EQ(line.flushes, 2);
 }
 
 TEST(Link, GivesUpAfterTheGivenTriesAndTime) {
