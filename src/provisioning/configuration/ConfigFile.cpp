@@ -28,7 +28,6 @@ char m_strCustomerModel[kConfigLineSize];
 namespace {
 
 constexpr int kLongestRead = 255;  // fgets: at most 254 characters of a line at a time
-constexpr std::size_t kBrandSize = 128;
 
 constexpr std::array<char*, 7> kLineBuffers = {m_strCountry,  m_strRegion,    m_strLogo,         m_strBrand,
                                                m_strLanguage, m_strProjectId, m_strCustomerModel};

@@ -8,6 +8,7 @@
 #include <cstddef>
 
 constexpr std::size_t kConfigLineSize = 256;
+constexpr std::size_t kBrandSize = 128;  // of the flash variable "brand" as it is read, with its zero byte
 
 extern char m_strCountry[kConfigLineSize];
 extern char m_strRegion[kConfigLineSize];

@@ -11,6 +11,7 @@
 #include "os/File.h"
 #include "os/Shell.h"
 #include "os/Storage.h"
+#include "provisioning/configuration/ConfigFile.h"
 #include "provisioning/usb/SecondUpdate.h"
 #include "provisioning/usb/StickNames.h"
 #include "text/ShellWord.h"
@@ -20,7 +21,6 @@ namespace {
 using zel::UpdateOutcome;
 
 constexpr char kExport[] = "ZelSecondUpdateExport";
-constexpr std::size_t kBrandSize = 128;
 
 constexpr zel::SupervisorRequest kOemExport = {kExport, 12, "oem;", "oem;", "oem;", "oem;", "rm -rf"};
 
