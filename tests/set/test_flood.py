@@ -64,7 +64,10 @@ class Floods(AtOnce):
             with Listening(tv.line) as listening:
                 flood = frame(ACKNOWLEDGED) * (FLOOD_BYTES // 9)
                 tv.line.send(flood)
-                time.sleep(2)  # the silence behind it, and some of what was taken has been worked off
+                tv.await_true(lambda: tv.line_settings()["toSet"]["delivered"] >= len(flood), "the end of the flood")
+                time.sleep(1)  # the silence behind it, which ends its last burst
+                left = len(listening.heard) + 100 * len(status(ACKNOWLEDGED, 0))
+                tv.await_true(lambda: len(listening.heard) >= left, "room for another frame")
                 tv.line.send(frame(0x1290))
                 tv.await_true(lambda: status(0x1290, 0) in listening.heard, "an answer behind the flood")
             answers = listening.heard.count(status(ACKNOWLEDGED, 0))
@@ -83,9 +86,9 @@ class Hanging(AtOnce):
             tv.line.connect()
             tv.await_started()
             tv.hang_up()
-            time.sleep(1)
+            time.sleep(1)  # what it costs to notice is not measured
             before = ticks(tv, READER)
-            time.sleep(3)
+            time.sleep(3)  # the time that is measured
             self.assertLessEqual(ticks(tv, READER) - before, 10)
             tv.hang_up(False)
             self.assertEqual(tv.line.ask(0x1290), status(0x1290, 0))
@@ -102,7 +105,7 @@ class Chattering(AtOnce):
             try:
                 while left not in tv.output():
                     tv.line.send(b"\0")
-                    time.sleep(0.1)
+                    time.sleep(0.1)  # far less than the silence that ends a burst
             except OSError:
                 pass  # the application has ended, without its reader if that was still listening
             self.assertIn(left, tv.output())

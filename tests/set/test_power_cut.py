@@ -7,7 +7,6 @@ to two sets, because the update has not ended: the set takes the same one again 
 """
 
 import threading
-import time
 
 import runner
 import setlib
@@ -55,11 +54,10 @@ class PowerCut(AtOnce):
         """Cuts the power at that step of a start. Returns the rows of that start, None when it ended before."""
         cut = Update(stick, state=folder / "state", options=["--power-cut-after", str(step)], wait=False)
         with cut as tv:
-            while tv.process.poll() is None:
-                if (tv.state / "app.out").exists() and " m_secondUpdateStatus:" in tv.output():
-                    return None
-                time.sleep(0.02)
-            self.assertEqual(tv.process.returncode, KILLED)
+            tv.await_true(lambda: tv.process.poll() is not None or " m_secondUpdateStatus:" in tv.output(), "either end")
+            if tv.process.poll() is None:
+                return None
+            self.assertEqual(tv.await_end(), KILLED)
         return trace_file(folder / "state")
 
     def check_before_next_start(self, state):
@@ -206,9 +204,8 @@ class ByHand(AtOnce):
             tv.line.connect()
             self.assertEqual(tv.line.ask(0x1274, b"KEPT"), status(0x1274, 0))
             # Whatever the start still has to do would be the next step.
-            rows = -1
-            while rows != (rows := len(tv.trace())):
-                time.sleep(2)
+            tv.await_started()
+            tv.await_output("pthread_exit ZelWifiScanThread")
             self.assertIn(b"--after N", tv.ctl("power-cut", "--after", "x", check=False).stderr)
             tv.power_cut(1)
             tv.power_cut(0)  # taken back
