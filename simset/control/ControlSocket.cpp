@@ -1,5 +1,7 @@
 #include "simset/control/ControlSocket.h"
 
+#include <poll.h>
+
 #include "simset/wire/Message.h"
 
 namespace simset {
@@ -14,14 +16,19 @@ void ControlServer::Serve(int socket) {
     }
     std::vector<std::string> answer{"ok", "", ""};
     try {
-        answer[1] = m_handler(request->parts[0], {request->parts.begin() + 1, request->parts.end()});
+        const auto print = [socket](const std::string& text) {
+            pollfd gone{socket, POLLRDHUP, 0};
+            return ::poll(&gone, 1, 0) == 0 && (text.empty() || SendMessage(socket, {"more", text}));
+        };
+        answer[1] = m_handler({request->parts[0], print}, {request->parts.begin() + 1, request->parts.end()});
     } catch (const std::exception& error) {
         answer = {"error", "", error.what()};
     }
     SendMessage(socket, answer);
 }
 
-std::string CallControl(const std::string& path, const std::string& folder, const std::vector<std::string>& verb) {
+void CallControl(const std::string& path, const std::string& folder, const Words& verb,
+                 const std::function<void(const std::string& out)>& print) {
     const Descriptor socket = ConnectTo(path);
     if (!socket) {
         throw NoSetError("no set answers");
@@ -30,7 +37,9 @@ std::string CallControl(const std::string& path, const std::string& folder, cons
     parts.insert(parts.end(), verb.begin(), verb.end());
     std::optional<Message> answer;
     if (SendMessage(socket.Get(), parts)) {
-        answer = ReceiveMessage(socket.Get());
+        while ((answer = ReceiveMessage(socket.Get())) && answer->parts.size() == 2) {
+            print(answer->parts[1]);
+        }
     }
     if (!answer || answer->parts.size() != 3) {
         throw std::runtime_error("simset ended before it answered");
@@ -38,7 +47,7 @@ std::string CallControl(const std::string& path, const std::string& folder, cons
     if (answer->parts[0] != "ok") {
         throw ControlError(answer->parts[2]);
     }
-    return answer->parts[1];
+    print(answer->parts[1]);
 }
 
 }  // namespace simset

@@ -8,16 +8,18 @@
 
 #include "simset/base/Errors.h"
 #include "simset/base/UnixServer.h"
+#include "simset/control/Verbs.h"
 
 namespace simset {
 
 // Listens for `simset ctl` on a socket file. A connection carries one request, {FOLDER, VERB, ARGUMENT…} with the
-// caller's working folder, and one answer, {"ok" or "error", OUT, ERROR}.
+// caller's working folder, any number of {"more", OUT} as they come, and one answer, {"ok" or "error", OUT,
+// ERROR}.
 class ControlServer {
   public:
     // Carries a verb out, on a thread of its own per connection, and returns what goes to standard output byte by
     // byte. Whatever std::exception it throws is the answer: one line for standard error.
-    using Handler = std::function<std::string(const std::string& folder, const std::vector<std::string>& verb)>;
+    using Handler = std::function<std::string(const Caller& caller, const Words& verb)>;
 
     // Listens at `path`, replacing a socket left over. Throws std::system_error.
     ControlServer(const std::string& path, Handler handler);
@@ -35,10 +37,11 @@ class NoSetError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-// The other end: sends one verb to the simset whose socket is at `path` and returns what it prints. Throws
-// NoSetError when nobody listens there, ControlError when the verb was refused, std::runtime_error when the answer
-// does not come.
-std::string CallControl(const std::string& path, const std::string& folder, const std::vector<std::string>& verb);
+// The other end: sends one verb to the simset whose socket is at `path` and hands what it prints to `print`, as it
+// comes. Throws NoSetError when nobody listens there, ControlError when the verb was refused, std::runtime_error
+// when the answer does not come.
+void CallControl(const std::string& path, const std::string& folder, const Words& verb,
+                 const std::function<void(const std::string& out)>& print);
 
 }  // namespace simset
 

@@ -4,6 +4,7 @@
 #define SIMSET_CONTROL_VERBS_H
 
 #include <cstddef>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -14,6 +15,13 @@
 namespace simset {
 
 using Words = std::vector<std::string>;
+
+// Who asked for a verb.
+struct Caller {
+    std::string folder;  // the working folder
+    // Hands text over at once, before the verb's own answer. False when the caller has gone; "" only asks that.
+    std::function<bool(const std::string& text)> print = [](const std::string&) { return true; };
+};
 
 // One form of a verb. `arguments` is what the user sees and what is matched: a word with a capital stands for any
 // text ("KEY", "on|off|MS"), others for themselves or for one of several ("write|check"); "[--times N]" and
@@ -27,8 +35,7 @@ struct VerbForm {
 // What the user typed for the words of a row that are not fixed.
 class Arguments {
   public:
-    // The caller's working folder.
-    std::string folder;
+    Caller caller;
 
     const std::string& operator[](std::size_t index) const { return m_texts.at(index); }
 
@@ -72,10 +79,10 @@ std::vector<VerbForm> FormsOf(const std::vector<Verb<Owner>>& verbs) {
 // throws.
 template <typename Owner>
 std::string RunVerb(const std::vector<Verb<Owner>>& verbs, Owner& owner, const Words& words,
-                    const std::string& folder = "") {
+                    const Caller& caller = {}) {
     for (const Verb<Owner>& verb : verbs) {
         if (auto arguments = Match(verb, words)) {
-            arguments->folder = folder;
+            arguments->caller = caller;
             return (owner.*verb.run)(*arguments);
         }
     }

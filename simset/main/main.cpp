@@ -61,10 +61,11 @@ int RunControl(const std::string& state, const std::vector<std::string>& verb) {
         }
         // By descriptor, since a socket's address has no room for a long path.
         const std::string path = "/proc/self/fd/" + std::to_string(folder.Get()) + "/control";
-        const std::string out = simset::CallControl(path, std::filesystem::current_path().string(), verb);
-        if (std::fwrite(out.data(), 1, out.size(), stdout) != out.size() || std::fflush(stdout) != 0) {
-            throw simset::SystemError("standard output");
-        }
+        simset::CallControl(path, std::filesystem::current_path().string(), verb, [](const std::string& out) {
+            if (std::fwrite(out.data(), 1, out.size(), stdout) != out.size() || std::fflush(stdout) != 0) {
+                throw simset::SystemError("standard output");
+            }
+        });
         return 0;
     } catch (const simset::NoSetError&) {
         std::fprintf(stderr, "simset: no set runs on %s; start one with: simset run --state %s\n", state.c_str(),

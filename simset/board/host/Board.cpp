@@ -95,10 +95,11 @@ Board::Board(const RunOptions& options)
     m_middleware.Listen(m_state.ShortPath("middleware"));
     m_control = std::make_unique<ControlServer>(
         m_state.ShortPath("control"),
-        [this](const std::string& folder, const Words& words) { return Control(folder, words); });
+        [this](const Caller& caller, const Words& words) { return Control(caller, words); });
 }
 
 Board::~Board() {
+    m_middleware.CloseTrace();
     m_control.reset();
 }
 

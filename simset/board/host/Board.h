@@ -83,7 +83,7 @@ class Board {
 
     // Verbs of `simset ctl`, each on its connection's thread (BoardVerbs.cpp).
     static const std::vector<Verb<Board>>& Verbs();
-    std::string Control(const std::string& folder, const Words& words);
+    std::string Control(const Caller& caller, const Words& words);
     std::shared_ptr<Streams> Manager() const;
     Message Request(const std::vector<std::string>& parts, const std::vector<int>& fds = {});
     std::string Wait(Wish wish, const char* name);

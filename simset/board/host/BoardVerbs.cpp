@@ -12,7 +12,7 @@ namespace {
 
 // A file of the caller's.
 std::string From(const Arguments& arguments, std::size_t index) {
-    return (std::filesystem::path(arguments.folder) / arguments[index]).string();
+    return (std::filesystem::path(arguments.caller.folder) / arguments[index]).string();
 }
 
 }  // namespace
@@ -59,17 +59,17 @@ std::vector<VerbForm> Board::AllVerbs() {
     return forms;
 }
 
-std::string Board::Control(const std::string& folder, const Words& words) {
+std::string Board::Control(const Caller& caller, const Words& words) {
     const auto isOf = [&words](const VerbForm& form) { return words[0] == form.verb; };
     const std::vector<Verb<Board>>& verbs = Verbs();
     if (std::any_of(verbs.begin(), verbs.end(), isOf)) {
-        return RunVerb(verbs, *this, words, folder);
+        return RunVerb(verbs, *this, words, caller);
     }
     const std::vector<VerbForm> passed = Middleware::Verbs();
     if (std::none_of(passed.begin(), passed.end(), isOf)) {
         RefuseVerb(AllVerbs(), words);
     }
-    return m_middleware.Control(words);
+    return m_middleware.Control(words, caller);
 }
 
 std::shared_ptr<Streams> Board::Manager() const {

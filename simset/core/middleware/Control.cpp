@@ -116,7 +116,6 @@ const std::vector<Verb<Control>>& Control::Verbs() {
         {{"press", "CODE", "the application manager delivers a key event"}, &Control::Press},
         {{"violations", "", "the rules that the application broke since simset started"},
          &Control::ListViolations},
-        {{"trace", "[--clear]", "what happened, as JSON lines"}, &Control::Trace},
     };
     return kVerbs;
 }
@@ -245,10 +244,6 @@ std::string Control::Press(const Arguments& arguments) {
 
 std::string Control::ListViolations(const Arguments&) {
     return m_parts.violations.Lines();
-}
-
-std::string Control::Trace(const Arguments& arguments) {
-    return arguments.Has("--clear") ? m_parts.trace.TakeLines() : m_parts.trace.Lines();
 }
 
 }  // namespace simset

@@ -13,7 +13,6 @@
 #include "simset/core/services/KeyStore.h"
 #include "simset/core/services/Model.h"
 #include "simset/core/services/Records.h"
-#include "simset/core/state/TraceLog.h"
 
 namespace simset {
 
@@ -27,7 +26,6 @@ class Control {
         KeyStore& keys;
         Faults& faults;
         Behaviours& behaviours;
-        TraceLog& trace;
         const Violations& violations;
         std::function<void(std::int32_t code)> press;  // delivers a key; throws ControlError
     };
@@ -59,7 +57,6 @@ class Control {
     std::string ListBehaviours(const Arguments& arguments);
     std::string Behave(const Arguments& arguments);
     std::string Press(const Arguments& arguments);
-    std::string Trace(const Arguments& arguments);
     std::string ListViolations(const Arguments& arguments);
     std::string Fail(const char* area, const std::string& name, const std::string& step, const std::string& status,
                      const Arguments& arguments);

@@ -18,7 +18,7 @@ Middleware::Middleware(const std::filesystem::path& stateDir, std::unique_ptr<Sc
       m_state(stateDir / "state.db"),
       m_faults(m_state),
       m_behaviours(m_state),
-      m_trace(stateDir / "trace.jsonl"),
+      m_trace(stateDir / "trace.jsonl", TraceBounds(), [this](const std::string& line) { Problem(line); }),
       m_shared{
           m_state,
           m_faults,
@@ -34,8 +34,9 @@ Middleware::Middleware(const std::filesystem::path& stateDir, std::unique_ptr<Sc
       m_keys(m_shared),
       m_model(m_shared),
       m_appManager(m_shared),
-      m_control({m_model, m_flash, m_metadata, m_keys, m_faults, m_behaviours, m_trace, m_violations,
-                 [this](std::int32_t code) { Press(code); }}) {}
+      m_control({m_model, m_flash, m_metadata, m_keys, m_faults, m_behaviours, m_violations,
+                 [this](std::int32_t code) { Press(code); }}),
+      m_traceVerbs(m_trace) {}
 
 Middleware::~Middleware() {
     m_cutPoint.PowerIsOff();
@@ -86,7 +87,10 @@ void Middleware::CutPowerAfter(std::uint64_t steps) {
     m_cutPoint.Arm(steps);
 }
 
-std::string Middleware::Control(const Words& words) {
+std::string Middleware::Control(const Words& words, const Caller& caller) {
+    if (TraceVerbs::Have(words)) {
+        return m_traceVerbs.Run(words, caller);
+    }
     std::unique_lock<std::mutex> lock(m_mutex);
     m_controlLock = &lock;
     return m_control.Run(words);
@@ -266,7 +270,10 @@ void Middleware::Problem(const std::string& message) const {
 }
 
 std::vector<VerbForm> Middleware::Verbs() {
-    return simset::Control::Forms();
+    std::vector<VerbForm> forms = simset::Control::Forms();
+    const std::vector<VerbForm> ofTrace = TraceVerbs::Forms();
+    forms.insert(forms.end(), ofTrace.begin(), ofTrace.end());
+    return forms;
 }
 
 }  // namespace simset

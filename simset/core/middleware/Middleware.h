@@ -20,6 +20,7 @@
 #include "simset/core/middleware/Control.h"
 #include "simset/core/middleware/Scheduler.h"
 #include "simset/core/middleware/Server.h"
+#include "simset/core/middleware/TraceVerbs.h"
 #include "simset/core/rules/Violations.h"
 #include "simset/core/state/CutPoint.h"
 
@@ -81,8 +82,9 @@ class Middleware {
 
     // Carries out a ctl verb with its arguments, for example {"model", "get", KEY}. Returns the text to print
     // (lines with their line ends; may be empty). Throws ControlError, with one line that says what to do, and
-    // StateError. "press" waits until the application has taken the key, at most five seconds.
-    std::string Control(const Words& words);
+    // StateError. "press" waits until the application has taken the key, at most five seconds; "wait" and "trace
+    // --follow" wait for rows of the trace until `caller` has gone or the trace is closed.
+    std::string Control(const Words& words, const Caller& caller = {});
 
     // How long behaviour `name` ("supervisor", …) takes to answer; nothing when it is switched off. An unknown
     // name throws std::out_of_range.
@@ -107,6 +109,12 @@ class Middleware {
     // How many rules were broken since the object was made, and the rows of `ctl violations`.
     std::size_t ViolationCount() const { return m_violations.Count(); }
     std::string ViolationLines() const { return m_violations.Lines(); }
+
+    // The rows so far, and a way to wait for more.
+    const TraceLog& Log() const { return m_trace; }
+
+    // Nobody waits for rows any more.
+    void CloseTrace() { m_trace.Close(); }
 
   private:
     using Operation = Reply (*)(Middleware& self, const Request& request);
@@ -143,6 +151,7 @@ class Middleware {
     Model m_model;
     AppManager m_appManager;
     simset::Control m_control;
+    TraceVerbs m_traceVerbs;
     std::unique_lock<std::mutex>* m_controlLock = nullptr;
     Hooks m_hooks;
     std::unique_ptr<Server> m_server;

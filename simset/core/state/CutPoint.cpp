@@ -12,6 +12,9 @@ bool CutPoint::IsStep(const nlohmann::json& row) {
     };
     const std::string who = text("who");
     const std::string call = text("call");
+    if (who == "violation") {
+        return false;  // tells of a call that has a row of its own
+    }
     return who == "shell" || who == "mount" || call == "set" || call == "write" || call == "invoke" ||
            call == "createAccessRouteFile";
 }

@@ -12,7 +12,7 @@ using ::testing::HasSubstr;
 class Kitchen {
   public:
     std::string Cook(const Arguments& arguments) {
-        return "cook " + arguments[0] + " in " + arguments.folder + " for " +
+        return "cook " + arguments[0] + " in " + arguments.caller.folder + " for " +
                arguments.Option("--minutes").value_or("-") + (arguments.Has("--salt") ? " salted" : "");
     }
     std::string Heat(const Arguments& arguments) { return m_plate = "heat " + arguments[0]; }
@@ -30,7 +30,7 @@ const std::vector<Verb<Kitchen>> kVerbs = {
 
 std::string Answer(const Words& words) {
     Kitchen kitchen;
-    return RunVerb(kVerbs, kitchen, words, "/home");
+    return RunVerb(kVerbs, kitchen, words, Caller{"/home", {}});
 }
 
 std::string Refusal(const Words& words) {

@@ -16,6 +16,7 @@ TEST(CutPoint, CountsWhatChangesSomething) {
     EXPECT_FALSE(CutPoint::IsStep({{"who", "model"}, {"call", "get"}}));
     EXPECT_FALSE(CutPoint::IsStep({{"who", "keys"}, {"call", "check"}}));
     EXPECT_FALSE(CutPoint::IsStep({{"who", "apm"}, {"call", "registerApp"}}));
+    EXPECT_FALSE(CutPoint::IsStep({{"who", "violation"}, {"call", "set"}})) << "that call has a row of its own";
 }
 
 TEST(CutPoint, FailsAtItsStepAndIsToldOnce) {

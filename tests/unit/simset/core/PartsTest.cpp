@@ -8,7 +8,6 @@
 #include "simset/core/state/Behaviours.h"
 #include "simset/core/state/Faults.h"
 #include "simset/core/state/State.h"
-#include "simset/core/state/TraceLog.h"
 #include "simset/wire/Wire.h"
 
 namespace simset::test {
@@ -82,22 +81,6 @@ TEST(Catalogue, HoldsOnlyValuesThatFit) {
     EXPECT_FALSE(Fits(Kind::Integers, nlohmann::json::array({1, "2"})));
     EXPECT_FALSE(Fits(Kind::Table, nlohmann::json::array({"row"})));
     EXPECT_FALSE(Fits(Kind::Action, 1));
-}
-
-TEST(TraceLog, DropsTheOldestAndSaysSo) {
-    const tests::TempFolder dir;
-    TraceLog log(dir.Path() / "trace.jsonl", 2);
-    for (int i = 1; i <= 3; ++i) {
-        log.Append(i * 10, {{"status", 0}, {"who", "flash"}, {"name", "n"}, {"call", "get"}});
-    }
-    EXPECT_EQ(log.Lines(),
-              "{\"call\":\"dropped\",\"count\":1,\"who\":\"trace\"}\n"
-              "{\"seq\":2,\"ms\":20,\"who\":\"flash\",\"call\":\"get\",\"name\":\"n\",\"status\":0}\n"
-              "{\"seq\":3,\"ms\":30,\"who\":\"flash\",\"call\":\"get\",\"name\":\"n\",\"status\":0}\n");
-    EXPECT_NE(log.TakeLines(), "");
-    EXPECT_EQ(log.Lines(), "");
-    std::ifstream file(dir.Path() / "trace.jsonl");
-    EXPECT_EQ(std::count(std::istreambuf_iterator<char>(file), {}, '\n'), 3) << "the file keeps every row";
 }
 
 TEST(TimerThread, RunsTasksInTheOrderOfTheirTimes) {

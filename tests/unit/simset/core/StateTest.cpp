@@ -1,11 +1,9 @@
 #include <SQLiteCpp/SQLiteCpp.h>
-#include <sys/resource.h>
-
-#include <csignal>
 
 #include "factory_aux/FactoryAux.h"
 #include "flashenv/FlashEnv.h"
 #include "simset/base/Status.h"
+#include "simset/core/DiskFull.h"
 #include "simset/core/Fixture.h"
 #include "simset/core/state/State.h"
 
@@ -98,26 +96,6 @@ TEST_F(StoredSet, ForgetsAtPowerOnWithoutARestart) {
     EXPECT_EQ(Value("tovix.sl2.messages.messageid"), 0);
 }
 
-// No file of this process grows beyond `bytes`: what a full disk looks like to a program, on any machine.
-class DiskFull {
-  public:
-    explicit DiskFull(rlim_t bytes) : m_signal(::signal(SIGXFSZ, SIG_IGN)) {
-        ::getrlimit(RLIMIT_FSIZE, &m_before);
-        const rlimit limit{bytes, m_before.rlim_max};
-        EXPECT_EQ(::setrlimit(RLIMIT_FSIZE, &limit), 0);
-    }
-    ~DiskFull() {
-        ::setrlimit(RLIMIT_FSIZE, &m_before);
-        ::signal(SIGXFSZ, m_signal);
-    }
-    DiskFull(const DiskFull&) = delete;
-    DiskFull& operator=(const DiskFull&) = delete;
-
-  private:
-    rlimit m_before{};
-    void (*m_signal)(int);
-};
-
 TEST_F(StoredSet, AFullDiskFailsTheCallAndLosesNothing) {
     Mailbox<std::string> problems;
     m_hooks.onProblem = [&](const std::string& message) { problems.Put(message); };
@@ -128,6 +106,7 @@ TEST_F(StoredSet, AFullDiskFailsTheCallAndLosesNothing) {
     {
         const DiskFull full(512U << 10U);
         EXPECT_EQ(FlashEnv::instance().setEnv("brand", large), kNotKept);
+        EXPECT_NE(problems.Take().find("the trace cannot be written"), std::string::npos);
         const std::string problem = problems.Take();
         EXPECT_NE(problem.find("free some space"), std::string::npos) << problem;
         EXPECT_EQ(writeKeys({largeKey}, KEY_HDCP1), kNotKept);
