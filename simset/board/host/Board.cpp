@@ -81,7 +81,10 @@ Board::Board(const RunOptions& options)
                             : nullptr),
       m_middleware(m_state.Path()),
       m_sticks(m_state.Folder()),
-      m_line(options.line) {
+      m_line(options.line, [this](const char* call, const std::string& settings) {
+          m_middleware.Violation("serial-parameters", call, "a port set to " + Describe(kLineFraming) + ", raw",
+                                 {{"settings", settings}});
+      }) {
     if (options.mode) {
         m_middleware.SetFlash("ZelFacMode", *options.mode);
     }

@@ -20,7 +20,10 @@ using Nanos = LineClock::Nanos;
 constexpr Nanos kTick = std::chrono::milliseconds(1);   // bytes of one tick are handed over together
 constexpr Nanos kAhead = std::chrono::milliseconds(5);  // read ahead, so that a late wake-up leaves no gap
 constexpr std::size_t kUnpacedChunk = 4096;
-constexpr int kHungUpCheckMs = 20;  // a program that opens the port anew sets its own waits
+constexpr Nanos kSetUpTime = std::chrono::milliseconds(500);  // what a program gets to set up the port it opened
+constexpr Nanos kSetUpCheck = std::chrono::milliseconds(2);
+constexpr std::size_t kMostWaiting = 8192;  // ticks of bytes for a port that was not opened yet
+constexpr int kHungUpCheckMs = 20;          // a program that opens the port anew sets its own waits
 
 Nanos Now() {
     return std::chrono::steady_clock::now().time_since_epoch();
@@ -53,12 +56,14 @@ class SerialLine::Pump {
     struct Chunk {
         Nanos arrives;
         std::string bytes;
+        bool framed = false;  // the set's port has done what it does to them
     };
 
     void TakeChanges() {
         if (const unsigned resets = m_line.m_resets; resets != m_resets) {
             m_resets = resets;
             m_onWire.clear();
+            m_told.clear();
         }
         if (const unsigned generation = m_line.m_generation; generation != m_generation) {
             m_generation = generation;
@@ -93,9 +98,16 @@ class SerialLine::Pump {
         Nanos arrives = m_settings.baud == 0 ? Now() : m_clock.Schedule(Now(), bytes.size(), m_moreWaits);
         m_moreWaits = bytes.size() == wanted;
         arrives += std::chrono::milliseconds(m_settings.delayMs);
+        if (m_direction.number == 1) {
+            Break(bytes, m_line.m_set.Settings());
+        }
         m_faults.Apply(bytes);
         m_direction.counters.dropped = m_faultsBefore[0] + m_faults.Dropped();
         m_direction.counters.flipped = m_faultsBefore[1] + m_faults.Flipped();
+        if (m_held && m_onWire.size() >= kMostWaiting) {
+            m_direction.counters.lost += bytes.size();
+            return;
+        }
         m_onWire.push_back({arrives, std::move(bytes)});
     }
 
@@ -104,14 +116,50 @@ class SerialLine::Pump {
                (m_direction.readers > 0 || (m_direction.number == 0 && !m_direction.everOpened));
     }
 
+    // The set's port changes what goes over it with other settings than the line's.
+    void Break(std::string& bytes, const PortSettings& port) {
+        const bool toSet = m_direction.number == 0;
+        if (port.framing != kLineFraming) {
+            m_direction.counters.broken += bytes.size();
+            bytes = toSet ? Received(bytes, kLineFraming, port.framing, Receiver::Port)
+                          : Received(bytes, port.framing, kLineFraming, Receiver::Adapter);
+        }
+        if (port.framing == kLineFraming && port.raw) {
+            m_told.clear();
+        } else if (std::string settings = simset::Describe(port); m_line.m_misuse && settings != m_told) {
+            m_line.m_misuse(toSet ? "receive" : "transmit", settings);
+            m_told = std::move(settings);
+        }
+    }
+
+    // Whether what has arrived for the set's port waits: it was not opened yet, or just now, and nobody has set it
+    // up.
+    bool WaitsForSetUp() const {
+        if (m_direction.number != 0 || !m_line.m_plugged) {
+            return false;
+        }
+        if (!m_direction.everOpened) {
+            return true;
+        }
+        return Now() - Nanos(m_direction.openedAt) < kSetUpTime && !m_line.m_set.Settings().raw;
+    }
+
     void Deliver() {
         m_blocked = false;
+        m_held = !m_onWire.empty() && WaitsForSetUp();
+        if (m_held) {
+            return;
+        }
         while (!m_onWire.empty() && m_onWire.front().arrives <= Now()) {
             std::string& bytes = m_onWire.front().bytes;
             if (!SomeoneListens()) {
                 m_direction.counters.lost += bytes.size();
                 m_onWire.pop_front();
                 continue;
+            }
+            if (m_direction.number == 0 && !m_onWire.front().framed) {
+                Break(bytes, m_line.m_set.Settings());
+                m_onWire.front().framed = true;
             }
             const ssize_t put =
                 bytes.empty() ? 0 : ::write(m_direction.to.master.Get(), bytes.data(), bytes.size());
@@ -131,7 +179,9 @@ class SerialLine::Pump {
 
     void Wait() {
         std::optional<Nanos> until;
-        if (!m_onWire.empty() && !m_blocked) {
+        if (m_held && m_direction.everOpened) {
+            until = Now() + kSetUpCheck;
+        } else if (!m_onWire.empty() && !m_blocked && !m_held) {
             until = m_onWire.front().arrives;
         }
         const bool room = WireHasRoom();
@@ -170,12 +220,15 @@ class SerialLine::Pump {
     bool m_readable = false;
     bool m_moreWaits = false;  // the last read left bytes behind, as far as one can tell
     bool m_blocked = false;
+    bool m_held = false;  // bytes wait until the set's port is set up
+    std::string m_told;   // the wrong settings that were told last
 };
 
-SerialLine::SerialLine(const LineSettings& settings)
+SerialLine::SerialLine(const LineSettings& settings, Misuse misuse)
     : m_set(Terminal::Open()),
       m_tool(Terminal::Open()),
       m_settings(settings),
+      m_misuse(std::move(misuse)),
       m_toSet{m_tool, m_set, 0},
       m_fromSet{m_set, m_tool, 1},
       m_watch(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
@@ -184,6 +237,7 @@ SerialLine::SerialLine(const LineSettings& settings)
         ::inotify_add_watch(m_watch.Get(), m_tool.path.c_str(), kWatched) < 0) {
         throw SystemError("watch of the terminals");
     }
+    m_set.MakeFresh();
     m_watcher = std::thread([this] { Watch(); });
     for (Direction* direction : {&m_toSet, &m_fromSet}) {
         direction->thread = std::thread([this, direction] { Pump(*this, *direction).Run(); });
@@ -227,7 +281,10 @@ void SerialLine::Reset() {
     ++m_resets;
     m_toSet.everOpened = false;
     ::tcflush(m_set.slave.Get(), TCIOFLUSH);
-    m_set.MakeRaw();
+    {
+        const std::lock_guard lock(m_mutex);
+        m_set.MakeFresh();
+    }
     WakeAll();
 }
 
@@ -238,7 +295,11 @@ void SerialLine::WakeAll() {
 
 void SerialLine::OnOpened(Direction& direction) {
     ++direction.readers;
-    direction.everOpened = true;
+    if (!direction.everOpened) {
+        direction.openedAt = Now().count();
+        direction.everOpened = true;
+        direction.wake.Signal();
+    }
 }
 
 void SerialLine::OnClosed(Direction& direction) {
@@ -249,7 +310,9 @@ void SerialLine::OnClosed(Direction& direction) {
     // The kernel reports two openings in a row as one; before bytes are thrown away the users are counted.
     direction.readers = direction.to.CountUsers();
     if (direction.readers == 0) {
-        direction.to.MakeRaw();
+        if (direction.number == 1) {
+            direction.to.MakeRaw();  // a port of the set's keeps its settings, the tool's begins anew
+        }
         // What the last reader left behind is gone with it.
         ::tcflush(direction.to.slave.Get(), TCIFLUSH);
         WakeAll();
@@ -288,7 +351,8 @@ std::string SerialLine::Describe() const {
         return nlohmann::ordered_json{{"delivered", of.delivered.load()},
                                       {"dropped", of.dropped.load()},
                                       {"flipped", of.flipped.load()},
-                                      {"lost", of.lost.load()}};
+                                      {"lost", of.lost.load()},
+                                      {"broken", of.broken.load()}};
     };
     return nlohmann::ordered_json{{"baud", settings.baud},
                                   {"drop", settings.drop},
@@ -296,6 +360,7 @@ std::string SerialLine::Describe() const {
                                   {"delayMs", settings.delayMs},
                                   {"seed", settings.seed},
                                   {"plugged", m_plugged.load()},
+                                  {"port", simset::Describe(m_set.Settings())},
                                   {"toSet", counters(m_toSet.counters)},
                                   {"fromSet", counters(m_fromSet.counters)}}
         .dump();

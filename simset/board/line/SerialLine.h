@@ -5,6 +5,7 @@
 #include <atomic>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -21,16 +22,28 @@ struct LineCounters {
     std::atomic<std::uint64_t> delivered{0};
     std::atomic<std::uint64_t> dropped{0};
     std::atomic<std::uint64_t> flipped{0};
-    std::atomic<std::uint64_t> lost{0};  // nobody had the far end open, or it was not read for too long
+    std::atomic<std::uint64_t> lost{0};    // nobody had the far end open, or it was not read for too long
+    std::atomic<std::uint64_t> broken{0};  // sent while the set's port was not set to the line's framing
 };
+
+// What the line's other end is set to, whatever the pace.
+constexpr Framing kLineFraming{};
 
 // The serial line between the set's port and the line tool: two terminals and a wire between them, at the
 // settings' pace and with their faults. Bytes for an end that nobody has open are lost, as on a wire; only those
 // sent before the application opens its port for the first time wait for it.
+//
+// The set's port has the framing that its program gives it, and bytes of either direction arrive as they would
+// with that framing against the line's. The line tool's end has the line's framing, whatever its terminal says: a
+// line's adapter takes its settings from the tool, and a tool with wrong ones is not what is tried here.
 class SerialLine {
   public:
+    // Told once for each direction and settings that bytes went over the set's port ("transmit" or "receive")
+    // which was not set to the line's framing, or not raw. On a thread of the line.
+    using Misuse = std::function<void(const char* call, const std::string& settings)>;
+
     // Opens both ends and starts carrying bytes. Throws std::system_error.
-    explicit SerialLine(const LineSettings& settings);
+    explicit SerialLine(const LineSettings& settings, Misuse misuse = nullptr);
     ~SerialLine();
     SerialLine(const SerialLine&) = delete;
     SerialLine& operator=(const SerialLine&) = delete;
@@ -53,7 +66,7 @@ class SerialLine {
     // once the line is back. Writing succeeds all the while, and poll() tells nothing. Any thread.
     void Plug(bool plugged);
 
-    // The set lost power: what was on its way to or from it is gone.
+    // The set lost power: what was on its way to or from it is gone, and its port is as fresh as after power-on.
     void Reset();
 
     // Settings and counters as one line of JSON.
@@ -70,6 +83,7 @@ class SerialLine {
         LineCounters counters{};
         std::atomic<int> readers{0};  // how many have the far end open, besides simset itself
         std::atomic<bool> everOpened{false};
+        std::atomic<std::int64_t> openedAt{0};  // the first time, in nanoseconds of the steady clock
         WakeUp wake{};
         std::thread thread{};
     };
@@ -84,6 +98,7 @@ class SerialLine {
     Terminal m_tool;
     mutable std::mutex m_mutex;
     LineSettings m_settings;
+    Misuse m_misuse;
     std::atomic<unsigned> m_generation{0};  // counts changes, so that the pumps notice them
     std::atomic<unsigned> m_resets{0};
     std::atomic<bool> m_stop{false};

@@ -9,7 +9,23 @@
 #include <cstring>
 #include <filesystem>
 
+#include "simset/board/line/TerminalSpeed.h"
+#include "simset/board/preload/PortMark.h"
+
 namespace simset {
+namespace {
+
+constexpr tcflag_t kInputChanges = ICRNL | INLCR | IGNCR | ISTRIP | IXON | IXOFF;
+constexpr tcflag_t kFreshInput = ICRNL | IXON;
+constexpr tcflag_t kFreshOutput = OPOST | ONLCR;
+constexpr tcflag_t kFreshControl = CS8 | CREAD | HUPCL;
+constexpr tcflag_t kFreshLocal = ISIG | ICANON | IEXTEN | ECHO | ECHOE | ECHOK | ECHOCTL | ECHOKE;
+
+}  // namespace
+
+std::string Describe(const PortSettings& settings) {
+    return Describe(settings.framing) + (settings.raw ? " raw" : " cooked");
+}
 
 Terminal Terminal::Open() {
     Terminal terminal;
@@ -33,6 +49,42 @@ Terminal Terminal::Open() {
     ::cfsetspeed(&settings, B115200);
     ::tcsetattr(terminal.slave.Get(), TCSANOW, &settings);
     return terminal;
+}
+
+void Terminal::MakeFresh() {
+    m_before.reset();
+    termios settings{};
+    if (::tcgetattr(slave.Get(), &settings) != 0) {
+        return;
+    }
+    settings.c_iflag = kFreshInput;
+    settings.c_oflag = kFreshOutput;
+    settings.c_cflag = kFreshControl;
+    settings.c_lflag = kFreshLocal;
+    settings.c_cc[VMIN] = 1;
+    settings.c_cc[VTIME] = 0;
+    settings.c_cc[preload::kPortMark] = 0;
+    ::cfsetspeed(&settings, B9600);
+    ::tcsetattr(slave.Get(), TCSANOW, &settings);
+}
+
+PortSettings Terminal::Settings() const {
+    termios found{};
+    PortSettings settings;
+    if (::tcgetattr(slave.Get(), &found) != 0) {
+        return settings;
+    }
+    const tcflag_t control = preload::Unmarked(found.c_cflag, found.c_cc[preload::kPortMark]);
+    const tcflag_t size = control & CSIZE;
+    settings.framing.speed = SpeedOf(slave.Get());
+    settings.framing.dataBits = size == CS8 ? 8 : size == CS7 ? 7 : size == CS6 ? 6 : 5;
+    if ((control & PARENB) != 0) {
+        settings.framing.parity = (control & PARODD) != 0 ? Parity::Odd : Parity::Even;
+    }
+    settings.framing.stopBits = (control & CSTOPB) != 0 ? 2 : 1;
+    settings.raw = (found.c_lflag & (ICANON | ECHO | ISIG)) == 0 && (found.c_oflag & OPOST) == 0 &&
+                   (found.c_iflag & kInputChanges) == 0;
+    return settings;
 }
 
 void Terminal::MakeRaw() const {

@@ -6,18 +6,35 @@
 #include <string>
 
 #include "simset/base/Descriptor.h"
+#include "simset/board/line/Framing.h"
 
 namespace simset {
 
-// Both ends of a pseudo terminal in raw mode. Holding the slave open keeps the terminal alive while nobody else
+// What a terminal is set to.
+struct PortSettings {
+    Framing framing;
+    bool raw = false;  // bytes pass as they are, without echo
+};
+
+// "115200 8N1 raw", "9600 8N1 cooked"
+std::string Describe(const PortSettings& settings);
+
+// Both ends of a pseudo terminal. Holding the slave open keeps the terminal alive while nobody else
 // has it open.
 struct Terminal {
     Descriptor master;
     Descriptor slave;
     std::string path;  // the slave's device node
 
-    // Throws std::system_error.
+    // In raw mode. Throws std::system_error.
     static Terminal Open();
+
+    // Sets the terminal up as a serial port is after power-on: 9600 8N1, lines with echo and translation. A line
+    // that hung up is forgotten.
+    void MakeFresh();
+
+    // What the slave's programs set, parity and data bits as the preloaded library keeps them.
+    PortSettings Settings() const;
 
     // Takes echo and all translation away again, whatever a program left behind.
     void MakeRaw() const;

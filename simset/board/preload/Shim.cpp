@@ -1,7 +1,7 @@
 // Preloaded into every program of the set: takes the driver folder, which procfs cannot be given, to the place
 // where the set keeps it; tells simset when data is to survive a power cut instead of syncing the PC's disks;
 // reports the application's own mount calls. Links to the C library alone, since it lives in programs of every
-// kind.
+// kind; keeps for the serial port what a pseudo terminal forgets.
 #include <errno.h>
 #include <fcntl.h>
 #include <stdarg.h>
@@ -9,9 +9,11 @@
 #include <string.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include "simset/board/preload/Next.h"
+#include "simset/board/preload/PortMark.h"
 #include "simset/board/preload/Report.h"
 
 namespace {
@@ -47,6 +49,13 @@ bool InApplication() {
     char self[kPathMax];
     const ssize_t size = readlink("/proc/self/exe", self, sizeof self - 1);
     return size > 0 && strncmp(self, kApplications, sizeof kApplications - 1) == 0;
+}
+
+bool IsPort(int fd) {
+    struct stat opened {};
+    struct stat port {};
+    return fstat(fd, &opened) == 0 && S_ISCHR(opened.st_mode) && stat("/dev/ttyS0", &port) == 0 &&
+           opened.st_rdev == port.st_rdev;
 }
 
 bool TakesMode(int flags) {
@@ -141,6 +150,30 @@ SIMSET_VISIBLE int mount(const char* source, const char* target, const char* typ
     }
     errno = savedErrno;
     return status;
+}
+
+SIMSET_VISIBLE int tcgetattr(int fd, struct termios* settings) {
+    using Call = int (*)(int, struct termios*);
+    static const auto next = Next<Call>("tcgetattr");
+    const int status = next(fd, settings);
+    if (status == 0 && IsPort(fd)) {
+        settings->c_cflag =
+            simset::preload::Unmarked(settings->c_cflag, settings->c_cc[simset::preload::kPortMark]);
+        settings->c_cc[simset::preload::kPortMark] = 0;
+    }
+    return status;
+}
+
+SIMSET_VISIBLE int tcsetattr(int fd, int when, const struct termios* settings) {
+    using Call = int (*)(int, int, const struct termios*);
+    static const auto next = Next<Call>("tcsetattr");
+    if (!IsPort(fd)) {
+        return next(fd, when, settings);
+    }
+    struct termios kept = *settings;
+    kept.c_cc[simset::preload::kPortMark] = simset::preload::MarkOf(settings->c_cflag);
+    kept.c_cflag = (kept.c_cflag & ~simset::preload::kMarkedFlags) | CS8;
+    return next(fd, when, &kept);
 }
 
 }  // extern "C"

@@ -4,10 +4,13 @@
 #include <termios.h>
 
 #include <chrono>
+#include <mutex>
 #include <nlohmann/json.hpp>
 #include <thread>
+#include <vector>
 
 #include "simset/board/line/SerialLine.h"
+#include "simset/board/preload/PortMark.h"
 
 namespace simset {
 namespace {
@@ -18,7 +21,11 @@ constexpr int kPatienceMs = 20000;
 // A line as fast as both ends go, with both of them open: the set's end waits up to 25.5 s for bytes.
 class UnpacedLine : public ::testing::Test {
   protected:
-    UnpacedLine() : m_line(Unpaced()), m_set(Open(m_line.SetPath())), m_tool(Open(m_line.ToolPath())) {
+    UnpacedLine()
+        : m_line(Unpaced(), [this](const char* call, const std::string& settings) { Misused(call, settings); }),
+          m_set(Open(m_line.SetPath())),
+          m_tool(Open(m_line.ToolPath())) {
+        Set(B115200, 0);
         SetWaits(255);
     }
 
@@ -31,6 +38,24 @@ class UnpacedLine : public ::testing::Test {
         return Descriptor(::open(path.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
     }
 
+    void Misused(const char* call, const std::string& settings) {
+        const std::lock_guard lock(m_mutex);
+        m_misuse.push_back(std::string(call) + " " + settings);
+    }
+    std::vector<std::string> Misuses() {
+        const std::lock_guard lock(m_mutex);
+        return m_misuse;
+    }
+
+    // Makes the set's port raw with that speed; `mark` is what the preloaded library leaves there.
+    void Set(speed_t speed, unsigned char mark) const {
+        termios settings{};
+        ::tcgetattr(m_set.Get(), &settings);
+        ::cfmakeraw(&settings);
+        ::cfsetspeed(&settings, speed);
+        settings.c_cc[preload::kPortMark] = mark;
+        ::tcsetattr(m_set.Get(), TCSANOW, &settings);
+    }
     void SetWaits(unsigned char tenths) const {
         termios settings{};
         ::tcgetattr(m_set.Get(), &settings);
@@ -64,6 +89,8 @@ class UnpacedLine : public ::testing::Test {
         EXPECT_EQ(lost, count);
     }
 
+    std::mutex m_mutex;
+    std::vector<std::string> m_misuse;
     SerialLine m_line;
     Descriptor m_set;
     Descriptor m_tool;
@@ -109,6 +136,106 @@ TEST_F(UnpacedLine, StaysHungUpForWhoSetsThePortUpAnew) {
     }
     m_line.Plug(true);
     EXPECT_EQ(Waits(), 7);
+}
+
+TEST_F(UnpacedLine, ThePortIsFreshAfterPowerOn) {
+    m_line.Reset();
+    termios settings{};
+    ::tcgetattr(m_set.Get(), &settings);
+    EXPECT_EQ(::cfgetospeed(&settings), B9600);
+    EXPECT_NE(settings.c_lflag & ECHO, 0U);
+    EXPECT_NE(settings.c_lflag & ICANON, 0U);
+    EXPECT_NE(settings.c_oflag & OPOST, 0U);
+    EXPECT_EQ(nlohmann::json::parse(m_line.Describe())["port"], "9600 8N1 cooked");
+}
+
+TEST_F(UnpacedLine, ThePortKeepsItsSettingsFromOneOpeningToTheNext) {
+    m_set = Open(m_line.SetPath());
+    Send(m_tool, 'a');
+    EXPECT_EQ(Receive(m_set), 'a');
+    EXPECT_TRUE(Misuses().empty());
+}
+
+TEST_F(UnpacedLine, BytesAtAnotherSpeedArriveBrokenBothWaysAndAreToldOnce) {
+    Set(B300, 0);
+    for (int i = 0; i < 2; ++i) {
+        Send(m_set, 'U');
+        for (int heard = 0; heard < 5; ++heard) {
+            char byte = 1;
+            ASSERT_EQ(::read(m_tool.Get(), &byte, 1), 1);
+            EXPECT_EQ(byte, '\0');
+        }
+    }
+    EXPECT_EQ(Misuses(), std::vector<std::string>{"transmit 300 8N1 raw"});
+    Set(B57600, 0);
+    Send(m_tool, '\0');
+    EXPECT_EQ(Receive(m_set), '\xF8');
+    EXPECT_EQ(Misuses().back(), "receive 57600 8N1 raw");
+}
+
+TEST_F(UnpacedLine, WhatATerminalCannotKeepCountsToo) {
+    Set(B115200, preload::MarkOf(CS7 | PARENB));
+    Send(m_set, '\x79');
+    EXPECT_EQ(Receive(m_tool), '\xF9');
+    EXPECT_EQ(Misuses(), std::vector<std::string>{"transmit 115200 7E1 raw"});
+    Set(B115200, preload::MarkOf(CS8));
+    Send(m_set, '\x79');
+    EXPECT_EQ(Receive(m_tool), '\x79');
+    EXPECT_EQ(Misuses().size(), 1U);
+}
+
+TEST_F(UnpacedLine, TheToolsEndHasTheLinesFramingWhateverItsTerminalSays) {
+    termios settings{};
+    ::tcgetattr(m_tool.Get(), &settings);
+    ::cfsetspeed(&settings, B300);
+    ::tcsetattr(m_tool.Get(), TCSANOW, &settings);
+    Send(m_tool, 'a');
+    EXPECT_EQ(Receive(m_set), 'a');
+}
+
+TEST(SerialLine, WhatIsSentBeforeThePortIsSetUpWaitsForIt) {
+    LineSettings settings;
+    settings.baud = 0;
+    std::atomic<int> misuses{0};
+    SerialLine line(settings, [&misuses](const char*, const std::string&) { ++misuses; });
+    const Descriptor tool(::open(line.ToolPath().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
+    EXPECT_EQ(::write(tool.Get(), "abc", 3), 3);
+    const Descriptor set(::open(line.SetPath().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    termios wanted{};
+    ::tcgetattr(set.Get(), &wanted);
+    ::cfmakeraw(&wanted);
+    ::cfsetspeed(&wanted, B115200);
+    wanted.c_cc[VMIN] = 3;
+    ::tcsetattr(set.Get(), TCSANOW, &wanted);
+    std::string got(3, '\0');
+    EXPECT_EQ(::read(set.Get(), got.data(), got.size()), 3);
+    EXPECT_EQ(got, "abc");
+    EXPECT_EQ(misuses, 0);
+}
+
+TEST(SerialLine, APortThatNobodySetsUpGetsWhatArrivesBroken) {
+    LineSettings settings;
+    settings.baud = 0;
+    std::mutex mutex;
+    std::vector<std::string> misuses;
+    SerialLine line(settings, [&](const char* call, const std::string& found) {
+        const std::lock_guard lock(mutex);
+        misuses.push_back(std::string(call) + " " + found);
+    });
+    const Descriptor tool(::open(line.ToolPath().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
+    const Descriptor set(::open(line.SetPath().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
+    EXPECT_EQ(::write(tool.Get(), std::string(120, 'U').data(), 120), 120);
+    const auto end = std::chrono::steady_clock::now() + kPatience;
+    const auto told = [&] {
+        const std::lock_guard lock(mutex);
+        return !misuses.empty() && misuses.front() == "receive 9600 8N1 cooked";
+    };
+    while (!told()) {
+        ASSERT_LT(std::chrono::steady_clock::now(), end) << line.Describe();
+        std::this_thread::yield();
+    }
+    EXPECT_EQ(nlohmann::json::parse(line.Describe())["toSet"]["broken"], 120);
 }
 
 }  // namespace
