@@ -12,14 +12,14 @@ programs are found beside this package, in the folder that ZELFAC_BIN names, or 
 """
 
 from .control import Control, matching
-from .errors import (BadFrame, ControlFailed, NoAnswer, NoNamespaces, ProgramMissing, RulesBroken, StartFailed, TimedOut,
-                     ZelfacError)
+from .errors import (BadFrame, ControlFailed, NoAnswer, NoNamespaces, ProgramMissing, RulesBroken, StartFailed,
+                     TimedOut, ZelfacError)
 from .frames import READY_FRAME, Frame, empty, frame, result, split_frames, status
 from .line import TIMEOUT, Line
 from .simulated import Set
 
 __all__ = [
-    "BadFrame", "Control", "ControlFailed", "Frame", "Line", "NoAnswer", "NoNamespaces", "ProgramMissing", "READY_FRAME",
-    "RulesBroken", "Set", "StartFailed", "TIMEOUT", "TimedOut", "ZelfacError", "empty", "frame", "matching", "result",
-    "split_frames", "status",
+    "BadFrame", "Control", "ControlFailed", "Frame", "Line", "NoAnswer", "NoNamespaces", "ProgramMissing",
+    "READY_FRAME", "RulesBroken", "Set", "StartFailed", "TIMEOUT", "TimedOut", "ZelfacError", "empty", "frame",
+    "matching", "result", "split_frames", "status",
 ]

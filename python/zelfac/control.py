@@ -157,7 +157,7 @@ class Control:
         return (self.state / f"app.{stream}").read_bytes()
 
     def await_output(self, wanted: str | re.Pattern[str], count: int = 1, stream: str = "out") -> re.Match[str]:
-        """Waits until the application has printed a text or what a pattern finds, `count` times; returns the last match."""
+        """Waits until the application has printed a text, or what a pattern finds, `count` times; the last match."""
         pattern = re.compile(re.escape(wanted)) if isinstance(wanted, str) else wanted
         found: list[re.Match[str]] = []
 
@@ -169,7 +169,7 @@ class Control:
         return found[count - 1]
 
     def await_printed(self) -> None:
-        """Waits until all that the application has printed so far is in `output`: a line of the manager's comes after it."""
+        """Waits until all that was printed so far is in `output`: what a line of the manager's prints comes after it."""
         self._markers += 1
         self.am(f":am,ui,marker:printed=m{self._markers}")
         self.await_output(f"s_ack:marker,s_name:m{self._markers},s_comment:printed")

@@ -1,7 +1,7 @@
 """Frames of the serial line: building and reading them, independently of the programs.
 
-A frame is 0x79, the kind, the command (two bytes), the payload's length, the payload, two trailer bytes, a checksum that
-makes the sum from the kind on zero, and 0xFE.
+A frame is 0x79, the kind, the command (two bytes), the payload's length, the payload, two trailer bytes, a checksum
+that makes the sum from the kind on zero, and 0xFE.
 """
 
 from __future__ import annotations

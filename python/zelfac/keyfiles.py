@@ -13,7 +13,7 @@ CHUNK = MAX_PAYLOAD  # bytes of a file that one frame carries
 
 @dataclass(frozen=True)
 class Kind:
-    """A kind of file: zelline's name, the command that takes it, the query of its checksum, and the key store's number."""
+    """A kind of file: zelline's name, the command that takes it, its checksum's query, and the key store's number."""
 
     name: str
     command: int

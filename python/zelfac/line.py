@@ -23,7 +23,7 @@ TIMEOUT = 120.0
 class Line:
     """A serial port, raw, 8N1, at 115200 baud: a real one, or the `line` of a simulated set. Opened at once.
 
-    `timeout` is how many seconds an answer is waited for. Not for several threads, but one may send while another receives.
+    `timeout` is how many seconds an answer is waited for. One thread may send while another receives.
     """
 
     def __init__(self, path: StrPath, timeout: float = TIMEOUT) -> None:
@@ -102,10 +102,10 @@ class Line:
         return b"".join(split_frames(received))
 
     def ask(
-        self, command: int, payload: bytes = b"", *, answers: int = 1, seconds: float | None = None, a: int = 0, b: int = 0
+        self, command: int, payload: bytes = b"", *, answers: int = 1, seconds: float | None = None
     ) -> bytes:
-        """Sends one frame and returns the answer's bytes: compare them with `status(...)`, `result(...)`, `empty(...)`."""
-        return self.exchange(frame(command, payload, a=a, b=b), answers, seconds)
+        """Sends a frame and returns the answer's bytes, as `status(...)`, `result(...)` and `empty(...)` make them."""
+        return self.exchange(frame(command, payload), answers, seconds)
 
     def _answer(self, command: int, payload: bytes, kind: int) -> bytes:
         said = self.ask(command, payload)

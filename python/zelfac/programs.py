@@ -16,8 +16,8 @@ _NEAR = (_HERE.parents[1] / "build" / "default" / "bin", _HERE.parents[3] / "bin
 def find(name: str) -> pathlib.Path:
     """The path of a program (`simset`, `zelline`, `ZelFacTest_Eu4K`).
 
-    With the environment variable ZELFAC_BIN it is taken from that folder and from nowhere else. Without it: from the build
-    folder or the prefix that this package belongs to, then from PATH.
+    With the environment variable ZELFAC_BIN it is taken from that folder and from nowhere else. Without it: from the
+    build folder or the prefix that this package belongs to, then from PATH.
     """
     chosen = os.environ.get("ZELFAC_BIN")
     for folder in [pathlib.Path(chosen)] if chosen else _NEAR:
@@ -28,6 +28,6 @@ def find(name: str) -> pathlib.Path:
     if found := shutil.which(name):
         return pathlib.Path(found)
     raise ProgramMissing(
-        f"{name} was not found: build it (cmake --preset default && cmake --build --preset default), put its folder into"
-        " PATH, or name the folder in ZELFAC_BIN"
+        f"{name} was not found: build it (cmake --preset default && cmake --build --preset default), put its folder"
+        " into PATH, or name the folder in ZELFAC_BIN"
     )

@@ -1,4 +1,4 @@
-"""The sets of the tests: those of the Python package (python/zelfac), which hold one of the machine's slots while they run.
+"""The sets of the tests: those of the Python package, which hold one of the machine's slots while they run.
 
 `runner` tells how a file of tests is run.
 """

@@ -15,7 +15,10 @@ from zelfac.keyfiles import CHUNK, CONFIG, HDCP1, NETFLIX, chunks, crc
 PAGE = 4096
 CLOSE_ON_EXEC = 0o2000000
 # by name: the commands that write and read a record, and its file
-RECORDS = {"serial number": (0x1274, 0x1275, "/var/local/ZelPcbSn"), "test result": (0x1298, None, "/var/local/ZelTestResult")}
+RECORDS = {
+    "serial number": (0x1274, 0x1275, "/var/local/ZelPcbSn"),
+    "test result": (0x1298, None, "/var/local/ZelTestResult"),
+}
 
 
 class DiskSet(KeySet):

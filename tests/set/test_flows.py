@@ -89,8 +89,8 @@ class AutoTest(AtOnce):
             self.assertEqual(tv.line.ask(0x1290), status(0x1290, 0))
 
     def test_no_failure_stops_it(self):
-        arrange = [("model", "fail", "*", "operate", "7"), ("keys", "fail", "*", "write", "3"), ("keys", "fail", "*", "check", "4")]
-        arrange += [("meta", "fail", "8", "5"), ("flash", "fail", "macaddr", "6")]
+        arrange = [("model", "fail", "*", "operate", 7), ("keys", "fail", "*", "write", 3), ("keys", "fail", "*", "check", 4)]
+        arrange += [("meta", "fail", 8, 5), ("flash", "fail", "macaddr", 6)]
         with Set(arrange=arrange) as tv:
             tv.await_started()
             output = tv.output()

@@ -54,7 +54,8 @@ class Installed(unittest.TestCase):
     def python(self, *words, path="/usr/bin:/bin", package=PACKAGE):
         """What Python says with the installed package, far from the sources and without ZELFAC_BIN."""
         environment = {"PATH": path, "PYTHONPATH": str(self.prefix / package), "PYTHONDONTWRITEBYTECODE": "1"}
-        done = subprocess.run([sys.executable, *words], cwd="/", env=environment, capture_output=True, text=True, timeout=NEVER)
+        command = [sys.executable, *words]
+        done = subprocess.run(command, cwd="/", env=environment, capture_output=True, text=True, timeout=NEVER)
         self.assertEqual(done.returncode, 0, done.stderr)
         return done.stdout
 

@@ -51,7 +51,7 @@ class Starts(AtOnce):
         self.assertEqual(lines[starting], "[**APP-DEMO][2][Starting]")
         self.assertEqual(lines[-2:], ["==========zel test end==========", ""])
         self.assertEqual([row["command"] for row in rows if row["who"] == "shell"], [])
-        self.assertIn(("set", "UARTOnOff", "on"), [(row.get("call"), row.get("name"), row.get("value")) for row in rows])
+        self.assertTrue(matching(rows, call="set", name="UARTOnOff", value="on"))
 
     @cases(["0", "x2"])
     def test_a_start_in_another_mode(self, text):

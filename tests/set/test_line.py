@@ -99,8 +99,8 @@ class Commands(unittest.TestCase):
         self.burst(requests + [frame(0x1290)], [status(0x1290, 0)])
 
     def test_2_unknown_texts_fail(self):
-        requests = [(0x12A0, b"RED_ON "), (0x12A0, b""), (0x12A5, b"PANEL"), (0x12A5, b"ETHPING=1.2.3."), (0x129D, b"MAC")]
-        requests += [(0x129C, b"USB1")] + [(command, b"") for command in CHUNKS]
+        requests = [(0x12A0, b"RED_ON "), (0x12A0, b""), (0x12A5, b"PANEL"), (0x12A5, b"ETHPING=1.2.3.")]
+        requests += [(0x129D, b"MAC"), (0x129C, b"USB1")] + [(command, b"") for command in CHUNKS]
         self.burst([frame(*request) for request in requests], [status(command, 1) for command, _ in requests])
 
     def test_2_crc_queries_begin_at_zero(self):
@@ -185,7 +185,7 @@ class Commands(unittest.TestCase):
             self.assertEqual(self.ask(0x12A0, b"RED_ON"), status(0x12A0, 0), step)
 
     def test_4_damage_on_the_line(self):
-        """What is lost with the damage, and that nothing else is: a receiver of its own says which frames get through."""
+        """What is lost with the damage, and nothing else: a receiver of its own says which frames get through."""
         good = frame(0x1290)
         receiver = Receiver()
         for noise in (b"\x79", b"y" * 80, bytes(range(256)), b"\xfe\x79\x00\x12", good[:-1] + b"\x00", good[:4]):

@@ -54,7 +54,8 @@ class PowerCut(AtOnce):
         """Cuts the power at that step of a start. Returns the rows of that start, None when it ended before."""
         cut = Update(stick, state=folder / "state", options=["--power-cut-after", str(step)], wait=False)
         with cut as tv:
-            tv.await_true(lambda: tv.process.poll() is not None or " m_secondUpdateStatus:" in tv.output(), "either end")
+            told = " m_secondUpdateStatus:"
+            tv.await_true(lambda: tv.process.poll() is not None or told in tv.output(), "either end")
             if tv.process.poll() is None:
                 return None
             self.assertEqual(tv.await_end(), KILLED)

@@ -188,7 +188,8 @@ class Configurations(PreparedSets, unittest.TestCase):
         data = "".join(value + "\r\n" for value in VALUES[:7]).encode()
         faults = [("meta", item) for item in (0, 1, 2, 3, 4, 6, "access-route")]
         faults += [("flash", name) for name in ("db_table", "brand", "normal_start")]
-        faults += [("model", f"tovix.sl2.i32.qorfactory.{key}", "operate") for key in ("country", "serialsdata.model.index")]
+        keys = ("country", "serialsdata.model.index")
+        faults += [("model", f"tovix.sl2.i32.qorfactory.{key}", "operate") for key in keys]
         for place, *what in faults:
             self.tv.ctl(place, "fail", *what, 5, "--times", 1)
             answer, output = self.send(data)

@@ -16,7 +16,7 @@ from zelfac import (BadFrame, Control, ControlFailed, Frame, NoAnswer, StartFail
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 # Each example, and the output that stands below it.
-EXAMPLES = re.findall(r"```python\n(.*?)```\n(?:\n```text\n(.*?)```)?", (ROOT / "docs/python.md").read_text(), re.DOTALL)
+EXAMPLES = re.findall(r"```python\n(.*?)```\n\n```text\n(.*?)```", (ROOT / "docs/python.md").read_text(), re.DOTALL)
 
 
 def python(code, **more):

@@ -124,8 +124,8 @@ class State(AtOnce):
             self.assertEqual(done.stdout, "")
 
     def test_unusable_arguments(self):
-        for arguments in (["run"], ["run", "--state", "/proc/no/such"], ["run", "--state", "/tmp/x", "--mode", "9"], ["fly"]):
-            done = run("simset", *arguments)
+        for arguments in ("run", "run --state /proc/no/such", "run --state /tmp/x --mode 9", "fly"):
+            done = run("simset", *arguments.split())
             self.assertEqual(done.returncode, 2, arguments)
             self.assertNotEqual(done.stderr, "")
 
@@ -134,9 +134,8 @@ class Ports(AtOnce):
     def test_a_taken_port_names_its_holder(self):
         with Set() as tv:
             tv.line.close()
-            listener = subprocess.Popen(
-                [programs.find("zelline"), "--port", tv.ready["line"], "listen"], stdout=subprocess.PIPE, stderr=subprocess.PIPE
-            )
+            command = [programs.find("zelline"), "--port", tv.ready["line"], "listen"]
+            listener = subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
             try:
                 listener.stdout.read(1)  # a ready frame: the port is open
                 done = tv.zelline("connect")
@@ -189,9 +188,9 @@ class OrdinaryUser(unittest.TestCase):
         folder = tempfile.mkdtemp(prefix="zelfac-user.")
         os.chown(folder, 65534, 65534)
         try:
+            user = ["setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"]
             process = subprocess.Popen(
-                ["setpriv", "--reuid=65534", "--regid=65534", "--clear-groups", programs.find("simset"), "run", "--state", folder + "/state",
-                 "--panel", "none"],
+                [*user, programs.find("simset"), "run", "--state", folder + "/state", "--panel", "none"],
                 stdout=subprocess.PIPE,
                 cwd="/",
                 env={"PATH": os.environ["PATH"], "HOME": folder},

@@ -1,6 +1,7 @@
 """A whole factory session with everything at once: commands, key presses, the manager's lines, a key transfer and the
 radio searches. Built with a sanitizer (scripts/tsan-session) it also holds the application to having no data race."""
 
+import itertools
 import threading
 import unittest
 import zlib
@@ -38,8 +39,9 @@ class Session(unittest.TestCase):
                 thread.start()
                 return thread
 
-            codes = iter([70, 161, 162, 163, 164, 166, 168, 105, 106, 1] * 100)
-            lines = iter([":am,x,:log=off", ":am,x,:log=on", ":am,x,:pause=1", ":am,x,:resume=[a,b]", "hello", ":x,y:z=1", ":"] * 100)
+            codes = itertools.cycle([70, 161, 162, 163, 164, 166, 168, 105, 106, 1])
+            lines = [":am,x,:log=off", ":am,x,:log=on", ":am,x,:pause=1", ":am,x,:resume=[a,b]", "hello", ":x,y:z=1", ":"]
+            lines = itertools.cycle(lines)
             workers = [
                 keep(lambda: tv.press(next(codes)), 0.3),
                 keep(lambda: tv.am(next(lines)), 0.4),
@@ -50,7 +52,8 @@ class Session(unittest.TestCase):
                 tv.line.send(frame(0x1282))
                 tv.line.send(b"".join(frame(0x1281, chunk, a=i, b=len(chunks)) for i, chunk in enumerate(chunks)))
                 tv.line.await_bytes(status(0x1281, 0))
-                for command, payload in ((0x1274, b"SESSION"), (0x1298, b"PASS"), (0x129F, b"\x21"), (0x1288, b"HDMI2")):
+                orders = ((0x1274, b"SESSION"), (0x1298, b"PASS"), (0x129F, b"\x21"), (0x1288, b"HDMI2"))
+                for command, payload in orders:
                     tv.line.send(frame(command, payload))
                     tv.line.await_bytes(status(command, 0))
                 tv.line.send(frame(0x1282))

@@ -127,9 +127,11 @@ class Power(AtOnce):
     def test_reboots_at_once_are_carried_out(self):
         with Set() as tv:
             ended = []
-            asking = [
-                threading.Thread(target=lambda: ended.append(tv.ctl("reboot", check=False).returncode)) for _ in range(4)
-            ]
+
+            def ask():
+                ended.append(tv.ctl("reboot", check=False).returncode)
+
+            asking = [threading.Thread(target=ask) for _ in range(4)]
             for thread in asking:
                 thread.start()
             for thread in asking:

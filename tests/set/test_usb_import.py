@@ -85,8 +85,8 @@ class Import(AtOnce):
         left = {path: content for path, content in tv.read_stick().items() if path.startswith(CUSTOMER)}
         expected = {f"{CUSTOMER}/ZelFacTest_Eu4K": b""}
         for name in set(FILES) - set(gone):
-            path = f"{CUSTOMER}/{FILES[name]}"
-            expected[path] = {"config": sticks.CONFIG.encode(), "mac": address_range.encode()}.get(name) or key_content(name)
+            own = {"config": sticks.CONFIG.encode(), "mac": (address_range or "").encode()}
+            expected[f"{CUSTOMER}/{FILES[name]}"] = own[name] if name in own else key_content(name)
         self.assertEqual(left, expected)
 
     def assert_open(self, tv):

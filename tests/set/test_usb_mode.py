@@ -136,7 +136,7 @@ class Screen(AtOnce):
         """Box and colour of the two lines; the rest has to be black."""
         # The font's height is a 42nd of the width asked for, its pitch somewhat more.
         height = picture.width // 42
-        rows = [y for y, row in enumerate(picture.rows) if any(row[x * picture.bytes_per_pixel + c] for x in range(0, picture.width) for c in range(3))]
+        rows = [y for y in range(picture.height) if picture.text_box(y, y + 1)]
         gap = max(range(1, len(rows)), key=lambda i: rows[i] - rows[i - 1], default=0)
         parts = [rows[:gap], rows[gap:]] if gap and rows[gap] - rows[gap - 1] > 3 else [rows] if rows else []
         lines = []

@@ -38,7 +38,8 @@ class Screen(PanelTest):
         with PanelSet(mode="2", panel="1920x1080") as tv:
             line = "[APP-DEMO][2][onPause]s_ack:a1,s_name:world,s_comment:NULL"
             beats = [tv.await_beat(1)]
-            height = int(re.search(r"layer_config.width:1920 layer_config.height:1080 fontheight:(\d+)", tv.output())[1])
+            told = r"layer_config.width:1920 layer_config.height:1080 fontheight:(\d+)"
+            height = int(re.search(told, tv.output())[1])
             shots = {}
             while len(shots) < len(AGING) or len(beats) <= 2 * len(AGING):
                 time.sleep(0.3)
