@@ -91,12 +91,12 @@ class Control:
     def ctl(self, *words: object, check: bool = True) -> subprocess.CompletedProcess[bytes]:
         """Carries out any verb of `simset ctl`; raises `ControlFailed` with its message unless `check` is false."""
         verb = [str(word) for word in words]
+        command = [str(programs.find("simset")), "ctl", "--state", str(self.state), *verb]
+        limit = 2 * self.timeout  # `wait` has its own
         try:
-            done = subprocess.run(
-                [programs.find("simset"), "ctl", "--state", self.state, *verb], capture_output=True, timeout=self.timeout
-            )
+            done = subprocess.run(command, capture_output=True, timeout=limit)
         except subprocess.TimeoutExpired:
-            raise TimedOut(f"simset ctl {' '.join(verb)} did not end within {self.timeout:g} s") from None
+            raise TimedOut(f"simset ctl {' '.join(verb)} did not end within {limit:g} s") from None
         if check and done.returncode != 0:
             raise ControlFailed(verb, done.returncode, done.stderr.decode(errors="replace"))
         return done
@@ -261,9 +261,38 @@ class Control:
 
     # The trace.
 
-    def trace(self, **fields: object) -> list[Row]:
-        """Rows of the trace whose members equal `fields`."""
-        return matching(map(json.loads, self.ctl("trace").stdout.splitlines()), **fields)
+    # `match` is what `simset ctl` takes: terms like "who=model", "key=*volume*" and bare words, all of which hold. Fields
+    # are members with their exact values.
+
+    def trace(self, match: str = "", since: int | None = None, **fields: object) -> list[Row]:
+        """Rows of the trace: all since simset's start or `clear_trace`, or those above the number `since`."""
+        words = ["--since", since] if since is not None else []
+        words += ["--match", match] if match else []
+        return matching(map(json.loads, self.ctl("trace", *words).stdout.splitlines()), **fields)
+
+    def seq(self) -> int:
+        """The number of the last row of this run, 0 when there is none: what comes from now on is above it."""
+        rows = self.ctl("trace", "--last", "--since", 0).stdout.splitlines()
+        return int(json.loads(rows[-1])["seq"]) if rows else 0
+
+    def wait(self, match: str = "", since: int | None = None, timeout: float | None = None, **fields: object) -> Row:
+        """Waits for a row that comes from now on, or for any above the number `since`, and returns it.
+
+        Where the script itself causes the row, take `seq()` before: the row may come before the wait begins. Raises
+        `TimedOut` after `timeout` seconds (else the set's own), `ControlFailed` when the set goes off.
+        """
+        terms = [match] if match else []
+        terms += [f'{name}="{_exactly(value)}"' for name, value in fields.items()]
+        begun = time.monotonic()
+        limit = min(self.timeout if timeout is None else timeout, 1.5 * self.timeout)
+        words = ["wait", " ".join(terms), "--timeout", f"{limit:g}", *(() if since is None else ("--since", since))]
+        try:
+            row: Row = self.value(*words)
+        except ControlFailed as failed:
+            if time.monotonic() - begun < limit:
+                raise
+            raise TimedOut(failed.said.strip()) from None
+        return row
 
     def clear_trace(self) -> None:
         """Empties the trace."""
@@ -273,11 +302,11 @@ class Control:
         """The rules that the application broke since simset was started."""
         return [json.loads(row) for row in self.ctl("violations").stdout.splitlines()]
 
-    def trace_file(self, begin: int = 0) -> list[Row]:
-        """The rows that the state folder still tells when the set has gone, from the byte `begin` of the file on."""
-        with open(self.state / "trace.jsonl", "rb") as file:
-            file.seek(begin)
-            return [json.loads(row) for row in file if row.endswith(b"\n")]
+    def trace_file(self, since: int = 0) -> list[Row]:
+        """The rows above a number that the state folder still tells when the set has gone."""
+        path = self.state / "trace.jsonl"
+        rows = [json.loads(row) for row in path.open("rb") if row.endswith(b"\n")] if path.exists() else []
+        return [row for row in rows if row["seq"] > since]
 
     def shell(self) -> list[str]:
         """The shell commands of the application, in order."""
@@ -287,6 +316,12 @@ class Control:
 def matching(rows: Iterable[Row], **fields: object) -> list[Row]:
     """Those rows of a trace whose members equal `fields`."""
     return [row for row in rows if all(row.get(name) == value for name, value in fields.items())]
+
+
+def _exactly(value: object) -> str:
+    """A glob that a member's text matches when it is this value."""
+    text = value if isinstance(value, str) else json.dumps(value, separators=(",", ":"))
+    return re.sub(r'([*?\[\]\\])', r"\\\1", text).replace('"', '\\"')
 
 
 def _value(text: str) -> Any:

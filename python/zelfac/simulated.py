@@ -38,7 +38,8 @@ class Set(Control):
     `timeout`  seconds that everything which is waited for may take
 
     `line` is the equipment's end of the serial line, `ready` what simset said when the set went on (`pid` is the
-    application's), `folder` a temporary folder for the script's own files, `process` the running simset.
+    application's), `folder` a temporary folder for the script's own files, `process` the running simset, `before` the
+    number of the trace's last row before the set was started last.
     """
 
     def __init__(
@@ -68,7 +69,7 @@ class Set(Control):
         self.process: subprocess.Popen[bytes] | None = None
         self._line: Line | None = None
         self._said: list[Row] = []
-        self._trace_begin = 0  # where the trace file ended before the start
+        self.before = 0
         self._heard = threading.Condition()
         self._listener: threading.Thread | None = None
 
@@ -130,8 +131,7 @@ class Set(Control):
         if self.process:
             raise RuntimeError("the set is on: stop() it before")
         self._said = []
-        trace = self.state / "trace.jsonl"
-        self._trace_begin = trace.stat().st_size if trace.exists() else 0
+        self.before = self._last_in_file()
         with open(self.folder / "simset.err", "ab") as errors:
             self.process = subprocess.Popen(
                 [programs.find("simset"), "run", "--state", self.state, *self.words()],
@@ -201,9 +201,19 @@ class Set(Control):
             if was_open:
                 self.line.open()
 
+    def _last_in_file(self) -> int:
+        """The number of the last whole row of the trace's file."""
+        path = self.state / "trace.jsonl"
+        if not path.exists():
+            return 0
+        with open(path, "rb") as file:
+            file.seek(max(0, path.stat().st_size - (1 << 16)))
+            rows = file.read().rpartition(b"\n")[0].splitlines()
+        return int(json.loads(rows[-1])["seq"]) if rows else 0
+
     def _violations_told(self) -> list[Row]:
         """The rules that were broken since the start, from the file that outlives the set however that ends."""
-        return matching(self.trace_file(self._trace_begin), who="violation")
+        return matching(self.trace_file(self.before), who="violation")
 
     def _listen(self, process: subprocess.Popen[bytes]) -> None:
         assert process.stdout

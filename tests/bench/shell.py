@@ -53,12 +53,8 @@ def main():
 
     def screen_time(tv):
         """Milliseconds from the first call of main to the one behind the first screen, at the last power-on."""
-
-        def at(**match):
-            return [row["ms"] for row in tv.trace(**match)]
-
-        tv.await_true(lambda: at(who="flash", call="set", name="UARTOnOff"), "the first screen")
-        return at(who="flash", call="set", name="UARTOnOff")[-1] - at(who="apm", call="setRpcEnv")[-1]
+        begun, shown = {"who": "apm", "call": "setRpcEnv"}, {"who": "flash", "call": "set", "name": "UARTOnOff"}
+        return tv.wait(since=0, **shown)["ms"] - tv.wait(since=0, **begun)["ms"]
 
     def factory():
         with Set(panel=options.panel) as tv:

@@ -60,7 +60,7 @@ class PanelSet(Set):
 
     def await_beat(self, number):
         """Waits for the aging line that comes as the `number`th, from 1."""
-        self.await_true(lambda: self.output().count("u32Count:") >= number, f"beat {number}")
+        self.await_output("u32Count:", number)
         return time.monotonic()
 
 

@@ -24,7 +24,7 @@ def searching(*arrange):
     """A connected set whose search for devices is under way."""
     with switched_on(*arrange) as tv:
         tv.line.connect()
-        tv.await_true(lambda: starts(tv), "a search")
+        tv.wait(who="model", call="invoke", key=BLUETOOTH + "search.start", since=0)
         yield tv
 
 

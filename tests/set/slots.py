@@ -46,7 +46,7 @@ def _first_free():
                 return descriptor
             except BlockingIOError:
                 os.close(descriptor)
-        time.sleep(0.05)
+        time.sleep(0.05)  # a lock on any one of several files cannot be waited for
 
 
 def _every_one():

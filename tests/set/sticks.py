@@ -8,7 +8,6 @@ import threading
 import zlib
 
 from setlib import Set
-from zelfac import Control
 from zelfac.sticks import COPY, CUSTOMER, FILES, address_range, make, write
 
 CONFIG = "1\r\n2\r\n3\r\nACME\r\n4\r\n5\r\nACME-43\r\n"
@@ -95,11 +94,6 @@ class Update(Set):
             calm.wait(2.5)
         raise AssertionError("the update does not come to an end")
 
-    def update_shell(self):
-        """The shell commands after the partitions were made writable."""
-        commands = self.shell()
-        return commands[commands.index("echo ForceFreerun=TRUE > /proc/utopia_mdb/xc") + 1 :]
-
     def led(self):
         return self.model.get(FLICKER), self.model.get(LED)
 
@@ -111,13 +105,6 @@ class Update(Set):
 
 def crc(content):
     return f"{zlib.crc32(content):08x}"
-
-
-def trace_file(state):
-    """The rows since the last power-on that the trace file still tells, after the set has gone."""
-    rows = Control(state).trace_file()
-    start = max(index for index, row in enumerate(rows) if row["seq"] == 1)
-    return rows[start:]
 
 
 def in_parallel(cases, run, width=4):

@@ -114,7 +114,7 @@ class Staging(AtOnce):
             os.mkfifo(assembly)
             end = os.open(assembly, os.O_RDONLY | os.O_NONBLOCK)
             tv.line.send(second)
-            tv.await_true(lambda: "rm /tmp/tmpkey/tmp_*.bin" in tv.shell(), "the worker")
+            tv.wait(who="shell", command="rm /tmp/tmpkey/tmp_*.bin", since=0)  # the worker's first
             os.close(end)
             tv.line.send(b"".join(chunks(NETFLIX, other)))
             time.sleep(3)  # it has arrived by then, and would have emptied the area

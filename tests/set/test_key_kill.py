@@ -36,10 +36,10 @@ class Killed(AtOnce):
                     # 40 chunks take 0.4 s of passes and 80 shell commands; half of the kills hit the installation.
                     tv.line.send(b"".join(chunks(HDCP1, killed)))
                     if number % 2:
-                        time.sleep(0.5 + moments.random() * 0.8)
+                        time.sleep(0.5 + moments.random() * 0.8)  # while its chunks are taken
                     else:
-                        tv.await_true(lambda: "rm /tmp/tmpkey/tmp_*.bin" in tv.shell(), "the worker")
-                        time.sleep(moments.random() * 0.05)
+                        tv.wait(who="shell", command="rm /tmp/tmpkey/tmp_*.bin", since=0)
+                        time.sleep(moments.random() * 0.05)  # while the worker installs it
                     os.kill(tv.ready["pid"], signal.SIGKILL)
                     self.assertEqual(tv.await_end(), 128 + signal.SIGKILL, said)
                 with KeySet(state=state) as tv:

@@ -38,7 +38,7 @@ def ended(**options):
     """Exit status, output, errors and trace of a set whose application ends by itself."""
     with Set(wait=False, **options) as tv:
         code = tv.await_end()
-        return code, tv.output(), tv.output("err"), tv.trace_file()
+        return code, tv.output(), tv.output("err"), tv.trace_file(tv.before)
 
 
 class Starts(AtOnce):
@@ -186,7 +186,7 @@ class PowerKey(AtOnce):
             tv.press(70)
             # The set restarts into normal operation, which is no mode of ours.
             self.assertEqual(tv.await_end(), 0)
-            rows, output = tv.trace_file(), tv.output()
+            rows, output = tv.trace_file(tv.before), tv.output()
         self.assertIn("=========ZEL_FACMODE:0=========", output)
         return output, rows
 

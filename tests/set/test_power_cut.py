@@ -12,7 +12,7 @@ import runner
 import setlib
 from runner import AtOnce, cases
 from setlib import Set
-from sticks import Folder, Update, crc, full_stick, idle, in_parallel, installed, key_content, trace_file
+from sticks import Folder, Update, crc, full_stick, idle, in_parallel, installed, key_content
 from zelfac import frame, status
 from zelfac.sticks import CUSTOMER, FILES, write
 
@@ -59,7 +59,7 @@ class PowerCut(AtOnce):
             if tv.process.poll() is None:
                 return None
             self.assertEqual(tv.await_end(), KILLED)
-        return trace_file(folder / "state")
+        return tv.trace_file(tv.before)
 
     def check_before_next_start(self, state):
         """What has to hold at once, while the application has not run again. Returns the installed keys."""
@@ -163,9 +163,10 @@ class SecondSet(AtOnce):
             options = ["--power-cut-after", str(step)]
             with Update(stick, state=state, mode="2", options=options, wait=False) as tv:
                 self.assertEqual(tv.await_end(), KILLED)
-            done = sum(1 for row in trace_file(state) if is_step(row))
+                rows = tv.trace_file(tv.before)
+            done = sum(1 for row in rows if is_step(row))
             if done >= wanted:
-                self.assertEqual(trace_file(state)[-1].get("item"), 8)
+                self.assertEqual(rows[-1].get("item"), 8)
                 return state
             step += wanted - done
 

@@ -27,6 +27,9 @@ def python(code, **more):
 
 
 class Page(AtOnce):
+    def test_every_example_has_its_output(self):
+        self.assertEqual(len(EXAMPLES), (ROOT / "docs/python.md").read_text().count("```python"))
+
     @cases({f"{number + 1}": example for number, example in enumerate(EXAMPLES)})
     def test_an_example(self, case):
         code, output = case

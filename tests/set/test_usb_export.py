@@ -29,7 +29,7 @@ class Export(AtOnce):
             write(stick / COPY / "old.txt", "left by another set")
             with Update(stick, arrange=SETTINGS) as tv:
                 self.assertEqual(tv.outcome(), (3, ""))
-                tv.await_true(lambda: tv.led() == (0, 1), "the steady light")
+                self.assertEqual(tv.led(), (0, 1))
                 self.assertIn(" ret1:-1 ret2:1 ", tv.output())
                 self.assertNotIn(".superwatch12", tv.ls("/var/run"))
                 self.assertEqual(tv.read_stick(), {"USB.ZEL": b"", EXPORTED: TEXT})

@@ -67,7 +67,7 @@ class Modes(AtOnce):
         with Folder() as folder, Update(full_stick(folder / "stick", ["hdcp1"])) as tv:
             tv.outcome()
             tv.press(70)
-            tv.await_true(lambda: tv.flash.get("ZelFacMode") == "0", "the mode's end")
+            tv.wait(who="flash", call="set", name="ZelFacMode", value="0", since=0)
             self.assertEqual(tv.await_end(), 0)  # restarted, without a mode
 
 

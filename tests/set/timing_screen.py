@@ -42,7 +42,7 @@ class Screen(PanelTest):
             height = int(re.search(told, tv.output())[1])
             shots = {}
             while len(shots) < len(AGING) or len(beats) <= 2 * len(AGING):
-                time.sleep(0.3)
+                time.sleep(0.3)  # until the colour has reached the panel
                 path = tv.screenshot(tv.folder / f"aging-{len(beats)}.png")
                 if time.monotonic() - beats[-1] < BEAT - 0.2:  # else the next beat may be on it
                     shots[(len(beats) - 1) % len(AGING)] = path
@@ -57,12 +57,12 @@ class Screen(PanelTest):
                 # A line of the manager's: over white, until the next beat.
                 heard = tv.output().count(line)
                 tv.am(":am,ui,a1:pause=world")
-                tv.await_true(lambda: tv.output().count(line) > heard, line)
+                tv.await_output(line, heard + 1)
                 tv.screenshot(tv.folder / "line.png")
                 if time.monotonic() - beat < BEAT - 0.2:
                     break
             tv.await_beat(tv.output().count("u32Count:") + 1)
-            time.sleep(0.3)
+            time.sleep(0.3)  # as above
             tv.screenshot(tv.folder / "after.png")
 
             # What was seen, looked at when nothing is in a hurry any more.
@@ -80,7 +80,7 @@ class Screen(PanelTest):
         """Black for the three seconds before the application ends."""
         with PanelSet(mode="none", panel="1280x720") as tv:
             tv.await_output("am client thread start")
-            time.sleep(1)
+            time.sleep(1)  # in the middle of them
             self.assertEqual(set(tv.picture().colours(0, 720)), {BLACK})
 
 
