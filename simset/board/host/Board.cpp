@@ -99,10 +99,32 @@ Board::Board(const RunOptions& options)
     m_control = std::make_unique<ControlServer>(
         m_state.ShortPath("control"),
         [this](const Caller& caller, const Words& words) { return Control(caller, words); });
+    OpenView();
+}
+
+void Board::OpenView() {
+    if (!m_options.view) {
+        return;
+    }
+    try {
+        m_view = std::make_unique<View>(
+            ViewOptions{*m_options.view, m_options.viewToken ? *m_options.viewToken : RandomToken()},
+            View::Parts{
+                m_middleware.Log(),
+                [this](const Words& words) {
+                    // Nobody takes what is printed on the way: a verb that goes on and on ends at once.
+                    return Control({fs::current_path().string(), [](const std::string&) { return false; }}, words);
+                },
+                [this] { return TakePicture(); }, m_state.Path()});
+    } catch (const std::system_error& error) {
+        throw RunError(kExitUsage, "no page in the browser at " + std::string(error.what()) +
+                                       ": give another --view ADDRESS:PORT; port 0 is any that is free");
+    }
 }
 
 Board::~Board() {
     m_middleware.CloseTrace();
+    m_view.reset();
     m_control.reset();
 }
 
@@ -178,8 +200,11 @@ void Board::PowerOn(bool first) {
     m_applicationEnded = false;
     const pid_t pid = agent->StartApplication();
     streams->CloseApplicationEnds();
-    const nlohmann::ordered_json ready{
+    nlohmann::ordered_json ready{
         {"ready", true}, {"line", m_line.ToolPath()}, {"control", m_state.At("control")}, {"pid", pid}};
+    if (m_view) {
+        ready["view"] = m_view->Url();
+    }
     std::printf("%s\n", ready.dump().c_str());
     std::fflush(stdout);
 }

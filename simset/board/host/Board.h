@@ -20,6 +20,7 @@
 #include "simset/board/panel/Panel.h"
 #include "simset/control/ControlSocket.h"
 #include "simset/core/middleware/Middleware.h"
+#include "simset/view/View.h"
 
 namespace simset {
 
@@ -62,6 +63,7 @@ class Board {
     // The set's power, on the main thread (Board.cpp).
     static Files FindFiles(const RunOptions& options);
     void PrepareSticks();
+    void OpenView();
     void PowerOn(bool first);
     End Serve();
     std::optional<End> TakeEvent();
@@ -86,6 +88,7 @@ class Board {
     std::string Control(const Caller& caller, const Words& words);
     std::shared_ptr<Streams> Manager() const;
     Message Request(const std::vector<std::string>& parts, const std::vector<int>& fds = {});
+    Screenshot TakePicture() const;
     std::string Wait(Wish wish, const char* name);
     std::string AmRaw(const Arguments& arguments);
     std::string AmFile(const Arguments& arguments);
@@ -100,7 +103,8 @@ class Board {
     std::string Remove(const Arguments& arguments);
     std::string List(const Arguments& arguments);
     std::string Mounts(const Arguments& arguments);
-    std::string Screenshot(const Arguments& arguments);
+    std::string Unsynced(const Arguments& arguments);
+    std::string Picture(const Arguments& arguments);
     std::string Line(const Arguments& arguments);
     std::string PlugLine(const Arguments& arguments);
     std::string CutPower(const Arguments& arguments);
@@ -126,7 +130,8 @@ class Board {
     bool m_applicationEnded = false;
     int m_applicationStatus = 0;
     std::vector<SupervisorAnswer> m_supervisorAnswers;
-    std::unique_ptr<ControlServer> m_control;  // last: its threads use everything above
+    std::unique_ptr<ControlServer> m_control;  // its threads use everything above
+    std::unique_ptr<View> m_view;              // the same
 };
 
 }  // namespace simset

@@ -15,6 +15,14 @@ std::string From(const Arguments& arguments, std::size_t index) {
     return (std::filesystem::path(arguments.caller.folder) / arguments[index]).string();
 }
 
+std::string Lines(const std::vector<std::string>& texts) {
+    std::string out;
+    for (const std::string& text : texts) {
+        out += text + "\n";
+    }
+    return out;
+}
+
 }  // namespace
 
 const std::vector<Verb<Board>>& Board::Verbs() {
@@ -35,7 +43,8 @@ const std::vector<Verb<Board>>& Board::Verbs() {
         {{"rm", "PATH", ""}, &Board::Remove},
         {{"ls", "PATH", ""}, &Board::List},
         {{"mounts", "", "the set's mount table"}, &Board::Mounts},
-        {{"screenshot", "FILE.png", "what the panel shows"}, &Board::Screenshot},
+        {{"mounts", "--unsynced", "where a power cut would lose what was written"}, &Board::Unsynced},
+        {{"screenshot", "FILE.png", "what the panel shows"}, &Board::Picture},
         {{"line", "[--baud N] [--drop P] [--flip P] [--delay MS] [--seed N]",
           "faults of the serial line, P a probability per byte;\nwithout options: settings and counters as JSON"},
          &Board::Line},
@@ -179,25 +188,29 @@ std::string Board::Remove(const Arguments& arguments) {
 }
 
 std::string Board::List(const Arguments& arguments) {
-    std::string out;
-    for (const std::string& entry : Request({request::kList, arguments[0]}).parts) {
-        out += entry + "\n";
-    }
-    return out;
+    return Lines(Request({request::kList, arguments[0]}).parts);
+}
+
+std::string Board::Unsynced(const Arguments&) {
+    return Lines(Request({request::kUnsaved}).parts);
 }
 
 std::string Board::Mounts(const Arguments&) {
     return Request({request::kMounts}).parts.at(0);
 }
 
-std::string Board::Screenshot(const Arguments& arguments) {
+Screenshot Board::TakePicture() const {
     if (!m_panel) {
         throw ControlError("the set runs without a panel (--panel none)");
     }
     if (m_options.ownDisplay) {
         throw ControlError("with --display own the picture would show your desktop: take it with your own tools");
     }
-    TakeScreenshot(m_panel->Display(), From(arguments, 0));
+    return Screenshot(m_panel->Display());
+}
+
+std::string Board::Picture(const Arguments& arguments) {
+    WriteFile(AT_FDCWD, From(arguments, 0), TakePicture().Png());
     return {};
 }
 

@@ -4,6 +4,47 @@
 #include <algorithm>
 
 namespace simset {
+namespace {
+
+constexpr const char* kNoToken = "none";
+
+void AddViewOptions(CLI::App& command, RunOptions& options) {
+    CLI::Option* view = command
+                            .add_option_function<std::string>(
+                                "--view",
+                                [&options](const std::string& text) {
+                                    options.view = text.empty() ? ViewAddress{} : ParseViewAddress(text);
+                                },
+                                "Show the set in the browser: a page at this address (default 127.0.0.1 and a "
+                                "free port); the line of "
+                                "JSON has its URL")
+                            ->expected(0, 1)
+                            ->check([](const std::string& text) {
+                                return text.empty() || ParseViewAddress(text)
+                                           ? std::string()
+                                           : "'" + text + "' is no address and port like 127.0.0.1:8080";
+                            })
+                            ->type_name("ADDRESS:PORT");
+    command
+        .add_option_function<std::string>(
+            "--view-token",
+            [&options](const std::string& text) { options.viewToken = text == kNoToken ? "" : text; },
+            "What the page's URL ends with, so that nobody else uses it (default: random); none only on this PC")
+        ->check([](const std::string& text) {
+            return IsToken(text) ? std::string() : "'" + text + "' is no token: 1 to 64 letters, digits, - and _";
+        })
+        ->needs(view)
+        ->type_name("TEXT");
+    command.parse_complete_callback([&options] {
+        if (options.view && options.viewToken == "" && !options.view->IsLoopback()) {
+            throw CLI::ValidationError("--view-token", "without a token everybody who reaches " +
+                                                           options.view->Text() + " could use the set");
+        }
+    });
+}
+
+}  // namespace
+
 void AddRunOptions(CLI::App& command, RunOptions& options) {
     command
         .add_option("--state", options.state, "Folder that holds the set; made as a factory-new set when missing")
@@ -56,6 +97,7 @@ void AddRunOptions(CLI::App& command, RunOptions& options) {
         ->type_name("N");
     command.add_flag("--strict", options.strict,
                      "End with 7 when all went well but the application broke a rule (see ctl violations)");
+    AddViewOptions(command, options);
     command
         .add_option("--app", options.application, "Application to run (default: ZelFacTest_Eu4K beside simset)")
         ->type_name("FILE");

@@ -9,6 +9,7 @@
 
 #include "simset/board/line/LineModel.h"
 #include "simset/board/panel/Panel.h"
+#include "simset/view/Gate.h"
 
 namespace CLI {
 class App;
@@ -24,9 +25,11 @@ struct RunOptions {
     std::optional<PanelSize> panel = PanelSize{};  // nothing: no panel
     bool ownDisplay = false;                       // the panel is a window on the user's own display
     LineSettings line;
-    std::uint64_t powerCutAfter = 0;  // the step from power-on at which the power fails; 0: it does not
-    bool strict = false;              // a broken rule decides the exit status
-    std::string application;          // file to run; empty: the one beside simset
+    std::uint64_t powerCutAfter = 0;       // the step from power-on at which the power fails; 0: it does not
+    bool strict = false;                   // a broken rule decides the exit status
+    std::optional<ViewAddress> view;       // where the page in the browser is; nothing: there is none
+    std::optional<std::string> viewToken;  // empty: none; nothing: a random one
+    std::string application;               // file to run; empty: the one beside simset
 };
 
 // Adds the options of `simset run` to a command; parsing it fills `options`, which must outlive it.

@@ -206,6 +206,8 @@ Agent::Answer Agent::Handle(const Message& message) {
         answer.parts = List(PathInSet(argument(1)));
     } else if (parts[0] == request::kMounts) {
         answer.parts.push_back(ReadToEnd(OpenFile("/proc/self/mounts").Get()));
+    } else if (parts[0] == request::kUnsaved) {
+        answer.parts = m_keeper.Unsaved();
     } else if (parts[0] == request::kPlug) {
         MountStick({argument(1), argument(2) == "ro"}, kStateFd);
         m_keeper.Follow(argument(1));

@@ -8,26 +8,26 @@
 namespace simset {
 namespace {
 
-std::uint64_t PartitionsFingerprint() {
-    std::uint64_t sum = 0;
-    for (const char* path : kKeptFolders) {
-        sum = sum * 31 + TreeFingerprint(OpenFolder(AT_FDCWD, path).Get());
-    }
-    return sum;
+std::uint64_t Fingerprint(const std::string& folder) {
+    return TreeFingerprint(OpenFolder(AT_FDCWD, folder).Get());
 }
 
-std::uint64_t StickFingerprint(const std::string& stick) {
-    return TreeFingerprint(OpenFolder(AT_FDCWD, StickFolder(stick)).Get());
+std::map<std::string, std::uint64_t> PartitionsFingerprints() {
+    std::map<std::string, std::uint64_t> fingerprints;
+    for (const char* path : kKeptFolders) {
+        fingerprints[path] = Fingerprint(path);
+    }
+    return fingerprints;
 }
 
 }  // namespace
 
 void Keeper::PartitionsAreSaved() {
-    m_partitions = PartitionsFingerprint();
+    m_partitions = PartitionsFingerprints();
 }
 
 void Keeper::Follow(const std::string& stick) {
-    m_sticks[stick] = StickFingerprint(stick);
+    m_sticks[stick] = Fingerprint(StickFolder(stick));
 }
 
 void Keeper::Save() {
@@ -38,7 +38,7 @@ void Keeper::Save() {
 }
 
 void Keeper::SavePartitions() {
-    const std::uint64_t now = PartitionsFingerprint();
+    const std::map<std::string, std::uint64_t> now = PartitionsFingerprints();
     if (now == m_partitions) {
         return;
     }
@@ -52,13 +52,29 @@ void Keeper::SavePartitions() {
 }
 
 void Keeper::SaveStick(const std::string& stick) {
-    const std::uint64_t now = StickFingerprint(stick);
+    const std::uint64_t now = Fingerprint(StickFolder(stick));
     if (now == m_sticks[stick]) {
         return;
     }
     ReplaceFolder(OpenFolder(m_state, "usb").Get(), stick,
                   [&stick](int fresh) { CopyTree(OpenFolder(AT_FDCWD, StickFolder(stick)).Get(), fresh); });
     m_sticks[stick] = now;
+}
+
+std::vector<std::string> Keeper::Unsaved() const {
+    std::vector<std::string> unsaved;
+    for (const auto& [path, now] : PartitionsFingerprints()) {
+        const auto saved = m_partitions.find(path);
+        if (saved == m_partitions.end() || saved->second != now) {
+            unsaved.push_back(path);
+        }
+    }
+    for (const auto& [stick, saved] : m_sticks) {
+        if (Fingerprint(StickFolder(stick)) != saved) {
+            unsaved.push_back(StickFolder(stick));
+        }
+    }
+    return unsaved;
 }
 
 }  // namespace simset

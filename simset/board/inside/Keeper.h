@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <vector>
 
 namespace simset {
 
@@ -31,11 +32,14 @@ class Keeper {
     // Saves one stick if it changed.
     void SaveStick(const std::string& stick);
 
+    // Where partitions and sticks that changed since they were saved are mounted.
+    std::vector<std::string> Unsaved() const;
+
   private:
     void SavePartitions();
 
     int m_state;
-    std::uint64_t m_partitions = 0;
+    std::map<std::string, std::uint64_t> m_partitions;  // by mount point
     std::map<std::string, std::uint64_t> m_sticks;
 };
 

@@ -27,6 +27,7 @@ constexpr const char* kPut = "put";                // PATH, with a descriptor wh
 constexpr const char* kRemove = "rm";              // PATH
 constexpr const char* kList = "ls";                // PATH: names follow
 constexpr const char* kMounts = "mounts";          // the mount table
+constexpr const char* kUnsaved = "unsaved";        // mount points with changes that are not saved follow
 constexpr const char* kPlug = "plug";              // NAME, "rw" | "ro"
 constexpr const char* kUnplug = "unplug";          // NAME
 constexpr const char* kReadStick = "read-stick";   // NAME, with the target folder's descriptor

@@ -1,4 +1,4 @@
-// The set's panel: an X server to draw on, and pictures of it.
+// The set's panel: an X server to draw on.
 #ifndef SIMSET_PANEL_PANEL_H
 #define SIMSET_PANEL_PANEL_H
 
@@ -48,9 +48,6 @@ class Panel {
     pid_t m_server = -1;
     Descriptor m_ended;
 };
-
-// Writes what a display shows into a PNG file. Throws std::runtime_error with a sentence.
-void TakeScreenshot(const std::string& display, const std::string& file);
 
 }  // namespace simset
 

@@ -1,14 +1,14 @@
+#include "simset/board/panel/Screenshot.h"
+
 #include <png.h>
 #include <xcb/xcb.h>
 
-#include <cstdio>
+#include <array>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <stdexcept>
 #include <vector>
-
-#include "simset/board/panel/Panel.h"
 
 namespace simset {
 namespace {
@@ -26,37 +26,59 @@ using Image = std::unique_ptr<xcb_get_image_reply_t, Free>;
 
 }  // namespace
 
-void TakeScreenshot(const std::string& display, const std::string& file) {
+Screenshot::Screenshot(const std::string& display) {
     const Connection connection(::xcb_connect(display.c_str(), nullptr));
     if (::xcb_connection_has_error(connection.get()) != 0) {
         throw std::runtime_error("the panel's X server does not answer");
     }
     const xcb_screen_t* screen = ::xcb_setup_roots_iterator(::xcb_get_setup(connection.get())).data;
-    const std::uint16_t width = screen->width_in_pixels;
-    const std::uint16_t height = screen->height_in_pixels;
+    m_width = screen->width_in_pixels;
+    m_height = screen->height_in_pixels;
     constexpr std::uint32_t kAllPlanes = ~0U;
-    const xcb_get_image_cookie_t cookie = ::xcb_get_image(connection.get(), XCB_IMAGE_FORMAT_Z_PIXMAP,
-                                                          screen->root, 0, 0, width, height, kAllPlanes);
+    const xcb_get_image_cookie_t cookie =
+        ::xcb_get_image(connection.get(), XCB_IMAGE_FORMAT_Z_PIXMAP, screen->root, 0, 0, screen->width_in_pixels,
+                        screen->height_in_pixels, kAllPlanes);
     const Image image(::xcb_get_image_reply(connection.get(), cookie, nullptr));
-    const std::size_t pixels = std::size_t{width} * height;
-    if (!image || static_cast<std::size_t>(::xcb_get_image_data_length(image.get())) < pixels * 4) {
+    m_pixels.resize(std::size_t{m_width} * m_height);
+    const std::size_t bytes = m_pixels.size() * sizeof m_pixels[0];
+    if (!image || static_cast<std::size_t>(::xcb_get_image_data_length(image.get())) < bytes) {
         throw std::runtime_error("the panel's picture cannot be read");
     }
-    const std::uint8_t* source = ::xcb_get_image_data(image.get());
-    std::vector<png_byte> rgb(pixels * 3);
-    for (std::size_t i = 0; i < pixels; ++i) {  // four bytes per pixel: blue, green, red, unused
-        rgb[3 * i] = source[4 * i + 2];
-        rgb[3 * i + 1] = source[4 * i + 1];
-        rgb[3 * i + 2] = source[4 * i];
+    std::memcpy(m_pixels.data(), ::xcb_get_image_data(image.get()), bytes);
+}
+
+std::uint64_t Screenshot::Digest() const {
+    constexpr std::uint64_t kBegin = 0xCBF29CE484222325;
+    constexpr std::uint64_t kFactor = 0x100000001B3;
+    std::uint64_t sum = (kBegin ^ m_width) * kFactor;
+    for (const std::uint32_t pixel : m_pixels) {
+        sum = (sum ^ pixel) * kFactor;
+    }
+    return sum;
+}
+
+std::string Screenshot::Png() const {
+    std::vector<png_byte> rgb(m_pixels.size() * 3);
+    png_byte* to = rgb.data();
+    for (const std::uint32_t pixel : m_pixels) {
+        std::array<png_byte, sizeof pixel> bytes{};
+        std::memcpy(bytes.data(), &pixel, sizeof pixel);
+        *to++ = bytes[2];
+        *to++ = bytes[1];
+        *to++ = bytes[0];
     }
     png_image png{};
     png.version = PNG_IMAGE_VERSION;
-    png.width = width;
-    png.height = height;
+    png.width = m_width;
+    png.height = m_height;
     png.format = PNG_FORMAT_RGB;
-    if (::png_image_write_to_file(&png, file.c_str(), 0, rgb.data(), 0, nullptr) == 0) {
-        throw std::runtime_error(file + ": " + png.message);
+    png_alloc_size_t size = PNG_IMAGE_PNG_SIZE_MAX(png);
+    std::string content(size, '\0');
+    if (::png_image_write_to_memory(&png, content.data(), &size, 0, rgb.data(), 0, nullptr) == 0) {
+        throw std::runtime_error(png.message);
     }
+    content.resize(size);
+    return content;
 }
 
 }  // namespace simset

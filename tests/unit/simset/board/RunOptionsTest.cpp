@@ -57,6 +57,24 @@ TEST(RunOptions, APowerCutAfterNoStepIsNone) {
     EXPECT_THROW(Parse("--state s --power-cut-after -1"), CLI::ParseError);
 }
 
+TEST(RunOptions, ThePageIsAtAnAddressOrAnywhere) {
+    EXPECT_FALSE(Parse("--state s").view);
+    EXPECT_EQ(Parse("--state s --view").view->Text(), "127.0.0.1:0");
+    EXPECT_EQ(Parse("--view --state s").view->Text(), "127.0.0.1:0");
+    EXPECT_EQ(Parse("--state s --view 0.0.0.0:8080").view->Text(), "0.0.0.0:8080");
+    EXPECT_THROW(Parse("--state s --view somewhere:8080"), CLI::ParseError);
+}
+
+TEST(RunOptions, ThePageGoesWithoutATokenOnThisPcAlone) {
+    EXPECT_FALSE(Parse("--state s --view").viewToken);
+    EXPECT_EQ(Parse("--state s --view --view-token abc").viewToken, "abc");
+    EXPECT_EQ(Parse("--state s --view --view-token none").viewToken, "");
+    EXPECT_EQ(Parse("--state s --view [::1]:80 --view-token none").viewToken, "");
+    EXPECT_THROW(Parse("--state s --view 0.0.0.0:80 --view-token none"), CLI::ParseError);
+    EXPECT_THROW(Parse("--state s --view --view-token 'a b'"), CLI::ParseError);
+    EXPECT_THROW(Parse("--state s --view-token abc"), CLI::ParseError);
+}
+
 TEST(RunOptions, ExtraArgumentsAreRefused) {
     EXPECT_THROW(Parse("--state s now"), CLI::ParseError);
     EXPECT_THROW(Parse("--state s --baud fast"), CLI::ParseError);
