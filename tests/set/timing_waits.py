@@ -28,7 +28,7 @@ class Waits(AtOnce):
             self.assertEqual(tv.await_end(), 0)
             took = time.monotonic() - begin
         self.assertGreaterEqual(took, 3)
-        self.assertLess(took, 8)
+        self.assertLess(took, 15)
 
     def service_waited_for(self, tv):
         """Milliseconds from the invocation of the last finish to its end."""
@@ -39,7 +39,7 @@ class Waits(AtOnce):
         with running(("behave", "factory-ready", "0")) as tv:
             finish(tv)
             self.assertGreaterEqual(self.service_waited_for(tv), 100)
-            self.assertLess(self.service_waited_for(tv), 1400)
+            self.assertLess(self.service_waited_for(tv), 2900)
 
     def test_a_service_that_confirms_late_is_waited_for_once(self):
         with running(("behave", "factory-ready", "3000")) as tv:
@@ -49,19 +49,19 @@ class Waits(AtOnce):
             tv.behave("factory-ready", "off")
             for command in COMMANDS[1:]:
                 finish(tv, command)
-                self.assertLess(self.service_waited_for(tv), 1000)
+                self.assertLess(self.service_waited_for(tv), 2900)
 
     def test_a_service_that_never_confirms_is_given_twenty_seconds(self):
         with running(("behave", "factory-ready", "off")) as tv:
             finish(tv)
             self.assertGreaterEqual(self.service_waited_for(tv), 20100)
-            self.assertLess(self.service_waited_for(tv), 24000)
+            self.assertLess(self.service_waited_for(tv), 35000)
 
     def test_an_action_that_cannot_be_invoked_is_not_waited_for(self):
         with running(("model", "fail", READY, "operate", "6")) as tv:
             begin = time.monotonic()
             finish(tv)
-            self.assertLess(time.monotonic() - begin, 5)
+            self.assertLess(time.monotonic() - begin, 15)
 
     def test_the_device_search_under_way_is_waited_for(self):
         with searching(("behave", "bluetooth", "5000")) as tv:
