@@ -9,6 +9,7 @@ import subprocess
 import tempfile
 import threading
 import time
+import weakref
 from collections.abc import Iterable, Sequence
 
 from . import programs
@@ -107,7 +108,10 @@ class Set(Control):
     @property
     def ready(self) -> Row:
         """What simset said when the set went on last: `line`, `control`, `pid`."""
-        return [row for row in self._said if "ready" in row][-1]
+        rows = [row for row in self._said if "ready" in row]
+        if not rows:
+            raise RuntimeError("the set has not gone on: start() it, and with wait=True")
+        return rows[-1]
 
     @property
     def ended(self) -> str | None:
@@ -137,6 +141,7 @@ class Set(Control):
                 [programs.find("simset"), "run", "--state", self.state, *self.words()],
                 stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=errors,
             )
+        weakref.finalize(self, _end, self.process)
         self._listener = threading.Thread(target=self._listen, args=(self.process,), daemon=True)
         self._listener.start()
         if not self.wait_for_line:
@@ -248,3 +253,10 @@ class Set(Control):
             self._line.close()
         self._line = None
         self.process = None
+
+
+def _end(process: subprocess.Popen[bytes]) -> None:
+    """No set outlives the script that forgot it."""
+    if process.poll() is None:
+        process.terminate()
+        process.wait()

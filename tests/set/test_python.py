@@ -75,6 +75,11 @@ class Refusals(AtOnce):
                 tv.await_output("never said")
             tv.timeout = NEVER  # for its end
 
+    def test_a_set_that_is_forgotten_ends_with_the_script(self):
+        done = python("import zelfac; tv = zelfac.Set(); tv.start(); print(tv.process.pid); raise SystemExit(3)")
+        self.assertEqual(done.returncode, 3, done.stderr)
+        self.assertFalse(pathlib.Path(f"/proc/{int(done.stdout)}").exists())
+
     def test_a_folder_without_programs(self):
         done = python("import zelfac; zelfac.Set().start()", ZELFAC_BIN="/no/such/folder")
         self.assertIn("ProgramMissing: there is no simset in /no/such/folder: ZELFAC_BIN has to name", done.stderr)
