@@ -15,6 +15,7 @@ constexpr std::int32_t kNotStarted = 6;
 constexpr std::int32_t kOutOfRange = 7;
 constexpr std::int32_t kRefused = 8;
 constexpr std::int32_t kNotInstalled = 9;
+constexpr std::int32_t kReadOnly = 10;
 constexpr std::int32_t kBadRequest = 22;
 constexpr std::int32_t kNotKept = 28;       // the state could not be written
 constexpr std::int32_t kUnreachable = 111;  // the middleware is gone or does not answer

@@ -1,6 +1,8 @@
 #include <map>
 #include <mutex>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include "qx/AppManagerClientAdapter.h"
 #include "simset/base/Status.h"
@@ -57,6 +59,48 @@ class SimulatedAdapter final : public AppManagerClientAdapter {
         return before;
     }
 
+    static std::int32_t Call(appmanager::AppInterface& application, const json& event) {
+        if (event.at("event") == "key") {
+            appmanager::KeyEvent key;
+            key.keyCode = event.at("code").get<std::int32_t>();
+            key.keyType = event.at("type").get<std::int32_t>();
+            return application.onKeyEvent(key);
+        }
+        const auto request = event.at("request").get<std::string>();
+        const auto texts = event.at("texts").get<std::vector<std::string>>();
+        if (request == "getAppId") {
+            return application.getAppId() == event.at("appId") ? simset::kOk : simset::kBadRequest;
+        }
+        if (request == "requestUserData") {
+            return application.requestUserData(texts.at(0), texts.at(1));
+        }
+        if (request == "requestMessage") {
+            return application.requestMessage(texts.at(0), texts.at(1));
+        }
+        using Handler = std::int32_t (appmanager::AppInterface::*)(const std::string&);
+        using App = appmanager::AppInterface;
+        static const std::map<std::string, Handler> kHandlers = {
+            {"requestStart", &App::requestStart},
+            {"requestStop", &App::requestStop},
+            {"requestPause", &App::requestPause},
+            {"requestResume", &App::requestResume},
+            {"requestSuspend", &App::requestSuspend},
+            {"requestWakeup", &App::requestWakeup},
+            {"requestForeground", &App::requestForeground},
+            {"requestBackground", &App::requestBackground},
+            {"requestShow", &App::requestShow},
+            {"requestHide", &App::requestHide},
+            {"requestReload", &App::requestReload},
+            {"requestLanguageChange", &App::requestLanguageChange},
+            {"requestCountryChange", &App::requestCountryChange},
+            {"requestDisplayChange", &App::requestDisplayChange},
+            {"requestFocus", &App::requestFocus},
+            {"requestUnfocus", &App::requestUnfocus},
+            {"requestStatus", &App::requestStatus},
+        };
+        return (application.*kHandlers.at(request))(texts.at(0));
+    }
+
     void Deliver(const json& event) {
         Application application;
         {
@@ -65,10 +109,7 @@ class SimulatedAdapter final : public AppManagerClientAdapter {
         }
         std::int32_t result = simset::kNotConnected;
         if (application) {
-            appmanager::KeyEvent key;
-            key.keyCode = event.at("code").get<std::int32_t>();
-            key.keyType = event.at("type").get<std::int32_t>();
-            result = application->onKeyEvent(key);
+            result = Call(*application, event);
             // Let go before anybody learns that the event has been taken.
             application.reset();
         }

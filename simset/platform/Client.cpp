@@ -112,6 +112,14 @@ std::int32_t AskStatus(const json& request) {
     return Ask(request)["status"].get<std::int32_t>();
 }
 
+void TellViolation(const char* rule, const char* call, const char* expected, json details) {
+    Ask({{"op", "violation"},
+         {"rule", rule},
+         {"call", call},
+         {"expected", expected},
+         {"details", std::move(details)}});
+}
+
 json FileInHex(const std::string& path) {
     struct Close {
         void operator()(std::FILE* file) const { std::fclose(file); }

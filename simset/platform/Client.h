@@ -19,6 +19,10 @@ namespace simset {
 nlohmann::json Ask(const nlohmann::json& request);
 
 // Ask for those who want the status alone.
+// Tells the middleware that the application broke `rule` (words-with-dashes) with `call`; `expected` says in words
+// what would have been right.
+void TellViolation(const char* rule, const char* call, const char* expected, nlohmann::json details);
+
 std::int32_t AskStatus(const nlohmann::json& request);
 
 // The bytes of a file in hexadecimal as they travel; null when it cannot be read or is larger than any key.

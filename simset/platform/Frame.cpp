@@ -4,6 +4,7 @@
 
 #include "frame/Process.h"
 #include "simset/base/Status.h"
+#include "simset/platform/Client.h"
 #include "simset/platform/ModelMember.h"
 
 namespace frame {
@@ -22,6 +23,8 @@ class SimulatedProcess final : public Process {
         {
             const std::lock_guard<std::mutex> lock(m_mutex);
             if (m_members.empty()) {
+                simset::TellViolation("interface-before-proxy", "getInterfaceReference",
+                                      "startAppMembersSync before it", {{"name", name}});
                 return simset::kNotStarted;
             }
             // One kind of member exists on this set; the newest stands for all.

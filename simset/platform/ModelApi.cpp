@@ -1,3 +1,6 @@
+#include <sys/syscall.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <list>
 #include <memory>
@@ -35,6 +38,10 @@ EventChannel& TheChannel() {
     return *channel;
 }
 
+bool IsMainThread() {
+    return ::syscall(SYS_gettid) == ::getpid();
+}
+
 std::string Event(const json& event) {
     return event.at("event").get<std::string>();
 }
@@ -62,6 +69,36 @@ std::optional<vumodelapi::ArgumentList> ArgumentsOf(const json& list) {
     }
     return arguments;
 }
+
+// An observer as it was when it was connected. A destroyed one is told by what lies at its beginning, which names
+// its class: this is looked at, and nothing of it is called.
+template <typename Observer>
+class Watched {
+  public:
+    Watched(Observer* observer, std::string key)
+        : m_observer(observer), m_key(std::move(key)), m_class(ClassOf(observer)) {}
+
+    // Whether the observer can be called; says so to the middleware when it is gone.
+    bool IsAlive(const char* call) const {
+        if (ClassOf(m_observer) == m_class) {
+            return true;
+        }
+        TellViolation("observer-outlives-connection", call, "the observer alive until its connection has ended",
+                      {{"key", m_key}});
+        return false;
+    }
+    Observer* Get() const { return m_observer; }
+
+  private:
+    // Looks where nothing may be any more: that is what it is for.
+    __attribute__((no_sanitize("address", "thread"))) static const void* ClassOf(const Observer* observer) {
+        return observer == nullptr ? nullptr : *reinterpret_cast<const void* const volatile*>(observer);
+    }
+
+    Observer* m_observer;
+    std::string m_key;
+    const void* m_class;
+};
 
 // One connected key. The handle classes add the operations of their kind.
 class Connection {
@@ -250,7 +287,12 @@ class TableHandle : public Connection, public vumodelapi::Table {
         const std::lock_guard<std::mutex> lock(m_mutex);
         if (observer != nullptr && !m_closed) {
             m_iterators.push_back(number);
-            TheDeliveries().Add(number, [observer](const json& event) { Iterator::Deliver(*observer, event); });
+            TheDeliveries().Add(number, [watched = Watched<vumodelapi::ObserverTableIterator>(observer, Key())](
+                                            const json& event) {
+                if (watched.IsAlive("notify")) {
+                    Iterator::Deliver(*watched.Get(), event);
+                }
+            });
         }
         return boost::shared_ptr<vumodelapi::TableIterator>(new Iterator(Client(), number));
     }
@@ -276,17 +318,17 @@ class TableHandle : public Connection, public vumodelapi::Table {
 
 class Root final : public vumodelapi::RootInterface {
   public:
-    Root() = default;
+    // `number` is the interface's own, among those of `client`.
+    Root(std::string client, std::int64_t number) : m_client(std::move(client)), m_number(number) {}
     ~Root() {
         // Nobody else uses the interface any more: this is its last reference.
         json numbers = json::array();
         for (const auto& link : m_links) {
             link.connection->Silence();
+            link.observer.IsAlive("release");
             numbers.push_back(link.connection->Number());
         }
-        if (!m_links.empty()) {
-            Ask({{"op", "release"}, {"client", m_links.front().connection->Client()}, {"conns", numbers}});
-        }
+        Ask({{"op", "release"}, {"client", m_client}, {"interface", m_number}, {"conns", numbers}});
     }
     Root(const Root&) = delete;
     Root& operator=(const Root&) = delete;
@@ -321,11 +363,14 @@ class Root final : public vumodelapi::RootInterface {
         {
             const std::lock_guard<std::mutex> lock(m_mutex);
             const auto found = std::find_if(m_links.begin(), m_links.end(), [&](const Link& link) {
-                return link.observer == observer && link.connection->Key() == key;
+                return link.observer.Get() == observer && link.connection->Key() == key;
             });
             if (found == m_links.end()) {
+                TellViolation("disconnect-without-connect", "disconnect",
+                              "the key and the observer of a connection", {{"key", key}});
                 return kNotConnected;
             }
+            found->observer.IsAlive("disconnect");
             connection = std::move(found->connection);
             m_links.erase(found);
         }
@@ -335,7 +380,7 @@ class Root final : public vumodelapi::RootInterface {
 
   private:
     struct Link {
-        vumodelapi::Observer* observer;
+        Watched<vumodelapi::Observer> observer;
         std::unique_ptr<Connection> connection;
     };
 
@@ -347,14 +392,20 @@ class Root final : public vumodelapi::RootInterface {
         }
         const std::int64_t number = TheDeliveries().NextNumber();
         if (observer != nullptr) {
-            TheDeliveries().Add(number, [observer](const json& event) { Handle::Deliver(*observer, event); });
+            TheDeliveries().Add(number, [watched = Watched<Observer>(observer, key)](const json& event) {
+                if (watched.IsAlive("notify")) {
+                    Handle::Deliver(*watched.Get(), event);
+                }
+            });
         }
         const std::int32_t status = AskStatus({{"op", "connect"},
                                                {"client", client},
                                                {"conn", number},
                                                {"key", key},
                                                {"kind", Handle::kKind},
-                                               {"observed", observer != nullptr}});
+                                               {"observed", observer != nullptr},
+                                               {"interface", m_number},
+                                               {"main", IsMainThread()}});
         if (status != kOk) {
             TheDeliveries().Remove(number);
             return status;
@@ -362,16 +413,20 @@ class Root final : public vumodelapi::RootInterface {
         auto made = std::make_unique<Handle>(client, number, key);
         handle = made.get();
         const std::lock_guard<std::mutex> lock(m_mutex);
-        m_links.push_back({observer, std::move(made)});
+        m_links.push_back({{observer, key}, std::move(made)});
         return kOk;
     }
 
+    std::string m_client;
+    std::int64_t m_number;
     std::mutex m_mutex;
     std::list<Link> m_links;
 };
 
 class ModelInterface : public frame::Interface {
   public:
+    ModelInterface(std::string client, std::int64_t number) : m_root(std::move(client), number) {}
+
     vumodelapi::RootInterface* getRootInterface() override {
         return AskStatus({{"op", "root"}}) == kOk ? &m_root : nullptr;
     }
@@ -385,9 +440,18 @@ class BizProxy : public ModelMember {
     std::int32_t Start() override { return AskStatus({{"op", "proxy"}}); }
 
     std::int32_t OpenInterface(boost::shared_ptr<frame::Interface>& interface, const std::string& name) override {
-        const std::int32_t status = AskStatus({{"op", "interface"}, {"name", name}});
+        std::string client;
+        if (const std::int32_t status = TheChannel().Open(client); status != kOk) {
+            return status;
+        }
+        const std::int64_t number = TheDeliveries().NextNumber();
+        const std::int32_t status = AskStatus({{"op", "interface"},
+                                               {"name", name},
+                                               {"client", client},
+                                               {"interface", number},
+                                               {"main", IsMainThread()}});
         if (status == kOk) {
-            interface.reset(new ModelInterface);
+            interface.reset(new ModelInterface(client, number));
         }
         return status;
     }

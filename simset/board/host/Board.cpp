@@ -21,8 +21,9 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr int kPanelPatienceMs = 500;
-constexpr int kStopGraceMs = 2000;  // what the application gets to end by itself
-constexpr int kSignalBase = 128;    // a shell's way to say that a signal ended a program
+constexpr int kStopGraceMs = 2000;                           // what the application gets to end by itself
+constexpr std::chrono::milliseconds kStopRequestLimit{500};  // and to answer the manager before that
+constexpr int kSignalBase = 128;                             // a shell's way to say that a signal ended a program
 constexpr const char* kDefaultApplication = "ZelFacTest_Eu4K";
 
 bool IsFile(const fs::path& path) {
@@ -362,9 +363,13 @@ int Board::PowerOff(End end) {
     }
     const bool hard = end == End::PowerCut || end == End::AgentDied;
     if (!hard && !m_applicationEnded) {
+        m_middleware.StopApplication(kStopRequestLimit);
         StopApplication();
     }
     const bool saved = hard || SaveTrees();
+    if (end == End::Application && WIFEXITED(m_applicationStatus)) {
+        m_middleware.ApplicationEnded(WEXITSTATUS(m_applicationStatus));
+    }
     agent->Kill();
     m_supervisorAnswers.clear();
     m_middleware.PowerOff();

@@ -113,7 +113,11 @@ const std::vector<Verb<Control>>& Control::Verbs() {
           "factory-ready, preset, bluetooth, wifi, wired, supervisor\n(supervisor also: wrong)"},
          &Control::Behave},
         {{"behave", "", "the settings as JSON"}, &Control::ListBehaviours},
-        {{"press", "CODE", "the application manager delivers a key event"}, &Control::Press},
+        {{"press", "CODE [--type N]", "the application manager delivers a key event; type 0: pressed"},
+         &Control::Press},
+        {{"apm", "request REQUEST [--text TEXT] [--second TEXT]",
+          "the manager makes one of its requests: requestStop, requestPause, ..."},
+         &Control::AskApplication},
         {{"violations", "", "the rules that the application broke since simset started"},
          &Control::ListViolations},
     };
@@ -238,7 +242,29 @@ std::string Control::Press(const Arguments& arguments) {
         throw ControlError(
             fmt::format("\"{}\" is no key code: give a number such as 70, the power key", arguments[0]));
     }
-    m_parts.press(*code);
+    const auto type = ParseNumber<std::int32_t>(arguments.Option("--type").value_or("0"));
+    if (!type) {
+        throw ControlError("--type wants a number: 0 for a key that was pressed, others are the manager's own");
+    }
+    m_parts.await(m_parts.manager.Press(*code, *type));
+    return {};
+}
+
+std::string Control::AskApplication(const Arguments& arguments) {
+    const auto& requests = AppManager::Requests();
+    const auto request = requests.find(arguments[0]);
+    if (request == requests.end()) {
+        std::vector<std::string> names;
+        for (const auto& [name, texts] : requests) {
+            (void)texts;
+            names.push_back(name);
+        }
+        RefuseName("request", arguments[0], names);
+    }
+    std::vector<std::string> texts{arguments.Option("--text").value_or(""),
+                                   arguments.Option("--second").value_or("")};
+    texts.resize(request->second);
+    m_parts.await(m_parts.manager.Ask(request->first, texts));
     return {};
 }
 

@@ -27,7 +27,8 @@ class Control {
         Faults& faults;
         Behaviours& behaviours;
         const Violations& violations;
-        std::function<void(std::int32_t code)> press;  // delivers a key; throws ControlError
+        AppManager& manager;
+        std::function<void(std::uint64_t delivery)> await;  // until the application took it; throws ControlError
     };
 
     explicit Control(Parts parts) : m_parts(std::move(parts)) {}
@@ -57,6 +58,7 @@ class Control {
     std::string ListBehaviours(const Arguments& arguments);
     std::string Behave(const Arguments& arguments);
     std::string Press(const Arguments& arguments);
+    std::string AskApplication(const Arguments& arguments);
     std::string ListViolations(const Arguments& arguments);
     std::string Fail(const char* area, const std::string& name, const std::string& step, const std::string& status,
                      const Arguments& arguments);

@@ -27,15 +27,16 @@ Middleware::Middleware(const std::filesystem::path& stateDir, std::unique_ptr<Sc
           [this](const nlohmann::json& row) { Trace(row); },
           [this](std::chrono::milliseconds delay, std::function<void()> task) { Later(delay, std::move(task)); },
           [this] { m_rebootAsked = true; },
+          [this] { return m_scheduler->Now(); },
           [this](const std::string& rule, const std::string& call, const std::string& expected,
                  nlohmann::json details) { Violation(rule, call, expected, std::move(details)); }},
       m_flash(m_shared),
-      m_metadata(m_shared),
-      m_keys(m_shared),
-      m_model(m_shared),
+      m_metadata(m_shared, m_auxiliary),
+      m_keys(m_shared, m_auxiliary),
+      m_model(m_shared, m_finish),
       m_appManager(m_shared),
-      m_control({m_model, m_flash, m_metadata, m_keys, m_faults, m_behaviours, m_violations,
-                 [this](std::int32_t code) { Press(code); }}),
+      m_control({m_model, m_flash, m_metadata, m_keys, m_faults, m_behaviours, m_violations, m_appManager,
+                 [this](std::uint64_t delivery) { Deliver(delivery); }}),
       m_traceVerbs(m_trace) {}
 
 Middleware::~Middleware() {
@@ -61,7 +62,11 @@ void Middleware::PowerOn() {
     const std::lock_guard<std::mutex> lock(m_mutex);
     ++m_epoch;
     m_powered = true;
+    m_auxiliary = {};
+    m_finish.PowerOn();
+    m_faults.Forget();
     m_model.PowerOn();
+    m_appManager.PowerOn();
     {
         const std::lock_guard<std::mutex> timeLock(m_timeMutex);
         m_powerOnTime = m_scheduler->Now();
@@ -69,6 +74,19 @@ void Middleware::PowerOn() {
     if (m_server) {
         m_server->SetOpen(true);
     }
+}
+
+void Middleware::StopApplication(std::chrono::milliseconds limit) {
+    std::unique_lock<std::mutex> lock(m_mutex);
+    if (const std::uint64_t delivery = m_appManager.Ask("requestStop", {""}); delivery != 0) {
+        m_appManager.Wait(lock, delivery, limit);
+    }
+}
+
+void Middleware::ApplicationEnded(int status) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_model.Ended(status);
+    m_appManager.Ended();
 }
 
 void Middleware::PowerOff() {
@@ -117,6 +135,7 @@ void Middleware::SetFlash(const std::string& name, const std::string& value) {
 }
 
 void Middleware::Trace(const nlohmann::json& row) {
+    m_finish.Follow(row);
     const std::lock_guard<std::mutex> lock(m_timeMutex);
     m_trace.Append((m_scheduler->Now() - m_powerOnTime).count(), row);
     if (CutPoint::IsStep(row)) {
@@ -177,6 +196,7 @@ Reply Middleware::Answer(const Request& request) {
 
 Reply Middleware::Sync() {
     m_cutPoint.Step();
+    m_finish.Sync();
     if (!m_cutPoint.IsFailing() && m_hooks.onSync) {
         m_hooks.onSync();
     }
@@ -188,6 +208,12 @@ Reply Middleware::Carry(const Request& request) {
         const auto op = request.at("op").get<std::string>();
         if (op == "sync") {
             return Sync();
+        }
+        if (op == "violation") {
+            Violation(request.at("rule").get<std::string>(), request.at("call").get<std::string>(),
+                      request.at("expected").get<std::string>(),
+                      request.value("details", nlohmann::json::object()));
+            return {{"status", kOk}};
         }
         if (op == "trace" || op == "mount") {
             return Report(op, request);
@@ -253,13 +279,12 @@ void Middleware::Later(std::chrono::milliseconds delay, std::function<void()> ta
 }
 
 // Called by m_control, under the lock of Control.
-void Middleware::Press(std::int32_t code) {
-    const std::uint64_t delivery = m_appManager.Press(code);
+void Middleware::Deliver(std::uint64_t delivery) {
     if (delivery == 0) {
         throw ControlError("no application is registered: wait until the application runs");
     }
     if (!m_appManager.Wait(*m_controlLock, delivery, kPressLimit)) {
-        throw ControlError("the application did not take the key: see whether it still runs");
+        throw ControlError("the application did not take it: see whether it still runs");
     }
 }
 

@@ -21,6 +21,8 @@
 #include "simset/core/middleware/Scheduler.h"
 #include "simset/core/middleware/Server.h"
 #include "simset/core/middleware/TraceVerbs.h"
+#include "simset/core/rules/CallOrder.h"
+#include "simset/core/rules/Finish.h"
 #include "simset/core/rules/Violations.h"
 #include "simset/core/state/CutPoint.h"
 
@@ -72,6 +74,14 @@ class Middleware {
     // Lets the power fail at the `steps`th step from now: shell command, mount, write or sync. A write is done
     // then, a command has not begun and a sync has saved nothing. 0 takes it back, and so does PowerOff.
     void CutPowerAfter(std::uint64_t steps);
+
+    // The application has ended by itself with exit status `status`: what it left open is judged. To be called
+    // before PowerOff.
+    void ApplicationEnded(int status);
+
+    // Has the manager ask the registered application to stop, and waits for its answer, at most `limit`. An
+    // application that is not registered is not asked.
+    void StopApplication(std::chrono::milliseconds limit);
 
     // Drops all connections, registrations and running actions, as when the application's processes are gone, and
     // refuses new ones until PowerOn. Values that the set keeps stay.
@@ -127,7 +137,7 @@ class Middleware {
     std::shared_ptr<EventQueue> Opened(const std::string& client);
     void Closed(const std::string& client, const std::shared_ptr<EventQueue>& queue);
     void Later(std::chrono::milliseconds delay, std::function<void()> task);
-    void Press(std::int32_t code);
+    void Deliver(std::uint64_t delivery);
     void Problem(const std::string& message) const;
 
     mutable std::mutex m_mutex;
@@ -145,6 +155,8 @@ class Middleware {
     Violations m_violations;
     CutPoint m_cutPoint;
     Shared m_shared;
+    AuxiliaryOrder m_auxiliary;
+    FinishRules m_finish;
     simset::Flash m_flash;
     Metadata m_metadata;
     KeyStore m_keys;

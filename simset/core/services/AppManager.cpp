@@ -16,11 +16,23 @@ std::vector<std::string> AppManager::Calls() {
     return {"rpc", "adapter", "registerApp", "notifyAppStatusInfo", "unRegisterApp"};
 }
 
+void AppManager::Judge(const char* call, const std::optional<Broken>& broken) const {
+    if (broken) {
+        m_shared.violate(broken->rule, call, broken->expected, json::object());
+    }
+}
+
+void AppManager::Ended() const {
+    Judge("end", m_order.Ended());
+}
+
 Reply AppManager::SetRpcEnv(const Request&) {
+    Judge("setRpcEnv", m_order.SetRpcEnv());
     return m_shared.Traced(kWho, {{"call", "setRpcEnv"}}, m_shared.faults.Take("apm", "rpc", "any"));
 }
 
 Reply AppManager::Adapter(const Request&) {
+    Judge("getInstance", m_order.GetInstance());
     return m_shared.Traced(kWho, {{"call", "getInstance"}}, m_shared.faults.Take("apm", "adapter", "any"));
 }
 
@@ -34,11 +46,13 @@ Reply AppManager::Register(const Request& request) {
     if (status == kOk) {
         m_applications[application] = client;
     }
+    Judge("registerApp", m_order.Register(application, status));
     return m_shared.Traced(kWho, {{"call", "registerApp"}, {"appId", application}}, status);
 }
 
 Reply AppManager::NotifyStatus(const Request& request) {
     const auto application = request.at("appId").get<std::string>();
+    Judge("notifyAppStatusInfo", m_order.Notify(application, request.at("value").get<std::int32_t>()));
     std::int32_t status = m_shared.faults.Take("apm", "notifyAppStatusInfo", "any");
     if (status == kOk && m_applications.count(application) == 0) {
         status = kNotConnected;
@@ -49,6 +63,7 @@ Reply AppManager::NotifyStatus(const Request& request) {
 
 Reply AppManager::Unregister(const Request& request) {
     const auto application = request.at("appId").get<std::string>();
+    Judge("unRegisterApp", m_order.Unregister(application));
     std::int32_t status = m_shared.faults.Take("apm", "unRegisterApp", "any");
     if (status == kOk && m_applications.erase(application) == 0) {
         status = kNotConnected;
@@ -63,7 +78,11 @@ Reply AppManager::Delivered(const Request& request) {
     if (found == m_waiting.end()) {
         return {{"status", kNotConnected}};
     }
-    m_shared.Traced(kWho, {{"call", "onKeyEvent"}, {"value", found->second.second}}, result);
+    const json row = found->second.second;
+    if (row.at("call") == "requestStop") {
+        Judge("requestStop", m_order.Stopped());
+    }
+    m_shared.Traced(kWho, row, result);
     m_waiting.erase(found);
     m_done[delivery] = true;
     m_delivered.notify_all();
@@ -85,15 +104,52 @@ void AppManager::Drop(const std::string& client) {
     m_delivered.notify_all();
 }
 
-std::uint64_t AppManager::Press(std::int32_t code) {
+std::uint64_t AppManager::Press(std::int32_t code, std::int32_t type) {
+    json row{{"call", "onKeyEvent"}, {"value", code}};
+    if (type != 0) {
+        row["type"] = type;
+    }
+    return Send({{"event", "key"}, {"code", code}, {"type", type}}, row);
+}
+
+const std::map<std::string, std::size_t>& AppManager::Requests() {
+    static const std::map<std::string, std::size_t> kRequests = {
+        {"requestStart", 1},
+        {"requestStop", 1},
+        {"requestPause", 1},
+        {"requestResume", 1},
+        {"requestSuspend", 1},
+        {"requestWakeup", 1},
+        {"requestForeground", 1},
+        {"requestBackground", 1},
+        {"requestShow", 1},
+        {"requestHide", 1},
+        {"requestReload", 1},
+        {"requestLanguageChange", 1},
+        {"requestCountryChange", 1},
+        {"requestDisplayChange", 1},
+        {"requestUserData", 2},
+        {"requestMessage", 2},
+        {"getAppId", 0},
+        {"requestFocus", 1},
+        {"requestUnfocus", 1},
+        {"requestStatus", 1},
+    };
+    return kRequests;
+}
+
+std::uint64_t AppManager::Ask(const std::string& request, const std::vector<std::string>& texts) {
+    return Send({{"event", "request"}, {"request", request}, {"texts", texts}},
+                {{"call", request}, {"texts", texts}});
+}
+
+std::uint64_t AppManager::Send(json event, const json& row) {
     for (const auto& [application, client] : m_applications) {
         const auto queue = m_shared.clients.Find(client);
-        if (queue && queue->Push({{"event", "key"},
-                                  {"appId", application},
-                                  {"delivery", m_lastDelivery + 1},
-                                  {"code", code},
-                                  {"type", 0}})) {
-            m_waiting[++m_lastDelivery] = {client, code};
+        event["appId"] = application;
+        event["delivery"] = m_lastDelivery + 1;
+        if (queue && queue->Push(event)) {
+            m_waiting[++m_lastDelivery] = {client, row};
             return m_lastDelivery;
         }
     }

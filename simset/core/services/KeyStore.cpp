@@ -71,7 +71,9 @@ std::string CredentialBlob(const std::string& type) {
 Reply KeyStore::Write(const Request& request) {
     const int key = request.at("key").get<int>();
     const json& files = request.at("files");
-    const std::int32_t fault = m_shared.faults.Take("keys", std::to_string(key), "write");
+    const std::int32_t judged = Judge("write", key);
+    const std::int32_t taken = m_shared.faults.Take("keys", std::to_string(key), "write");
+    const std::int32_t fault = taken != kOk ? taken : judged;
     return m_shared.Stored("keys", {{"call", "write"}, {"key", key}, {"files", files}}, [&] {
         const auto type = kTypes.find(key);
         if (fault != kOk || type == kTypes.end()) {
@@ -89,6 +91,9 @@ Reply KeyStore::Write(const Request& request) {
 Reply KeyStore::Check(const Request& request) {
     const int key = request.at("key").get<int>();
     std::int32_t status = m_shared.faults.Take("keys", std::to_string(key), "check");
+    if (const std::int32_t judged = Judge("check", key); status == kOk) {
+        status = judged;
+    }
     const auto type = kTypes.find(key);
     if (status == kOk) {
         const auto blob = type == kTypes.end() ? std::nullopt : m_shared.state.GetBlob(BlobName(type->second));
@@ -99,6 +104,19 @@ Reply KeyStore::Check(const Request& request) {
         }
     }
     return m_shared.Traced("keys", {{"call", "check"}, {"key", key}}, status);
+}
+
+// The status that a call about `key` gets for what it broke.
+std::int32_t KeyStore::Judge(const char* call, int key) const {
+    if (const auto broken = m_order.Use()) {
+        m_shared.violate(broken->rule, call, broken->expected, {{"key", key}});
+        return kNotStarted;
+    }
+    if (kTypes.count(key) == 0) {
+        m_shared.violate("unknown-key-type", call, "a key type that the set installs", {{"key", key}});
+        return kUnknownKey;
+    }
+    return kOk;
 }
 
 json KeyStore::List() const {

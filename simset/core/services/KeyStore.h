@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 
+#include "simset/core/rules/CallOrder.h"
 #include "simset/core/state/Shared.h"
 
 namespace simset {
@@ -20,7 +21,7 @@ std::string CredentialBlob(const std::string& type);
 // Not thread-safe; see Shared. Key bytes appear in no trace row and no message.
 class KeyStore {
   public:
-    explicit KeyStore(Shared& shared) : m_shared(shared) {}
+    KeyStore(Shared& shared, const AuxiliaryOrder& order) : m_shared(shared), m_order(order) {}
 
     // "key", "files" (names) and "data" (their bytes in hexadecimal, null for a file that could not be read).
     Reply Write(const Request& request);
@@ -35,7 +36,10 @@ class KeyStore {
     static std::vector<std::string> Names();
 
   private:
+    std::int32_t Judge(const char* call, int key) const;
+
     Shared& m_shared;
+    const AuxiliaryOrder& m_order;
 };
 
 }  // namespace simset

@@ -21,6 +21,11 @@ constexpr int kBluetoothOff = 1;
 constexpr int kTableChanged = 1;
 // What the asker gets to finish what it does.
 constexpr std::chrono::milliseconds kRebootDelay{500};
+// Longer than any operation waits. What nobody has used for so long at the application's end was forgotten, and
+// was not under way in another thread.
+constexpr std::chrono::seconds kForgotten{30};
+// What the application gets to make the partitions read-only after the confirmation, on a slow machine as well.
+constexpr std::chrono::seconds kFinishLimit{30};
 
 json ParseKept(const std::string& text, json otherwise) {
     auto value = DecodeLine(text);
@@ -47,7 +52,7 @@ std::string Positional(const json& arguments, const std::string& position) {
 
 }  // namespace
 
-Model::Model(Shared& shared) : m_shared(shared) {
+Model::Model(Shared& shared, FinishRules& finish) : m_shared(shared), m_finish(finish) {
     const auto found = m_shared.state.Load(kFoundSection);
     const auto values = m_shared.state.Load(kValueSection);
     for (const auto& info : Catalogue()) {
@@ -67,8 +72,13 @@ Model::Model(Shared& shared) : m_shared(shared) {
 
 void Model::PowerOn() {
     m_connections.clear();
+    m_sessions.clear();
     m_iterators.clear();
+    m_leftovers.clear();
     m_accessPointsSearching = false;
+    m_presetAsked = false;
+    m_presetLoaded = false;
+    m_radioAsked = false;
     for (const auto& info : Catalogue()) {
         if (!info.kept) {
             m_values[std::string(info.key)] = InitialValue(info);
@@ -85,6 +95,10 @@ Reply Model::Interface(const Request& request) {
     std::int32_t status = m_shared.faults.TakeAny("model", "interface");
     if (status == kOk && name != key::kRootInterface) {
         status = kUnknownInterface;
+        m_shared.violate("unknown-interface", "interface", key::kRootInterface, {{"name", name}});
+    }
+    if (status == kOk && request.contains("interface")) {
+        m_sessions[IdOf(request, "interface")] = Session{OriginOf(request)};
     }
     return m_shared.Traced(kWho, {{"call", "interface"}, {"name", name}}, status);
 }
@@ -98,18 +112,25 @@ Reply Model::Connect(const Request& request) {
     const auto name = request.at("key").get<std::string>();
     const auto kind = request.at("kind").get<std::string>();
     const auto observed = request.at("observed").get<bool>();
+    const std::int64_t interface = request.value("interface", std::int64_t{0});
     std::int32_t status = m_shared.faults.Take("model", name, "connect");
     const KeyInfo* const info = FindKey(name);
     if (status == kOk) {
         if (info == nullptr) {
             status = kUnknownKey;
+            m_shared.violate("unknown-key", "connect", "a key of the model", {{"key", name}});
         } else if (kind != KindName(info->kind)) {
             status = kWrongKind;
+            m_shared.violate("wrong-kind", "connect", KindName(info->kind), {{"key", name}, {"kind", kind}});
         } else if (!m_shared.clients.Find(id.first)) {
             status = kUnreachable;
         } else {
-            m_connections[id] = Connection{info, observed};
+            m_connections[id] = Connection{info, observed, interface, OriginOf(request), std::nullopt};
         }
+    }
+    if (const auto session = m_sessions.find({id.first, interface}); session != m_sessions.end()) {
+        session->second.failed = session->second.failed || status != kOk;
+        session->second.origin.touched = m_shared.now();
     }
     return m_shared.Traced(kWho, {{"call", "connect"}, {"key", name}, {"kind", kind}}, status);
 }
@@ -121,14 +142,34 @@ Reply Model::Disconnect(const Request& request) {
         return m_shared.Traced(kWho, {{"call", "disconnect"}}, kNotConnected);
     }
     const std::string name(found->second.info->key);
+    const auto settle = RuleOf(*found->second.info).settle;
+    if (found->second.operated && m_shared.now() - *found->second.operated < settle) {
+        m_shared.violate("settle-before-disconnect", "disconnect",
+                         std::to_string(settle.count()) + " ms after the last operation",
+                         {{"key", name}, {"after", (m_shared.now() - *found->second.operated).count()}});
+    }
     m_connections.erase(found);
     return m_shared.Traced(kWho, {{"call", "disconnect"}, {"key", name}}, kOk);
 }
 
 Reply Model::Release(const Request& request) {
     const auto client = request.at("client").get<std::string>();
+    const ConnectionId interface { client, request.value("interface", std::int64_t{0}) };
+    const auto session = m_sessions.find(interface);
+    const bool failed = session == m_sessions.end() || session->second.failed;
     for (const auto& number : request.at("conns")) {
-        m_connections.erase({client, number.get<std::int64_t>()});
+        const auto found = m_connections.find({client, number.get<std::int64_t>()});
+        if (found == m_connections.end()) {
+            continue;
+        }
+        if (!failed) {
+            m_shared.violate("connect-without-disconnect", "release",
+                             "disconnect before the interface is released", {{"key", found->second.info->key}});
+        }
+        m_connections.erase(found);
+    }
+    if (session != m_sessions.end()) {
+        m_sessions.erase(session);
     }
     return {{"status", kOk}};
 }
@@ -145,20 +186,23 @@ Reply Model::SetValue(const Request& request) {
     std::int32_t status = m_shared.faults.Take("model", name, "operate");
     json value = given;
     if (status == kOk && info.kind == Kind::Integers) {
-        // Elements to write, as pairs of index and value.
         value = m_values.at(name);
-        for (const auto& element : given) {
-            const auto index = element.at(0).get<std::int64_t>();
-            if (index < 0 || index >= static_cast<std::int64_t>(value.size())) {
-                status = kOutOfRange;
-                break;
+    }
+    if (status == kOk) {
+        if (const auto refusal = JudgeWrite(info, given, value.size())) {
+            status = refusal->status;
+            Refuse(info, "set", *refusal, {{"value", given}});
+        } else if (info.kind == Kind::Integers) {
+            // Elements to write, as pairs of index and value.
+            for (const auto& element : given) {
+                value[element.at(0).get<std::size_t>()] = element.at(1);
             }
-            value[static_cast<std::size_t>(index)] = element.at(1);
         }
     }
     if (status == kOk && !Fits(info.kind, value)) {
         status = kWrongKind;
     }
+    Done(found->first, found->second, status);
     Reply reply = m_shared.Stored(kWho, std::move(row), [&] {
         if (status == kOk) {
             Store(info, std::move(value));
@@ -181,6 +225,7 @@ Reply Model::GetValue(const Request& request) {
     }
     const std::string name(found->second.info->key);
     const std::int32_t status = m_shared.faults.Take("model", name, "operate");
+    Done(found->first, found->second, status);
     if (status != kOk) {
         return m_shared.Traced(kWho, {{"call", "get"}, {"key", name}}, status);
     }
@@ -203,16 +248,34 @@ Reply Model::Invoke(const Request& request) {
     const KeyInfo& info = *found->second.info;
     const std::string name(info.key);
     std::int32_t status = m_shared.faults.Take("model", name, "operate");
+    if (name == key::kPresetDatabase) {
+        m_presetAsked = true;
+    } else if (name == key::kBluetoothEnable || name == key::kBluetoothDisable) {
+        m_radioAsked = name == key::kBluetoothEnable;
+    }
+    bool failed = false;
     if (info.kind != Kind::Action) {
         status = kWrongKind;
+    } else if (status == kOk) {
+        auto refusal = JudgeArguments(info, arguments);
+        refusal = refusal ? refusal : JudgeNeed(info);
+        if (refusal) {
+            Refuse(info, "invoke", *refusal, {{"args", arguments}});
+            // The credential actions take any arguments and report what they came to.
+            failed = name == key::kEncryptKey || name == key::kCheckCiPlusKey;
+            status = failed ? kOk : refusal->status;
+        }
     }
+    Done(id, found->second, status);
     Reply reply = m_shared.Traced(kWho, {{"call", "invoke"}, {"key", name}, {"args", arguments}}, status);
     if (status == kOk) {
         json& record = m_values.at(name);
         record["count"] = record["count"].get<int>() + 1;
         record["args"] = arguments;
         const std::int32_t error = m_shared.faults.Take("model", name, "execute");
-        if (error == kOk) {
+        if (failed) {
+            ReportResult(id, "Failed");
+        } else if (error == kOk) {
             Perform(id, info, request);
         } else if (name == key::kEncryptKey || name == key::kCheckCiPlusKey) {
             ReportResult(id, "Failed");
@@ -233,7 +296,14 @@ void Model::Perform(const ConnectionId& connection, const KeyInfo& info, const R
         }
     };
     if (name == key::kFactoryReady) {
-        later("factory-ready", [this, connection] { ReportResult(connection, "1"); });
+        later("factory-ready", [this, connection] {
+            const auto found = m_connections.find(connection);
+            if (found != m_connections.end() && found->second.observed) {
+                m_finish.Confirmed();
+                JudgeFinishLater();
+            }
+            ReportResult(connection, "1");
+        });
         return;
     }
     if (name == key::kEncryptKey) {
@@ -245,7 +315,9 @@ void Model::Perform(const ConnectionId& connection, const KeyInfo& info, const R
         return;
     }
     if (name == key::kPresetDatabase) {
+        m_presetLoaded = !m_shared.behaviours.Delay("preset");  // then it is loaded, and nothing says so
         later("preset", [this] {
+            m_presetLoaded = true;
             const KeyInfo& message = *FindKey(key::kMessageId);
             Store(message, kPresetLoaded);
             NotifyObservers(message);
@@ -317,7 +389,7 @@ void Model::SearchAccessPoints(bool on) {
 
 void Model::SearchDevices() {
     const auto delay = m_shared.behaviours.Delay("bluetooth");
-    if (!delay || m_values.at(key::kBluetoothStatus) != kBluetoothOn) {
+    if (!delay) {
         return;
     }
     for (const char* forgotten : {key::kBluetoothDeviceName, key::kBluetoothDeviceCount}) {
@@ -350,7 +422,11 @@ Reply Model::OpenIterator(const Request& request) {
     const std::int32_t status = m_shared.faults.Take("model", name, "operate");
     if (status == kOk) {
         m_iterators[IdOf(request, "iterator")] = Iterator{id, name, selection, 0};
+        if (const auto refusal = JudgeNeed(*found->second.info)) {
+            Refuse(*found->second.info, "iterator", *refusal, json::object());
+        }
     }
+    Done(id, found->second, status);
     return m_shared.Traced(kWho, {{"call", "iterator"}, {"key", name}, {"selection", selection}}, status);
 }
 
@@ -367,6 +443,7 @@ Reply Model::Count(const Request& request) {
         row["value"] = count;
         Notify(id, {{"event", "count"}, {"count", count}});
     }
+    Done(found->second.connection, m_connections.at(found->second.connection), status);
     return m_shared.Traced(kWho, std::move(row), status);
 }
 
@@ -390,6 +467,7 @@ Reply Model::Rows(const Request& request) {
         }
         Notify(id, {{"event", "rows"}, {"rows", std::move(chunk)}});
     }
+    Done(iterator.connection, m_connections.at(iterator.connection), status);
     return m_shared.Traced(kWho, {{"call", "rows"}, {"key", iterator.key}, {"count", wanted}}, status);
 }
 
@@ -399,6 +477,9 @@ Reply Model::CloseIterator(const Request& request) {
 }
 
 json Model::SelectedRows(const Iterator& iterator) const {
+    if (!m_presetLoaded) {
+        return json::array();
+    }
     const json& table = m_values.at(iterator.key);
     if (table.is_array()) {
         return table;
@@ -416,13 +497,119 @@ json Model::SelectedRows(const Iterator& iterator) const {
 }
 
 void Model::Drop(const std::string& client) {
+    for (auto& leftover : Open(client)) {
+        m_leftovers.push_back(std::move(leftover));
+    }
     const auto drop = [&client](auto& byClient) {
         for (auto entry = byClient.begin(); entry != byClient.end();) {
             entry = entry->first.first == client ? byClient.erase(entry) : std::next(entry);
         }
     };
     drop(m_connections);
+    drop(m_sessions);
     drop(m_iterators);
+}
+
+void Model::Ended(int status) {
+    for (const auto& leftover : m_leftovers) {
+        Judge(leftover, status);
+    }
+    for (const auto& leftover : Open("")) {
+        Judge(leftover, status);
+    }
+    m_leftovers.clear();
+    m_connections.clear();
+    m_sessions.clear();
+    if (const auto broken = m_finish.JudgeFinish()) {
+        m_shared.violate(broken->rule, "end", broken->expected, json::object());
+    }
+}
+
+// What `client`, or any when it is empty, has not given back.
+std::vector<Model::Leftover> Model::Open(const std::string& client) const {
+    std::vector<Leftover> open;
+    for (const auto& [id, connection] : m_connections) {
+        if (client.empty() || id.first == client) {
+            open.push_back({{{"key", connection.info->key}},
+                            "connect-without-disconnect",
+                            "disconnect before the application ends",
+                            connection.origin});
+        }
+    }
+    for (const auto& [id, session] : m_sessions) {
+        if (client.empty() || id.first == client) {
+            open.push_back({json::object(), "interface-not-released",
+                            "the interface reference released before the application ends", session.origin});
+        }
+    }
+    return open;
+}
+
+// Whoever ends the process may do so while another thread is in the middle of an operation. What the main thread
+// left open when it ended well itself, or what was not used for long, was forgotten.
+void Model::Judge(const Leftover& leftover, int status) const {
+    if ((status == 0 && leftover.origin.mainThread) || m_shared.now() - leftover.origin.touched >= kForgotten) {
+        m_shared.violate(leftover.rule, "end", leftover.expected, leftover.row);
+    }
+}
+
+Model::Origin Model::OriginOf(const Request& request) const {
+    return {request.value("main", false), m_shared.now()};
+}
+
+void Model::Done(const ConnectionId& id, Connection& connection, std::int32_t status) {
+    connection.origin.touched = m_shared.now();
+    if (status == kOk) {
+        connection.operated = m_shared.now();
+    }
+    const auto session = m_sessions.find({id.first, connection.interface});
+    if (session != m_sessions.end()) {
+        session->second.failed = session->second.failed || status != kOk;
+        session->second.origin.touched = m_shared.now();
+    }
+}
+
+void Model::Refuse(const KeyInfo& info, const char* call, const Refusal& refusal, json details) const {
+    if (!refusal.blamed) {
+        return;
+    }
+    details["key"] = info.key;
+    m_shared.violate(refusal.rule, call, refusal.expected, std::move(details));
+}
+
+std::optional<Refusal> Model::JudgeNeed(const KeyInfo& info) const {
+    // An earlier call that failed as asked may be why something did not happen.
+    const bool blamed = !m_shared.faults.WasTaken("model");
+    switch (RuleOf(info).need) {
+        case Need::Preset:
+            if (!m_presetAsked) {
+                return Refusal{kRefused, "table-before-preset", "the preset loaded before its tables are read",
+                               blamed};
+            }
+            break;
+        case Need::Radio:
+            if (m_values.at(key::kBluetoothStatus) != kBluetoothOn) {
+                return Refusal{kRefused, "search-with-radio-off", "the radio enabled before the search",
+                               blamed && !m_radioAsked};
+            }
+            break;
+        case Need::Finish:
+            if (const auto broken = m_finish.JudgeInvoke()) {
+                return Refusal{kRefused, broken->rule, broken->expected, true};
+            }
+            break;
+        case Need::Nothing:
+            break;
+    }
+    return std::nullopt;
+}
+
+void Model::JudgeFinishLater() {
+    m_shared.later(kFinishLimit, [this] {
+        if (const auto broken = m_finish.JudgeFinish()) {
+            m_shared.violate(broken->rule, "finish", broken->expected, json::object());
+        }
+    });
 }
 
 void Model::Assign(const KeyInfo& info, const json& value) {

@@ -2,13 +2,18 @@
 #ifndef SIMSET_SERVICES_MODEL_H
 #define SIMSET_SERVICES_MODEL_H
 
+#include <chrono>
 #include <cstdint>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
+#include "simset/core/rules/Finish.h"
 #include "simset/core/services/Catalogue.h"
+#include "simset/core/services/KeyRules.h"
 #include "simset/core/state/Shared.h"
 
 namespace simset {
@@ -17,7 +22,7 @@ namespace simset {
 // nlohmann::json::exception, writes that cannot be kept throw StateError; nothing has changed then.
 class Model {
   public:
-    explicit Model(Shared& shared);
+    Model(Shared& shared, FinishRules& finish);
 
     // Values that are not kept go back to what they are at power-on; connections are gone.
     void PowerOn();
@@ -40,6 +45,9 @@ class Model {
     // Forgets what a process that is gone had connected.
     void Drop(const std::string& client);
 
+    // The application has ended by itself with exit status `status`: judges what it left open.
+    void Ended(int status);
+
     // The value of a key of the catalogue; of an action what it was last invoked with.
     const nlohmann::json& Value(const std::string& key) const { return m_values.at(key); }
 
@@ -50,9 +58,32 @@ class Model {
   private:
     using ConnectionId = std::pair<std::string, std::int64_t>;  // client, its number
 
+    // Where something that an application has to give back came from.
+    struct Origin {
+        bool mainThread;
+        std::chrono::milliseconds touched;
+    };
+
     struct Connection {
         const KeyInfo* info;
         bool observed;
+        std::int64_t interface;  // number of the interface reference; 0: one that is not followed
+        Origin origin;
+        std::optional<std::chrono::milliseconds> operated;  // when the last operation succeeded
+    };
+
+    // An interface reference that was handed out.
+    struct Session {
+        Origin origin;
+        bool failed = false;  // something failed in it: its connections are dropped with it
+    };
+
+    // What a process that is gone had not given back.
+    struct Leftover {
+        nlohmann::json row;
+        std::string rule;
+        std::string expected;
+        Origin origin;
     };
 
     struct Iterator {
@@ -62,6 +93,14 @@ class Model {
         std::size_t position;
     };
 
+    Origin OriginOf(const Request& request) const;
+    // Every operation on a connection ends here, with its status.
+    void Done(const ConnectionId& id, Connection& connection, std::int32_t status);
+    void Refuse(const KeyInfo& info, const char* call, const Refusal& refusal, nlohmann::json details) const;
+    std::optional<Refusal> JudgeNeed(const KeyInfo& info) const;
+    void JudgeFinishLater();
+    std::vector<Leftover> Open(const std::string& client) const;
+    void Judge(const Leftover& leftover, int status) const;
     void Notify(const ConnectionId& target, nlohmann::json event);
     void NotifyObservers(const KeyInfo& info);
     void Store(const KeyInfo& info, nlohmann::json value);
@@ -75,13 +114,19 @@ class Model {
     nlohmann::json SelectedRows(const Iterator& iterator) const;
 
     Shared& m_shared;
+    FinishRules& m_finish;
     std::map<std::string, nlohmann::json> m_values;
     std::map<std::string, nlohmann::json> m_found;
     std::map<ConnectionId, Connection> m_connections;
+    std::map<ConnectionId, Session> m_sessions;
     std::map<ConnectionId, Iterator> m_iterators;
+    std::vector<Leftover> m_leftovers;
     std::uint64_t m_accessPointSearch = 0;  // number of the search under way, or of the last one
     std::uint64_t m_deviceSearch = 0;
     bool m_accessPointsSearching = false;
+    bool m_presetAsked = false;
+    bool m_presetLoaded = false;
+    bool m_radioAsked = false;  // the last of enable and disable was enable
 };
 
 }  // namespace simset

@@ -2,10 +2,13 @@
 #ifndef SIMSET_SERVICES_RECORDS_H
 #define SIMSET_SERVICES_RECORDS_H
 
+#include <cstdint>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <string>
 
+#include "simset/core/rules/CallOrder.h"
 #include "simset/core/state/Shared.h"
 
 namespace simset {
@@ -20,10 +23,15 @@ class Flash {
     // "name", "value".
     Reply Put(const Request& request);
 
+    // The variables that a set has.
+    static const std::set<std::string>& Names();
+
     std::string Value(const std::string& name) const;
     void Assign(const std::string& name, const std::string& value);  // throws StateError
 
   private:
+    std::int32_t Judge(const char* call, const std::string& name) const;
+
     Shared& m_shared;
     std::map<std::string, std::string> m_values;
 };
@@ -31,7 +39,8 @@ class Flash {
 // Numbered items; 6 and 8 are texts, the others signed 32-bit numbers, 0 or empty until written. Not thread-safe.
 class Metadata {
   public:
-    explicit Metadata(Shared& shared);
+    // `order` judges the calls of the library that this is a part of.
+    Metadata(Shared& shared, AuxiliaryOrder& order);
 
     static bool IsText(int item);
 
@@ -47,7 +56,10 @@ class Metadata {
     void Assign(int item, const nlohmann::json& value);  // throws StateError
 
   private:
+    std::int32_t Judge(const char* call, int item) const;
+
     Shared& m_shared;
+    AuxiliaryOrder& m_order;
     std::map<int, nlohmann::json> m_values;
 };
 

@@ -47,6 +47,7 @@ std::int32_t Faults::TakeFirst(const std::string& area, const std::string& step,
         }
         const Fault taken = fault;
         const Place where = place;
+        m_taken.insert(area);
         try {
             if (taken.left == 1) {
                 Drop(where);

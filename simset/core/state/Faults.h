@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <string>
 #include <tuple>
 
@@ -27,6 +28,10 @@ class Faults {
     // The same for steps that do not know a name yet: a fault of any name counts.
     std::int32_t TakeAny(const std::string& area, const std::string& step);
 
+    // Whether a call of `area` has failed as asked since Forget: what follows may be its consequence.
+    bool WasTaken(const std::string& area) const { return m_taken.count(area) != 0; }
+    void Forget() { m_taken.clear(); }
+
     // The faults of `area`: name, step, status, and times left for those that are counted.
     nlohmann::json List(const std::string& area) const;
 
@@ -44,6 +49,7 @@ class Faults {
 
     State& m_state;
     std::map<Place, Fault> m_faults;
+    std::set<std::string> m_taken;  // areas
 };
 
 }  // namespace simset

@@ -33,6 +33,8 @@ struct Shared {
     // Runs `task` under the lock after `delay`, unless the power goes off before.
     std::function<void(std::chrono::milliseconds delay, std::function<void()> task)> later;
     std::function<void()> reboot;
+    // Time that only grows, of the middleware's clock.
+    std::function<std::chrono::milliseconds()> now;
     // `call` broke `rule` (words-with-dashes): writes the row with what was `expected`, in words, and the further
     // members of the object `details`.
     std::function<void(const std::string& rule, const std::string& call, const std::string& expected,

@@ -1,3 +1,5 @@
+#include "flashenv/FlashEnv.h"
+#include "simset/base/Status.h"
 #include "simset/platform/Observing.h"
 
 namespace simset::test {
@@ -25,11 +27,24 @@ class BehavingSet : public SimsetTest {
         vumodelapi::Action* action = nullptr;
         ASSERT_EQ(m_root->connect(key, &m_reports, action), 0);
         vumodelapi::ArgumentList results;
-        ASSERT_EQ(action->invoke({{0, 0, 0, argument}}, results), 0);
+        vumodelapi::ArgumentList arguments;
+        if (!argument.empty()) {
+            arguments.push_back({0, 0, 0, argument});
+        }
+        ASSERT_EQ(action->invoke(arguments, results), 0);
         if (key != kReady) {
             EXPECT_EQ(m_reports.reports.Take(), "Success");
             EXPECT_EQ(m_root->disconnect(key, &m_reports), 0);
         }
+    }
+
+    void PrepareFinish() {
+        for (const char* partition : {"/zodata/critical", "/zodata/factory"}) {
+            TheMiddleware().Trace(
+                {{"who", "shell"}, {"command", std::string("mount -o remount,rw ") + partition}});
+        }
+        EXPECT_EQ(FlashEnv::instance().setEnv("FactoryOpenState", "Off"), 0);
+        EXPECT_EQ(FlashEnv::instance().setEnv("FactoryOK", "On"), 0);
     }
 
     void SetInteger(const std::string& key, std::int32_t value) {
@@ -43,6 +58,7 @@ class BehavingSet : public SimsetTest {
 
 TEST_F(BehavingSet, ConfirmsThatTheFactoryIsReady) {
     Ctl({"behave", "factory-ready", "3000"});
+    PrepareFinish();
     Invoke(kReady);
     Advance(2999);
     EXPECT_EQ(Trace("model").back()["call"], "invoke") << "confirmed too early";
@@ -52,6 +68,7 @@ TEST_F(BehavingSet, ConfirmsThatTheFactoryIsReady) {
 
 TEST_F(BehavingSet, NeverConfirmsWhatIsSwitchedOff) {
     Ctl({"behave", "factory-ready", "off"});
+    PrepareFinish();
     Invoke(kReady);
     Advance(3600000);
     EXPECT_EQ(Trace("model").back()["call"], "invoke");
@@ -139,7 +156,10 @@ TEST_F(BehavingSet, SignalsAreFoundAsTheyWereGiven) {
 }
 
 TEST_F(BehavingSet, ABluetoothSearchNeedsTheRadio) {
-    Invoke("tovix.sl2.action.bluetooth.search.start");
+    vumodelapi::Action* start = nullptr;
+    vumodelapi::ArgumentList results;
+    ASSERT_EQ(m_root->connect("tovix.sl2.action.bluetooth.search.start", &m_reports, start), 0);
+    EXPECT_EQ(start->invoke({}, results), kRefused);
     Advance(60000);
     EXPECT_EQ(Value(kDevices), 0);
     Invoke("tovix.sl2.action.bluetooth.enable");

@@ -10,6 +10,13 @@ namespace {
 
 class KeySet : public SimsetTest {
   protected:
+    KeySet() { init_factory_aux(); }
+
+    void Restart() {
+        SimsetTest::Restart();
+        init_factory_aux();
+    }
+
     nlohmann::json Keys() { return nlohmann::json::parse(Ctl({"keys", "list"})); }
 
     // Damages a stored copy behind the set's back.

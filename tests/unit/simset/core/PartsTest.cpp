@@ -5,6 +5,7 @@
 #include "simset/core/Fixture.h"
 #include "simset/core/middleware/Scheduler.h"
 #include "simset/core/services/Catalogue.h"
+#include "simset/core/services/KeyRules.h"
 #include "simset/core/state/Behaviours.h"
 #include "simset/core/state/Faults.h"
 #include "simset/core/state/State.h"
@@ -81,6 +82,18 @@ TEST(Catalogue, HoldsOnlyValuesThatFit) {
     EXPECT_FALSE(Fits(Kind::Integers, nlohmann::json::array({1, "2"})));
     EXPECT_FALSE(Fits(Kind::Table, nlohmann::json::array({"row"})));
     EXPECT_FALSE(Fits(Kind::Action, 1));
+}
+
+TEST(KeyRules, CoverTheCatalogue) {
+    EXPECT_EQ(KeyRules().size(), Catalogue().size());
+    for (const auto& info : Catalogue()) {
+        const KeyRule& rule = RuleOf(info);
+        EXPECT_EQ(rule.access == Access::Invoked, info.kind == Kind::Action) << info.key;
+        EXPECT_EQ(rule.access == Access::Invoked, !rule.forms.empty()) << info.key;
+        if (rule.access == Access::Writable && info.kind == Kind::Integer) {
+            EXPECT_FALSE(JudgeWrite(info, InitialValue(info), 0)) << info.key;
+        }
+    }
 }
 
 TEST(TimerThread, RunsTasksInTheOrderOfTheirTimes) {

@@ -75,6 +75,7 @@ TEST_F(StoredSet, KeepsSettingsAndForgetsWhatATelevisionForgets) {
     Ctl({"behave", "wifi", "250"});
     Ctl({"model", "fail", "*", "connect", "9", "--times", "3"});
     EXPECT_EQ(FlashEnv::instance().setEnv("brand", "ACME"), 0);
+    ASSERT_EQ(init_factory_aux(), 0);
     EXPECT_EQ(writeMetaData(META_COUNTRY, -3), 0);
     EXPECT_EQ(writeStrMetaData(META_MAC, "00-11"), 0);
     Restart();
@@ -97,6 +98,7 @@ TEST_F(StoredSet, ForgetsAtPowerOnWithoutARestart) {
 }
 
 TEST_F(StoredSet, AFullDiskFailsTheCallAndLosesNothing) {
+    ASSERT_EQ(init_factory_aux(), 0);
     Mailbox<std::string> problems;
     m_hooks.onProblem = [&](const std::string& message) { problems.Put(message); };
     ASSERT_EQ(FlashEnv::instance().setEnv("brand", "ACME"), 0);
@@ -126,8 +128,10 @@ TEST_F(StoredSet, TextsKeepTheirBytes) {
     ASSERT_EQ(FlashEnv::instance().setEnv("brand", text), 0);
     ASSERT_EQ(FlashEnv::instance().getEnv("brand", buffer, sizeof(buffer)), 0);
     EXPECT_EQ(buffer, text);
+    ASSERT_EQ(init_factory_aux(), 0);
     ASSERT_EQ(writeStrMetaData(META_CUSTOMER_MODEL, text), 0);
     Restart();
+    ASSERT_EQ(init_factory_aux(), 0);
     ASSERT_EQ(readStrMetaData(META_CUSTOMER_MODEL, buffer, sizeof(buffer)), 0);
     EXPECT_EQ(buffer, text);
     EXPECT_EQ(TheMiddleware().Flash("brand"), text);

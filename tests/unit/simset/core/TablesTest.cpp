@@ -9,6 +9,16 @@ constexpr char kChannels[] = "tovix.sl2.table.servicelist.list";
 
 class TableSet : public SimsetTest {
   protected:
+    TableSet() {
+        vumodelapi::Action* preset = nullptr;
+        constexpr vumodelapi::ObserverAction* kNobody = nullptr;
+        EXPECT_EQ(m_root->connect("tovix.sl2.table.servicelist.list.preset.database", kNobody, preset), 0);
+        vumodelapi::ArgumentList results;
+        EXPECT_EQ(preset->invoke({{0, 0, 0, "38"}}, results), 0);
+        Advance(400);
+        EXPECT_EQ(m_root->disconnect("tovix.sl2.table.servicelist.list.preset.database", kNobody), 0);
+    }
+
     TableObserver m_observer;
     RowObserver m_rows;
     boost::shared_ptr<frame::Interface> m_interface = OpenModel();
