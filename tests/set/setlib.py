@@ -17,7 +17,7 @@ from zelfac import READY_FRAME, Line, empty, frame, programs, result, split_fram
 
 SIMSET, ZELLINE = programs.find("simset"), programs.find("zelline")
 NOT_RUN = 77  # what ctest takes for "did not run"
-STRICT = False  # whether a broken rule fails the test of the set that broke it
+STRICT = True  # whether a broken rule fails the test of the set that broke it
 
 
 class Set(zelfac.Set):
