@@ -63,7 +63,7 @@ def broken(tv):
 def await_work(tv):
     """Until the application has done everything but unregister."""
     tv.await_true(lambda: (tv.state / "control").exists(), "the set is on")
-    tv.await_true(lambda: tv.trace(who="model", call="result", value="1"), "the set is confirmed")
+    tv.wait(since=0, who="model", call="result", value="1")
 
 
 class WrongApplications(AtOnce):
