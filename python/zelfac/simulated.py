@@ -40,7 +40,8 @@ class Set(Control):
 
     `line` is the equipment's end of the serial line, `ready` what simset said when the set went on (`pid` is the
     application's), `folder` a temporary folder for the script's own files, `process` the running simset, `before` the
-    number of the trace's last row before the set was started last.
+    number of the trace's last row before the set was started last, `said` the lines of JSON that simset has printed
+    since.
     """
 
     def __init__(
@@ -69,7 +70,7 @@ class Set(Control):
         self.wait_for_line = wait
         self.process: subprocess.Popen[bytes] | None = None
         self._line: Line | None = None
-        self._said: list[Row] = []
+        self.said: list[Row] = []
         self.before = 0
         self._heard = threading.Condition()
         self._listener: threading.Thread | None = None
@@ -108,15 +109,15 @@ class Set(Control):
     @property
     def ready(self) -> Row:
         """What simset said when the set went on last: `line`, `control`, `pid`."""
-        rows = [row for row in self._said if "ready" in row]
+        rows = [row for row in self.said if "ready" in row]
         if not rows:
             raise RuntimeError("the set has not gone on: start() it, and with wait=True")
         return rows[-1]
 
     @property
     def ended(self) -> str | None:
-        """Why the run ended, as simset said: "power-cut" for one. None while it has not."""
-        return next((row["ended"] for row in self._said if "ended" in row), None)
+        """Why the run ended: "application", "killed", "stopped", "power-cut", "no-start" …; None while it has not."""
+        return next((row["ended"] for row in self.said if "ended" in row), None)
 
     def errors(self) -> str:
         """What simset has written to its standard error."""
@@ -134,7 +135,7 @@ class Set(Control):
         """Switches the set on."""
         if self.process:
             raise RuntimeError("the set is on: stop() it before")
-        self._said = []
+        self.said = []
         self.before = self._last_in_file()
         with open(self.folder / "simset.err", "ab") as errors:
             self.process = subprocess.Popen(
@@ -147,7 +148,7 @@ class Set(Control):
         if not self.wait_for_line:
             return
         if not self._await_said(1):
-            if self.process.poll() is None and self._listener.is_alive():
+            if not self.ended and self.process.poll() is None and self._listener.is_alive():
                 self._abandon()
                 raise TimedOut(f"the set was not on within {self.timeout:g} s: {self.errors()}")
             code = self.process.wait(self.timeout)
@@ -183,7 +184,7 @@ class Set(Control):
 
     def reboot(self) -> None:
         """Stops the application, saves, and powers the set on again; returns when it is on."""
-        count = len(self._said)
+        count = len(self.said)
         super().reboot()
         if not self._await_said(count + 1):
             raise TimedOut(f"the set was not on again within {self.timeout:g} s: {self.errors()}")
@@ -225,7 +226,7 @@ class Set(Control):
         with process.stdout:
             for row in process.stdout:
                 with self._heard:
-                    self._said.append(json.loads(row))
+                    self.said.append(json.loads(row))
                     self._heard.notify_all()
         with self._heard:
             self._heard.notify_all()
@@ -234,13 +235,13 @@ class Set(Control):
         """Waits until simset has said so many lines; false when it has ended or the time is over before."""
         end = time.monotonic() + self.timeout
         with self._heard:
-            while len(self._said) < count:
+            while len(self.said) < count:
                 assert self.process and self.process.stdout
                 left = end - time.monotonic()
                 if left <= 0 or self.process.stdout.closed:
                     return False
                 self._heard.wait(left)
-        return "ready" in self._said[count - 1]
+        return "ready" in self.said[count - 1]
 
     def _abandon(self) -> None:
         assert self.process
