@@ -6,8 +6,8 @@ import { kCommands } from './commands.js';
 export const kKeptRows = 120000;
 const kDropped = 20000;
 
-// Calls that only lead to what the application asks for.
-const kWayThere = new Set(['proxy', 'interface', 'root']);
+// Calls that only lead to what the application asks for, and back.
+const kWayThere = new Set(['proxy', 'interface', 'root', 'release', 'iterator-end']);
 
 // What a row says of a frame of the line; null for other rows. A ready frame and a key press answer nobody.
 export function frameOf(json) {

@@ -36,7 +36,8 @@ const kQuestions = {
   version: ['model', 'get', kVersion],
   address: ['model', 'get', kAddress],
   mode: ['flash', 'get', 'ZelFacMode'],
-  serial: ['meta', 'get', '6'],
+  serial: ['cat', '/var/local/ZelPcbSn'],
+  result: ['cat', '/var/local/ZelTestResult'],
   mac: ['meta', 'get', '8'],
   mounts: ['mounts'],
   unsynced: ['mounts', '--unsynced'],
@@ -129,7 +130,7 @@ export class SetView {
 
   draw(answers) {
     const parts = {
-      values: ['volume', 'backlight', 'led', 'flicker', 'pins', 'source', 'version', 'address', 'mode', 'serial', 'mac'],
+      values: ['volume', 'backlight', 'led', 'flicker', 'pins', 'source', 'version', 'address', 'mode', 'serial', 'result', 'mac'],
       partitions: ['mounts', 'unsynced'],
       sticks: ['mounts', 'unsynced'],
       keys: ['keys'],
@@ -161,6 +162,7 @@ export class SetView {
       ['Pins', pins.length === 0 ? 'none set yet'
         : pins.map(([pin, value]) => `${pin}${kPinNames[pin] ? ` (${kPinNames[pin]})` : ''} = ${value}`).join(', ')],
       ['Serial number', String(get('serial') || 'none')],
+      ['Test result', String(get('result') || 'none')],
       ['MAC address', String(get('mac') || 'none')],
       ['Wired address', String(get('address') || 'none')],
       ['Software', String(get('version') ?? '?')],
