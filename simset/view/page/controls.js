@@ -23,7 +23,7 @@ function choice(name, values) {
 
 // Fields with the verb that they make, a button for it and one that copies the whole command. `words()` is null while
 // something is missing. A dangerous one is pressed twice.
-function form(place, label, fields, words, act, { danger = false } = {}) {
+function form(place, label, fields, words, act, { danger = false, usage = '' } = {}) {
   const shown = el('code', { class: 'command' });
   const go = el('button', { class: danger ? 'danger' : '' }, label);
   const copying = el('button', { class: 'copy', title: 'Copy the command' }, 'copy');
@@ -38,7 +38,7 @@ function form(place, label, fields, words, act, { danger = false } = {}) {
     const verb = words();
     go.disabled = !verb;
     copying.disabled = !verb;
-    shown.textContent = verb ? asTyped(verb) : '…';
+    shown.textContent = verb ? asTyped(verb) : typeof usage === 'function' ? usage() : usage;
     shown.title = verb ? asCommand(verb) : '';
   };
   const run = () => {
@@ -70,7 +70,8 @@ function remote(act) {
     onclick: () => act(['press', String(code)]) }, label, el('code', { class: 'command' }, `press ${code}`)));
   byId('remote').append(el('div', { class: 'keypad' }, ...keys));
   const code = field('Key code', { inputMode: 'numeric', placeholder: 'a number' });
-  form(byId('remote'), 'Press', [['Key code', code]], () => (/^-?\d+$/.test(code.value) ? ['press', code.value] : null), act);
+  form(byId('remote'), 'Press', [['Key code', code]], () => (/^-?\d+$/.test(code.value) ? ['press', code.value] : null), act,
+    { usage: 'press CODE' });
 }
 
 function manager(act) {
@@ -78,7 +79,7 @@ function manager(act) {
   form(byId('manager'), 'Send', [['Line', line]], () => {
     if (line.value === '') return null;
     return line.value.startsWith('--') ? ['am', '--raw', `${line.value}\n`] : ['am', line.value];
-  }, act);
+  }, act, { usage: 'am LINE' });
 }
 
 function stick(act) {
@@ -88,7 +89,7 @@ function stick(act) {
   form(byId('plug'), 'Plug', [['Folder', folder], ['Name', name], ['Protected', readOnly]], () => {
     if (folder.value === '') return null;
     return ['usb', 'plug', folder.value, ...(name.value ? ['--name', name.value] : []), ...(readOnly.checked ? ['--read-only'] : [])];
-  }, act);
+  }, act, { usage: 'usb plug DIR [--name NAME] [--read-only]' });
 }
 
 // What can be made to fail: what its place is called, and its steps.
@@ -118,7 +119,7 @@ function fault(act) {
     if (name.value === '' || !/^-?\d+$/.test(status.value)) return null;
     return [area.value, 'fail', name.value, ...(step.disabled ? [] : [step.value]), status.value,
       ...(times.value ? ['--times', times.value] : [])];
-  }, act);
+  }, act, { usage: () => `${area.value} fail ${kFaults[area.value].what}${step.disabled ? '' : ` ${step.value}`} STATUS [--times N]` });
 }
 
 function line(act) {
@@ -127,7 +128,7 @@ function line(act) {
   form(byId('disturb'), 'Disturb', [['Drop', drop], ['Flip', flip]], () => {
     const words = ['line', ...(drop.value ? ['--drop', drop.value] : []), ...(flip.value ? ['--flip', flip.value] : [])];
     return words.length > 1 ? words : null;
-  }, act);
+  }, act, { usage: 'line [--drop P] [--flip P]' });
   form(byId('disturb'), 'Hang up', [], () => ['line', '--unplug'], act);
   form(byId('disturb'), 'Plug back', [], () => ['line', '--plug'], act);
 }
@@ -141,13 +142,13 @@ function any(act) {
   const verb = field('Verb', { placeholder: 'cat /proc/mounts', class: 'mono' });
   const output = el('pre', { class: 'output', hidden: true, tabIndex: 0 });
   form(byId('any'), 'Run', [['Verb', verb]], () => {
-    const words = splitTerms(verb.value);
+    const words = splitTerms(verb.value, '"\'');
     return words.length > 0 ? words : null;
   }, async (words) => {
     const answer = await act(words, true);
     output.hidden = false;
     output.textContent = answer.ok ? answer.out || '(nothing printed)' : answer.error;
-  });
+  }, { usage: 'VERB …' });
   byId('any').append(output);
 }
 

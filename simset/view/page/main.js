@@ -132,6 +132,7 @@ function link(kind, text) {
   const pill = byId('link');
   pill.className = `pill ${kind}`;
   pill.textContent = text;
+  for (const id of ['set', 'controls']) byId(id).classList.toggle('stale', kind === 'gone');
   set.setAlive(kind === 'live');
 }
 

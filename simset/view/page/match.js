@@ -1,14 +1,14 @@
 // MATCH, as `simset ctl trace --match` has it: terms between blanks that must all hold; member=GLOB, or a word that the
 // row's line contains. Double quotes hold a text with blanks together.
 
-export function splitTerms(text) {
+export function splitTerms(text, quotes = '"') {
   const terms = [];
   let term = '';
-  let quoted = false;
+  let quoted = '';  // the quote that is open
   let begun = false;
   for (const c of text) {
-    if (c === '"') {
-      quoted = !quoted;
+    if (c === quoted || (!quoted && quotes.includes(c))) {
+      quoted = quoted ? '' : c;
       begun = true;
     } else if (/\s/.test(c) && !quoted) {
       if (begun) terms.push(term);

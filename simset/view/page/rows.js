@@ -52,6 +52,7 @@ function shown(value) {
   return JSON.stringify(value);
 }
 
+const kOfViolation = new Set(['seq', 'ms', 'who', 'call', 'rule', 'expected', 'key', 'thread', 'connection']);
 const kNotArguments = new Set(['seq', 'ms', 'who', 'call', 'status', 'thread', 'connection', 'key', 'name', 'item', 'value',
   'args', 'command', 'kind', 'target', 'exit', 'tookMs', 'rule', 'expected']);
 
@@ -59,11 +60,9 @@ const kNotArguments = new Set(['seq', 'ms', 'who', 'call', 'status', 'thread', '
 export function sentence(json) {
   const parts = [];
   if (json.who === 'violation') {
-    parts.push(`${json.rule}:`);
-    if ('call' in json) parts.push(`${json.call}`);
-    if ('key' in json) parts.push(String(json.key));
-    if ('expected' in json) parts.push(`— expected ${json.expected}`);
-    return parts.join(' ');
+    const rest = Object.entries(json).filter(([name]) => !kOfViolation.has(name))
+      .map(([name, value]) => `${name}=${typeof value === 'string' ? value : JSON.stringify(value)}`);
+    return [`${json.rule}:`, ...('key' in json ? [String(json.key)] : []), ...rest, '— expected', String(json.expected)].join(' ');
   }
   if (frameOf(json)) {
     return `${json.to === 'set' ? '▶' : '◀'} ${json.id} ${commandName(json.id)} ${carried(json)}`;

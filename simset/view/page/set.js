@@ -140,8 +140,8 @@ export class SetView {
     };
     for (const [part, names] of Object.entries(parts)) {
       const text = JSON.stringify(names.map((name) => answers[name]));
-      // A field that is being used is not taken away from under the user.
-      if (this.last[part] === text || byId(part).contains(document.activeElement)) continue;
+      // A choice that is open is not taken away from under the user.
+      if (this.last[part] === text || byId(part).contains(document.activeElement?.closest('select'))) continue;
       this.last[part] = text;
       const get = (name) => (answers[name].ok ? parsed(answers[name].out) : undefined);
       byId(part).replaceChildren(...[this[part](get, answers)].flat());
