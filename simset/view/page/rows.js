@@ -25,10 +25,13 @@ export function carried(json) {
   if (json.role === 'ready') return 'ready, waiting for a connect';
   if (json.role === 'status' && json.payload === '00') return 'success';
   if (json.role === 'status' && json.payload === '01') return 'failure';
-  if ('text' in json) return `"${json.text}"`;
+  const text = 'text' in json ? `"${json.text}"` : '';
+  // A single byte is a number more often than a letter.
+  if (json.payload?.length === 2) return `${parseInt(json.payload, 16)} (0x${json.payload}${text && `, ${text}`})`;
+  if (text) return text;
   if ('chunks' in json) return `chunk ${json.chunk + 1} of ${json.chunks}, ${json.bytes} bytes`;
   if (!json.payload) return json.role === 'request' ? '' : 'answered without data';
-  return json.payload.length === 2 ? `${parseInt(json.payload, 16)} (0x${json.payload})` : `0x${json.payload}`;
+  return `0x${json.payload}`;
 }
 
 function failed(json) {

@@ -299,7 +299,9 @@ export class Timeline {
   }
 
   keepInSight() {
-    const index = this.selected ? this.indexOf(this.selected) : -1;
+    if (!this.selected) return;
+    let index = this.indexOf(this.selected);
+    if (index < 0 && this.selected.group) index = this.indexOf(this.selected.group);  // folded away
     if (index < 0) return;
     this.spacer.style.height = `${this.items.length * kRowHeight}px`;
     const top = index * kRowHeight;
