@@ -29,7 +29,6 @@ constexpr std::size_t kSlice = 64;    // bytes per write, so that progress is th
 // nothing of what has left. 1 KiB is 89 ms of work for the wire: it never runs dry.
 constexpr std::size_t kAhead = 1024;
 constexpr Millis kAheadPause{10};
-constexpr Millis kShowWait{500};  // between two signs that a wait goes on
 constexpr Millis kNoiseAge{1000};
 constexpr Millis kFrameTime{7};         // of the longest frame
 constexpr Millis kReadyUnderWay{1000};  // a ready frame may have been on its way when the set took the connect

@@ -28,6 +28,8 @@ class LineObserver {
     virtual void Noise(const Bytes&, Millis) {}
 };
 
+constexpr Millis kShowWait{500};  // between two signs that a wait goes on
+
 struct AskOptions {
     Millis timeout{3000};
     int retries = 1;      // further tries after one without an answer

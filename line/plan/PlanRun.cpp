@@ -14,8 +14,6 @@
 namespace zelline {
 namespace {
 
-constexpr Millis kShowWait{500};  // between two signs that a wait goes on
-
 // Why the outcome is not what the step expects; empty when it is.
 std::string Mismatch(const Step& step, const Outcome& outcome, const Variables& variables) {
     const Expectation& expect = step.expect;

@@ -9,6 +9,8 @@
 #include <cstddef>
 #include <optional>
 
+#include "simset/stick/Names.h"
+
 namespace simset::stick {
 namespace {
 
@@ -18,10 +20,6 @@ constexpr std::size_t kRangeLength = 36;
 constexpr std::size_t kLongestLine = 254;   // what a set reads of a line, its end included
 constexpr std::size_t kLongestBrand = 127;  // what a set reads back of it
 constexpr std::size_t kConfigurationLines = 7;
-
-bool IsAlphanumeric(char c) {
-    return std::isalnum(static_cast<unsigned char>(c)) != 0;
-}
 
 // An address of six pairs of hexadecimal digits with one other character between them.
 std::optional<std::uint64_t> ParseAddress(const std::string& text) {

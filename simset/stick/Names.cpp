@@ -16,10 +16,6 @@ constexpr std::size_t kMaxSlips = 2;
 constexpr std::size_t kLettersPerSlip = 4;  // a short name has no room for slips
 constexpr std::size_t kShortestStem = 3;
 
-bool IsAlphanumeric(char c) {
-    return std::isalnum(static_cast<unsigned char>(c)) != 0;
-}
-
 // Letters and digits alone, in lower case.
 std::string Core(const std::string& name) {
     std::string core;
@@ -40,6 +36,10 @@ bool BeginsWith(const std::string& text, const std::string& beginning) {
 }
 
 }  // namespace
+
+bool IsAlphanumeric(char c) {
+    return std::isalnum(static_cast<unsigned char>(c)) != 0;
+}
 
 bool IsNearlyFolder(const std::string& name, const std::string& expected) {
     const std::string given = Core(name);

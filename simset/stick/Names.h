@@ -16,6 +16,9 @@ bool IsNearlyFile(const std::string& name, const std::string& needle);
 // Whether a set has to quote the name in its shell commands.
 bool NeedsQuotes(const std::string& name);
 
+// Whether the character is an ASCII letter or digit.
+bool IsAlphanumeric(char c);
+
 // The name with control characters and bytes beyond ASCII written as \xNN, for people and for JSON.
 std::string Printable(const std::string& name);
 

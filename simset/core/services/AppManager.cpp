@@ -8,7 +8,7 @@ using nlohmann::json;
 
 namespace {
 
-constexpr char kWho[] = "apm";
+constexpr char kManager[] = "apm";
 
 }  // namespace
 
@@ -28,12 +28,12 @@ void AppManager::Ended() const {
 
 Reply AppManager::SetRpcEnv(const Request&) {
     Judge("setRpcEnv", m_order.SetRpcEnv());
-    return m_shared.Traced(kWho, {{"call", "setRpcEnv"}}, m_shared.faults.Take("apm", "rpc", "any"));
+    return m_shared.Traced(kManager, {{"call", "setRpcEnv"}}, m_shared.faults.Take("apm", "rpc", "any"));
 }
 
 Reply AppManager::Adapter(const Request&) {
     Judge("getInstance", m_order.GetInstance());
-    return m_shared.Traced(kWho, {{"call", "getInstance"}}, m_shared.faults.Take("apm", "adapter", "any"));
+    return m_shared.Traced(kManager, {{"call", "getInstance"}}, m_shared.faults.Take("apm", "adapter", "any"));
 }
 
 Reply AppManager::Register(const Request& request) {
@@ -47,7 +47,7 @@ Reply AppManager::Register(const Request& request) {
         m_applications[application] = client;
     }
     Judge("registerApp", m_order.Register(application, status));
-    return m_shared.Traced(kWho, {{"call", "registerApp"}, {"appId", application}}, status);
+    return m_shared.Traced(kManager, {{"call", "registerApp"}, {"appId", application}}, status);
 }
 
 Reply AppManager::NotifyStatus(const Request& request) {
@@ -58,7 +58,8 @@ Reply AppManager::NotifyStatus(const Request& request) {
         status = kNotConnected;
     }
     return m_shared.Traced(
-        kWho, {{"call", "notifyAppStatusInfo"}, {"appId", application}, {"value", request.at("value")}}, status);
+        kManager, {{"call", "notifyAppStatusInfo"}, {"appId", application}, {"value", request.at("value")}},
+        status);
 }
 
 Reply AppManager::Unregister(const Request& request) {
@@ -68,7 +69,7 @@ Reply AppManager::Unregister(const Request& request) {
     if (status == kOk && m_applications.erase(application) == 0) {
         status = kNotConnected;
     }
-    return m_shared.Traced(kWho, {{"call", "unRegisterApp"}, {"appId", application}}, status);
+    return m_shared.Traced(kManager, {{"call", "unRegisterApp"}, {"appId", application}}, status);
 }
 
 Reply AppManager::Delivered(const Request& request) {
@@ -82,7 +83,7 @@ Reply AppManager::Delivered(const Request& request) {
     if (row.at("call") == "requestStop") {
         Judge("requestStop", m_order.Stopped());
     }
-    m_shared.Traced(kWho, row, result);
+    m_shared.Traced(kManager, row, result);
     m_waiting.erase(found);
     m_done[delivery] = true;
     m_delivered.notify_all();

@@ -6,7 +6,7 @@ namespace simset {
 
 namespace {
 
-constexpr char kSection[] = "behaviour";
+constexpr char kBehaviourSection[] = "behaviour";
 constexpr char kOn[] = "on";
 constexpr char kOff[] = "off";
 constexpr char kWrong[] = "wrong";
@@ -26,7 +26,7 @@ std::optional<int> ParseMilliseconds(const std::string& text) {
 }  // namespace
 
 Behaviours::Behaviours(State& state) : m_state(state) {
-    const auto kept = state.Load(kSection);
+    const auto kept = state.Load(kBehaviourSection);
     for (const auto& [name, milliseconds] : kNatural) {
         (void)milliseconds;
         const auto found = kept.find(name);
@@ -57,7 +57,7 @@ bool Behaviours::Change(const std::string& name, const std::string& setting) {
     if (setting != kOn && setting != kOff && !wrong && !ParseMilliseconds(setting)) {
         return false;
     }
-    m_state.Put(kSection, name, wrong ? kOn : setting);
+    m_state.Put(kBehaviourSection, name, wrong ? kOn : setting);
     current = setting;
     return true;
 }

@@ -8,7 +8,7 @@ namespace simset {
 
 namespace {
 
-constexpr char kSection[] = "fault";
+constexpr char kFaultSection[] = "fault";
 
 std::string PlaceName(const std::tuple<std::string, std::string, std::string>& place) {
     return nlohmann::json(place).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
@@ -17,14 +17,14 @@ std::string PlaceName(const std::tuple<std::string, std::string, std::string>& p
 }  // namespace
 
 Faults::Faults(State& state) : m_state(state) {
-    for (const auto& [name, value] : m_state.Load(kSection)) {
+    for (const auto& [name, value] : m_state.Load(kFaultSection)) {
         const auto place = nlohmann::json::parse(name, nullptr, false);
         const auto fault = nlohmann::json::parse(value, nullptr, false);
         try {
             m_faults.emplace(place.get<Place>(),
                              Fault{fault.at(0).get<std::int32_t>(), fault.at(1).get<std::uint32_t>()});
         } catch (const nlohmann::json::exception&) {
-            m_state.Erase(kSection, name);
+            m_state.Erase(kFaultSection, name);
         }
     }
 }
@@ -89,12 +89,12 @@ nlohmann::json Faults::List(const std::string& area) const {
 
 void Faults::Keep(const Place& place, const Fault& fault) {
     m_faults[place] = fault;
-    m_state.Put(kSection, PlaceName(place), nlohmann::json::array({fault.status, fault.left}).dump());
+    m_state.Put(kFaultSection, PlaceName(place), nlohmann::json::array({fault.status, fault.left}).dump());
 }
 
 void Faults::Drop(const Place& place) {
     m_faults.erase(place);
-    m_state.Erase(kSection, PlaceName(place));
+    m_state.Erase(kFaultSection, PlaceName(place));
 }
 
 }  // namespace simset

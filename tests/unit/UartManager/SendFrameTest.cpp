@@ -27,7 +27,7 @@ TEST_F(SendFrame, APortThatClosesWhileTheFrameWaitsForItLosesItAloud) {
     // usual size and rely on it that there is no room for them.
     pthread_attr_t smallStack;
     pthread_attr_init(&smallStack);
-    pthread_attr_setstacksize(&smallStack, 256 * 1024);
+    pthread_attr_setstacksize(&smallStack, std::size_t{256} * 1024);
     pthread_t second{};
     script.CaptureOutput();
     script.Expect("serial.write " + scripted::Hex(scripted::WireFrameOf(0x10, 0x1273, {0}, 0, 1))).Then([&] {

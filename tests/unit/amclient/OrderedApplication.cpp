@@ -48,7 +48,7 @@ bool Obey(const std::string& order, int& status) {
     const std::string verb = order.substr(0, order.find(' '));
     const std::string rest = verb.size() < order.size() ? order.substr(verb.size() + 1) : "";
     if (verb == "exit") {
-        status = std::atoi(rest.c_str());
+        status = std::stoi(rest);
         return true;
     }
     if (verb == "say") {
@@ -56,7 +56,7 @@ bool Obey(const std::string& order, int& status) {
     } else if (verb == "complain") {
         std::fprintf(stderr, "%s\n", rest.c_str());
     } else if (verb == "print") {
-        PrintLines(std::atoi(rest.c_str()));
+        PrintLines(std::stoi(rest));
         std::fputs("printed\n", stderr);
     } else if (verb == "report") {
         AmClientDrain();

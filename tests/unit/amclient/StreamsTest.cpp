@@ -14,6 +14,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <fstream>
 #include <random>
 #include <set>
 #include <string>
@@ -202,12 +203,10 @@ int StartInLittleSpace(rlim_t room) {
     getrlimit(RLIMIT_STACK, &stack);
     stack.rlim_cur = 8 * kMiB;
     setrlimit(RLIMIT_STACK, &stack);
-    std::FILE* sizes = std::fopen("/proc/self/statm", "r");
-    unsigned long pages = 0;
-    if (sizes == nullptr || std::fscanf(sizes, "%lu", &pages) != 1) {
+    rlim_t pages = 0;
+    if (!(std::ifstream("/proc/self/statm") >> pages)) {
         return 97;
     }
-    std::fclose(sizes);
     const rlim_t limit = pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE)) + room;
     const rlimit space{limit, RLIM_INFINITY};
     setrlimit(RLIMIT_AS, &space);

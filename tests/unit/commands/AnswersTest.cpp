@@ -1,11 +1,9 @@
 // The answers with data, the ready frame and the key press reports, byte for byte.
 #include "UartManager/LinkFixture.h"
+#include "commands/Answered.h"
 #include "connectivity/RadioScan.h"
 
 namespace {
-
-const std::string kUnreadable("\x01");
-constexpr char kWifiMacKey[] = "tovix.sl2.str.network.mac-address-wifi";
 
 class Answers : public scripted::LinkTest {
   protected:

@@ -3,6 +3,7 @@
 #include <set>
 
 #include "UartManager/LinkFixture.h"
+#include "commands/Answered.h"
 #include "connectivity/RadioScan.h"
 #include "protocol/CommandCatalogue.h"
 #include "provisioning/keys/KeyTransfer.h"
@@ -13,7 +14,6 @@ constexpr char kBacklightKey[] = "tovix.sl2.i32.video.backlight";
 constexpr char kLedKey[] = "tovix.sl2.system.ctrl.led.gpio";
 constexpr char kFormatKey[] = "tovix.sl2.i32.video.format";
 constexpr char kGpioKey[] = "tovix.sl2.action.system.gpio";
-constexpr char kIpKey[] = "tovix.sl2.str.network.ip-address";
 constexpr char kCamKey[] = "tovix.sl2.common.intf.cam.count.detected";
 constexpr char kUsbMounts[] =
     "/dev/shm/shm_tmp/vu_sda1 /mnt/a vfat rw 0 0\n/dev/root / squashfs ro 0 0\n"

@@ -1,11 +1,8 @@
 // The named query, byte for byte.
 #include "UartManager/LinkFixture.h"
+#include "commands/Answered.h"
 
 namespace {
-
-const std::string kUnreadable("\x01");
-constexpr char kWifiMacKey[] = "tovix.sl2.str.network.mac-address-wifi";
-constexpr char kIpKey[] = "tovix.sl2.str.network.ip-address";
 
 class NamedQuery : public scripted::LinkTest {
   protected:

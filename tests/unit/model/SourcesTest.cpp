@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr char kSwitch[] = "tovix.sl2.action.source.switch";
+constexpr char kSourceSwitch[] = "tovix.sl2.action.source.switch";
 
 TEST(BuildArguments, TakesTheSlotsInOrder) {
     const vumodelapi::ArgumentList arguments = zel::BuildArguments("a", "b", "c", "d", "");
@@ -67,20 +67,20 @@ TEST_F(SourcesTest, SwitchesToAnInput) {
 }
 
 TEST_F(SourcesTest, ANullSourceLeavesItsPositionFree) {
-    script.ExpectConnect(kSwitch);
+    script.ExpectConnect(kSourceSwitch);
     script.Expect("invoke tovix.sl2.action.source.switch [0:ZelFacTestUUID, 1:9, 3:0]");
-    script.ExpectSettled(kSwitch);
-    EXPECT_EQ(Run([&] { return m_client.ZelSetSource(kSwitch, nullptr); }), 0);
+    script.ExpectSettled(kSourceSwitch);
+    EXPECT_EQ(Run([&] { return m_client.ZelSetSource(kSourceSwitch, nullptr); }), 0);
 }
 
 TEST_F(SourcesTest, TunesADigitalChannelUuidFirst) {
-    script.ExpectInvoke(kSwitch, {"ZelFacTestUUID", "8", "TV", "uuid-1", "17"});
+    script.ExpectInvoke(kSourceSwitch, {"ZelFacTestUUID", "8", "TV", "uuid-1", "17"});
     EXPECT_EQ(Run([&] { return m_client.ZelSetDvbTVChannel("17", "uuid-1"); }), 0);
     EXPECT_EQ(m_output, "");
 }
 
 TEST_F(SourcesTest, TunesAChannelWithItsTrace) {
-    script.ExpectConnect(kSwitch);
+    script.ExpectConnect(kSourceSwitch);
     script.Expect("invoke tovix.sl2.action.source.switch [0:ZelFacTestUUID, 1:8, 2:TV, 3:uuid-1, 4:17]").Then([] {
         std::printf("<invoked>\n");
     });
@@ -94,7 +94,7 @@ TEST_F(SourcesTest, TunesAChannelWithItsTrace) {
 
 TEST_F(SourcesTest, ALongTraceIsCutAsEveryLogLine) {
     const std::string uuid(300, 'u');
-    script.ExpectInvoke(kSwitch, {"ZelFacTestUUID", "8", "TV", uuid, ""});
+    script.ExpectInvoke(kSourceSwitch, {"ZelFacTestUUID", "8", "TV", uuid, ""});
     EXPECT_EQ(Run([&] { return m_client.ZelSetTVChannel("", uuid); }), 0);
     const std::string trace = "strChannelNum:,strChannelUuid:" + uuid;
     EXPECT_EQ(m_output, trace.substr(0, 255) + "Current idRef: 0\n");
@@ -132,14 +132,14 @@ TEST_P(SwitchFailure, ProxyInterfaceRootConnect) {
     EXPECT_EQ(RunIt(), -1);
     EXPECT_EQ(m_output, "pRootInterface is NULL\n");
 
-    script.ExpectConnect(kSwitch).Returns(3);
+    script.ExpectConnect(kSourceSwitch).Returns(3);
     EXPECT_EQ(RunIt(), -1);
     EXPECT_EQ(m_output, "connect failed, ret = 3\n");
 }
 
 TEST_P(SwitchFailure, ARefusedInvocationIsNotDisconnected) {
-    script.ExpectConnect(kSwitch);
-    script.Expect(std::string("invoke ") + kSwitch + GetParam().invoke).Returns(-4);
+    script.ExpectConnect(kSourceSwitch);
+    script.Expect(std::string("invoke ") + kSourceSwitch + GetParam().invoke).Returns(-4);
     EXPECT_EQ(RunIt(), -1);
     EXPECT_EQ(m_output, GetParam().trace + std::string("invoke failed, ret = -4\n"));
 }
@@ -147,7 +147,7 @@ TEST_P(SwitchFailure, ARefusedInvocationIsNotDisconnected) {
 INSTANTIATE_TEST_SUITE_P(
     All, SwitchFailure,
     ::testing::Values(
-        Switch{"ZelSetSource", [](ModelClient& client) { return client.ZelSetSource(kSwitch, "DTV-T"); },
+        Switch{"ZelSetSource", [](ModelClient& client) { return client.ZelSetSource(kSourceSwitch, "DTV-T"); },
                " [0:ZelFacTestUUID, 1:9, 2:DTV-T, 3:0]", ""},
         Switch{"ZelSetDvbTVChannel", [](ModelClient& client) { return client.ZelSetDvbTVChannel("1", "u"); },
                " [0:ZelFacTestUUID, 1:8, 2:TV, 3:u, 4:1]", ""},

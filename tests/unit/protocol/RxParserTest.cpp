@@ -109,13 +109,13 @@ Bytes operator+(Bytes a, const Bytes& b) {
 }
 
 const Bytes kGood = WireFrameOf(0x00, 0x1274, ToBytes("AB12yyCD"), 3, 7);
-const Bytes kReady = {0x79, 0x00, 0x12, 0x72, 0x01, 0x02, 0x00, 0x01, 0x78, 0xFE};
+const Bytes kReadyFrame = {0x79, 0x00, 0x12, 0x72, 0x01, 0x02, 0x00, 0x01, 0x78, 0xFE};
 
 TEST(RxParser, DeliversTheRecordOfAFrame) {
     UartFrame frame{};
     zel::RxParser parser;
     bool done = false;
-    for (const std::uint8_t byte : kReady) {
+    for (const std::uint8_t byte : kReadyFrame) {
         EXPECT_FALSE(done);
         done = parser.ParseRxByte(byte, frame);
     }
@@ -143,7 +143,7 @@ TEST(RxParser, EveryLengthIsDelivered) {
         const Bytes frame = WireFrameOf(0x00, 0x1281, Bytes(length, 0x79), 1, 2);
         EXPECT_EQ(frame.size(), length + 9);
         EXPECT_EQ(ByteByByte(frame).size(), 1U) << length;
-        ExpectSame(frame + kReady, "length");
+        ExpectSame(frame + kReadyFrame, "length");
     }
 }
 
@@ -164,7 +164,7 @@ TEST(RxParser, AChecksumOfZeroIsValid) {
 }
 
 TEST(RxParser, EverySplitOfAFrameOverTwoReads) {
-    const Bytes stream = kGood + kReady;
+    const Bytes stream = kGood + kReadyFrame;
     const auto expected = ByModel(stream);
     ASSERT_EQ(expected.size(), 2U);
     for (std::size_t split = 0; split <= stream.size(); ++split) {
@@ -179,7 +179,7 @@ TEST(RxParser, EveryByteValueAtEveryPlace) {
             for (unsigned value = 0; value < 256; ++value) {
                 Bytes damaged = good;
                 damaged[at] = static_cast<std::uint8_t>(value);
-                ExpectSame(damaged + kReady + kReady, "byte value");
+                ExpectSame(damaged + kReadyFrame + kReadyFrame, "byte value");
             }
         }
     }
@@ -188,7 +188,7 @@ TEST(RxParser, EveryByteValueAtEveryPlace) {
 TEST(RxParser, EveryByteValueAsNoiseBeforeAFrame) {
     for (unsigned value = 0; value < 256; ++value) {
         for (std::size_t count = 1; count <= 80; count += 13) {
-            ExpectSame(Bytes(count, static_cast<std::uint8_t>(value)) + kGood + kReady, "noise");
+            ExpectSame(Bytes(count, static_cast<std::uint8_t>(value)) + kGood + kReadyFrame, "noise");
         }
     }
 }
@@ -197,7 +197,7 @@ TEST(RxParser, ALostByteAnywhere) {
     for (std::size_t at = 0; at < kGood.size(); ++at) {
         Bytes damaged = kGood;
         damaged.erase(damaged.begin() + static_cast<std::ptrdiff_t>(at));
-        ExpectSame(damaged + kReady + kGood, "lost byte");
+        ExpectSame(damaged + kReadyFrame + kGood, "lost byte");
     }
 }
 
@@ -208,16 +208,16 @@ TEST(RxParser, AFlippedBitAnywhereNeverDeliversTheFrame) {
             damaged[at] = static_cast<std::uint8_t>(damaged[at] ^ (1U << bit));
             const auto frames = ByteByByte(damaged);
             EXPECT_TRUE(frames.empty()) << at << "/" << bit;
-            ExpectSame(damaged + kReady + kGood, "flipped bit");
+            ExpectSame(damaged + kReadyFrame + kGood, "flipped bit");
         }
     }
 }
 
 TEST(RxParser, ATruncatedFrameAtEveryLength) {
     for (std::size_t size = 1; size < kGood.size(); ++size) {
-        ExpectSame(
-            Bytes(kGood.begin(), kGood.begin() + static_cast<std::ptrdiff_t>(size)) + kReady + kGood + kReady,
-            "truncated");
+        ExpectSame(Bytes(kGood.begin(), kGood.begin() + static_cast<std::ptrdiff_t>(size)) + kReadyFrame + kGood +
+                       kReadyFrame,
+                   "truncated");
     }
 }
 
@@ -225,15 +225,15 @@ TEST(RxParser, AStrayStartByteAnywhere) {
     for (std::size_t at = 0; at <= kGood.size(); ++at) {
         Bytes damaged = kGood;
         damaged.insert(damaged.begin() + static_cast<std::ptrdiff_t>(at), 0x79);
-        ExpectSame(damaged + kReady + kGood + kReady, "stray start byte");
+        ExpectSame(damaged + kReadyFrame + kGood + kReadyFrame, "stray start byte");
     }
 }
 
 TEST(RxParser, AWrongChecksumDropsTheFrameAndDeliversTheNext) {
     Bytes damaged = kGood;
     damaged[damaged.size() - 2] = static_cast<std::uint8_t>(damaged[damaged.size() - 2] + 1);
-    EXPECT_EQ(ByteByByte(damaged + kReady), ByModel(kReady));
-    ExpectSame(damaged + kReady, "checksum");
+    EXPECT_EQ(ByteByByte(damaged + kReadyFrame), ByModel(kReadyFrame));
+    ExpectSame(damaged + kReadyFrame, "checksum");
 }
 
 TEST(RxParser, ClearForgetsAnOpenFrame) {
@@ -245,7 +245,7 @@ TEST(RxParser, ClearForgetsAnOpenFrame) {
     parser.Clear();
     EXPECT_FALSE(parser.ParseRxByte(0xFE, frame));
     bool done = false;
-    for (const std::uint8_t byte : kReady) {
+    for (const std::uint8_t byte : kReadyFrame) {
         done = parser.ParseRxByte(byte, frame);
     }
     EXPECT_TRUE(done);

@@ -18,7 +18,7 @@ using testing::HasSubstr;
 
 class Cli : public testing::Test {
   protected:
-    int Run(std::vector<std::string> arguments) {
+    int Run(const std::vector<std::string>& arguments) {
         m_out.str("");
         m_err.str("");
         const Console console{m_out, m_err, m_isTerminal, false};

@@ -79,7 +79,7 @@ TEST(Uploader, RemainsOfABrokenOffTransferAreNeverMixedIn) {
             link.Send(frames);
             set.Sleep(Millis(2000));
         }
-        const std::string bytes = Random(5 * 64, 9);
+        const std::string bytes = Random(320, 9);
         const UploadResult result = Send(set, bytes, 0);
         EXPECT_EQ(result.status, Exit::Success) << result.words;
         EXPECT_EQ(set.handedToInstaller, std::vector<std::string>{bytes});

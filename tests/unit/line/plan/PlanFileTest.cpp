@@ -11,7 +11,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 
 // Mistakes of a plan as "line: words".
-std::vector<std::string> Mistakes(const std::string& text, const Variables& given = {}) {
+std::vector<std::string> MistakesIn(const std::string& text, const Variables& given = {}) {
     const tests::TempFolder folder;
     std::vector<PlanProblem> problems;
     LoadPlan(folder.Write("plan.toml", text), given, problems);
@@ -23,46 +23,47 @@ std::vector<std::string> Mistakes(const std::string& text, const Variables& give
 }
 
 TEST(PlanFile, MistakesAreToldWithTheirLines) {
-    EXPECT_THAT(Mistakes("[[step]]\nrun = \"volume 101\"\n"), ElementsAre(HasSubstr("2: '101' is no volume")));
-    EXPECT_THAT(Mistakes("[[step]]\nrun = \"dance\"\n"), ElementsAre(HasSubstr("2: 'dance' is no verb")));
-    EXPECT_THAT(Mistakes("[[step]]\nname = \"x\"\n"), ElementsAre(HasSubstr("1: the step has no 'run'")));
-    EXPECT_THAT(Mistakes("name = \"x\"\n"), ElementsAre(HasSubstr("0: the plan has no steps")));
-    EXPECT_THAT(Mistakes("[[step]]\nrun = \"version\"\n\nexpekt = 1\n"),
+    EXPECT_THAT(MistakesIn("[[step]]\nrun = \"volume 101\"\n"), ElementsAre(HasSubstr("2: '101' is no volume")));
+    EXPECT_THAT(MistakesIn("[[step]]\nrun = \"dance\"\n"), ElementsAre(HasSubstr("2: 'dance' is no verb")));
+    EXPECT_THAT(MistakesIn("[[step]]\nname = \"x\"\n"), ElementsAre(HasSubstr("1: the step has no 'run'")));
+    EXPECT_THAT(MistakesIn("name = \"x\"\n"), ElementsAre(HasSubstr("0: the plan has no steps")));
+    EXPECT_THAT(MistakesIn("[[step]]\nrun = \"version\"\n\nexpekt = 1\n"),
                 ElementsAre(HasSubstr("4: 'expekt' is unknown")));
-    EXPECT_THAT(Mistakes("stepp = 1\n[[step]]\nrun = \"version\"\n"),
+    EXPECT_THAT(MistakesIn("stepp = 1\n[[step]]\nrun = \"version\"\n"),
                 ElementsAre(HasSubstr("1: 'stepp' is unknown")));
-    EXPECT_THAT(Mistakes("[[step]]\nrun = \"version\"\nexpect = { matches = \"(\" }\n"),
+    EXPECT_THAT(MistakesIn("[[step]]\nrun = \"version\"\nexpect = { matches = \"(\" }\n"),
                 ElementsAre(HasSubstr("3: 'matches' is no regular expression")));
-    EXPECT_THAT(Mistakes("[[step]]\nrun = \"version\"\nexpect = { status = \"good\" }\n"),
+    EXPECT_THAT(MistakesIn("[[step]]\nrun = \"version\"\nexpect = { status = \"good\" }\n"),
                 ElementsAre(HasSubstr("3: 'status' must be")));
-    EXPECT_THAT(Mistakes("[[step]]\nrun = \"version\"\non-failure = \"run\"\n"),
+    EXPECT_THAT(MistakesIn("[[step]]\nrun = \"version\"\non-failure = \"run\"\n"),
                 ElementsAre(HasSubstr("3: 'on-failure'")));
-    EXPECT_THAT(Mistakes("[[step]]\nrun = \"version\"\ntimeout = \"2 s\"\n"),
+    EXPECT_THAT(MistakesIn("[[step]]\nrun = \"version\"\ntimeout = \"2 s\"\n"),
                 ElementsAre(HasSubstr("3: 'timeout' must be a whole number")));
-    EXPECT_THAT(Mistakes("[[step]]\nrun = \"version\"\ntimeout = 0\n"),
+    EXPECT_THAT(MistakesIn("[[step]]\nrun = \"version\"\ntimeout = 0\n"),
                 ElementsAre(HasSubstr("3: 'timeout' must be from 1")));
-    EXPECT_THAT(Mistakes("[[step]]\nrun = \"sn write ${sn}\"\n"),
+    EXPECT_THAT(MistakesIn("[[step]]\nrun = \"sn write ${sn}\"\n"),
                 ElementsAre(HasSubstr("2: the variable 'sn' is not set")));
-    EXPECT_THAT(Mistakes("[[step]]\nrun = \"sn write ${sn\"\n"), ElementsAre(HasSubstr("2: the brace")));
-    EXPECT_THAT(Mistakes("[[step]]\nrun = \"key send hdcp1 nowhere.bin\"\n"),
+    EXPECT_THAT(MistakesIn("[[step]]\nrun = \"sn write ${sn\"\n"), ElementsAre(HasSubstr("2: the brace")));
+    EXPECT_THAT(MistakesIn("[[step]]\nrun = \"key send hdcp1 nowhere.bin\"\n"),
                 ElementsAre(HasSubstr("nowhere.bin cannot be read")));
-    EXPECT_THAT(Mistakes("[step]\nrun = \"version\"\n"),
+    EXPECT_THAT(MistakesIn("[step]\nrun = \"version\"\n"),
                 testing::Contains(HasSubstr("1: 'step' must be written as [[step]]")));
-    EXPECT_THAT(Mistakes("[[step]]\nid = \"a\"\nrun = \"version\"\n[[step]]\nid = \"a\"\nrun = \"uptime\"\n"),
+    EXPECT_THAT(MistakesIn("[[step]]\nid = \"a\"\nrun = \"version\"\n[[step]]\nid = \"a\"\nrun = \"uptime\"\n"),
                 ElementsAre(HasSubstr("6: the id 'a' is taken by the step in line 3")));
-    EXPECT_THAT(Mistakes("inherit = \"plan.toml\"\n[[step]]\nrun = \"version\"\n"), ElementsAre(HasSubstr("1: ")));
-    const auto syntax = Mistakes("[[step]]\nrun = \"version\n");
+    EXPECT_THAT(MistakesIn("inherit = \"plan.toml\"\n[[step]]\nrun = \"version\"\n"),
+                ElementsAre(HasSubstr("1: ")));
+    const auto syntax = MistakesIn("[[step]]\nrun = \"version\n");
     ASSERT_EQ(syntax.size(), 1U);
     EXPECT_EQ(syntax[0].substr(0, 2), "2:");
 }
 
 TEST(PlanFile, AllMistakesAreToldAtOnce) {
-    EXPECT_EQ(Mistakes("[[step]]\nrun = \"volume 101\"\n[[step]]\nrun = \"dance\"\nwat = 1\n").size(), 3U);
+    EXPECT_EQ(MistakesIn("[[step]]\nrun = \"volume 101\"\n[[step]]\nrun = \"dance\"\nwat = 1\n").size(), 3U);
 }
 
 TEST(PlanFile, VariablesOfTheUserOutrankThePlans) {
-    EXPECT_THAT(Mistakes("[vars]\nn = 20\n[[step]]\nrun = \"volume ${n}\"\n"), ElementsAre());
-    EXPECT_THAT(Mistakes("[vars]\nn = 20\n[[step]]\nrun = \"volume ${n}\"\n", {{"n", "200"}}),
+    EXPECT_THAT(MistakesIn("[vars]\nn = 20\n[[step]]\nrun = \"volume ${n}\"\n"), ElementsAre());
+    EXPECT_THAT(MistakesIn("[vars]\nn = 20\n[[step]]\nrun = \"volume ${n}\"\n", {{"n", "200"}}),
                 ElementsAre(HasSubstr("'200'")));
 }
 
@@ -168,7 +169,7 @@ TEST(PlanFile, IdsThatClashAreToldWithBothLines) {
     EXPECT_THAT(problems[0].words,
                 HasSubstr("'x' is taken by the step in " + folder.At("plan.toml").string() + ":3"));
     EXPECT_THAT(problems[0].words, HasSubstr("plan.toml:5 a prefix"));
-    EXPECT_THAT(Mistakes("[[step]]\nid = \"x\"\nrun = \"version\"\n[[step]]\nid = \"x\"\nrun = \"cam\"\n"),
+    EXPECT_THAT(MistakesIn("[[step]]\nid = \"x\"\nrun = \"version\"\n[[step]]\nid = \"x\"\nrun = \"cam\"\n"),
                 ElementsAre("6: the id 'x' is taken by the step in line 3"));
 }
 
@@ -193,9 +194,9 @@ TEST(PlanFile, AFileIsIncludedTwiceUnderTwoPrefixes) {
 TEST(PlanFile, AGivenVariableThatThePlanDoesNotKnowIsAMistake) {
     const std::string plan =
         "[vars]\nlevel = 10\n[[step]]\nrun = \"volume ${level}\"\n[[step]]\nrun = \"sn write ${sn:-1}\"\n";
-    EXPECT_THAT(Mistakes(plan, {{"level", "1"}, {"sn", "A"}}), ElementsAre());
-    EXPECT_THAT(Mistakes(plan, {{"nr", "1"}}), ElementsAre("0: --set nr: the plan knows no such variable"));
-    EXPECT_THAT(Mistakes(plan, {{"SN", "A"}}),
+    EXPECT_THAT(MistakesIn(plan, {{"level", "1"}, {"sn", "A"}}), ElementsAre());
+    EXPECT_THAT(MistakesIn(plan, {{"nr", "1"}}), ElementsAre("0: --set nr: the plan knows no such variable"));
+    EXPECT_THAT(MistakesIn(plan, {{"SN", "A"}}),
                 ElementsAre(HasSubstr("SN: the plan knows no such variable; there is 'sn'")));
 }
 

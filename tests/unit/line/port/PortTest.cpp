@@ -64,7 +64,7 @@ class Holder {
         m_child = ::fork();
         if (m_child == 0) {
             // As a program that was started on its own would be: nothing of the far end is open in it.
-            const std::string path = end.Path();
+            const std::string& path = end.Path();
             for (int descriptor = 3; descriptor < 256; ++descriptor) {
                 if (descriptor != ready[1]) {
                     ::close(descriptor);

@@ -135,8 +135,7 @@ TEST_F(MacAssignment, MalformedRangesAreRefused) {
 // What is not two addresses would be stored as it stands, and the next set's range be made from it.
 TEST_F(MacAssignment, WhatIsNotTwoAddressesIsRefused) {
     for (const char* const content : {
-             "\xEF\xBB\xBF"
-             "00-11-22-33-44-FE--00-11-22-33-44-FF\r\n",  // byte-order mark
+             "\357\273\27700-11-22-33-44-FE--00-11-22-33-44-FF\r\n",  // byte-order mark
              " 00-11-22-33-44-FE--00-11-22-33-44-FF\r\n",
              "-----------------\r\n--00-11-22-33-44-FF",
              "------------------00-11-22-33-44-FF\r\n",

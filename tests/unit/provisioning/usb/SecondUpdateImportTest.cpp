@@ -6,8 +6,8 @@ namespace {
 
 using namespace scripted;
 
-constexpr char kEncrypt[] = "tovix.sl2.common.intf.action.encrypt.key";
-constexpr char kCheck[] = "tovix.sl2.common.intf.action.check.ciplus.key";
+constexpr char kEncryptAction[] = "tovix.sl2.common.intf.action.encrypt.key";
+constexpr char kCheckAction[] = "tovix.sl2.common.intf.action.check.ciplus.key";
 constexpr char kCustomer[] = "/mnt/a/RW9602CustomerFile";
 
 struct Item {
@@ -86,9 +86,9 @@ class Import : public SecondUpdateTest {
         }
         const std::string list = "keys.write " + std::to_string(item.key) + " [" + Path(item) + "]";
         if (item.ciWord != nullptr) {
-            ExpectAction(kEncrypt, std::string("0:") + item.ciWord + ", 1:" + Path(item), 0);
+            ExpectAction(kEncryptAction, std::string("0:") + item.ciWord + ", 1:" + Path(item), 0);
             script.Expect(list).Returns(write);
-            ExpectAction(kCheck, std::string("0:") + item.ciWord, check);
+            ExpectAction(kCheckAction, std::string("0:") + item.ciWord, check);
         } else {
             script.Expect(list).Returns(write);
             script.Expect("keys.check " + std::to_string(item.key)).Returns(check);
@@ -189,8 +189,8 @@ INSTANTIATE_TEST_SUITE_P(Items, EmptyFolder, ::testing::Range(0, kItemCount));
 
 TEST_F(Import, ARefusedCiPlusKeyIsStillChecked) {
     Put(kItems[5]);
-    ExpectAction(kEncrypt, "0:NON_ECP, 1:" + Path(kItems[5]), 1);
-    ExpectAction(kCheck, "0:NON_ECP", 0);
+    ExpectAction(kEncryptAction, "0:NON_ECP, 1:" + Path(kItems[5]), 1);
+    ExpectAction(kCheckAction, "0:NON_ECP", 0);
     ExpectRebuild();
     Run();
     ExpectOutcome(2, "ci Err;");
