@@ -53,8 +53,8 @@ struct Answered {
 // ready frames where there are any; and since answers come in order, whatever arrives before the connect's
 // answer is a left-over of an earlier command and is not mistaken for this one's.
 //
-// In front of that burst go 73 zero bytes. A set to which a frame came damaged in its length may still be waiting for
-// up to 73 bytes, over any silence: it would take them out of this command, and carry out the old one late.
+// In front of that burst go 73 zero bytes. A set to which a frame came damaged in its length may still be waiting
+// for up to 73 bytes, over any silence: it would take them out of this command, and carry out the old one late.
 class Link {
   public:
     explicit Link(Transport& transport, std::vector<LineObserver*> observers = {});
