@@ -178,7 +178,8 @@ class Set(Control):
         except subprocess.TimeoutExpired:
             raise TimedOut(f"simset did not end within {self.timeout:g} s") from None
         self._listener.join(self.timeout)
-        if self.strict and (code == RULES_BROKEN or self._violations_told()):
+        # An end that was not a good one hides whether rules were broken before it.
+        if self.strict and code != 0 and (code == RULES_BROKEN or self._violations_told()):
             raise RulesBroken(self._violations_told())
         return code
 
