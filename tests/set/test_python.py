@@ -11,8 +11,8 @@ import runner
 from runner import AtOnce, cases
 from setlib import NEVER, Set
 import zelfac
-from zelfac import (BadFrame, Control, ControlFailed, Frame, NoAnswer, StartFailed, TimedOut, frame, split_frames,
-                    status)
+from zelfac import (BadFrame, Control, ControlFailed, Frame, NoAnswer, RulesBroken, StartFailed, TimedOut, frame,
+                    split_frames, status)
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 # Each example, and the output that stands below it.
@@ -74,6 +74,18 @@ class Refusals(AtOnce):
             with self.assertRaisesRegex(TimedOut, "waited 2 s in vain for 'never said'"):
                 tv.await_output("never said")
             tv.timeout = NEVER  # for its end
+
+    def test_broken_rules_are_listed(self):
+        """Also when the application's end is no good one."""
+        for code in (0, 3):
+            tv = Set(strict=True)
+            tv.app = tv.folder / "application"
+            tv.app.write_text("#!/bin/sh\necho sent before the port is set up > /dev/ttyS0\nread code\nexit $code\n")
+            tv.app.chmod(0o755)
+            with self.assertRaisesRegex(RulesBroken, "^rules were broken:\n  serial-parameters: transmit .expected: ."), tv:
+                tv.wait(who="violation", since=0)
+                tv.am(str(code))
+                tv.await_end()
 
     def test_a_set_that_is_forgotten_ends_with_the_script(self):
         done = python("import zelfac; tv = zelfac.Set(); tv.start(); print(tv.process.pid); raise SystemExit(3)")
