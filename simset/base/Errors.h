@@ -16,6 +16,7 @@ constexpr int kExitState = 4;         // the state folder cannot be read or writ
 constexpr int kExitPanel = 5;         // the panel's X server cannot be had
 constexpr int kExitInternal = 6;      // the set's surroundings could not be built
 constexpr int kExitRuleBroken = 7;    // --strict: all went well, but the application broke a rule
+constexpr int kExitScenario = 8;      // all went well, but the scenario did not happen
 
 // A failure that ends `simset run`: a sentence for the user and the exit status that goes with it.
 class RunError : public std::runtime_error {

@@ -30,7 +30,8 @@ DIR/line links to the serial line; DIR/app.out and DIR/app.err hold what the app
 Exit status: the application's own, 128 + N when signal N ended it (137 after a power cut), 0 after
 SIGINT or SIGTERM; 2 unusable arguments, state in use, no application; 3 namespaces not allowed;
 4 state folder or its database unusable (full disk); 5 no panel; 6 the set could not be built;
-7 with --strict, when it would be 0 but the application broke a rule.)";
+7 with --strict, when it would be 0 but the application broke a rule; 8 with --scenario, when it would
+be 0 but something in the scenario did not happen.)";
 
 int RunSet(const simset::RunOptions& options) {
     try {

@@ -77,6 +77,8 @@ Board::Board(const RunOptions& options)
     : m_options(options),
       m_signals(CatchSignals()),
       m_files(FindFiles(options)),
+      m_scenario(options.scenario.empty() ? std::nullopt
+                                          : std::optional(ReadScenario(options.scenario, AllVerbs()))),
       m_state(options.state),
       m_panel(options.panel ? std::make_unique<Panel>(*options.panel, options.ownDisplay, m_state.At("xvfb.log"))
                             : nullptr),
@@ -94,7 +96,12 @@ Board::Board(const RunOptions& options)
     m_state.LinkLine(m_line.ToolLink());
     m_middleware.SetHooks({[this] { OnSync(); }, [this] { m_power.Ask(Wish::Reboot); },
                            [this] { m_power.Ask(Wish::PowerCut); },
-                           [this](const std::string& text) { Problem(text); }});
+                           [this](const std::string& text) { Problem(text); },
+                           [this](std::uint64_t seq) {
+                               if (m_scenarioRun) {
+                                   m_scenarioRun->AwaitTaken(seq);
+                               }
+                           }});
     m_middleware.CutPowerAfter(options.powerCutAfter);
     m_middleware.Listen(m_state.ShortPath("middleware"));
     m_control = std::make_unique<ControlServer>(
@@ -190,6 +197,7 @@ void Board::PowerOn(bool first) {
         m_line.Reset();
         m_middleware.PowerOn();
     }
+    StartScenario();
     const std::lock_guard stickLock(m_stickMutex);
     auto streams = std::make_shared<Streams>(m_state.Folder(), first);
     auto agent = std::make_shared<AgentLink>(Config(), m_state.Folder(), streams->ApplicationEnds());
@@ -214,7 +222,7 @@ int Board::Run() {
     try {
         const int status = RunUntilOff();
         m_power.Close();
-        return status;
+        return EndScenario(status);
     } catch (...) {
         m_power.Close();
         const std::lock_guard lock(m_mutex);
@@ -239,6 +247,32 @@ int Board::RunUntilOff() {
             return m_options.strict && status == 0 && TellViolations() ? kExitRuleBroken : status;
         }
     }
+}
+
+void Board::StartScenario() {
+    if (m_scenarioRun) {
+        m_scenarioRun->Hold(true);
+    } else if (m_scenario) {
+        m_scenarioRun = std::make_unique<ScenarioRun>(
+            *m_scenario, m_middleware.Log(),
+            ScenarioRun::Calls{[this](const Words& words) {
+                                   Control({m_scenario->folder, [](const std::string&) { return true; }}, words);
+                               },
+                               [this](const nlohmann::json& row) { m_middleware.Trace(row); }});
+    }
+}
+
+// The status that simset ends with.
+int Board::EndScenario(int status) {
+    if (!m_scenarioRun) {
+        return status;
+    }
+    m_scenarioRun->Finish();
+    const std::vector<std::string> failures = m_scenarioRun->Failures();
+    for (const std::string& failure : failures) {
+        std::fprintf(stderr, "simset: %s\n", failure.c_str());
+    }
+    return status == 0 && !failures.empty() ? kExitScenario : status;
 }
 
 bool Board::TellViolations() const {
@@ -362,6 +396,14 @@ int Board::PowerOff(End end) {
         Problem("the panel's X server has ended; what it said is in " + m_state.At("xvfb.log"));
     }
     const bool hard = end == End::PowerCut || end == End::AgentDied;
+    const auto letGo = [this] {
+        if (m_scenarioRun) {
+            m_scenarioRun->Hold(false);
+        }
+    };
+    if (!hard) {
+        letGo();  // what fails at a call fails before that call goes on
+    }
     if (!hard && !m_applicationEnded) {
         m_middleware.StopApplication(kStopRequestLimit);
         StopApplication();
@@ -371,6 +413,7 @@ int Board::PowerOff(End end) {
         m_middleware.ApplicationEnded(WEXITSTATUS(m_applicationStatus));
     }
     agent->Kill();
+    letGo();
     m_supervisorAnswers.clear();
     m_middleware.PowerOff();
     {

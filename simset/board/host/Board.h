@@ -18,6 +18,7 @@
 #include "simset/board/host/Streams.h"
 #include "simset/board/line/SerialLine.h"
 #include "simset/board/panel/Panel.h"
+#include "simset/board/scenario/ScenarioRun.h"
 #include "simset/control/ControlSocket.h"
 #include "simset/core/middleware/Middleware.h"
 #include "simset/view/View.h"
@@ -70,6 +71,8 @@ class Board {
     int RunUntilOff();
     int PowerOff(End end);
     bool TellViolations() const;
+    void StartScenario();
+    int EndScenario(int status);
     bool PanelIsLost(int patienceMs) const;
     void StopApplication();
     bool SaveTrees();
@@ -113,6 +116,7 @@ class Board {
     RunOptions m_options;
     Descriptor m_signals;  // before anything that starts threads: they must have the signals blocked
     Files m_files;
+    std::optional<Scenario> m_scenario;
     StateFolder m_state;
     std::unique_ptr<Panel> m_panel;
     Middleware m_middleware;
@@ -130,6 +134,7 @@ class Board {
     bool m_applicationEnded = false;
     int m_applicationStatus = 0;
     std::vector<SupervisorAnswer> m_supervisorAnswers;
+    std::unique_ptr<ScenarioRun> m_scenarioRun;
     std::unique_ptr<ControlServer> m_control;  // its threads use everything above
     std::unique_ptr<View> m_view;              // the same
 };

@@ -95,6 +95,12 @@ void AddRunOptions(CLI::App& command, RunOptions& options) {
             "sync (nothing saved); 0: not at all")
         ->check(CLI::NonNegativeNumber)
         ->type_name("N");
+    command
+        .add_option(
+            "--scenario", options.scenario,
+            "Do to the set what this file says, when it says; ends with 8 when all went well but that did not "
+            "come")
+        ->type_name("FILE");
     command.add_flag("--strict", options.strict,
                      "End with 7 when all went well but the application broke a rule (see ctl violations)");
     AddViewOptions(command, options);

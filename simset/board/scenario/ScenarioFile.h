@@ -39,8 +39,8 @@ struct Scenario {
 // Throws ControlError when a quote is not closed.
 Words SplitWords(const std::string& text);
 
-// Reads and checks a scenario; verbs have to be of one of `forms`. Throws RunError, with a line "FILE:LINE: …" for each
-// mistake.
+// Reads and checks a scenario; verbs have to be of one of `forms`. Throws RunError, with a line "FILE:LINE: …" for
+// each mistake.
 Scenario ReadScenario(const std::string& file, const std::vector<VerbForm>& forms);
 
 }  // namespace simset

@@ -14,7 +14,7 @@ constexpr const char* kWho = "scenario";
 
 // Verbs that may wait for the application, which would wait for them.
 bool WaitsForApplication(const Words& words) {
-    constexpr std::array<const char*, 5> kVerbs = {"press", "am", "reboot", "power-cut", "screenshot"};
+    constexpr std::array<const char*, 4> kVerbs = {"press", "am", "reboot", "screenshot"};
     return std::find(kVerbs.begin(), kVerbs.end(), words[0]) != kVerbs.end();
 }
 
@@ -43,12 +43,18 @@ ScenarioRun::~ScenarioRun() {
 
 void ScenarioRun::AwaitTaken(std::uint64_t seq) {
     std::unique_lock lock(m_mutex);
-    m_changed.wait(lock, [this, seq] { return !m_holding || m_taken >= seq; });
+    m_changed.wait(lock, [this, seq] { return !m_holding || m_busy || m_taken >= seq; });
 }
 
 void ScenarioRun::Hold(bool holding) {
     const std::lock_guard lock(m_mutex);
     m_holding = holding;
+    m_changed.notify_all();
+}
+
+void ScenarioRun::SetBusy(bool busy) {
+    const std::lock_guard lock(m_mutex);
+    m_busy = busy;
     m_changed.notify_all();
 }
 
@@ -101,7 +107,8 @@ void ScenarioRun::Take(const TraceRow& row) {
             continue;
         }
         // The standard distributions differ between libraries; 53 bits of the engine do not.
-        const double draw = static_cast<double>(progress.random() >> 11) / static_cast<double>(std::uint64_t{1} << 53);
+        const double draw =
+            static_cast<double>(progress.random() >> 11) / static_cast<double>(std::uint64_t{1} << 53);
         if (draw < trigger.chance) {
             SetOff(index, row.seq);
         }
@@ -121,8 +128,8 @@ void ScenarioRun::SetOff(std::size_t index, std::uint64_t row) {
 
 void ScenarioRun::DoDue() {
     while (!m_due.empty()) {
-        const auto next = std::min_element(m_due.begin(), m_due.end(),
-                                           [](const Due& a, const Due& b) { return a.at < b.at; });
+        const auto next =
+            std::min_element(m_due.begin(), m_due.end(), [](const Due& a, const Due& b) { return a.at < b.at; });
         if (next->at > Clock::now()) {
             return;
         }
@@ -146,6 +153,7 @@ void ScenarioRun::Do(std::size_t index, std::uint64_t row) {
     }
     m_calls.trace(told);
     for (const Words& words : trigger.verbs) {
+        SetBusy(WaitsForApplication(words));
         try {
             m_calls.act(words);
         } catch (const std::exception& error) {
@@ -154,10 +162,17 @@ void ScenarioRun::Do(std::size_t index, std::uint64_t row) {
             m_refused.push_back(fmt::format("{}:{}: {}: {}", m_scenario.file, trigger.line, verb, error.what()));
         }
     }
+    SetBusy(false);
 }
 
 std::vector<std::string> ScenarioRun::Failures() const {
     std::vector<std::string> failures = m_refused;
+    for (const Due& due : m_due) {
+        if (const ScenarioTrigger& trigger = m_scenario.triggers[due.trigger]; trigger.match) {
+            failures.push_back(fmt::format("{}:{}: set off, but its time had not come: {}", m_scenario.file,
+                                           trigger.line, trigger.text));
+        }
+    }
     for (std::size_t index = 0; index < m_scenario.triggers.size(); ++index) {
         const ScenarioTrigger& trigger = m_scenario.triggers[index];
         if (m_progress[index].times == 0 && !trigger.optional) {

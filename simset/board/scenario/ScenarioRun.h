@@ -35,9 +35,9 @@ class ScenarioRun {
     ScenarioRun(const ScenarioRun&) = delete;
     ScenarioRun& operator=(const ScenarioRun&) = delete;
 
-    // Waits until what the rows up to number `seq` set off has been done: a call that is in the trace is not answered
-    // before. Verbs that wait for the application themselves, and delayed ones, are not waited for. Any thread but the
-    // scenario's own, and without a lock that a verb takes.
+    // Waits until what the rows up to number `seq` set off has been done: a call that is in the trace is not
+    // answered before. Verbs that wait for the application themselves, and delayed ones, are not waited for. Any
+    // thread but the scenario's own, and without a lock that a verb takes.
     void AwaitTaken(std::uint64_t seq);
 
     // Whether AwaitTaken waits; a set that goes off must not be waited for. Any thread.
@@ -69,6 +69,7 @@ class ScenarioRun {
     void DoDue();
     void Do(std::size_t index, std::uint64_t row);
     void Tell(std::uint64_t taken);
+    void SetBusy(bool busy);
     std::chrono::milliseconds TimeToNext() const;
 
     const Scenario m_scenario;
@@ -84,6 +85,7 @@ class ScenarioRun {
     std::condition_variable m_changed;
     std::uint64_t m_taken;
     bool m_holding = true;
+    bool m_busy = false;  // with a verb that waits for the application
     std::thread m_thread;
 };
 

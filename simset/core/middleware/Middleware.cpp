@@ -187,6 +187,9 @@ const std::map<std::string, Middleware::Operation>& Middleware::Operations() {
 Reply Middleware::Answer(const Request& request) {
     m_cutPoint.HoldWhileFailing();
     Reply reply = Carry(request);
+    if (m_hooks.onAnswer) {
+        m_hooks.onAnswer(m_trace.Last());
+    }
     if (m_cutPoint.TakeReached() && m_hooks.onPowerCut) {
         m_hooks.onPowerCut();
     }

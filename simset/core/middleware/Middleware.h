@@ -42,6 +42,9 @@ struct Hooks {
     // Something could not be kept, for example because the disk is full; `message` is one line for the user. Any
     // thread; must not call the middleware.
     std::function<void(const std::string& message)> onProblem;
+    // A request was carried out and is about to be answered; `seq` is the number of the last row of the trace.
+    // Runs on the connection's thread without a lock, and the process waits until it returns.
+    std::function<void(std::uint64_t seq)> onAnswer;
 };
 
 // All operations may be called from any thread unless they say otherwise.
