@@ -13,9 +13,9 @@ sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "python"))
 import slots
 import zelfac
 from zelfac import TIMEOUT as NEVER
-from zelfac import READY_FRAME, Line, empty, frame, programs, result, split_frames, status
+from zelfac import programs, status
 
-SIMSET, ZELLINE = programs.find("simset"), programs.find("zelline")
+SIMSET = programs.find("simset")
 NOT_RUN = 77  # what ctest takes for "did not run"
 STRICT = True  # whether a broken rule fails the test of the set that broke it
 

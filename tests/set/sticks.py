@@ -8,7 +8,7 @@ import threading
 import zlib
 
 from setlib import Set
-from zelfac.sticks import COPY, CUSTOMER, FILES, address_range, make, write
+from zelfac.sticks import FILES, address_range, make, write
 
 CONFIG = "1\r\n2\r\n3\r\nACME\r\n4\r\n5\r\nACME-43\r\n"
 RANGE = address_range("00-11-22-33-44-FE", "00-11-22-33-44-FF")
