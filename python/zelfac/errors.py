@@ -59,5 +59,5 @@ class RulesBroken(ZelfacError):
             f"{row.get('rule')}: {row.get('call')}" + (f" (expected: {row['expected']})" if "expected" in row else "")
             for row in violations
         ]
-        super().__init__(f"{len(violations)} rules broken" + "".join(f"\n  {line}" for line in lines))
+        super().__init__("rules were broken:" + "".join(f"\n  {line}" for line in lines))
         self.violations = list(violations)
