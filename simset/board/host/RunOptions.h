@@ -26,7 +26,7 @@ struct RunOptions {
     bool ownDisplay = false;                       // the panel is a window on the user's own display
     LineSettings line;
     std::uint64_t powerCutAfter = 0;       // the step from power-on at which the power fails; 0: it does not
-    std::string scenario;             // file of a scenario; empty: none
+    std::string scenario;                  // file of a scenario; empty: none
     bool strict = false;                   // a broken rule decides the exit status
     std::optional<ViewAddress> view;       // where the page in the browser is; nothing: there is none
     std::optional<std::string> viewToken;  // empty: none; nothing: a random one
