@@ -38,7 +38,6 @@ function failed(json) {
   if ('status' in json && json.status !== 0 && json.status !== 'Success') return true;
   if (json.call === 'result' && json.value === 'Failed') return true;
   if (json.who === 'line' && json.call === 'noise') return true;
-  if (typeof json.exit === 'number' && json.exit !== 0) return true;
   return false;
 }
 
@@ -57,7 +56,7 @@ function shown(value) {
 
 const kOfViolation = new Set(['seq', 'ms', 'who', 'call', 'rule', 'expected', 'key', 'thread', 'connection']);
 const kNotArguments = new Set(['seq', 'ms', 'who', 'call', 'status', 'thread', 'connection', 'key', 'name', 'item', 'value',
-  'args', 'command', 'kind', 'target', 'exit', 'tookMs', 'rule', 'expected']);
+  'args', 'command', 'kind', 'target', 'tookMs', 'rule', 'expected']);
 
 // A row in one line for people, without who, call and status.
 export function sentence(json) {
@@ -78,7 +77,7 @@ export function sentence(json) {
   for (const [name, value] of Object.entries(json)) {
     if (!kNotArguments.has(name)) parts.push(`${name}=${typeof value === 'string' ? value : JSON.stringify(value)}`);
   }
-  if ('exit' in json && json.exit !== 0) parts.push(`exit ${json.exit}`);
+  if ('tookMs' in json) parts.push(`(${json.tookMs} ms)`);
   return parts.join(' ');
 }
 

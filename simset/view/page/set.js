@@ -36,6 +36,7 @@ const kQuestions = {
   version: ['model', 'get', kVersion],
   address: ['model', 'get', kAddress],
   mode: ['flash', 'get', 'ZelFacMode'],
+  finished: ['flash', 'get', 'FactoryOK'],
   serial: ['cat', '/var/local/ZelPcbSn'],
   result: ['cat', '/var/local/ZelTestResult'],
   mac: ['meta', 'get', '8'],
@@ -130,7 +131,7 @@ export class SetView {
 
   draw(answers) {
     const parts = {
-      values: ['volume', 'backlight', 'led', 'flicker', 'pins', 'source', 'version', 'address', 'mode', 'serial', 'result', 'mac'],
+      values: ['volume', 'backlight', 'led', 'flicker', 'pins', 'source', 'version', 'address', 'mode', 'finished', 'serial', 'result', 'mac'],
       partitions: ['mounts', 'unsynced'],
       sticks: ['mounts', 'unsynced'],
       keys: ['keys'],
@@ -154,6 +155,7 @@ export class SetView {
     const mode = String(get('mode') ?? '');
     const rows = [
       ['Mode', mode === '' ? 'no factory set' : `${kModes[mode] ?? 'unknown'} (${mode})`],
+      ['Finished', get('finished') === 'On' ? 'yes' : 'no'],
       ['Source', get('source')?.source ?? 'none yet'],
       ['Volume', ...level(get('volume') ?? '?')],
       ['Backlight', ...level(get('backlight') ?? '?')],

@@ -203,7 +203,7 @@ export class Timeline {
       el('span', { class: 'when' }, seconds(row.ms)),
       el('span', { class: 'since' }, bar, gap > 0 ? gapText(gap) : ''),
       el('span', { class: `who who-${kKnown.has(row.who) ? row.who : 'other'}` }, row.who),
-      el('span', { class: 'call' }, row.call || (row.who === 'shell' ? '$' : row.who === 'violation' ? '' : '·')),
+      el('span', { class: 'call' }, row.call || (kCallOf[row.who] ?? '')),
       el('span', { class: 'text' }, sign ? `${sign} ` : '', sentence(row.json)),
       el('span', { class: 'status' }, status));
   }
@@ -346,11 +346,12 @@ export class Timeline {
 }
 
 export const kKnown = new Set(['model', 'flash', 'meta', 'keys', 'apm', 'csp', 'shell', 'mount', 'sync', 'line', 'ctl', 'power',
-  'trace', 'violation', 'event', 'stick']);
+  'trace', 'violation', 'event', 'stick', 'shell-end']);
+const kCallOf = { shell: '$', 'shell-end': 'ends' };
 
 function statusText(row) {
   const { json } = row;
-  if ('exit' in json) return `exit ${json.exit}`;
+  if (json.who === 'shell-end') return `exit ${json.status}`;
   if (!('status' in json)) return '';
   if (json.status === 0) return 'ok';
   return typeof json.status === 'number' ? `status ${json.status}` : String(json.status);
