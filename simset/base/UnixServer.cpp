@@ -64,7 +64,9 @@ Descriptor ConnectTo(const std::string& path) {
     const auto address = MakeAddress(path);
     Descriptor socket = address ? NewSocket() : Descriptor();
     if (socket && ::connect(socket.Get(), address->Get(), address->length) != 0) {
+        const int code = errno;
         socket.Reset();
+        errno = code;
     }
     return socket;
 }

@@ -30,6 +30,9 @@ void ControlServer::Serve(int socket) {
 void CallControl(const std::string& path, const std::string& folder, const Words& verb,
                  const std::function<void(const std::string& out)>& print) {
     const Descriptor socket = ConnectTo(path);
+    if (!socket && errno == EACCES) {
+        throw std::runtime_error("the set belongs to another user");
+    }
     if (!socket) {
         throw NoSetError("no set answers");
     }

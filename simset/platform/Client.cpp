@@ -13,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "simset/base/Limits.h"
 #include "simset/base/Status.h"
 #include "simset/base/UnixServer.h"
 #include "simset/wire/Wire.h"
@@ -25,7 +26,6 @@ using nlohmann::json;
 
 constexpr char kSocketVariable[] = "SIMSET_SOCKET";
 constexpr std::time_t kAnswerSeconds = 30;
-constexpr std::size_t kMaxFile = 16U << 20U;
 
 LineSocket Connect() {
     const char* const path = std::getenv(kSocketVariable);
@@ -132,7 +132,7 @@ json FileInHex(const std::string& path) {
     char block[16384];
     for (std::size_t count = 0; (count = std::fread(block, 1, sizeof(block), file.get())) > 0;) {
         bytes.append(block, count);
-        if (bytes.size() > kMaxFile) {
+        if (bytes.size() > kLongestKeyFile) {
             return nullptr;
         }
     }

@@ -13,6 +13,7 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "simset/base/Limits.h"
 #include "simset/stick/Contents.h"
 #include "simset/stick/Layout.h"
 #include "simset/stick/Names.h"
@@ -264,6 +265,10 @@ class Checker {
             return {};
         }
         if (item.kind == ItemKind::Key) {
+            if (content.size() > kLongestKeyFile) {
+                Problem(path, fmt::format("has more than {} MiB: no key store takes it", kLongestKeyFile >> 20U));
+                return {};
+            }
             return {true, 1};
         }
         if (item.kind == ItemKind::Configuration) {

@@ -199,8 +199,8 @@ ConfigurationFile ReadConfigurationFile(const std::string& content) {
             CheckNumber(i + 1, field.name, line, file.problems);
         } else if (!last && line.size() > kLongestBrand) {
             file.problems.push_back(
-                fmt::format("line {} ({}) has more than {} characters", i + 1, field.name, kLongestBrand));
-            file.taken = false;
+                fmt::format("line {} ({}) has more than {} characters; a set reads no more of it", i + 1,
+                            field.name, kLongestBrand));
         }
     }
     if (lines.size() > kFields.size()) {

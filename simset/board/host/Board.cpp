@@ -142,7 +142,13 @@ void Board::PrepareSticks() {
     }
     m_sticks.Clear();
     for (const std::string& folder : m_options.sticks) {
-        m_sticks.Add(folder, "", false);
+        try {
+            m_sticks.Add(folder, "", false);
+        } catch (const std::system_error&) {
+            throw;
+        } catch (const std::runtime_error& error) {
+            throw RunError(kExitUsage, error.what());
+        }
     }
 }
 

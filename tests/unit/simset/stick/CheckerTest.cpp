@@ -46,6 +46,17 @@ class CheckedStick : public ::testing::Test {
     tests::TempFolder m_stick;
 };
 
+TEST_F(CheckedStick, AKeyThatIsTooLongForTheStoreIsAProblem) {
+    const std::string path = kCustomer + "/HDCP14KEY/HDCP14MTK9602_0001.bin";
+    std::filesystem::resize_file(m_stick.At(path), 16U << 20U);
+    EXPECT_TRUE(Check().Usable());
+    std::filesystem::resize_file(m_stick.At(path), (16U << 20U) + 1);
+    const Report report = Check();
+    EXPECT_THAT(report.findings, Contains(Problem(path, "more than 16 MiB")));
+    EXPECT_EQ(report.expected.status, 2);
+    EXPECT_EQ(report.expected.message, "hdcp14 Err;");
+}
+
 TEST_F(CheckedStick, ASampleIsUsable) {
     const Report report = Check();
     EXPECT_TRUE(report.Usable());

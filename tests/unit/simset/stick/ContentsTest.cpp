@@ -80,6 +80,8 @@ TEST(ConfigurationOfAStick, SaysWhatIsWrong) {
     EXPECT_THAT(ReadConfigurationFile("1\n2 x\n3\nA\n4\n5\nM").problems, ElementsAre(HasSubstr("reads 2")));
     EXPECT_THAT(ReadConfigurationFile("1\n2\n3\nA\n4\n99999999999\nM").problems, ElementsAre(HasSubstr("large")));
     EXPECT_THAT(ReadConfigurationFile("1\n2\n3\n" + std::string(128, 'A') + "\n4\n5\nM").problems, SizeIs(1));
+    EXPECT_TRUE(ReadConfigurationFile("1\n2\n3\n" + std::string(200, 'A') + "\n4\n5\nM").taken)
+        << "a set compares what it reads back";
     EXPECT_THAT(ReadConfigurationFile("1\n2\n3\nA\n4\n5\n" + std::string(254, 'M')).problems, SizeIs(1));
     EXPECT_THAT(ReadConfigurationFile("\xEF\xBB\xBF"
                                       "1\n2\n3\nA\n4\n5\nM")
