@@ -2,10 +2,15 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
+#include <condition_variable>
+#include <deque>
 #include <list>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <thread>
 #include <utility>
 
 #include "simset/base/Numbers.h"
@@ -32,9 +37,62 @@ Deliveries& TheDeliveries() {
     return *deliveries;
 }
 
+// The threads on which the application is notified: several, as on a television. What is for one receiver stays in
+// its order.
+class Notifiers {
+  public:
+    void Deliver(const json& event) {
+        const auto target = static_cast<std::uint64_t>(event.at("target").get<std::int64_t>());
+        m_threads[target % m_threads.size()].Put(event);
+    }
+
+  private:
+    class Notifier {
+      public:
+        Notifier() {
+            std::thread([this] { Run(); }).detach();
+        }
+
+        void Put(const json& event) {
+            const std::lock_guard<std::mutex> lock(m_mutex);
+            m_events.push_back(event);
+            m_changed.notify_one();
+        }
+
+      private:
+        void Run() {
+            for (;;) {
+                json event;
+                {
+                    std::unique_lock<std::mutex> lock(m_mutex);
+                    m_changed.wait(lock, [this] { return !m_events.empty(); });
+                    event = std::move(m_events.front());
+                    m_events.pop_front();
+                }
+                try {
+                    TheDeliveries().Deliver(event);
+                } catch (const json::exception&) {
+                    // An event of another shape than ours is none.
+                }
+            }
+        }
+
+        std::mutex m_mutex;
+        std::condition_variable m_changed;
+        std::deque<json> m_events;
+    };
+
+    std::array<Notifier, 3> m_threads;
+};
+
+Notifiers& TheNotifiers() {
+    static Notifiers* const notifiers = new Notifiers;
+    return *notifiers;
+}
+
 EventChannel& TheChannel() {
     static EventChannel* const channel =
-        new EventChannel([](const json& event) { TheDeliveries().Deliver(event); });
+        new EventChannel([](const json& event) { TheNotifiers().Deliver(event); });
     return *channel;
 }
 
@@ -251,6 +309,22 @@ class Iterator : public vumodelapi::TableIterator {
             observer.notifyTotalCount(event.at("count").get<std::int32_t>());
         } else if (Event(event) == "rows") {
             observer.notifyReadRowChunk(event.at("rows").get<vumodelapi::TableRowChunk>());
+        } else if (Event(event) == "read-row") {
+            observer.notifyReadRow();
+        } else if (Event(event) == "ready") {
+            observer.notifyIteratorReady();
+        } else {
+            using Notify = void (vumodelapi::ObserverTableIterator::*)(std::int32_t);
+            static const std::map<std::string, Notify> kCodes = {
+                {"commit", &vumodelapi::ObserverTableIterator::notifyCommit},
+                {"seek-row", &vumodelapi::ObserverTableIterator::notifySeekToRow},
+                {"seek-content", &vumodelapi::ObserverTableIterator::notifySeekToContent},
+                {"cursor", &vumodelapi::ObserverTableIterator::notifyCursorPosition},
+                {"iterator-update", &vumodelapi::ObserverTableIterator::notifyUpdate},
+            };
+            if (const auto code = kCodes.find(Event(event)); code != kCodes.end()) {
+                (observer.*code->second)(event.at("number").get<std::int32_t>());
+            }
         }
     }
 
@@ -393,7 +467,12 @@ class Root final : public vumodelapi::RootInterface {
         const std::int64_t number = TheDeliveries().NextNumber();
         if (observer != nullptr) {
             TheDeliveries().Add(number, [watched = Watched<Observer>(observer, key)](const json& event) {
-                if (watched.IsAlive("notify")) {
+                if (!watched.IsAlive("notify")) {
+                    return;
+                }
+                if (Event(event) == "state") {
+                    watched.Get()->notifyConnectionState(event.at("state").get<std::int32_t>());
+                } else {
                     Handle::Deliver(*watched.Get(), event);
                 }
             });

@@ -7,7 +7,7 @@ import tempfile
 
 import runner
 from runner import AtOnce, cases
-from setlib import Set, programs
+from setlib import Set, programs, status
 
 BROKEN_RULE = 7
 
@@ -110,6 +110,16 @@ class TheApplication(AtOnce):
             self.assertEqual(
                 rows[-3:], [("notifyAppStatusInfo", 4), ("unRegisterApp", None), ("requestStop", None)]
             )
+
+    def test_it_outlives_services_that_die_and_come_back(self):
+        led = (0x12A0, b"RED_ON")
+        with Set(strict=True) as tv:
+            tv.line.connect()
+            self.assertEqual(tv.line.ask(*led), status(0x12A0, 0))
+            tv.ctl("services", "down")
+            self.assertEqual(tv.line.ask(*led), status(0x12A0, 1))
+            tv.ctl("services", "up")
+            self.assertEqual(tv.line.ask(*led), status(0x12A0, 0))
 
     def test_every_request_of_the_manager_is_taken(self):
         requests = (

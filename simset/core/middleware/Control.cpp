@@ -89,6 +89,10 @@ const std::vector<Verb<Control>>& Control::Verbs() {
     static const std::vector<Verb<Control>> kVerbs = {
         {{"model", "get KEY", "a model value as JSON (a plain text as it is)"}, &Control::GetModel},
         {{"model", "set KEY JSON", "change it and notify observers"}, &Control::SetModel},
+        {{"model", "notify KEY EVENT NUMBER",
+          "tell its observers; EVENT state|update|error, or of its iterators\n"
+          "commit|seek-row|seek-content|cursor|read-row|ready|iterator-update"},
+         &Control::TellModel},
         {{"model", "fail KEY STEP STATUS [--times N]",
           "STEP proxy|interface|root|connect|operate|execute|count|rows; 0 ends it"},
          &Control::FailModel},
@@ -113,6 +117,8 @@ const std::vector<Verb<Control>>& Control::Verbs() {
           "factory-ready, preset, bluetooth, wifi, wired, supervisor\n(supervisor also: wrong)"},
          &Control::Behave},
         {{"behave", "", "the settings as JSON"}, &Control::ListBehaviours},
+        {{"services", "down|up", "the middleware dies under the application (calls answer 111), and comes back"},
+         &Control::SwitchServices},
         {{"press", "CODE [--type N]", "the application manager delivers a key event; type 0: pressed"},
          &Control::Press},
         {{"apm", "request REQUEST [--text TEXT] [--second TEXT]",
@@ -151,6 +157,32 @@ std::string Control::GetModel(const Arguments& arguments) {
 std::string Control::SetModel(const Arguments& arguments) {
     const KeyInfo& info = KeyOf(arguments[0]);
     m_parts.model.Assign(info, ValueFor(info, arguments[1]));
+    return {};
+}
+
+std::string Control::TellModel(const Arguments& arguments) {
+    const KeyInfo& info = KeyOf(arguments[0]);
+    if (Model::Events().count(arguments[1]) == 0) {
+        std::vector<std::string> names;
+        for (const auto& [name, ofIterator] : Model::Events()) {
+            (void)ofIterator;
+            names.push_back(name);
+        }
+        RefuseName("event", arguments[1], names);
+    }
+    const auto number = ParseNumber<std::int32_t>(arguments[2]);
+    if (!number) {
+        throw ControlError(
+            fmt::format("\"{}\" is no number: give the code that comes with the event", arguments[2]));
+    }
+    if (m_parts.model.Tell(info, arguments[1], *number) == 0) {
+        throw ControlError(fmt::format("nobody observes that of {} now", info.key));
+    }
+    return {};
+}
+
+std::string Control::SwitchServices(const Arguments& arguments) {
+    m_parts.serve(arguments[0] == "up");
     return {};
 }
 

@@ -29,6 +29,7 @@ class Control {
         const Violations& violations;
         AppManager& manager;
         std::function<void(std::uint64_t delivery)> await;  // until the application took it; throws ControlError
+        std::function<void(bool serving)> serve;            // whether the services are there
     };
 
     explicit Control(Parts parts) : m_parts(std::move(parts)) {}
@@ -58,6 +59,8 @@ class Control {
     std::string ListBehaviours(const Arguments& arguments);
     std::string Behave(const Arguments& arguments);
     std::string Press(const Arguments& arguments);
+    std::string TellModel(const Arguments& arguments);
+    std::string SwitchServices(const Arguments& arguments);
     std::string AskApplication(const Arguments& arguments);
     std::string ListViolations(const Arguments& arguments);
     std::string Fail(const char* area, const std::string& name, const std::string& step, const std::string& status,

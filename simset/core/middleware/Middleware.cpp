@@ -36,7 +36,7 @@ Middleware::Middleware(const std::filesystem::path& stateDir, std::unique_ptr<Sc
       m_model(m_shared, m_finish),
       m_appManager(m_shared),
       m_control({m_model, m_flash, m_metadata, m_keys, m_faults, m_behaviours, m_violations, m_appManager,
-                 [this](std::uint64_t delivery) { Deliver(delivery); }}),
+                 [this](std::uint64_t delivery) { Deliver(delivery); }, [this](bool serving) { Serve(serving); }}),
       m_traceVerbs(m_trace) {}
 
 Middleware::~Middleware() {
@@ -62,6 +62,7 @@ void Middleware::PowerOn() {
     const std::lock_guard<std::mutex> lock(m_mutex);
     ++m_epoch;
     m_powered = true;
+    m_serving = true;
     m_auxiliary = {};
     m_finish.PowerOn();
     m_faults.Forget();
@@ -226,7 +227,7 @@ Reply Middleware::Carry(const Request& request) {
             return {{"status", kBadRequest}, {"error", "unknown operation \"" + op + "\""}};
         }
         const std::lock_guard<std::mutex> lock(m_mutex);
-        return m_powered ? operation->second(*this, request) : Reply{{"status", kUnreachable}};
+        return m_powered && m_serving ? operation->second(*this, request) : Reply{{"status", kUnreachable}};
     } catch (const nlohmann::json::exception& error) {
         return {{"status", kBadRequest}, {"error", error.what()}};
     } catch (const StateError& error) {
@@ -252,7 +253,7 @@ Reply Middleware::Report(const std::string& op, const Request& request) {
 
 std::shared_ptr<EventQueue> Middleware::Opened(const std::string& client) {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    return m_powered ? m_clients.Add(client) : nullptr;
+    return m_powered && m_serving ? m_clients.Add(client) : nullptr;
 }
 
 void Middleware::Closed(const std::string& client, const std::shared_ptr<EventQueue>& queue) {
@@ -288,6 +289,22 @@ void Middleware::Deliver(std::uint64_t delivery) {
     }
     if (!m_appManager.Wait(*m_controlLock, delivery, kPressLimit)) {
         throw ControlError("the application did not take it: see whether it still runs");
+    }
+}
+
+// Called by m_control, under the lock of Control. Syncs, mounts and shell commands are the board's and go on.
+void Middleware::Serve(bool serving) {
+    if (m_serving == serving) {
+        return;
+    }
+    m_serving = serving;
+    Trace({{"who", "services"}, {"call", serving ? "up" : "down"}});
+    if (!serving) {
+        m_model.Die();
+        m_appManager.Die();
+        m_auxiliary.Excuse();
+        m_faults.Note("model");
+        m_clients.CloseAll();
     }
 }
 

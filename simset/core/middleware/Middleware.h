@@ -141,6 +141,7 @@ class Middleware {
     void Closed(const std::string& client, const std::shared_ptr<EventQueue>& queue);
     void Later(std::chrono::milliseconds delay, std::function<void()> task);
     void Deliver(std::uint64_t delivery);
+    void Serve(bool serving);
     void Problem(const std::string& message) const;
 
     mutable std::mutex m_mutex;
@@ -149,6 +150,7 @@ class Middleware {
     std::chrono::milliseconds m_powerOnTime;
     std::uint64_t m_epoch = 0;  // counts power-ons and power-offs
     bool m_powered = true;
+    bool m_serving = true;  // false: the services are dead, until they come back
     bool m_rebootAsked = false;
     State m_state;
     Faults m_faults;

@@ -22,6 +22,9 @@ class AuxiliaryOrder {
     // Any other operation of the library.
     std::optional<Broken> Use() const;
 
+    // The library was away: it may have been asked to initialise.
+    void Excuse() { m_asked = true; }
+
   private:
     bool m_asked = false;
     bool m_initialised = false;
@@ -37,12 +40,16 @@ class ManagerOrder {
     std::optional<Broken> Unregister(const std::string& identity);
     // The application has answered the manager's request to stop.
     std::optional<Broken> Stopped() const;
+    // The manager was away: what was asked of it then is not known, and nothing is judged any more.
+    void Excuse() { m_excused = true; }
+    bool IsExcused() const { return m_excused; }
     // The application has ended by itself.
     std::optional<Broken> Ended() const;
 
   private:
     std::optional<Broken> JudgeIdentity(const std::string& identity, const char* call) const;
 
+    bool m_excused = false;
     bool m_rpc = false;
     bool m_registered = false;
     std::string m_identity;  // of the first registration

@@ -17,9 +17,14 @@ std::vector<std::string> AppManager::Calls() {
 }
 
 void AppManager::Judge(const char* call, const std::optional<Broken>& broken) const {
-    if (broken) {
+    if (broken && !m_order.IsExcused()) {
         m_shared.violate(broken->rule, call, broken->expected, json::object());
     }
+}
+
+void AppManager::Die() {
+    m_order.Excuse();
+    Drop("");
 }
 
 void AppManager::Ended() const {

@@ -23,6 +23,8 @@ class AppManager {
     explicit AppManager(Shared& shared) : m_shared(shared) {}
 
     void PowerOn() { m_order = {}; }
+    // The manager dies: registrations are gone, and no later call is judged by them.
+    void Die();
     // The application has ended by itself.
     void Ended() const;
 

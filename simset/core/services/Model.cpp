@@ -16,16 +16,11 @@ constexpr char kValueSection[] = "model";
 constexpr char kFoundSection[] = "found";
 constexpr int kPresetLoaded = 338;  // the message of a preset that has been loaded
 constexpr int kAccessPointsOn = 1;
-constexpr int kBluetoothOn = 0;
 constexpr int kBluetoothOff = 1;
 constexpr int kTableChanged = 1;
+constexpr int kConnected = 1;
 // What the asker gets to finish what it does.
 constexpr std::chrono::milliseconds kRebootDelay{500};
-// Longer than any operation waits. What nobody has used for so long at the application's end was forgotten, and
-// was not under way in another thread.
-constexpr std::chrono::seconds kForgotten{30};
-// What the application gets to make the partitions read-only after the confirmation, on a slow machine as well.
-constexpr std::chrono::seconds kFinishLimit{30};
 
 json ParseKept(const std::string& text, json otherwise) {
     auto value = DecodeLine(text);
@@ -126,6 +121,9 @@ Reply Model::Connect(const Request& request) {
             status = kUnreachable;
         } else {
             m_connections[id] = Connection{info, observed, interface, OriginOf(request), std::nullopt};
+            if (observed) {
+                Notify(id, {{"event", "state"}, {"state", kConnected}});
+            }
         }
     }
     if (const auto session = m_sessions.find({id.first, interface}); session != m_sessions.end()) {
@@ -510,106 +508,41 @@ void Model::Drop(const std::string& client) {
     drop(m_iterators);
 }
 
-void Model::Ended(int status) {
-    for (const auto& leftover : m_leftovers) {
-        Judge(leftover, status);
+const std::map<std::string, bool>& Model::Events() {
+    static const std::map<std::string, bool> kOfIterator = {
+        {"state", false},       {"update", false}, {"error", false},   {"commit", true}, {"seek-row", true},
+        {"seek-content", true}, {"cursor", true},  {"read-row", true}, {"ready", true},  {"iterator-update", true},
+    };
+    return kOfIterator;
+}
+
+int Model::Tell(const KeyInfo& info, const std::string& name, std::int32_t number) {
+    int told = 0;
+    if (Events().at(name)) {
+        for (const auto& [id, iterator] : m_iterators) {
+            if (iterator.key == info.key && m_connections.count(iterator.connection) != 0) {
+                Notify(id, {{"event", name}, {"number", number}});
+                ++told;
+            }
+        }
+        return told;
     }
-    for (const auto& leftover : Open("")) {
-        Judge(leftover, status);
+    // An update is a table's event, an error an action's; the state of its connection concerns every observer.
+    const bool fits =
+        (name != "update" || info.kind == Kind::Table) && (name != "error" || info.kind == Kind::Action);
+    for (const auto& [id, connection] : m_connections) {
+        if (fits && connection.info == &info && connection.observed) {
+            Notify(id, {{"event", name}, {name, number}});
+            ++told;
+        }
     }
-    m_leftovers.clear();
+    return told;
+}
+
+void Model::Die() {
     m_connections.clear();
     m_sessions.clear();
-    if (const auto broken = m_finish.JudgeFinish()) {
-        m_shared.violate(broken->rule, "end", broken->expected, json::object());
-    }
-}
-
-// What `client`, or any when it is empty, has not given back.
-std::vector<Model::Leftover> Model::Open(const std::string& client) const {
-    std::vector<Leftover> open;
-    for (const auto& [id, connection] : m_connections) {
-        if (client.empty() || id.first == client) {
-            open.push_back({{{"key", connection.info->key}},
-                            "connect-without-disconnect",
-                            "disconnect before the application ends",
-                            connection.origin});
-        }
-    }
-    for (const auto& [id, session] : m_sessions) {
-        if (client.empty() || id.first == client) {
-            open.push_back({json::object(), "interface-not-released",
-                            "the interface reference released before the application ends", session.origin});
-        }
-    }
-    return open;
-}
-
-// Whoever ends the process may do so while another thread is in the middle of an operation. What the main thread
-// left open when it ended well itself, or what was not used for long, was forgotten.
-void Model::Judge(const Leftover& leftover, int status) const {
-    if ((status == 0 && leftover.origin.mainThread) || m_shared.now() - leftover.origin.touched >= kForgotten) {
-        m_shared.violate(leftover.rule, "end", leftover.expected, leftover.row);
-    }
-}
-
-Model::Origin Model::OriginOf(const Request& request) const {
-    return {request.value("main", false), m_shared.now()};
-}
-
-void Model::Done(const ConnectionId& id, Connection& connection, std::int32_t status) {
-    connection.origin.touched = m_shared.now();
-    if (status == kOk) {
-        connection.operated = m_shared.now();
-    }
-    const auto session = m_sessions.find({id.first, connection.interface});
-    if (session != m_sessions.end()) {
-        session->second.failed = session->second.failed || status != kOk;
-        session->second.origin.touched = m_shared.now();
-    }
-}
-
-void Model::Refuse(const KeyInfo& info, const char* call, const Refusal& refusal, json details) const {
-    if (!refusal.blamed) {
-        return;
-    }
-    details["key"] = info.key;
-    m_shared.violate(refusal.rule, call, refusal.expected, std::move(details));
-}
-
-std::optional<Refusal> Model::JudgeNeed(const KeyInfo& info) const {
-    // An earlier call that failed as asked may be why something did not happen.
-    const bool blamed = !m_shared.faults.WasTaken("model");
-    switch (RuleOf(info).need) {
-        case Need::Preset:
-            if (!m_presetAsked) {
-                return Refusal{kRefused, "table-before-preset", "the preset loaded before its tables are read",
-                               blamed};
-            }
-            break;
-        case Need::Radio:
-            if (m_values.at(key::kBluetoothStatus) != kBluetoothOn) {
-                return Refusal{kRefused, "search-with-radio-off", "the radio enabled before the search",
-                               blamed && !m_radioAsked};
-            }
-            break;
-        case Need::Finish:
-            if (const auto broken = m_finish.JudgeInvoke()) {
-                return Refusal{kRefused, broken->rule, broken->expected, true};
-            }
-            break;
-        case Need::Nothing:
-            break;
-    }
-    return std::nullopt;
-}
-
-void Model::JudgeFinishLater() {
-    m_shared.later(kFinishLimit, [this] {
-        if (const auto broken = m_finish.JudgeFinish()) {
-            m_shared.violate(broken->rule, "finish", broken->expected, json::object());
-        }
-    });
+    m_iterators.clear();
 }
 
 void Model::Assign(const KeyInfo& info, const json& value) {

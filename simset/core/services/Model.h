@@ -45,6 +45,16 @@ class Model {
     // Forgets what a process that is gone had connected.
     void Drop(const std::string& client);
 
+    // The events that can be sent by hand, by the kind of what they reach: a key's observers, an iterator's.
+    static const std::map<std::string, bool>& Events();
+
+    // Sends event `name` of Events with `number` to every observer of `info`, or of the iterators on it. Returns
+    // how many were told.
+    int Tell(const KeyInfo& info, const std::string& name, std::int32_t number);
+
+    // The service dies: connections, interface references and iterators are gone, and nobody is to blame.
+    void Die();
+
     // The application has ended by itself with exit status `status`: judges what it left open.
     void Ended(int status);
 
@@ -57,6 +67,8 @@ class Model {
 
   private:
     using ConnectionId = std::pair<std::string, std::int64_t>;  // client, its number
+
+    static constexpr int kBluetoothOn = 0;  // of the radio's status
 
     // Where something that an application has to give back came from.
     struct Origin {

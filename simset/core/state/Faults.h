@@ -31,6 +31,8 @@ class Faults {
     // Whether a call of `area` has failed as asked since Forget: what follows may be its consequence.
     bool WasTaken(const std::string& area) const { return m_taken.count(area) != 0; }
     void Forget() { m_taken.clear(); }
+    // The services of `area` were away: as if a call had failed.
+    void Note(const std::string& area) { m_taken.insert(area); }
 
     // The faults of `area`: name, step, status, and times left for those that are counted.
     nlohmann::json List(const std::string& area) const;

@@ -52,6 +52,13 @@ std::shared_ptr<EventQueue> Clients::Find(const std::string& client) const {
     return found == m_queues.end() ? nullptr : found->second;
 }
 
+void Clients::CloseAll() {
+    for (const auto& [client, queue] : m_queues) {
+        (void)client;
+        queue->Close();
+    }
+}
+
 bool Clients::Remove(const std::string& client, const std::shared_ptr<EventQueue>& queue) {
     const auto found = m_queues.find(client);
     if (found == m_queues.end() || found->second != queue) {

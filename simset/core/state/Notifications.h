@@ -47,6 +47,8 @@ class Clients {
     std::shared_ptr<EventQueue> Find(const std::string& client) const;
     // False when `queue` is not (or no longer) the client's.
     bool Remove(const std::string& client, const std::shared_ptr<EventQueue>& queue);
+    // Ends every queue; those who read them notice.
+    void CloseAll();
 
   private:
     std::map<std::string, std::shared_ptr<EventQueue>> m_queues;

@@ -408,20 +408,29 @@ struct KeyApplication : qx::appmanager::AppInterface {
     std::int32_t requestShow(const std::string&) override { return 0; }
     std::int32_t requestHide(const std::string&) override { return 0; }
     std::int32_t requestReload(const std::string&) override { return 0; }
-    std::int32_t requestLanguageChange(const std::string&) override { return 0; }
+    std::int32_t requestLanguageChange(const std::string& language) override {
+        asked.push_back(language);
+        return 3;
+    }
     std::int32_t requestCountryChange(const std::string&) override { return 0; }
     std::int32_t requestDisplayChange(const std::string&) override { return 0; }
     std::int32_t requestUserData(const std::string&, const std::string&) override { return 0; }
-    std::int32_t requestMessage(const std::string&, const std::string&) override { return 0; }
+    std::int32_t requestMessage(const std::string& sender, const std::string& message) override {
+        asked.push_back(sender + ": " + message);
+        return 0;
+    }
     std::int32_t onKeyEvent(const qx::appmanager::KeyEvent& event) override {
         keys.push_back(event.keyCode);
+        types.push_back(event.keyType);
         return 0;
     }
     std::string getAppId() override { return "app"; }
     std::int32_t requestFocus(const std::string&) override { return 0; }
     std::int32_t requestUnfocus(const std::string&) override { return 0; }
     std::int32_t requestStatus(const std::string&) override { return 0; }
-    std::vector<int> keys;  // read after a press has returned
+    std::vector<int> keys;  // these are read after a press or a request has returned
+    std::vector<int> types;
+    std::vector<std::string> asked;
 };
 
 TEST_F(ClientLibraries, TheManagerDeliversKeys) {
@@ -437,16 +446,27 @@ TEST_F(ClientLibraries, TheManagerDeliversKeys) {
     Ctl({"press", "70"});
     Ctl({"press", "161"});
     EXPECT_EQ(application->keys, (std::vector<int>{70, 161}));
+    Ctl({"press", "70", "--type", "2"});
+    EXPECT_EQ(application->types, (std::vector<int>{0, 0, 2}));
+    Ctl({"apm", "request", "requestLanguageChange", "--text", "de"});
+    Ctl({"apm", "request", "requestMessage", "--text", "tuner", "--second", "no signal"});
+    EXPECT_EQ(application->asked, (std::vector<std::string>{"de", "tuner: no signal"}));
+    EXPECT_EQ(Trace("apm")[Trace("apm").size() - 2]["status"], 3);
+    Ctl({"apm", "request", "getAppId"});
+    EXPECT_EQ(Trace("apm").back()["status"], 0);
+    EXPECT_NE(CtlError({"apm", "request", "requestStopp"}).find("requestStop"), std::string::npos);
+    EXPECT_NE(CtlError({"press", "70", "--type", "long"}).find("--type"), std::string::npos);
     EXPECT_EQ(adapter->unRegisterApp("app"), 0);
     EXPECT_EQ(application.use_count(), 1) << "the library kept the application";
     CtlError({"press", "70"});
-    EXPECT_EQ(application->keys.size(), 2U);
+    EXPECT_EQ(application->keys.size(), 3U);
     std::vector<std::string> calls;
     for (const auto& row : Trace("apm")) {
         calls.push_back(row["call"]);
     }
     EXPECT_EQ(calls, (std::vector<std::string>{"getInstance", "registerApp", "registerApp", "notifyAppStatusInfo",
-                                               "onKeyEvent", "onKeyEvent", "unRegisterApp"}));
+                                               "onKeyEvent", "onKeyEvent", "onKeyEvent", "requestLanguageChange",
+                                               "requestMessage", "getAppId", "unRegisterApp"}));
 }
 
 TEST_F(ClientLibraries, ThreadsOfTheFrameworkRun) {
