@@ -197,6 +197,8 @@ TEST_F(RuledSet, ObserversLiveAsLongAsTheirConnection) {
     const auto interface = OpenModel();
     vumodelapi::NumericInteger* volume = nullptr;
     ASSERT_EQ(interface->getRootInterface()->connect(kVolume, observer.get(), volume), 0);
+    Ctl({"model", "set", kVolume, "1"});
+    observer->values.Take();  // nothing is on its way to it any more
     // In the place of the observer there is something else, as after its end.
     alignas(IntegerObserver) char place[sizeof(void*)] = {};
     std::swap_ranges(place, place + sizeof(place), reinterpret_cast<char*>(observer.get()));
