@@ -26,6 +26,7 @@ using nlohmann::json;
 
 constexpr char kSocketVariable[] = "SIMSET_SOCKET";
 constexpr std::time_t kAnswerSeconds = 30;
+constexpr int kNotifiers = 3;
 
 LineSocket Connect() {
     const char* const path = std::getenv(kSocketVariable);
@@ -141,14 +142,15 @@ json FileInHex(const std::string& path) {
 
 std::int32_t EventChannel::Open(std::string& client) {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    if (!m_events || HungUp(*m_events)) {
+    if (!m_events || HungUp(m_events->socket)) {
         m_events.reset();
-        auto events = std::make_shared<LineSocket>(Connect());
+        auto events = std::make_shared<Events>(LineSocket(Connect()));
+        LineSocket& socket = events->socket;
         const std::string name = std::to_string(::getpid()) + '.' +
                                  std::to_string(reinterpret_cast<std::uintptr_t>(this)) + '.' +
                                  std::to_string(++m_opened);
         std::string line;
-        if (!*events || !events->Send({{"op", "hello"}, {"client", name}}) || !events->Receive(line)) {
+        if (!socket || !socket.Send({{"op", "hello"}, {"client", name}}) || !socket.Receive(line)) {
             return kUnreachable;
         }
         const auto reply = DecodeLine(line);
@@ -156,9 +158,11 @@ std::int32_t EventChannel::Open(std::string& client) {
             return kUnreachable;
         }
         const timeval forever{0, 0};
-        ::setsockopt(events->Fd(), SOL_SOCKET, SO_RCVTIMEO, &forever, sizeof(forever));
+        ::setsockopt(socket.Fd(), SOL_SOCKET, SO_RCVTIMEO, &forever, sizeof(forever));
         try {
-            std::thread([this, events] { Run(*events); }).detach();
+            for (int i = 0; i < kNotifiers; ++i) {
+                std::thread([this, events] { Run(*events); }).detach();
+            }
         } catch (const std::system_error&) {
             return kUnreachable;
         }
@@ -169,13 +173,43 @@ std::int32_t EventChannel::Open(std::string& client) {
     return kOk;
 }
 
-void EventChannel::Run(LineSocket& events) {
-    std::string line;
-    while (events.Receive(line)) {
-        const auto event = DecodeLine(line);
-        if (event && event->is_object()) {
+// Whoever reads an event delivers it, unless its target is being told: then it is left to whoever does that.
+void EventChannel::Run(Events& events) {
+    for (;;) {
+        std::int64_t target = 0;
+        {
+            const std::lock_guard<std::mutex> reading(events.reading);
+            std::string line;
+            if (!events.socket.Receive(line)) {
+                return;
+            }
+            auto event = DecodeLine(line);
+            if (!event || !event->is_object()) {
+                continue;
+            }
+            const auto given = event->find("target");
+            target = given != event->end() && given->is_number_integer() ? given->get<std::int64_t>() : 0;
+            const std::lock_guard<std::mutex> lock(events.mutex);
+            const bool busy = events.waiting.count(target) != 0;
+            events.waiting[target].push_back(std::move(*event));
+            if (busy) {
+                continue;
+            }
+        }
+        for (;;) {
+            json event;
+            {
+                const std::lock_guard<std::mutex> lock(events.mutex);
+                auto& waiting = events.waiting[target];
+                if (waiting.empty()) {
+                    events.waiting.erase(target);
+                    break;
+                }
+                event = std::move(waiting.front());
+                waiting.pop_front();
+            }
             try {
-                m_deliver(*event);
+                m_deliver(event);
             } catch (const json::exception&) {
                 // An event of another shape than ours is none.
             }

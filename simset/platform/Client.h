@@ -3,7 +3,9 @@
 #define SIMSET_PLATFORM_CLIENT_H
 
 #include <cstdint>
+#include <deque>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <nlohmann/json.hpp>
@@ -18,18 +20,18 @@ namespace simset {
 // does not answer for half a minute. Never raises SIGPIPE.
 nlohmann::json Ask(const nlohmann::json& request);
 
-// Ask for those who want the status alone.
 // Tells the middleware that the application broke `rule` (words-with-dashes) with `call`; `expected` says in words
 // what would have been right.
 void TellViolation(const char* rule, const char* call, const char* expected, nlohmann::json details);
 
+// Ask for those who want the status alone.
 std::int32_t AskStatus(const nlohmann::json& request);
 
 // The bytes of a file in hexadecimal as they travel; null when it cannot be read or is larger than any key.
 nlohmann::json FileInHex(const std::string& path);
 
-// Events of the middleware for this process, delivered one after the other on a thread of its own. Lives as long
-// as the process: never to be destroyed.
+// Events of the middleware for this process, delivered on threads of its own: several at once, those with the same
+// "target" one after the other. Lives as long as the process: never to be destroyed.
 class EventChannel {
   public:
     using Deliver = std::function<void(const nlohmann::json& event)>;
@@ -41,11 +43,21 @@ class EventChannel {
     std::int32_t Open(std::string& client);
 
   private:
-    void Run(LineSocket& events);
+    // What the threads of one connection share.
+    struct Events {
+        explicit Events(LineSocket opened) : socket(std::move(opened)) {}
+
+        LineSocket socket;
+        std::mutex reading;  // before `mutex`: who reads an event also puts it in its place
+        std::mutex mutex;
+        std::map<std::int64_t, std::deque<nlohmann::json>> waiting;  // by target, for each that is being told
+    };
+
+    void Run(Events& events);
 
     Deliver m_deliver;
     std::mutex m_mutex;
-    std::shared_ptr<LineSocket> m_events;  // shared with the thread that reads; null before the first Open
+    std::shared_ptr<Events> m_events;  // shared with the threads that read; null before the first Open
     std::string m_client;
     std::uint64_t m_opened = 0;
 };

@@ -2,15 +2,11 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
-#include <condition_variable>
-#include <deque>
 #include <list>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <thread>
 #include <utility>
 
 #include "simset/base/Numbers.h"
@@ -37,62 +33,9 @@ Deliveries& TheDeliveries() {
     return *deliveries;
 }
 
-// The threads on which the application is notified: several, as on a television. What is for one receiver stays in
-// its order.
-class Notifiers {
-  public:
-    void Deliver(const json& event) {
-        const auto target = static_cast<std::uint64_t>(event.at("target").get<std::int64_t>());
-        m_threads[target % m_threads.size()].Put(event);
-    }
-
-  private:
-    class Notifier {
-      public:
-        Notifier() {
-            std::thread([this] { Run(); }).detach();
-        }
-
-        void Put(const json& event) {
-            const std::lock_guard<std::mutex> lock(m_mutex);
-            m_events.push_back(event);
-            m_changed.notify_one();
-        }
-
-      private:
-        void Run() {
-            for (;;) {
-                json event;
-                {
-                    std::unique_lock<std::mutex> lock(m_mutex);
-                    m_changed.wait(lock, [this] { return !m_events.empty(); });
-                    event = std::move(m_events.front());
-                    m_events.pop_front();
-                }
-                try {
-                    TheDeliveries().Deliver(event);
-                } catch (const json::exception&) {
-                    // An event of another shape than ours is none.
-                }
-            }
-        }
-
-        std::mutex m_mutex;
-        std::condition_variable m_changed;
-        std::deque<json> m_events;
-    };
-
-    std::array<Notifier, 3> m_threads;
-};
-
-Notifiers& TheNotifiers() {
-    static Notifiers* const notifiers = new Notifiers;
-    return *notifiers;
-}
-
 EventChannel& TheChannel() {
     static EventChannel* const channel =
-        new EventChannel([](const json& event) { TheNotifiers().Deliver(event); });
+        new EventChannel([](const json& event) { TheDeliveries().Deliver(event); });
     return *channel;
 }
 
