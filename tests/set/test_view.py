@@ -115,7 +115,7 @@ class Page(unittest.TestCase):
             self.filter("sound.main.volume")
             browser.click("#unfold-all")
             self.wait_row("model", "set", "sound.main.volume", "20")
-            browser.click("//*[contains(@class, 'row')]//*[contains(text(), 'sound.main.volume') and contains(text(), '20')]")
+            browser.click("//*[@class='text'][contains(., 'sound.main.volume ← 20')]")
             self.assertIn('"key": "tovix.sl2.i32.sound.main.volume"', browser.text("#details-text"))
             browser.wait("return !document.getElementById('picture').hidden", what="the panel's picture")
             self.assertEqual(browser.run("return document.getElementById('picture').naturalWidth"), 640)
