@@ -102,6 +102,12 @@ std::optional<Arguments> Match(const VerbForm& form, const Words& words) {
     return arguments;
 }
 
+bool Changes(const std::vector<VerbForm>& forms, const Words& words) {
+    const auto found = std::find_if(forms.begin(), forms.end(),
+                                    [&words](const VerbForm& form) { return Match(form, words).has_value(); });
+    return found != forms.end() && found->changes;
+}
+
 void RefuseName(const std::string& what, const std::string& name, const std::vector<std::string>& names) {
     throw ControlError(fmt::format("there is no {} \"{}\"; did you mean {}?", what, name,
                                    fmt::join(NearNames(name, names, kSuggestions), " or ")));

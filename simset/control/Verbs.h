@@ -30,6 +30,7 @@ struct VerbForm {
     const char* verb;
     const char* arguments;
     const char* help;
+    bool changes = true;  // the set; one that only looks is not told in the trace
 };
 
 // What the user typed for the words of a row that are not fixed.
@@ -53,6 +54,9 @@ class Arguments {
 
 // Nothing when `words`, the verb first, are not of that form.
 std::optional<Arguments> Match(const VerbForm& form, const Words& words);
+
+// Whether the first form that `words` match changes the set.
+bool Changes(const std::vector<VerbForm>& forms, const Words& words);
 
 // Says how the verb is used, or which verbs sound like it when no form has it.
 [[noreturn]] void RefuseVerb(const std::vector<VerbForm>& forms, const Words& words);

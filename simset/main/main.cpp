@@ -26,6 +26,9 @@ constexpr const char* kRunFooter = R"(
 When the application runs, one line of JSON goes to standard output:
   {"ready":true,"line":"/dev/pts/5","control":"DIR/control","pid":1234}
 DIR/line links to the serial line; DIR/app.out and DIR/app.err hold what the application printed.
+The last line says why the run ended: no-start, application, killed, stopped, power-cut, panel-lost,
+set-lost, reboot-failed or failed:
+  {"ended":"application","status":0}
 
 Exit status: the application's own, 128 + N when signal N ended it (137 after a power cut), 0 after
 SIGINT or SIGTERM; 2 unusable arguments, state in use, no application; 3 namespaces not allowed;
@@ -34,21 +37,17 @@ SIGINT or SIGTERM; 2 unusable arguments, state in use, no application; 3 namespa
 be 0 but something in the scenario did not happen.)";
 
 int RunSet(const simset::RunOptions& options) {
+    simset::Ended ended;
     try {
-        return simset::Board(options).Run();
-    } catch (const simset::RunError& error) {
-        std::fprintf(stderr, "simset: %s\n", error.what());
-        return error.Status();
-    } catch (const simset::StateError& error) {
-        std::fprintf(stderr, "simset: %s\n", error.what());
-        return simset::kExitState;
-    } catch (const std::system_error& error) {
-        std::fprintf(stderr, "simset: %s\n", error.what());
-        return error.code().value() == ENOSPC ? simset::kExitState : simset::kExitInternal;
+        simset::Board(options).Run(ended);
     } catch (const std::exception& error) {
+        ended.status = simset::ExitStatus(error);  // also of one that came before Run
         std::fprintf(stderr, "simset: %s\n", error.what());
-        return simset::kExitInternal;
     }
+    const std::string line = ToJson(ended).dump();
+    std::printf("%s\n", line.c_str());
+    std::fflush(stdout);
+    return ended.status;
 }
 
 int RunControl(const std::string& state, const std::vector<std::string>& verb) {

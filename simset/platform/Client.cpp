@@ -1,6 +1,7 @@
 #include "simset/platform/Client.h"
 
 #include <poll.h>
+#include <pthread.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <unistd.h>
@@ -27,6 +28,7 @@ using nlohmann::json;
 constexpr char kSocketVariable[] = "SIMSET_SOCKET";
 constexpr std::time_t kAnswerSeconds = 30;
 constexpr int kNotifiers = 3;
+constexpr std::size_t kThreadNameBytes = 16;
 
 LineSocket Connect() {
     const char* const path = std::getenv(kSocketVariable);
@@ -81,7 +83,10 @@ json Gone() {
 
 }  // namespace
 
-json Ask(const json& request) {
+json Ask(json request) {
+    char thread[kThreadNameBytes] = {};
+    ::pthread_getname_np(::pthread_self(), thread, sizeof(thread));
+    request["thread"] = thread;
     // A pooled connection may be one of a middleware that has been restarted since: then the next one is tried.
     // What could not be sent whole was not carried out, so nothing happens twice.
     for (auto socket = ThePool().Take();; socket = ThePool().Take()) {
@@ -109,8 +114,8 @@ json Ask(const json& request) {
     }
 }
 
-std::int32_t AskStatus(const json& request) {
-    return Ask(request)["status"].get<std::int32_t>();
+std::int32_t AskStatus(json request) {
+    return Ask(std::move(request))["status"].get<std::int32_t>();
 }
 
 void TellViolation(const char* rule, const char* call, const char* expected, json details) {

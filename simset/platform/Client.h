@@ -15,17 +15,17 @@
 
 namespace simset {
 
-// Sends `request` to the socket that SIMSET_SOCKET names and waits for the answer. Any thread may call; calls of
-// several threads do not wait for each other. Returns the answer, {"status":111} when the middleware is gone or
-// does not answer for half a minute. Never raises SIGPIPE.
-nlohmann::json Ask(const nlohmann::json& request);
+// Sends `request`, with the name of the calling thread, to the socket that SIMSET_SOCKET names and waits for the
+// answer. Any thread may call; calls of several threads do not wait for each other. Returns the answer,
+// {"status":111} when the middleware is gone or does not answer for half a minute. Never raises SIGPIPE.
+nlohmann::json Ask(nlohmann::json request);
+
+// Ask for those who want the status alone.
+std::int32_t AskStatus(nlohmann::json request);
 
 // Tells the middleware that the application broke `rule` (words-with-dashes) with `call`; `expected` says in words
 // what would have been right.
 void TellViolation(const char* rule, const char* call, const char* expected, nlohmann::json details);
-
-// Ask for those who want the status alone.
-std::int32_t AskStatus(const nlohmann::json& request);
 
 // The bytes of a file in hexadecimal as they travel; null when it cannot be read or is larger than any key.
 nlohmann::json FileInHex(const std::string& path);

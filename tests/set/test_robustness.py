@@ -121,7 +121,7 @@ class State(AtOnce):
             done = run("unshare", "--map-root-user", "--mount", "sh", "-c", script)
             self.assertNotIn(done.returncode, (0, 3), done.stderr)
             self.assertRegex(done.stderr.lower(), "full|no space")
-            self.assertEqual(done.stdout, "")
+            self.assertEqual(done.stdout, '{"ended":"no-start","status":4}\n')
 
     def test_unusable_arguments(self):
         for arguments in ("run", "run --state /proc/no/such", "run --state /tmp/x --mode 9", "fly"):

@@ -84,17 +84,20 @@ Board::Board(const RunOptions& options)
                             : nullptr),
       m_middleware(m_state.Path()),
       m_sticks(m_state.Folder()),
-      m_line(options.line, [this](const char* call, const std::string& settings) {
-          m_middleware.Violation("serial-parameters", call, "a port set to " + Describe(kLineFraming) + ", raw",
-                                 {{"settings", settings}});
-      }) {
+      m_line(
+          options.line,
+          [this](const char* call, const std::string& settings) {
+              m_middleware.Violation("serial-parameters", call, "a port set to " + Describe(kLineFraming) + ", raw",
+                                     {{"settings", settings}});
+          },
+          [this](const nlohmann::json& row) { m_middleware.Trace(row); }) {
     if (options.mode) {
         m_middleware.SetFlash("ZelFacMode", *options.mode);
     }
     PrepareSticks();
     // By a name that ends with this process: a terminal's own is given to the next set that opens one.
     m_state.LinkLine(m_line.ToolLink());
-    m_middleware.SetHooks({[this] { OnSync(); }, [this] { m_power.Ask(Wish::Reboot); },
+    m_middleware.SetHooks({[this] { return OnSync(); }, [this] { m_power.Ask(Wish::Reboot); },
                            [this] { m_power.Ask(Wish::PowerCut); },
                            [this](const std::string& text) { Problem(text); },
                            [this](std::uint64_t seq) {
@@ -128,6 +131,23 @@ void Board::OpenView() {
         throw RunError(kExitUsage, "no page in the browser at " + std::string(error.what()) +
                                        ": give another --view ADDRESS:PORT; port 0 is any that is free");
     }
+}
+
+int ExitStatus(const std::exception& error) {
+    if (const auto* const ofRun = dynamic_cast<const RunError*>(&error)) {
+        return ofRun->Status();
+    }
+    const auto* const ofSystem = dynamic_cast<const std::system_error*>(&error);
+    const bool full = ofSystem != nullptr && ofSystem->code().value() == ENOSPC;
+    return full || dynamic_cast<const StateError*>(&error) != nullptr ? kExitState : kExitInternal;
+}
+
+nlohmann::json ToJson(const Ended& ended) {
+    nlohmann::json object{{"ended", ended.reason}, {"status", ended.status}};
+    if (!ended.signal.empty()) {
+        object["signal"] = ended.signal;
+    }
+    return object;
 }
 
 Board::~Board() {
@@ -204,6 +224,7 @@ void Board::PowerOn(bool first) {
         m_middleware.PowerOn();
     }
     StartScenario();
+    m_middleware.Trace({{"who", "power"}, {"call", "on"}});
     const std::lock_guard stickLock(m_stickMutex);
     auto streams = std::make_shared<Streams>(m_state.Folder(), first);
     auto agent = std::make_shared<AgentLink>(Config(), m_state.Folder(), streams->ApplicationEnds());
@@ -224,13 +245,16 @@ void Board::PowerOn(bool first) {
     std::fflush(stdout);
 }
 
-int Board::Run() {
+void Board::Run(Ended& ended) {
     try {
-        const int status = RunUntilOff();
+        RunUntilOff(ended);
         m_power.Close();
-        return EndScenario(status);
-    } catch (...) {
+        ended.status = EndScenario(ended.status);
+        TraceOff(ended);
+    } catch (const std::exception& error) {
         m_power.Close();
+        ended.status = ExitStatus(error);
+        TraceOff(ended);
         const std::lock_guard lock(m_mutex);
         m_agent.reset();
         m_streams.reset();
@@ -238,9 +262,10 @@ int Board::Run() {
     }
 }
 
-int Board::RunUntilOff() {
+void Board::RunUntilOff(Ended& ended) {
     for (bool first = true;; first = false) {
         PowerOn(first);
+        ended.reason = "failed";
         if (!first) {
             m_power.Done();
         }
@@ -249,9 +274,14 @@ int Board::RunUntilOff() {
         if (end == End::PowerCut) {
             m_power.Done();
         }
-        if (end != End::Reboot) {
-            return m_options.strict && status == 0 && TellViolations() ? kExitRuleBroken : status;
+        if (end == End::Reboot) {
+            m_middleware.Trace({{"who", "power"}, {"call", "reboot"}});
+            ended.reason = "reboot-failed";
+            continue;
         }
+        ended = Why(end, m_options.strict && status == 0 && TellViolations() ? kExitRuleBroken : status);
+        TraceOff(ended);
+        return;
     }
 }
 
@@ -279,6 +309,34 @@ int Board::EndScenario(int status) {
         std::fprintf(stderr, "simset: %s\n", failure.c_str());
     }
     return status == 0 && !failures.empty() ? kExitScenario : status;
+}
+
+Ended Board::Why(End end, int status) const {
+    switch (end) {
+        case End::Signal:
+            return {"stopped", status, ""};
+        case End::PowerCut:
+            return {"power-cut", status, ""};
+        case End::AgentDied:
+            return {"set-lost", status, ""};
+        case End::PanelLost:
+            return {"panel-lost", status, ""};
+        case End::Application:
+        case End::Reboot:
+            break;
+    }
+    if (!WIFSIGNALED(m_applicationStatus)) {
+        return {"application", status, ""};
+    }
+    const int number = WTERMSIG(m_applicationStatus);
+    const char* const name = ::sigabbrev_np(number);
+    return {"killed", status, name == nullptr ? std::to_string(number) : name};
+}
+
+void Board::TraceOff(const Ended& ended) {
+    nlohmann::json row{{"who", "power"}, {"call", ended.reason == "power-cut" ? "cut" : "off"}};
+    row.update(ToJson(ended));
+    m_middleware.Trace(row);
 }
 
 bool Board::TellViolations() const {
@@ -388,7 +446,7 @@ void Board::StopApplication() {
 
 bool Board::SaveTrees() {
     try {
-        Agent()->Request({request::kSave});
+        Request({request::kSave});
         return true;
     } catch (const std::exception& error) {
         Problem(std::string("the set's files could not be saved: ") + error.what());
@@ -400,6 +458,9 @@ int Board::PowerOff(End end) {
     const std::shared_ptr<AgentLink> agent = Agent();
     if (end == End::PanelLost) {
         Problem("the panel's X server has ended; what it said is in " + m_state.At("xvfb.log"));
+    }
+    if (end == End::AgentDied) {
+        Problem("the first process of the set's namespaces was killed, and the set with it");
     }
     const bool hard = end == End::PowerCut || end == End::AgentDied;
     const auto letGo = [this] {
@@ -446,14 +507,8 @@ int Board::PowerOff(End end) {
     return saved ? 0 : kExitState;
 }
 
-void Board::OnSync() {
-    if (const std::shared_ptr<AgentLink> agent = Agent()) {
-        try {
-            agent->Request({request::kSave});
-        } catch (const std::exception& error) {
-            Problem(std::string("the set's files could not be saved: ") + error.what());
-        }
-    }
+bool Board::OnSync() {
+    return Agent() == nullptr || SaveTrees();
 }
 
 void Board::Problem(const std::string& text) {

@@ -25,6 +25,22 @@
 
 namespace simset {
 
+// Why a run ended: the last line of `simset run`.
+struct Ended {
+    // "no-start", "application" (by itself), "killed" (by a signal), "stopped" (a signal to simset), "power-cut",
+    // "panel-lost" (its X server ended), "set-lost" (the first process of its namespaces was killed),
+    // "reboot-failed", "failed"
+    std::string reason = "no-start";
+    int status = 0;      // simset's exit status
+    std::string signal;  // the name of the one that killed the application
+};
+
+// simset's exit status for a run that ends with this exception.
+int ExitStatus(const std::exception& error);
+
+// {"ended":REASON,"status":N}, with "signal" of an application that was killed.
+nlohmann::json ToJson(const Ended& ended);
+
 // The whole simulated set around one run of `simset run`: holds the parts, powers the set on and off, and carries
 // out the verbs of `simset ctl`.
 class Board {
@@ -36,9 +52,9 @@ class Board {
     Board(const Board&) = delete;
     Board& operator=(const Board&) = delete;
 
-    // Powers the set on and keeps it until the application ends, a signal comes or the power is cut.
-    // Returns simset's exit status.
-    int Run();
+    // Powers the set on and keeps it until the application ends, a signal comes or the power is cut. Says in
+    // `ended`, as far as it comes, why the run ends; also when it throws, which is as the constructor does.
+    void Run(Ended& ended);
 
     // All verbs of `simset ctl`: the middleware's and the board's.
     static std::vector<VerbForm> AllVerbs();
@@ -68,7 +84,9 @@ class Board {
     void PowerOn(bool first);
     End Serve();
     std::optional<End> TakeEvent();
-    int RunUntilOff();
+    void RunUntilOff(Ended& ended);
+    Ended Why(End end, int status) const;
+    void TraceOff(const Ended& ended);
     int PowerOff(End end);
     bool TellViolations() const;
     void StartScenario();
@@ -82,13 +100,14 @@ class Board {
     int WaitTime() const;
 
     // Requests from other threads.
-    void OnSync();
+    bool OnSync();
     void Problem(const std::string& text);
     std::shared_ptr<AgentLink> Agent() const;
 
     // Verbs of `simset ctl`, each on its connection's thread (BoardVerbs.cpp).
     static const std::vector<Verb<Board>>& Verbs();
     std::string Control(const Caller& caller, const Words& words);
+    std::string CarryOut(const Caller& caller, const Words& words);
     std::shared_ptr<Streams> Manager() const;
     Message Request(const std::vector<std::string>& parts, const std::vector<int>& fds = {});
     Screenshot TakePicture() const;

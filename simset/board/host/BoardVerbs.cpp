@@ -37,16 +37,17 @@ const std::vector<Verb<Board>>& Board::Verbs() {
         {{"usb", "plug DIR [--name NAME] [--read-only]", "a stick with a copy of DIR; prints its name"},
          &Board::PlugStick},
         {{"usb", "unplug NAME", ""}, &Board::UnplugStick},
-        {{"usb", "read NAME DIR", "copy a stick's content into DIR"}, &Board::ReadStick},
-        {{"cat", "PATH", "a file of the set"}, &Board::Cat},
+        {{"usb", "read NAME DIR", "copy a stick's content into DIR", false}, &Board::ReadStick},
+        {{"cat", "PATH", "a file of the set", false}, &Board::Cat},
         {{"put", "FILE PATH", "copy FILE into the set"}, &Board::Put},
         {{"rm", "PATH", ""}, &Board::Remove},
-        {{"ls", "PATH", ""}, &Board::List},
-        {{"mounts", "", "the set's mount table"}, &Board::Mounts},
-        {{"mounts", "--unsynced", "where a power cut would lose what was written"}, &Board::Unsynced},
-        {{"screenshot", "FILE.png", "what the panel shows"}, &Board::Picture},
+        {{"ls", "PATH", "", false}, &Board::List},
+        {{"mounts", "", "the set's mount table", false}, &Board::Mounts},
+        {{"mounts", "--unsynced", "where a power cut would lose what was written", false}, &Board::Unsynced},
+        {{"screenshot", "FILE.png", "what the panel shows", false}, &Board::Picture},
+        {{"line", "", "the serial line's settings and counters as JSON", false}, &Board::Line},
         {{"line", "[--baud N] [--drop P] [--flip P] [--delay MS] [--seed N]",
-          "faults of the serial line, P a probability per byte;\nwithout options: settings and counters as JSON"},
+          "faults of the serial line, P a probability per byte"},
          &Board::Line},
         {{"line", "--unplug|--plug",
           "the application's end hangs up, its reads return at once with nothing; it is back"},
@@ -69,6 +70,21 @@ std::vector<VerbForm> Board::AllVerbs() {
 }
 
 std::string Board::Control(const Caller& caller, const Words& words) {
+    if (!Changes(AllVerbs(), words)) {
+        return CarryOut(caller, words);
+    }
+    nlohmann::json row{{"who", "ctl"}, {"call", words[0]}, {"words", Words(words.begin() + 1, words.end())}};
+    m_middleware.Trace(row);
+    try {
+        return CarryOut(caller, words);
+    } catch (const std::exception& error) {
+        row["error"] = error.what();
+        m_middleware.Trace(row);
+        throw;
+    }
+}
+
+std::string Board::CarryOut(const Caller& caller, const Words& words) {
     const auto isOf = [&words](const VerbForm& form) { return words[0] == form.verb; };
     const std::vector<Verb<Board>>& verbs = Verbs();
     if (std::any_of(verbs.begin(), verbs.end(), isOf)) {

@@ -41,11 +41,15 @@ class SerialLine::Pump {
           m_generation(line.m_generation),
           m_resets(line.m_resets),
           m_clock(m_settings.baud),
-          m_faults(m_settings, direction.number) {}
+          m_faults(m_settings, direction.number),
+          m_tap(direction.number == 0, line.m_tell) {}
 
     void Run() {
         while (!m_line.m_stop) {
             TakeChanges();
+            if (const auto silent = m_tap.SilentAt(); silent && Now() >= *silent) {
+                m_tap.TakeSilence(Now());
+            }
             Deliver();
             Wait();
             ReadMore();
@@ -95,6 +99,9 @@ class SerialLine::Pump {
             return;
         }
         std::string bytes(buffer.data(), static_cast<std::size_t>(got));
+        if (m_direction.number == 1) {
+            m_tap.Take(bytes.data(), bytes.size(), Now());
+        }
         Nanos arrives = m_settings.baud == 0 ? Now() : m_clock.Schedule(Now(), bytes.size(), m_moreWaits);
         m_moreWaits = bytes.size() == wanted;
         arrives += std::chrono::milliseconds(m_settings.delayMs);
@@ -165,6 +172,9 @@ class SerialLine::Pump {
                 bytes.empty() ? 0 : ::write(m_direction.to.master.Get(), bytes.data(), bytes.size());
             const std::size_t done = put > 0 ? static_cast<std::size_t>(put) : 0;
             m_direction.counters.delivered += done;
+            if (m_direction.number == 0) {
+                m_tap.Take(bytes.data(), done, Now());
+            }
             if (done < bytes.size()) {
                 if (m_settings.baud == 0) {
                     bytes.erase(0, done);
@@ -188,6 +198,9 @@ class SerialLine::Pump {
         if (!room && m_settings.baud != 0) {
             const Nanos roomAt = m_clock.FreeAt() - kAhead;
             until = until ? std::min(*until, roomAt) : roomAt;
+        }
+        if (const auto silent = m_tap.SilentAt()) {
+            until = until ? std::min(*until, *silent) : *silent;
         }
         std::array<pollfd, 3> polls{m_direction.wake.Poll(),
                                     pollfd{room ? m_direction.from.master.Get() : -1, POLLIN, 0},
@@ -215,6 +228,7 @@ class SerialLine::Pump {
     unsigned m_resets;
     LineClock m_clock;
     FaultInjector m_faults;
+    LineTap m_tap;
     std::array<std::uint64_t, 2> m_faultsBefore{};
     std::deque<Chunk> m_onWire;
     bool m_readable = false;
@@ -224,11 +238,12 @@ class SerialLine::Pump {
     std::string m_told;   // the wrong settings that were told last
 };
 
-SerialLine::SerialLine(const LineSettings& settings, Misuse misuse)
+SerialLine::SerialLine(const LineSettings& settings, Misuse misuse, LineTap::Tell tell)
     : m_set(Terminal::Open()),
       m_tool(Terminal::Open()),
       m_settings(settings),
       m_misuse(std::move(misuse)),
+      m_tell(std::move(tell)),
       m_toSet{m_tool, m_set, 0},
       m_fromSet{m_set, m_tool, 1},
       m_watch(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {

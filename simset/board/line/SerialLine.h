@@ -13,6 +13,7 @@
 
 #include "simset/base/WakeUp.h"
 #include "simset/board/line/LineModel.h"
+#include "simset/board/line/LineTap.h"
 #include "simset/board/line/Terminal.h"
 
 namespace simset {
@@ -42,8 +43,11 @@ class SerialLine {
     // which was not set to the line's framing, or not raw. On a thread of the line.
     using Misuse = std::function<void(const char* call, const std::string& settings)>;
 
-    // Opens both ends and starts carrying bytes. Throws std::system_error.
-    explicit SerialLine(const LineSettings& settings, Misuse misuse = nullptr);
+    // Opens both ends and starts carrying bytes. `tell` is told the rows of the trace, as LineTap has them: what
+    // the set sent, and what reached its port; from two threads of the line. Throws std::system_error.
+    explicit SerialLine(
+        const LineSettings& settings, Misuse misuse = nullptr,
+        LineTap::Tell tell = [](const nlohmann::json&) {});
     ~SerialLine();
     SerialLine(const SerialLine&) = delete;
     SerialLine& operator=(const SerialLine&) = delete;
@@ -99,6 +103,7 @@ class SerialLine {
     mutable std::mutex m_mutex;
     LineSettings m_settings;
     Misuse m_misuse;
+    const LineTap::Tell m_tell;
     std::atomic<unsigned> m_generation{0};  // counts changes, so that the pumps notice them
     std::atomic<unsigned> m_resets{0};
     std::atomic<bool> m_stop{false};

@@ -4,6 +4,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -40,6 +41,20 @@ size_t SequenceLength(const char* text) {
         }
     }
     return length;
+}
+
+// The status in an answer, of which the rest is not looked at; 0 when none comes.
+int ReceiveStatus(int socket) {
+    char answer[512] = {};
+    size_t size = 0;
+    for (char byte = 0; recv(socket, &byte, 1, 0) == 1 && byte != '\n';) {
+        if (size + 1 < sizeof answer) {
+            answer[size++] = byte;
+        }
+    }
+    constexpr char kMember[] = "\"status\":";
+    const char* const found = strstr(answer, kMember);
+    return found == nullptr ? 0 : atoi(found + sizeof kMember - 1);
 }
 
 }  // namespace
@@ -84,7 +99,16 @@ void Line::Text(const char* text) {
     Put('"');
 }
 
-void Report(Line& line) {
+void AddThread(Line& line) {
+    char name[16] = {};
+    prctl(PR_GET_NAME, name);
+    line.Raw("\"thread\":");
+    line.Text(name);
+    line.Raw(",");
+}
+
+int Report(Line& line) {
+    int status = 0;
     const int savedErrno = errno;
     const char* path = getenv("SIMSET_SOCKET");
     const size_t length = path == nullptr ? 0 : strlen(path);
@@ -98,14 +122,13 @@ void Report(Line& line) {
             line.Raw("\n");
             if (connect(fd, target, sizeof address) == 0 &&
                 send(fd, line.Data(), line.Size(), MSG_NOSIGNAL) == static_cast<ssize_t>(line.Size())) {
-                char answer = 0;
-                while (recv(fd, &answer, 1, 0) == 1 && answer != '\n') {
-                }
+                status = ReceiveStatus(fd);
             }
             close(fd);
         }
     }
     errno = savedErrno;
+    return status;
 }
 
 }  // namespace simset::preload

@@ -34,8 +34,11 @@ class Line {
 };
 
 // Sends the line to simset and waits for its answer, so that what follows comes after it in simset's order too.
-// Does nothing when no simset is there. Keeps errno.
-void Report(Line& line);
+// Returns the status of the answer; 0, with nothing done, when no simset is there. Keeps errno.
+int Report(Line& line);
+
+// Appends the calling thread's name as a member, with a comma behind it.
+void AddThread(Line& line);
 
 }  // namespace simset::preload
 

@@ -62,6 +62,51 @@ bool TakesMode(int flags) {
     return (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
 }
 
+// Begins a request of kind `operation` about a mount call.
+void BeginMount(simset::preload::Line& line, const char* operation, const char* call, const char* target) {
+    line.Raw("{");
+    simset::preload::AddThread(line);
+    line.Raw(R"("op":")");
+    line.Raw(operation);
+    line.Raw(R"(","row":{"who":"mount","call":")");
+    line.Raw(call);
+    line.Raw(R"(","target":)");
+    line.Text(target == nullptr ? "" : target);
+}
+
+// Carries a mount call of the application out, unless it is to fail, and tells simset. A mount program's call is
+// already told by the shell command that ran it.
+template <typename Carry>
+int ReportedMount(const char* call, const char* target, long flags, const Carry& carry) {
+    static const bool inApplication = InApplication();
+    if (!inApplication) {
+        return carry();
+    }
+    simset::preload::Line question;
+    BeginMount(question, "may", call, target);
+    question.Raw("}}");
+    const int fault = simset::preload::Report(question);
+    if (fault != 0) {
+        errno = fault;
+    }
+    const int status = fault != 0 ? -1 : carry();
+    const int savedErrno = errno;
+    simset::preload::Line line;
+    BeginMount(line, "trace", call, target);
+    line.Raw(R"(,"flags":)");
+    line.Number(flags);
+    if (status != 0) {
+        line.Raw(R"(,"errno":)");
+        line.Number(savedErrno);
+    }
+    line.Raw(R"(,"status":)");
+    line.Number(status);
+    line.Raw("}}");
+    simset::preload::Report(line);
+    errno = savedErrno;
+    return status;
+}
+
 }  // namespace
 
 #define SIMSET_VISIBLE __attribute__((visibility("default")))
@@ -125,7 +170,9 @@ SIMSET_IN_FRONT(int, fstatat64, (int at, const char* path, struct stat64* info, 
 
 SIMSET_VISIBLE void sync() {
     simset::preload::Line line;
-    line.Raw(R"({"op":"sync"})");
+    line.Raw("{");
+    simset::preload::AddThread(line);
+    line.Raw(R"("op":"sync"})");
     simset::preload::Report(line);
 }
 
@@ -133,23 +180,18 @@ SIMSET_VISIBLE int mount(const char* source, const char* target, const char* typ
                          const void* data) {
     using Call = int (*)(const char*, const char*, const char*, unsigned long, const void*);
     static const auto next = Next<Call>("mount");
-    const int status = next(source, target, type, flags, data);
-    const int savedErrno = errno;
-    // A mount program's call is already told by the shell command that ran it.
-    static const bool inApplication = InApplication();
-    if (inApplication) {
-        simset::preload::Line line;
-        line.Raw(R"({"op":"trace","row":{"who":"mount","call":"mount","target":)");
-        line.Text(target == nullptr ? "" : target);
-        line.Raw(R"(,"flags":)");
-        line.Number(static_cast<long>(flags));
-        line.Raw(R"(,"status":)");
-        line.Number(status);
-        line.Raw("}}");
-        simset::preload::Report(line);
-    }
-    errno = savedErrno;
-    return status;
+    return ReportedMount("mount", target, static_cast<long>(flags),
+                         [&] { return next(source, target, type, flags, data); });
+}
+
+SIMSET_VISIBLE int umount(const char* target) {
+    static const auto next = Next<int (*)(const char*)>("umount");
+    return ReportedMount("umount", target, 0, [&] { return next(target); });
+}
+
+SIMSET_VISIBLE int umount2(const char* target, int flags) {
+    static const auto next = Next<int (*)(const char*, int)>("umount2");
+    return ReportedMount("umount", target, flags, [&] { return next(target, flags); });
 }
 
 SIMSET_VISIBLE int tcgetattr(int fd, struct termios* settings) {

@@ -10,6 +10,31 @@ namespace {
 
 constexpr std::chrono::seconds kPressLimit{5};
 
+// What is known of the request that this thread carries out: goes into the rows that come of it.
+thread_local const Request* t_request = nullptr;
+
+class WhileCarriedOut {
+  public:
+    explicit WhileCarriedOut(const Request& request) { t_request = &request; }
+    ~WhileCarriedOut() { t_request = nullptr; }
+    WhileCarriedOut(const WhileCarriedOut&) = delete;
+    WhileCarriedOut& operator=(const WhileCarriedOut&) = delete;
+};
+
+// `row` with the thread of the application and the number of the connection or iterator that asked.
+nlohmann::json WithAsker(nlohmann::json row) {
+    if (t_request == nullptr) {
+        return row;
+    }
+    for (const auto& [member, name] :
+         {std::pair("thread", "thread"), {"conn", "connection"}, {"iterator", "iterator"}}) {
+        if (const auto found = t_request->find(member); found != t_request->end() && !row.contains(name)) {
+            row[name] = *found;
+        }
+    }
+    return row;
+}
+
 }  // namespace
 
 Middleware::Middleware(const std::filesystem::path& stateDir, std::unique_ptr<Scheduler> scheduler)
@@ -138,7 +163,7 @@ void Middleware::SetFlash(const std::string& name, const std::string& value) {
 void Middleware::Trace(const nlohmann::json& row) {
     m_finish.Follow(row);
     const std::lock_guard<std::mutex> lock(m_timeMutex);
-    m_trace.Append((m_scheduler->Now() - m_powerOnTime).count(), row);
+    m_trace.Append((m_scheduler->Now() - m_powerOnTime).count(), WithAsker(row));
     if (CutPoint::IsStep(row)) {
         m_cutPoint.Step();
     }
@@ -158,14 +183,14 @@ const std::map<std::string, Middleware::Operation>& Middleware::Operations() {
         {"root", [](Middleware& self, const Request& r) { return self.m_model.Root(r); }},
         {"connect", [](Middleware& self, const Request& r) { return self.m_model.Connect(r); }},
         {"disconnect", [](Middleware& self, const Request& r) { return self.m_model.Disconnect(r); }},
-        {"release", [](Middleware& self, const Request& r) { return self.m_model.Release(r); }},
+        {"release", &Middleware::Release},
         {"set", [](Middleware& self, const Request& r) { return self.m_model.SetValue(r); }},
         {"get", [](Middleware& self, const Request& r) { return self.m_model.GetValue(r); }},
         {"invoke", [](Middleware& self, const Request& r) { return self.m_model.Invoke(r); }},
         {"iterator", [](Middleware& self, const Request& r) { return self.m_model.OpenIterator(r); }},
         {"count", [](Middleware& self, const Request& r) { return self.m_model.Count(r); }},
         {"rows", [](Middleware& self, const Request& r) { return self.m_model.Rows(r); }},
-        {"iterator-end", [](Middleware& self, const Request& r) { return self.m_model.CloseIterator(r); }},
+        {"iterator-end", &Middleware::CloseIterator},
         {"flash-get", [](Middleware& self, const Request& r) { return self.m_flash.Get(r); }},
         {"flash-set", [](Middleware& self, const Request& r) { return self.m_flash.Put(r); }},
         {"meta-init", [](Middleware& self, const Request& r) { return self.m_metadata.Init(r); }},
@@ -182,6 +207,21 @@ const std::map<std::string, Middleware::Operation>& Middleware::Operations() {
         {"apm-delivered", [](Middleware& self, const Request& r) { return self.m_appManager.Delivered(r); }},
     };
     return kOperations;
+}
+
+Reply Middleware::Release(Middleware& self, const Request& request) {
+    Reply reply = self.m_model.Release(request);
+    self.Trace({{"who", "model"},
+                {"call", "release"},
+                {"connections", request.value("conns", nlohmann::json::array())},
+                {"status", reply.at("status")}});
+    return reply;
+}
+
+Reply Middleware::CloseIterator(Middleware& self, const Request& request) {
+    Reply reply = self.m_model.CloseIterator(request);
+    self.Trace({{"who", "model"}, {"call", "iterator-end"}, {"status", reply.at("status")}});
+    return reply;
 }
 
 // What happens while the power fails is not answered any more.
@@ -201,14 +241,19 @@ Reply Middleware::Answer(const Request& request) {
 Reply Middleware::Sync() {
     m_cutPoint.Step();
     m_finish.Sync();
-    if (!m_cutPoint.IsFailing() && m_hooks.onSync) {
-        m_hooks.onSync();
+    if (m_cutPoint.IsFailing()) {
+        return {{"status", kOk}};  // nobody gets it
     }
-    return {{"status", kOk}};
+    const auto begin = m_scheduler->Now();
+    const std::int32_t status = !m_hooks.onSync || m_hooks.onSync() ? kOk : kNotKept;
+    Trace(
+        {{"who", "sync"}, {"call", "sync"}, {"tookMs", (m_scheduler->Now() - begin).count()}, {"status", status}});
+    return {{"status", status}};
 }
 
 Reply Middleware::Carry(const Request& request) {
     try {
+        const WhileCarriedOut asker(request);
         const auto op = request.at("op").get<std::string>();
         if (op == "sync") {
             return Sync();

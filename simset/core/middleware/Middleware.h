@@ -31,8 +31,8 @@ namespace simset {
 // What the middleware asks of the board around it. An empty function is left out.
 struct Hooks {
     // A process of the set called sync(). Runs on that process's connection thread, and the process waits until it
-    // returns; several may run at once.
-    std::function<void()> onSync;
+    // returns; several may run at once. Returns whether all was saved.
+    std::function<bool()> onSync;
     // The reboot action was invoked. Runs on the middleware's timer thread: note the request and return, do not
     // call PowerOff or destroy the middleware from here.
     std::function<void()> onReboot;
@@ -133,6 +133,8 @@ class Middleware {
     using Operation = Reply (*)(Middleware& self, const Request& request);
 
     static const std::map<std::string, Operation>& Operations();
+    static Reply Release(Middleware& self, const Request& request);
+    static Reply CloseIterator(Middleware& self, const Request& request);
     Reply Answer(const Request& request);
     Reply Sync();
     Reply Carry(const Request& request);

@@ -47,12 +47,13 @@ const std::vector<Verb<TraceVerbs>>& TraceVerbs::Verbs() {
     static const std::vector<Verb<TraceVerbs>> kVerbs = {
         {{"trace", "[--clear] [--follow] [--since SEQ] [--match MATCH] [--last]",
           "what happened, as JSON lines: rows after number SEQ, those that match,\nthe last one alone, and with "
-          "--follow also what comes; MATCH: terms\nmember=GLOB (\"…\" round blanks) and words, all of which hold"},
+          "--follow also what comes; MATCH: terms\nmember=GLOB (\"…\" round blanks) and words, all of which hold",
+          false},
          &TraceVerbs::Trace},
         {{"wait", "MATCH [--timeout S] [--since SEQ]",
           "until a row matches, then prints it: one that comes from now on,\nor any after number SEQ; fails after "
-          "S "
-          "seconds, or when the set goes off"},
+          "S seconds, or when the set goes off",
+          false},
          &TraceVerbs::Wait},
     };
     return kVerbs;

@@ -573,9 +573,27 @@ void Model::Store(const KeyInfo& info, json value) {
 
 void Model::Notify(const ConnectionId& target, json event) {
     if (const auto queue = m_shared.clients.Find(target.first)) {
+        TraceEvent(target, event);
         event["target"] = target.second;
         queue->Push(std::move(event));
     }
+}
+
+// A result has a row of its own, and the rows of a table are the answer to a call that has one.
+void Model::TraceEvent(const ConnectionId& target, const json& event) const {
+    const auto& name = event.at("event").get_ref<const std::string&>();
+    const auto connection = m_connections.find(target);
+    if (connection == m_connections.end() || name == "result") {
+        return;
+    }
+    json row{{"who", "event"}, {"call", name}, {"key", connection->second.info->key}};
+    row["connection"] = target.second;
+    for (const char* member : {"value", "error", "update"}) {
+        if (event.contains(member)) {
+            row[member] = event[member];
+        }
+    }
+    m_shared.trace(std::move(row));
 }
 
 void Model::NotifyObservers(const KeyInfo& info) {

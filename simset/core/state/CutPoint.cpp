@@ -12,11 +12,11 @@ bool CutPoint::IsStep(const nlohmann::json& row) {
     };
     const std::string who = text("who");
     const std::string call = text("call");
-    if (who == "violation") {
-        return false;  // tells of a call that has a row of its own
+    if (who == "violation" || who == "ctl") {
+        return false;  // tells of what has a row of its own, or is none of the set's doing
     }
-    return who == "shell" || who == "mount" || call == "set" || call == "write" || call == "invoke" ||
-           call == "createAccessRouteFile";
+    return who == "shell" || (who == "mount" && call != "umount") || call == "set" || call == "write" ||
+           call == "invoke" || call == "createAccessRouteFile";
 }
 
 void CutPoint::Arm(std::uint64_t steps) {

@@ -17,6 +17,11 @@ TEST(CutPoint, CountsWhatChangesSomething) {
     EXPECT_FALSE(CutPoint::IsStep({{"who", "keys"}, {"call", "check"}}));
     EXPECT_FALSE(CutPoint::IsStep({{"who", "apm"}, {"call", "registerApp"}}));
     EXPECT_FALSE(CutPoint::IsStep({{"who", "violation"}, {"call", "set"}})) << "that call has a row of its own";
+    EXPECT_FALSE(CutPoint::IsStep({{"who", "mount"}, {"call", "umount"}}));
+    EXPECT_FALSE(CutPoint::IsStep({{"who", "shell-end"}, {"command", "true"}})) << "its start was counted";
+    EXPECT_FALSE(CutPoint::IsStep({{"who", "sync"}, {"call", "sync"}})) << "counted before it is carried out";
+    EXPECT_FALSE(CutPoint::IsStep({{"who", "ctl"}, {"call", "set"}}));
+    EXPECT_FALSE(CutPoint::IsStep({{"who", "event"}, {"call", "value"}}));
 }
 
 TEST(CutPoint, FailsAtItsStepAndIsToldOnce) {

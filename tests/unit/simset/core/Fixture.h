@@ -155,11 +155,7 @@ class SimsetTest : public ::testing::Test {
         auto time = std::make_unique<ManualTime>();
         m_time = time.get();
         m_middleware = std::make_unique<Middleware>(m_dir.Path(), std::move(time));
-        m_middleware->SetHooks({[this] {
-                                    if (m_hooks.onSync) {
-                                        m_hooks.onSync();
-                                    }
-                                },
+        m_middleware->SetHooks({[this] { return !m_hooks.onSync || m_hooks.onSync(); },
                                 [this] {
                                     if (m_hooks.onReboot) {
                                         m_hooks.onReboot();

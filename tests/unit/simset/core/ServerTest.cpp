@@ -74,7 +74,7 @@ TEST_F(SocketOfSet, TakesRequestsInPieces) {
 
 TEST_F(SocketOfSet, HearsReportsOfOtherProcesses) {
     int syncs = 0;
-    m_hooks.onSync = [&] { ++syncs; };
+    m_hooks.onSync = [&] { return ++syncs > 0; };
     auto socket = Connect();
     SendRaw(socket, "{\"op\":\"sync\"}\n");
     EXPECT_EQ(Receive(socket)["status"], kOk);

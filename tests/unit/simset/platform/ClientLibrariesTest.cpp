@@ -49,6 +49,45 @@ TEST_F(ClientLibraries, CarryIntegersAndTellObservers) {
     EXPECT_EQ(set["value"], 100);
 }
 
+TEST_F(ClientLibraries, LeaveRowsWithThreadAndConnection) {
+    IntegerObserver observer;
+    {
+        const auto interface = OpenModel();
+        auto* const root = interface->getRootInterface();
+        vumodelapi::NumericInteger* volume = nullptr;
+        ASSERT_EQ(root->connect(kVolume, &observer, volume), 0);
+        std::thread([&volume] {
+            ::pthread_setname_np(::pthread_self(), "setter");
+            EXPECT_EQ(volume->setValue(5), 0);
+        }).join();
+        EXPECT_EQ(observer.values.Take(), 5);
+    }
+    const auto rows = Trace("model");
+    const auto row = [&rows](const std::string& call) {
+        const auto found =
+            std::find_if(rows.begin(), rows.end(), [&call](const auto& one) { return one["call"] == call; });
+        return found == rows.end() ? nlohmann::json::object() : *found;
+    };
+    EXPECT_EQ(row("set").value("thread", ""), "setter");
+    EXPECT_EQ(row("release").value("status", -1), 0);
+    const auto events = Trace("event");
+    ASSERT_EQ(events.size(), 1U);
+    EXPECT_EQ(events[0]["call"], "value");
+    EXPECT_EQ(events[0]["key"], kVolume);
+    EXPECT_EQ(events[0]["value"], 5);
+    EXPECT_EQ(events[0]["connection"], row("set").value("connection", -1));
+}
+
+TEST_F(ClientLibraries, TellASyncOnceItIsDone) {
+    EXPECT_EQ(AskStatus({{"op", "sync"}}), 0);
+    m_hooks.onSync = [] { return false; };
+    EXPECT_EQ(AskStatus({{"op", "sync"}}), kNotKept);
+    const auto rows = Trace("sync");
+    ASSERT_EQ(rows.size(), 2U);
+    EXPECT_EQ(rows[0]["status"], 0);
+    EXPECT_EQ(rows[1]["status"], kNotKept);
+}
+
 TEST_F(ClientLibraries, CarryTextsAndVectors) {
     const auto interface = OpenModel();
     auto* const root = interface->getRootInterface();
@@ -305,6 +344,7 @@ TEST_F(ClientLibraries, ASlowCallHoldsNoOther) {
     m_hooks.onSync = [&] {
         inside.set_value();
         go.get_future().wait();
+        return true;
     };
     auto slow = std::async(std::launch::async, [] { return AskStatus({{"op", "sync"}}); });
     inside.get_future().wait();
