@@ -17,7 +17,7 @@ void ControlServer::Serve(int socket) {
     std::vector<std::string> answer{"ok", "", ""};
     try {
         const auto print = [socket](const std::string& text) {
-            pollfd gone{socket, POLLRDHUP, 0};
+            pollfd gone{socket, 0, 0};  // hung up at both ends: the server itself ends what it reads when it ends
             return ::poll(&gone, 1, 0) == 0 && (text.empty() || SendMessage(socket, {"more", text}));
         };
         answer[1] = m_handler({request->parts[0], print}, {request->parts.begin() + 1, request->parts.end()});

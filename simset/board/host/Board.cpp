@@ -252,9 +252,9 @@ void Board::Run(Ended& ended) {
         ended.status = EndScenario(ended.status);
         TraceOff(ended);
     } catch (const std::exception& error) {
-        m_power.Close();
         ended.status = ExitStatus(error);
         TraceOff(ended);
+        m_power.Close();
         const std::lock_guard lock(m_mutex);
         m_agent.reset();
         m_streams.reset();

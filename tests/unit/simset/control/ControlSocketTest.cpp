@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <future>
+#include <memory>
 
 #include "base/TempFolder.h"
 #include "simset/control/ControlSocket.h"
@@ -78,6 +80,25 @@ TEST_F(ControlSocketTest, TheVerbLearnsThatItsCallerHasGone) {
     }
     went.set_value();
     EXPECT_FALSE(printed.get_future().get());
+}
+
+TEST_F(ControlSocketTest, WhatIsPrintedWhileTheServerEndsArrives) {
+    std::promise<void> begun;
+    std::promise<void> ending;
+    auto server = std::make_unique<ControlServer>(Path(), [&](const Caller& caller, const Words&) {
+        begun.set_value();
+        ending.get_future().wait();
+        EXPECT_TRUE(caller.print("last"));
+        return std::string("words");
+    });
+    auto pieces = std::async(std::launch::async, [this] { return Call({"verb"}); });
+    begun.get_future().wait();
+    auto ended = std::async(std::launch::async, [&server] { server.reset(); });
+    while (std::filesystem::exists(Path())) {  // the first that it takes away
+    }
+    ending.set_value();
+    ended.wait();
+    EXPECT_EQ(pieces.get(), (std::vector<std::string>{"last", "words"}));
 }
 
 TEST_F(ControlSocketTest, SaysThatNobodyListens) {
