@@ -125,7 +125,7 @@ class Ends(AtOnce):
         """The last line, the last row and the exit status of a set that ends say the same."""
         self.assertEqual(tv.await_end(), code)
         said = {"ended": reason, "status": code, **more}
-        self.assertEqual(tv._said[-1], said)
+        self.assertEqual(tv.said[-1], said)
         row = matching(tv.trace_file(), who="power")[-1]
         self.assertEqual({name: row.get(name) for name in ("who", *said)}, {"who": "power", **said})
 

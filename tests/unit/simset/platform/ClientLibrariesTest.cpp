@@ -55,7 +55,7 @@ TEST_F(ClientLibraries, LeaveRowsWithThreadAndConnection) {
         const auto interface = OpenModel();
         auto* const root = interface->getRootInterface();
         vumodelapi::NumericInteger* volume = nullptr;
-        ASSERT_EQ(root->connect(kVolume, &observer, volume), 0);
+        ASSERT_EQ(root->connect(kVolumeKey, &observer, volume), 0);
         std::thread([&volume] {
             ::pthread_setname_np(::pthread_self(), "setter");
             EXPECT_EQ(volume->setValue(5), 0);
@@ -73,7 +73,7 @@ TEST_F(ClientLibraries, LeaveRowsWithThreadAndConnection) {
     const auto events = Trace("event");
     ASSERT_EQ(events.size(), 1U);
     EXPECT_EQ(events[0]["call"], "value");
-    EXPECT_EQ(events[0]["key"], kVolume);
+    EXPECT_EQ(events[0]["key"], kVolumeKey);
     EXPECT_EQ(events[0]["value"], 5);
     EXPECT_EQ(events[0]["connection"], row("set").value("connection", -1));
 }
