@@ -46,8 +46,7 @@ class SerialLine {
     // Opens both ends and starts carrying bytes. `tell` is told the rows of the trace, as LineTap has them: what
     // the set sent, and what reached its port; from two threads of the line. Throws std::system_error.
     explicit SerialLine(
-        const LineSettings& settings, Misuse misuse = nullptr,
-        LineTap::Tell tell = [](const nlohmann::json&) {});
+        const LineSettings& settings, Misuse misuse = nullptr, LineTap::Tell tell = [](const nlohmann::json&) {});
     ~SerialLine();
     SerialLine(const SerialLine&) = delete;
     SerialLine& operator=(const SerialLine&) = delete;
