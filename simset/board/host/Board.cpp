@@ -87,7 +87,8 @@ Board::Board(const RunOptions& options)
       m_line(
           options.line,
           [this](const char* call, const std::string& settings) {
-              m_middleware.Violation("serial-parameters", call, "a port set to " + Describe(kLineFraming) + ", raw",
+              m_middleware.Violation("serial-parameters", call,
+                                     "a port set to " + Describe(kLineFraming) + ", raw",
                                      {{"settings", settings}});
           },
           [this](const nlohmann::json& row) { m_middleware.Trace(row); }) {
