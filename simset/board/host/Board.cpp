@@ -281,7 +281,6 @@ void Board::RunUntilOff(Ended& ended) {
             continue;
         }
         ended = Why(end, m_options.strict && status == 0 && TellViolations() ? kExitRuleBroken : status);
-        TraceOff(ended);
         return;
     }
 }
