@@ -170,7 +170,8 @@ class SimsetTest : public ::testing::Test {
                                     if (m_hooks.onProblem) {
                                         m_hooks.onProblem(message);
                                     }
-                                }});
+                                },
+                                nullptr});
         m_middleware->Listen(Socket());
     }
 
