@@ -59,6 +59,13 @@ class Rows(AtOnce):
             self.assertEqual([(row["command"], row["status"]) for row in ends], [("exit 3", 3), ("kill -9 $$", 137)])
             self.assertGreaterEqual(ends[0]["tookMs"], 0)
 
+    def test_mounts_do_what_they_are_asked_for(self):
+        with Set() as tv:
+            tv.await_started()
+            mounts = matching(tv.trace(), who="mount", call="mount")
+            self.assertEqual({(row["status"], row["thread"]) for row in mounts}, {(0, "ZelFacTest_Eu4K")})
+            self.assertIn("/zodata/critical", [row["target"] for row in mounts])
+
     def test_events_and_actions_of_ctl_are_told(self):
         with Set() as tv:
             tv.await_started()

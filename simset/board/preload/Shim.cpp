@@ -62,37 +62,23 @@ bool TakesMode(int flags) {
     return (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
 }
 
-// Begins a request of kind `operation` about a mount call.
-void BeginMount(simset::preload::Line& line, const char* operation, const char* call, const char* target) {
-    line.Raw("{");
-    simset::preload::AddThread(line);
-    line.Raw(R"("op":")");
-    line.Raw(operation);
-    line.Raw(R"(","row":{"who":"mount","call":")");
-    line.Raw(call);
-    line.Raw(R"(","target":)");
-    line.Text(target == nullptr ? "" : target);
-}
-
-// Carries a mount call of the application out, unless it is to fail, and tells simset. A mount program's call is
-// already told by the shell command that ran it.
+// Carries a mount call of the application out and tells simset. A mount program's call is already told by the
+// shell command that ran it.
 template <typename Carry>
 int ReportedMount(const char* call, const char* target, long flags, const Carry& carry) {
     static const bool inApplication = InApplication();
     if (!inApplication) {
         return carry();
     }
-    simset::preload::Line question;
-    BeginMount(question, "may", call, target);
-    question.Raw("}}");
-    const int fault = simset::preload::Report(question);
-    if (fault != 0) {
-        errno = fault;
-    }
-    const int status = fault != 0 ? -1 : carry();
+    const int status = carry();
     const int savedErrno = errno;
     simset::preload::Line line;
-    BeginMount(line, "trace", call, target);
+    line.Raw("{");
+    simset::preload::AddThread(line);
+    line.Raw(R"("op":"trace","row":{"who":"mount","call":")");
+    line.Raw(call);
+    line.Raw(R"(","target":)");
+    line.Text(target == nullptr ? "" : target);
     line.Raw(R"(,"flags":)");
     line.Number(flags);
     if (status != 0) {
