@@ -375,6 +375,8 @@ std::string SerialLine::Describe() const {
                                   {"delayMs", settings.delayMs},
                                   {"seed", settings.seed},
                                   {"plugged", m_plugged.load()},
+                                  {"setOpen", m_toSet.readers > 0},
+                                  {"toolOpen", m_fromSet.readers > 0},
                                   {"port", simset::Describe(m_set.Settings())},
                                   {"toSet", counters(m_toSet.counters)},
                                   {"fromSet", counters(m_fromSet.counters)}}

@@ -27,6 +27,17 @@ class UnpacedLine : public ::testing::Test {
           m_tool(Open(m_line.ToolPath())) {
         Set(B115200, 0);
         SetWaits(255);
+        AwaitOpen("setOpen");
+        AwaitOpen("toolOpen");
+    }
+
+    // Waits until the line knows that an end is open: what arrives there earlier is lost.
+    void AwaitOpen(const char* end) const {
+        const auto limit = std::chrono::steady_clock::now() + kPatience;
+        while (!nlohmann::json::parse(m_line.Describe())[end].get<bool>()) {
+            ASSERT_LT(std::chrono::steady_clock::now(), limit) << m_line.Describe();
+            std::this_thread::yield();
+        }
     }
 
     static LineSettings Unpaced() {

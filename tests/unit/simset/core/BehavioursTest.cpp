@@ -1,19 +1,10 @@
 #include "flashenv/FlashEnv.h"
 #include "simset/base/Status.h"
+#include "simset/core/Keys.h"
 #include "simset/platform/Observing.h"
 
 namespace simset::test {
 namespace {
-
-constexpr char kReady[] = "tovix.sl2.i32.qorfactory.action.factory.ready";
-constexpr char kPreset[] = "tovix.sl2.table.servicelist.list.preset.database";
-constexpr char kMessage[] = "tovix.sl2.messages.messageid";
-constexpr char kAddress[] = "tovix.sl2.str.network.ip-address";
-constexpr char kSearch[] = "tovix.sl2.i32.network.enum.access-points.search";
-constexpr char kPoints[] = "tovix.sl2.i32.network.access-points.count";
-constexpr char kSignal[] = "tovix.sl2.vint32.network.access-points.signal";
-constexpr char kDevices[] = "tovix.sl2.i32.bluetooth.device.count";
-constexpr char kNames[] = "tovix.sl2.vstr.bluetooth.device.name";
 
 class BehavingSet : public SimsetTest {
   protected:
@@ -122,9 +113,9 @@ TEST_F(BehavingSet, TheWiredNetworkGetsAnAddress) {
 }
 
 TEST_F(BehavingSet, AnAccessPointSearchFindsPointsAfterAWhile) {
-    SetInteger(kSearch, 1);
+    SetInteger(kPointSearch, 1);
     Advance(1000);
-    SetInteger(kSearch, 1);  // asked again while it runs: it does not begin anew
+    SetInteger(kPointSearch, 1);  // asked again while it runs: it does not begin anew
     EXPECT_EQ(Value(kPoints), 0);
     Advance(500);
     EXPECT_EQ(Value(kPoints), 3);
@@ -132,11 +123,11 @@ TEST_F(BehavingSet, AnAccessPointSearchFindsPointsAfterAWhile) {
 }
 
 TEST_F(BehavingSet, AStoppedSearchFindsNothing) {
-    SetInteger(kSearch, 1);
-    SetInteger(kSearch, 0);
+    SetInteger(kPointSearch, 1);
+    SetInteger(kPointSearch, 0);
     Advance(60000);
     EXPECT_EQ(Value(kPoints), 0);
-    SetInteger(kSearch, 1);
+    SetInteger(kPointSearch, 1);
     Advance(1500);
     EXPECT_EQ(Value(kPoints), 3);
 }
@@ -149,7 +140,7 @@ TEST_F(BehavingSet, SignalsAreFoundAsTheyWereGiven) {
     EXPECT_EQ(Value(kPoints), 0);
     m_interface = OpenModel();
     m_root = m_interface->getRootInterface();
-    SetInteger(kSearch, 1);
+    SetInteger(kPointSearch, 1);
     Advance(1500);
     EXPECT_EQ(Value(kSignal), nlohmann::json::array({29, 120}));
     EXPECT_EQ(Value(kPoints), 2);

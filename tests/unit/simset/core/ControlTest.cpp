@@ -1,10 +1,8 @@
 #include "simset/core/Fixture.h"
+#include "simset/core/Keys.h"
 
 namespace simset::test {
 namespace {
-
-constexpr char kVolume[] = "tovix.sl2.i32.sound.main.volume";
-constexpr char kVersion[] = "tovix.sl2.str.qorfactory.software.version";
 
 using ControlledSet = SimsetTest;
 

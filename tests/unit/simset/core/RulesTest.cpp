@@ -6,6 +6,7 @@
 #include "flashenv/FlashEnv.h"
 #include "qx/AppManagerClientAdapter.h"
 #include "simset/base/Status.h"
+#include "simset/core/Keys.h"
 #include "simset/core/rules/CallOrder.h"
 #include "simset/core/rules/Finish.h"
 #include "simset/platform/Observing.h"
@@ -13,16 +14,6 @@
 namespace simset::test {
 namespace {
 
-constexpr char kVolume[] = "tovix.sl2.i32.sound.main.volume";
-constexpr char kDrc[] = "tovix.sl2.vint32.sound.soc.drc";
-constexpr char kGpio[] = "tovix.sl2.action.system.gpio";
-constexpr char kSource[] = "tovix.sl2.action.source.switch";
-constexpr char kPreset[] = "tovix.sl2.table.servicelist.list.preset.database";
-constexpr char kTuners[] = "tovix.sl2.table.favouritelist.list";
-constexpr char kEnable[] = "tovix.sl2.action.bluetooth.enable";
-constexpr char kSearch[] = "tovix.sl2.action.bluetooth.search.start";
-constexpr char kEncrypt[] = "tovix.sl2.common.intf.action.encrypt.key";
-constexpr char kReady[] = "tovix.sl2.i32.qorfactory.action.factory.ready";
 constexpr std::int32_t kSettle = 50;
 
 using Rules = std::vector<std::string>;

@@ -1,11 +1,9 @@
 #include "simset/base/Status.h"
+#include "simset/core/Keys.h"
 #include "simset/platform/Observing.h"
 
 namespace simset::test {
 namespace {
-
-constexpr char kTuners[] = "tovix.sl2.table.favouritelist.list";
-constexpr char kChannels[] = "tovix.sl2.table.servicelist.list";
 
 class TableSet : public SimsetTest {
   protected:

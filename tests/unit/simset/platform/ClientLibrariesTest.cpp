@@ -7,18 +7,13 @@
 #include "flashenv/FlashEnv.h"
 #include "qx/AppManagerClientAdapter.h"
 #include "simset/base/Status.h"
+#include "simset/core/Keys.h"
 #include "simset/core/middleware/Server.h"
 #include "simset/core/state/Shared.h"
 #include "simset/platform/Observing.h"
 
 namespace simset::test {
 namespace {
-
-constexpr char kVolumeKey[] = "tovix.sl2.i32.sound.main.volume";
-constexpr char kVersionKey[] = "tovix.sl2.str.qorfactory.software.version";
-constexpr char kDrc[] = "tovix.sl2.vint32.sound.soc.drc";
-constexpr char kGpio[] = "tovix.sl2.action.system.gpio";
-constexpr char kReadyAction[] = "tovix.sl2.i32.qorfactory.action.factory.ready";
 
 using ClientLibraries = SimsetTest;
 
@@ -28,14 +23,14 @@ TEST_F(ClientLibraries, CarryIntegersAndTellObservers) {
     ASSERT_NE(root, nullptr);
     IntegerObserver observer;
     vumodelapi::NumericInteger* volume = nullptr;
-    ASSERT_EQ(root->connect(kVolumeKey, &observer, volume), 0);
+    ASSERT_EQ(root->connect(kVolume, &observer, volume), 0);
     EXPECT_EQ(volume->setValue(100), 0);
     EXPECT_EQ(volume->getValue(), 100);
     EXPECT_EQ(observer.values.Take(), 100);
-    Ctl({"model", "set", kVolumeKey, "77"});
+    Ctl({"model", "set", kVolume, "77"});
     EXPECT_EQ(observer.values.Take(), 77);
-    EXPECT_EQ(root->disconnect(kVolumeKey, &observer), 0);
-    EXPECT_EQ(root->disconnect(kVolumeKey, &observer), kNotConnected);
+    EXPECT_EQ(root->disconnect(kVolume, &observer), 0);
+    EXPECT_EQ(root->disconnect(kVolume, &observer), kNotConnected);
 
     std::vector<std::string> calls;
     for (const auto& row : Trace("model")) {
@@ -45,7 +40,7 @@ TEST_F(ClientLibraries, CarryIntegersAndTellObservers) {
     EXPECT_EQ(calls,
               (std::vector<std::string>{"proxy", "interface", "root", "connect", "set", "get", "disconnect"}));
     const auto set = Trace("model")[4];
-    EXPECT_EQ(set["key"], kVolumeKey);
+    EXPECT_EQ(set["key"], kVolume);
     EXPECT_EQ(set["value"], 100);
 }
 
@@ -55,7 +50,7 @@ TEST_F(ClientLibraries, LeaveRowsWithThreadAndConnection) {
         const auto interface = OpenModel();
         auto* const root = interface->getRootInterface();
         vumodelapi::NumericInteger* volume = nullptr;
-        ASSERT_EQ(root->connect(kVolumeKey, &observer, volume), 0);
+        ASSERT_EQ(root->connect(kVolume, &observer, volume), 0);
         std::thread([&volume] {
             ::pthread_setname_np(::pthread_self(), "setter");
             EXPECT_EQ(volume->setValue(5), 0);
@@ -77,7 +72,7 @@ TEST_F(ClientLibraries, LeaveRowsWithThreadAndConnection) {
         }
     }
     ASSERT_EQ(values.size(), 1U);
-    EXPECT_EQ(values[0]["key"], kVolumeKey);
+    EXPECT_EQ(values[0]["key"], kVolume);
     EXPECT_EQ(values[0]["value"], 5);
     EXPECT_EQ(values[0]["connection"], row("set").value("connection", -1));
 }
@@ -97,9 +92,9 @@ TEST_F(ClientLibraries, CarryTextsAndVectors) {
     auto* const root = interface->getRootInterface();
     TextObserver textObserver;
     vumodelapi::String* version = nullptr;
-    ASSERT_EQ(root->connect(kVersionKey, &textObserver, version), 0);
+    ASSERT_EQ(root->connect(kVersion, &textObserver, version), 0);
     EXPECT_EQ(version->setValue("another"), kReadOnly);
-    Ctl({"model", "set", kVersionKey, "new\xff"});
+    Ctl({"model", "set", kVersion, "new\xff"});
     EXPECT_EQ(textObserver.texts.Take(), "new\xff");
     std::string text = "old";
     version->getValue(text);
@@ -156,18 +151,18 @@ TEST_F(ClientLibraries, RefuseWrongKindsAndUnknownKeys) {
     auto* const root = interface->getRootInterface();
     TextObserver observer;
     vumodelapi::String* handle = nullptr;
-    EXPECT_EQ(root->connect(kVolumeKey, &observer, handle), kWrongKind);
+    EXPECT_EQ(root->connect(kVolume, &observer, handle), kWrongKind);
     EXPECT_EQ(root->connect("tovix.sl2.str.no.such.key", &observer, handle), kUnknownKey);
     EXPECT_EQ(handle, nullptr);
-    EXPECT_EQ(root->disconnect(kVolumeKey, &observer), kNotConnected);
+    EXPECT_EQ(root->disconnect(kVolume, &observer), kNotConnected);
 
     // This one is invoked, whatever its name says.
     IntegerObserver integerObserver;
     vumodelapi::NumericInteger* integer = nullptr;
-    EXPECT_EQ(root->connect(kReadyAction, &integerObserver, integer), kWrongKind);
+    EXPECT_EQ(root->connect(kReady, &integerObserver, integer), kWrongKind);
     ActionObserver actionObserver;
     vumodelapi::Action* action = nullptr;
-    EXPECT_EQ(root->connect(kReadyAction, &actionObserver, action), 0);
+    EXPECT_EQ(root->connect(kReady, &actionObserver, action), 0);
 
     boost::shared_ptr<frame::Interface> other;
     EXPECT_NE(frame::Process::getInstance()->getInterfaceReference(other, "tovix.lm.interfaces.other"), 0);
@@ -180,7 +175,7 @@ TEST_F(ClientLibraries, MeetTheFaultsOfEachStep) {
     EXPECT_EQ(process->startAppMembersSync(CreateBizProxy), 11);
     EXPECT_EQ(process->startAppMembersSync(CreateBizProxy), 0);
     boost::shared_ptr<frame::Interface> interface;
-    Ctl({"model", "fail", kVolumeKey, "interface", "12", "--times", "1"});
+    Ctl({"model", "fail", kVolume, "interface", "12", "--times", "1"});
     EXPECT_EQ(process->getInterfaceReference(interface, kRootName), 12);
     EXPECT_FALSE(interface);
     ASSERT_EQ(process->getInterfaceReference(interface, kRootName), 0);
@@ -191,9 +186,9 @@ TEST_F(ClientLibraries, MeetTheFaultsOfEachStep) {
 
     IntegerObserver observer;
     vumodelapi::NumericInteger* volume = nullptr;
-    Ctl({"model", "fail", kVolumeKey, "connect", "14", "--times", "1"});
-    EXPECT_EQ(root->connect(kVolumeKey, &observer, volume), 14);
-    ASSERT_EQ(root->connect(kVolumeKey, &observer, volume), 0);
+    Ctl({"model", "fail", kVolume, "connect", "14", "--times", "1"});
+    EXPECT_EQ(root->connect(kVolume, &observer, volume), 14);
+    ASSERT_EQ(root->connect(kVolume, &observer, volume), 0);
     Ctl({"model", "fail", "tovix.sl2.i32.sound.*", "operate", "15", "--times", "2"});
     EXPECT_EQ(volume->setValue(3), 15);
     EXPECT_EQ(volume->getValue(), 0);
@@ -202,8 +197,8 @@ TEST_F(ClientLibraries, MeetTheFaultsOfEachStep) {
 
     TextObserver textObserver;
     vumodelapi::String* version = nullptr;
-    ASSERT_EQ(root->connect(kVersionKey, &textObserver, version), 0);
-    Ctl({"model", "fail", kVersionKey, "operate", "16"});
+    ASSERT_EQ(root->connect(kVersion, &textObserver, version), 0);
+    Ctl({"model", "fail", kVersion, "operate", "16"});
     std::string text = "untouched";
     version->getValue(text);
     EXPECT_EQ(text, "untouched");
@@ -265,12 +260,12 @@ TEST_F(ClientLibraries, DisconnectWaitsForADeliveryUnderWay) {
     auto* const root = interface->getRootInterface();
     HoldingObserver observer;
     vumodelapi::NumericInteger* volume = nullptr;
-    ASSERT_EQ(root->connect(kVolumeKey, &observer, volume), 0);
+    ASSERT_EQ(root->connect(kVolume, &observer, volume), 0);
     ASSERT_EQ(volume->setValue(1), 0) << "a held delivery must not hold the caller";
     EXPECT_NE(observer.inside.Take(), std::this_thread::get_id());
-    Ctl({"model", "set", kVolumeKey, "2"});  // waits behind the first and must never arrive
+    Ctl({"model", "set", kVolume, "2"});  // waits behind the first and must never arrive
     auto disconnected = std::async(std::launch::async, [&] {
-        const auto status = root->disconnect(kVolumeKey, &observer);
+        const auto status = root->disconnect(kVolume, &observer);
         return std::make_pair(status, observer.left.load());
     });
     EXPECT_EQ(disconnected.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
@@ -284,7 +279,7 @@ TEST_F(ClientLibraries, ReleasingTheInterfaceWaitsAsWell) {
     auto* const root = interface->getRootInterface();
     HoldingObserver observer;
     vumodelapi::NumericInteger* volume = nullptr;
-    ASSERT_EQ(root->connect(kVolumeKey, &observer, volume), 0);
+    ASSERT_EQ(root->connect(kVolume, &observer, volume), 0);
     ASSERT_EQ(volume->setValue(1), 0);
     observer.inside.Take();
     auto released = std::async(std::launch::async, [&] {
@@ -294,7 +289,7 @@ TEST_F(ClientLibraries, ReleasingTheInterfaceWaitsAsWell) {
     EXPECT_EQ(released.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
     observer.go.set_value();
     EXPECT_TRUE(released.get());
-    Ctl({"model", "set", kVolumeKey, "2"});
+    Ctl({"model", "set", kVolume, "2"});
     EXPECT_TRUE(observer.inside.Empty());
 }
 
@@ -314,7 +309,7 @@ TEST_F(ClientLibraries, ServeManyThreadsAtOnce) {
     std::atomic<bool> stop{false};
     std::thread noise([&] {
         for (int i = 0; !stop; ++i) {
-            Ctl({"model", "set", kVolumeKey, std::to_string(i % 100)});
+            Ctl({"model", "set", kVolume, std::to_string(i % 100)});
             std::this_thread::yield();
         }
     });
@@ -327,10 +322,10 @@ TEST_F(ClientLibraries, ServeManyThreadsAtOnce) {
                 auto* const root = interface->getRootInterface();
                 ASSERT_NE(root, nullptr);
                 vumodelapi::NumericInteger* volume = nullptr;
-                ASSERT_EQ(root->connect(kVolumeKey, &observer, volume), 0);
+                ASSERT_EQ(root->connect(kVolume, &observer, volume), 0);
                 EXPECT_EQ(volume->setValue(i), 0);
                 if (i % 2 == 0) {
-                    EXPECT_EQ(root->disconnect(kVolumeKey, &observer), 0);
+                    EXPECT_EQ(root->disconnect(kVolume, &observer), 0);
                 }
             }
         });
@@ -363,13 +358,13 @@ TEST_F(ClientLibraries, OutliveTheMiddleware) {
     auto* const root = interface->getRootInterface();
     IntegerObserver observer;
     vumodelapi::NumericInteger* volume = nullptr;
-    ASSERT_EQ(root->connect(kVolumeKey, &observer, volume), 0);
+    ASSERT_EQ(root->connect(kVolume, &observer, volume), 0);
     Stop();
     EXPECT_EQ(volume->setValue(1), kUnreachable);
     EXPECT_EQ(volume->getValue(), 0);
     vumodelapi::NumericInteger* other = nullptr;
-    EXPECT_EQ(root->connect(kVolumeKey, &observer, other), kUnreachable);
-    EXPECT_EQ(root->disconnect(kVolumeKey, &observer), kUnreachable);
+    EXPECT_EQ(root->connect(kVolume, &observer, other), kUnreachable);
+    EXPECT_EQ(root->disconnect(kVolume, &observer), kUnreachable);
     EXPECT_EQ(interface->getRootInterface(), nullptr);
     EXPECT_EQ(frame::Process::getInstance()->startAppMembersSync(CreateBizProxy), kUnreachable);
     EXPECT_EQ(FlashEnv::instance().setEnv("brand", "x"), kUnreachable);
@@ -381,7 +376,7 @@ TEST_F(ClientLibraries, OutliveTheMiddleware) {
     // The next one is found without a new process.
     Restart();
     const auto again = OpenModel();
-    ASSERT_EQ(again->getRootInterface()->connect(kVolumeKey, &observer, volume), 0);
+    ASSERT_EQ(again->getRootInterface()->connect(kVolume, &observer, volume), 0);
     EXPECT_EQ(volume->setValue(9), 0);
     EXPECT_EQ(observer.values.Take(), 9);
 }
@@ -418,12 +413,12 @@ TEST_F(ClientLibraries, RefuseAPositionThatIsNoNumber) {
     ASSERT_NE(root, nullptr);
     ActionObserver observer;
     vumodelapi::Action* ready = nullptr;
-    ASSERT_EQ(root->connect(kReadyAction, &observer, ready), 0);
+    ASSERT_EQ(root->connect(kReady, &observer, ready), 0);
     vumodelapi::ArgumentList results;
     EXPECT_EQ(ready->invoke({}, results), 0);
     EXPECT_EQ(observer.reports.Take(), "under 0");
     EXPECT_TRUE(observer.reports.Empty());
-    EXPECT_EQ(root->disconnect(kReadyAction, &observer), 0);
+    EXPECT_EQ(root->disconnect(kReady, &observer), 0);
 }
 
 TEST_F(ClientLibraries, APowerCutDropsConnections) {
@@ -431,7 +426,7 @@ TEST_F(ClientLibraries, APowerCutDropsConnections) {
     auto* const root = interface->getRootInterface();
     IntegerObserver observer;
     vumodelapi::NumericInteger* volume = nullptr;
-    ASSERT_EQ(root->connect(kVolumeKey, &observer, volume), 0);
+    ASSERT_EQ(root->connect(kVolume, &observer, volume), 0);
     TheMiddleware().PowerOff();
     EXPECT_EQ(volume->setValue(1), kUnreachable);
     EXPECT_EQ(FlashEnv::instance().setEnv("brand", "x"), kUnreachable);

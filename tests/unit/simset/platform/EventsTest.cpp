@@ -4,15 +4,11 @@
 #include "flashenv/FlashEnv.h"
 #include "qx/AppManagerClientAdapter.h"
 #include "simset/base/Status.h"
+#include "simset/core/Keys.h"
 #include "simset/platform/Observing.h"
 
 namespace simset::test {
 namespace {
-
-constexpr char kVolume[] = "tovix.sl2.i32.sound.main.volume";
-constexpr char kBacklight[] = "tovix.sl2.i32.video.backlight";
-constexpr char kTuners[] = "tovix.sl2.table.favouritelist.list";
-constexpr char kEnable[] = "tovix.sl2.action.bluetooth.enable";
 
 using Events = SimsetTest;
 
