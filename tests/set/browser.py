@@ -119,7 +119,15 @@ class Browser:
 
     def click(self, selector):
         """A click as a user makes it: on what can be seen and is not covered."""
-        self._ask("POST", self.element(selector) + "/click")
+        end = time.monotonic() + NEVER
+        while True:
+            try:
+                self._ask("POST", self.element(selector) + "/click")
+                return
+            except Refused as refused:
+                # The page drew its rows anew between the search and the click: the row is another element now.
+                if "stale element reference" not in str(refused) or time.monotonic() > end:
+                    raise
 
     def type(self, selector, text):
         """Types into an element; a name of KEYS alone is that key."""

@@ -11,7 +11,7 @@ using nlohmann::json;
 
 // Longer than any operation waits. What nobody has used for so long at the application's end was forgotten, and
 // was not under way in another thread.
-constexpr std::chrono::seconds kForgotten{30};
+constexpr std::chrono::seconds kForgottenAfter{30};
 // What the application gets to make the partitions read-only after the confirmation, on a slow machine as well.
 constexpr std::chrono::seconds kFinishLimit{30};
 
@@ -55,7 +55,8 @@ std::vector<Model::Leftover> Model::Open(const std::string& client) const {
 // Whoever ends the process may do so while another thread is in the middle of an operation. What the main thread
 // left open when it ended well itself, or what was not used for long, was forgotten.
 void Model::Judge(const Leftover& leftover, int status) const {
-    if ((status == 0 && leftover.origin.mainThread) || m_shared.now() - leftover.origin.touched >= kForgotten) {
+    if ((status == 0 && leftover.origin.mainThread) ||
+        m_shared.now() - leftover.origin.touched >= kForgottenAfter) {
         m_shared.violate(leftover.rule, "end", leftover.expected, leftover.row);
     }
 }
