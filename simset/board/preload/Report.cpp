@@ -54,7 +54,7 @@ int ReceiveStatus(int socket) {
     }
     constexpr char kMember[] = "\"status\":";
     const char* const found = strstr(answer, kMember);
-    return found == nullptr ? 0 : atoi(found + sizeof kMember - 1);
+    return found == nullptr ? 0 : static_cast<int>(strtol(found + sizeof kMember - 1, nullptr, 10));
 }
 
 }  // namespace
