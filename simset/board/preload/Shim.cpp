@@ -97,25 +97,41 @@ int ReportedMount(const char* call, const char* target, long flags, const Carry&
 
 #define SIMSET_VISIBLE __attribute__((visibility("default")))
 
+// Finds the C library's function of that name when the shim is loaded. To ask later would take the loader's lock,
+// and another thread may hold that which waits for this one: a sanitizer looks at files while it walks the
+// libraries, and the application opens libraries. Who calls before the shim is loaded asks then.
+#define SIMSET_NEXT(Result, name, parameters)                                                \
+    Result(*s_next_##name) parameters = nullptr;                                             \
+    __attribute__((constructor)) void FindNext_##name() {                                    \
+        s_next_##name = Next<Result(*) parameters>(#name);                                   \
+    }                                                                                        \
+    Result(*Next_##name()) parameters {                                                      \
+        return s_next_##name != nullptr ? s_next_##name : Next<Result(*) parameters>(#name); \
+    }
+
 // Stands in front of the C library's function of that name: hands on what follows the parameters.
-#define SIMSET_IN_FRONT(Result, name, parameters, ...)              \
-    SIMSET_VISIBLE Result name parameters {                         \
-        static const auto next = Next<Result(*) parameters>(#name); \
-        return next(__VA_ARGS__);                                   \
+#define SIMSET_IN_FRONT(Result, name, parameters, ...) \
+    namespace {                                        \
+    SIMSET_NEXT(Result, name, parameters)              \
+    }                                                  \
+    SIMSET_VISIBLE Result name parameters {            \
+        return Next_##name()(__VA_ARGS__);             \
     }
 
 // The same for one that opens; the mode argument is there only with flags that create.
-#define SIMSET_IN_FRONT_OF_OPEN(name, parameters, ...)           \
-    SIMSET_VISIBLE int name parameters {                         \
-        mode_t mode = 0;                                         \
-        if (TakesMode(flags)) {                                  \
-            va_list arguments;                                   \
-            va_start(arguments, flags);                          \
-            mode = va_arg(arguments, mode_t);                    \
-            va_end(arguments);                                   \
-        }                                                        \
-        static const auto next = Next<int(*) parameters>(#name); \
-        return next(__VA_ARGS__, flags, mode);                   \
+#define SIMSET_IN_FRONT_OF_OPEN(name, parameters, ...)  \
+    namespace {                                         \
+    SIMSET_NEXT(int, name, parameters)                  \
+    }                                                   \
+    SIMSET_VISIBLE int name parameters {                \
+        mode_t mode = 0;                                \
+        if (TakesMode(flags)) {                         \
+            va_list arguments;                          \
+            va_start(arguments, flags);                 \
+            mode = va_arg(arguments, mode_t);           \
+            va_end(arguments);                          \
+        }                                               \
+        return Next_##name()(__VA_ARGS__, flags, mode); \
     }
 
 extern "C" {

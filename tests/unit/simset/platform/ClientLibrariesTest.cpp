@@ -202,6 +202,8 @@ TEST_F(ClientLibraries, MeetTheFaultsOfEachStep) {
     std::string text = "untouched";
     version->getValue(text);
     EXPECT_EQ(text, "untouched");
+    EXPECT_EQ(root->disconnect(kVersion, &textObserver), 0);
+    EXPECT_EQ(root->disconnect(kVolume, &observer), 0);
 }
 
 TEST_F(ClientLibraries, MeetTheFaultsOfRecordsAndManager) {
@@ -433,6 +435,7 @@ TEST_F(ClientLibraries, APowerCutDropsConnections) {
     TheMiddleware().PowerOn();
     EXPECT_EQ(FlashEnv::instance().setEnv("brand", "x"), 0);
     EXPECT_EQ(volume->setValue(1), kNotConnected);
+    root->disconnect(kVolume, &observer);
 }
 
 struct KeyApplication : qx::appmanager::AppInterface {
