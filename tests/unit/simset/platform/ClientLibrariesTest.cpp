@@ -88,9 +88,11 @@ TEST_F(ClientLibraries, TellASyncOnceItIsDone) {
 }
 
 TEST_F(ClientLibraries, CarryTextsAndVectors) {
+    TextObserver textObserver;
+    IntegersObserver vectorObserver;
+    TextsObserver textsObserver;
     const auto interface = OpenModel();
     auto* const root = interface->getRootInterface();
-    TextObserver textObserver;
     vumodelapi::String* version = nullptr;
     ASSERT_EQ(root->connect(kVersion, &textObserver, version), 0);
     EXPECT_EQ(version->setValue("another"), kReadOnly);
@@ -100,7 +102,6 @@ TEST_F(ClientLibraries, CarryTextsAndVectors) {
     version->getValue(text);
     EXPECT_EQ(text, "new\xff");
 
-    IntegersObserver vectorObserver;
     vumodelapi::VectorNumericInteger* drc = nullptr;
     ASSERT_EQ(root->connect(kDrc, &vectorObserver, drc), 0);
     EXPECT_EQ(drc->setValue({{0, 0}, {2, 1}}), 0);
@@ -110,7 +111,6 @@ TEST_F(ClientLibraries, CarryTextsAndVectors) {
     EXPECT_EQ(drc->getValue(values), 0);
     EXPECT_EQ(values, (std::vector<std::int32_t>{0, 0, 1, 0})) << "a refused write changed something";
 
-    TextsObserver textsObserver;
     vumodelapi::VectorString* support = nullptr;
     ASSERT_EQ(root->connect("tovix.sl2.vstr.bluetooth.support", &textsObserver, support), 0);
     std::vector<std::string> texts;
@@ -122,9 +122,9 @@ TEST_F(ClientLibraries, CarryTextsAndVectors) {
 }
 
 TEST_F(ClientLibraries, CarryActionsWithTheirPositions) {
+    ActionObserver observer;
     const auto interface = OpenModel();
     auto* const root = interface->getRootInterface();
-    ActionObserver observer;
     vumodelapi::Action* action = nullptr;
     vumodelapi::ArgumentList results;
     ASSERT_EQ(root->connect("tovix.sl2.action.source.switch", &observer, action), 0);
@@ -147,9 +147,11 @@ TEST_F(ClientLibraries, CarryActionsWithTheirPositions) {
 }
 
 TEST_F(ClientLibraries, RefuseWrongKindsAndUnknownKeys) {
+    TextObserver observer;
+    IntegerObserver integerObserver;
+    ActionObserver actionObserver;
     const auto interface = OpenModel();
     auto* const root = interface->getRootInterface();
-    TextObserver observer;
     vumodelapi::String* handle = nullptr;
     EXPECT_EQ(root->connect(kVolume, &observer, handle), kWrongKind);
     EXPECT_EQ(root->connect("tovix.sl2.str.no.such.key", &observer, handle), kUnknownKey);
@@ -157,10 +159,8 @@ TEST_F(ClientLibraries, RefuseWrongKindsAndUnknownKeys) {
     EXPECT_EQ(root->disconnect(kVolume, &observer), kNotConnected);
 
     // This one is invoked, whatever its name says.
-    IntegerObserver integerObserver;
     vumodelapi::NumericInteger* integer = nullptr;
     EXPECT_EQ(root->connect(kReady, &integerObserver, integer), kWrongKind);
-    ActionObserver actionObserver;
     vumodelapi::Action* action = nullptr;
     EXPECT_EQ(root->connect(kReady, &actionObserver, action), 0);
 
@@ -277,9 +277,9 @@ TEST_F(ClientLibraries, DisconnectWaitsForADeliveryUnderWay) {
 }
 
 TEST_F(ClientLibraries, ReleasingTheInterfaceWaitsAsWell) {
+    HoldingObserver observer;
     auto interface = OpenModel();
     auto* const root = interface->getRootInterface();
-    HoldingObserver observer;
     vumodelapi::NumericInteger* volume = nullptr;
     ASSERT_EQ(root->connect(kVolume, &observer, volume), 0);
     ASSERT_EQ(volume->setValue(1), 0);
@@ -356,9 +356,9 @@ TEST_F(ClientLibraries, ASlowCallHoldsNoOther) {
 }
 
 TEST_F(ClientLibraries, OutliveTheMiddleware) {
+    IntegerObserver observer;
     auto interface = OpenModel();
     auto* const root = interface->getRootInterface();
-    IntegerObserver observer;
     vumodelapi::NumericInteger* volume = nullptr;
     ASSERT_EQ(root->connect(kVolume, &observer, volume), 0);
     Stop();
