@@ -32,7 +32,7 @@ class Cli : public testing::Test {
     }
     int Ask(std::vector<std::string> arguments) {
         arguments.insert(arguments.begin(), {"--port", "port"});
-        return Run(std::move(arguments));
+        return Run(arguments);
     }
     Json Last() const {
         Json object;

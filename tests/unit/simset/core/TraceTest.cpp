@@ -58,7 +58,7 @@ TEST(RowMatch, QuotesKeepBlanks) {
 TEST(RowMatch, RefusesWhatMakesNoSense) {
     const auto refusal = [](const std::string& text) -> std::string {
         try {
-            RowMatch{text};
+            const RowMatch match(text);
             return "taken";
         } catch (const ControlError& error) {
             return error.what();
