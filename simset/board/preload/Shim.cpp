@@ -97,6 +97,9 @@ int ReportedMount(const char* call, const char* target, long flags, const Carry&
 
 #define SIMSET_VISIBLE __attribute__((visibility("default")))
 
+// Types and parameter lists are no expressions: they take no parentheses.
+// NOLINTBEGIN(bugprone-macro-parentheses)
+
 // Finds the C library's function of that name when the shim is loaded. To ask later would take the loader's lock,
 // and another thread may hold that which waits for this one: a sanitizer looks at files while it walks the
 // libraries, and the application opens libraries. Who calls before the shim is loaded asks then.
@@ -133,6 +136,8 @@ int ReportedMount(const char* call, const char* target, long flags, const Carry&
         }                                               \
         return Next_##name()(__VA_ARGS__, flags, mode); \
     }
+
+// NOLINTEND(bugprone-macro-parentheses)
 
 extern "C" {
 
