@@ -11,6 +11,7 @@
 #include <mutex>
 #include <string>
 
+#include "base/QuietApplication.h"
 #include "factory_aux/FactoryAux.h"
 #include "flashenv/FlashEnv.h"
 #include "frame/Process.h"
@@ -294,34 +295,15 @@ void Unregister(Adapter& adapter) {
     adapter.unRegisterApp(kIdentity);
 }
 
-class Application final : public qx::appmanager::AppInterface {
+class Application final : public tests::QuietApplication {
   public:
-    std::int32_t requestStart(const std::string&) override { return 0; }
     std::int32_t requestStop(const std::string&) override {
         if (!Is("no-unregistration")) {
             Unregister(*Adapter::getInstance());
         }
         return 0;
     }
-    std::int32_t requestPause(const std::string&) override { return 0; }
-    std::int32_t requestResume(const std::string&) override { return 0; }
-    std::int32_t requestSuspend(const std::string&) override { return 0; }
-    std::int32_t requestWakeup(const std::string&) override { return 0; }
-    std::int32_t requestForeground(const std::string&) override { return 0; }
-    std::int32_t requestBackground(const std::string&) override { return 0; }
-    std::int32_t requestShow(const std::string&) override { return 0; }
-    std::int32_t requestHide(const std::string&) override { return 0; }
-    std::int32_t requestReload(const std::string&) override { return 0; }
-    std::int32_t requestLanguageChange(const std::string&) override { return 0; }
-    std::int32_t requestCountryChange(const std::string&) override { return 0; }
-    std::int32_t requestDisplayChange(const std::string&) override { return 0; }
-    std::int32_t requestUserData(const std::string&, const std::string&) override { return 0; }
-    std::int32_t requestMessage(const std::string&, const std::string&) override { return 0; }
-    std::int32_t onKeyEvent(const qx::appmanager::KeyEvent&) override { return 0; }
     std::string getAppId() override { return kIdentity; }
-    std::int32_t requestFocus(const std::string&) override { return 0; }
-    std::int32_t requestUnfocus(const std::string&) override { return 0; }
-    std::int32_t requestStatus(const std::string&) override { return 0; }
 };
 
 }  // namespace

@@ -2,6 +2,7 @@
 #include <future>
 #include <thread>
 
+#include "base/QuietApplication.h"
 #include "csp/Csp.h"
 #include "factory_aux/FactoryAux.h"
 #include "flashenv/FlashEnv.h"
@@ -438,25 +439,11 @@ TEST_F(ClientLibraries, APowerCutDropsConnections) {
     root->disconnect(kVolume, &observer);
 }
 
-struct KeyApplication : qx::appmanager::AppInterface {
-    std::int32_t requestStart(const std::string&) override { return 0; }
-    std::int32_t requestStop(const std::string&) override { return 0; }
-    std::int32_t requestPause(const std::string&) override { return 0; }
-    std::int32_t requestResume(const std::string&) override { return 0; }
-    std::int32_t requestSuspend(const std::string&) override { return 0; }
-    std::int32_t requestWakeup(const std::string&) override { return 0; }
-    std::int32_t requestForeground(const std::string&) override { return 0; }
-    std::int32_t requestBackground(const std::string&) override { return 0; }
-    std::int32_t requestShow(const std::string&) override { return 0; }
-    std::int32_t requestHide(const std::string&) override { return 0; }
-    std::int32_t requestReload(const std::string&) override { return 0; }
+struct KeyApplication : tests::QuietApplication {
     std::int32_t requestLanguageChange(const std::string& language) override {
         asked.push_back(language);
         return 3;
     }
-    std::int32_t requestCountryChange(const std::string&) override { return 0; }
-    std::int32_t requestDisplayChange(const std::string&) override { return 0; }
-    std::int32_t requestUserData(const std::string&, const std::string&) override { return 0; }
     std::int32_t requestMessage(const std::string& sender, const std::string& message) override {
         asked.push_back(sender + ": " + message);
         return 0;
@@ -467,9 +454,6 @@ struct KeyApplication : qx::appmanager::AppInterface {
         return 0;
     }
     std::string getAppId() override { return "app"; }
-    std::int32_t requestFocus(const std::string&) override { return 0; }
-    std::int32_t requestUnfocus(const std::string&) override { return 0; }
-    std::int32_t requestStatus(const std::string&) override { return 0; }
     std::vector<int> keys;  // these are read after a press or a request has returned
     std::vector<int> types;
     std::vector<std::string> asked;
