@@ -68,7 +68,8 @@ class Model {
   private:
     using ConnectionId = std::pair<std::string, std::int64_t>;  // client, its number
 
-    static constexpr int kBluetoothOn = 0;  // of the radio's status
+    static constexpr char kWho[] = "model";  // in the trace
+    static constexpr int kBluetoothOn = 0;   // of the radio's status
 
     // Where something that an application has to give back came from.
     struct Origin {
@@ -105,6 +106,8 @@ class Model {
         std::size_t position;
     };
 
+    // The number that `request` has as `number`, with its client.
+    static ConnectionId IdOf(const Request& request, const char* number);
     Origin OriginOf(const Request& request) const;
     // Every operation on a connection ends here, with its status.
     void Done(const ConnectionId& id, Connection& connection, std::int32_t status);

@@ -42,6 +42,11 @@ TEST_F(Events, AnObserverIsToldTheStateOfItsConnection) {
     EXPECT_EQ(observer.states.Take(), 1);
     Ctl({"model", "notify", kVolume, "state", "0"});
     EXPECT_EQ(observer.states.Take(), 0);
+    const auto rows = Trace("event");
+    ASSERT_EQ(rows.size(), 2U);
+    EXPECT_EQ(rows[0]["call"], "state");
+    EXPECT_EQ(rows[0]["state"], 1);
+    EXPECT_EQ(rows[1]["state"], 0);
     EXPECT_NE(CtlError({"model", "notify", kVolume, "error", "1"}).find("nobody"), std::string::npos);
     EXPECT_NE(CtlError({"model", "notify", kVolume, "stat", "1"}).find("state"), std::string::npos);
     EXPECT_NE(CtlError({"model", "notify", kVolume, "state", "on"}).find("number"), std::string::npos);
