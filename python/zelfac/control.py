@@ -44,13 +44,18 @@ class Model(_Part):
         """A value as `simset ctl` prints it."""
         return self._control.text("model", "get", key)
 
+    def list(self, pattern: str = "*") -> Row:
+        """The values of all keys that match, which may have the shell's wildcards."""
+        lines = (line.partition(" ") for line in self._control.text("model", "list", pattern).splitlines())
+        return {key: json.loads(value) for key, _, value in lines}
+
     def set(self, key: str, value: Any) -> None:
         """Changes a value as the television would: observers are told. A text goes as it is, the rest as JSON."""
         self._control.ctl("model", "set", key, value if isinstance(value, str) else json.dumps(value))
 
 
 class Records(_Part):
-    """Flash variables, or factory metadata by item."""
+    """Flash variables by name, or factory metadata by item."""
 
     def get(self, name: object) -> str:
         """A record's text."""
@@ -61,8 +66,21 @@ class Records(_Part):
         self._control.ctl(self._name, "set", name, value)
 
 
+class Flash(Records):
+    """Flash variables."""
+
+    def list(self) -> dict[str, str]:
+        """All that were ever set."""
+        variables: dict[str, str] = self._control.value("flash", "list")
+        return variables
+
+
 class Keys(_Part):
     """The key store."""
+
+    def clear(self) -> None:
+        """Removes all installed keys, and the CI+ credentials."""
+        self._control.ctl("keys", "clear")
 
     def list(self) -> list[Row]:
         """The installed keys: `type`, `key`, `size`, `crc32`, `files`."""
@@ -80,7 +98,7 @@ class Control:
         self.state = pathlib.Path(state)
         self.timeout = timeout
         self.model = Model(self, "model")
-        self.flash = Records(self, "flash")
+        self.flash = Flash(self, "flash")
         self.meta = Records(self, "meta")
         self.keys = Keys(self, "keys")
         self.apm = _Part(self, "apm")
@@ -219,6 +237,11 @@ class Control:
         """Plugs a stick with a copy of a folder; returns the name that it got, "vu_sda1" for one."""
         options = (["--name", name] if name else []) + (["--read-only"] if read_only else [])
         return self.text("usb", "plug", folder, *options)
+
+    def plugged(self) -> list[Row]:
+        """The plugged sticks in their order: `name`, `readOnly`."""
+        sticks: list[Row] = self.value("usb", "list")
+        return sticks
 
     def unplug(self, name: str = "vu_sda1") -> None:
         """Saves a stick's content and takes it out."""

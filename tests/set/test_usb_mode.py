@@ -84,6 +84,8 @@ class PortCheck(AtOnce):
             self.assertEqual(tv.zelline("usb", 1).returncode, 1)
             names = [tv.plug(marked, **how) for how in ({}, {"read_only": True}, {"name": "vu_x"}, {})]
             self.assertEqual(names, ["vu_sdb1", "vu_sdc1", "vu_x", "vu_sdd1"])
+            plugged = [("vu_sda1", False), *((name, name == "vu_sdc1") for name in names)]
+            self.assertEqual([(stick["name"], stick["readOnly"]) for stick in tv.plugged()], plugged)
             for port in (1, 2, 3, 4):
                 self.assertEqual(tv.zelline("usb", port).returncode, 0)
             tv.unplug("vu_x")

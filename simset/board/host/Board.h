@@ -118,6 +118,7 @@ class Board {
     std::string AmPause(const Arguments& arguments);
     std::string AmLine(const Arguments& arguments);
     std::string PlugStick(const Arguments& arguments);
+    std::string ListSticks(const Arguments& arguments);
     std::string UnplugStick(const Arguments& arguments);
     std::string ReadStick(const Arguments& arguments);
     std::string Cat(const Arguments& arguments);

@@ -36,6 +36,7 @@ const std::vector<Verb<Board>>& Board::Verbs() {
          &Board::AmLine},
         {{"usb", "plug DIR [--name NAME] [--read-only]", "a stick with a copy of DIR; prints its name"},
          &Board::PlugStick},
+        {{"usb", "list", "the plugged sticks as JSON", false}, &Board::ListSticks},
         {{"usb", "unplug NAME", ""}, &Board::UnplugStick},
         {{"usb", "read NAME DIR", "copy a stick's content into DIR", false}, &Board::ReadStick},
         {{"cat", "PATH", "a file of the set", false}, &Board::Cat},
@@ -152,6 +153,11 @@ std::string Board::PlugStick(const Arguments& arguments) {
         throw;
     }
     return stick.name + "\n";
+}
+
+std::string Board::ListSticks(const Arguments&) {
+    const std::lock_guard lock(m_stickMutex);
+    return nlohmann::json(m_sticks.Plugged()).dump() + "\n";
 }
 
 std::string Board::UnplugStick(const Arguments& arguments) {

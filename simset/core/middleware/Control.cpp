@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
+#include <fnmatch.h>
 
 #include <algorithm>
 #include <optional>
@@ -25,11 +26,15 @@ constexpr char kKeys[] = "keys";
 constexpr char kApm[] = "apm";
 constexpr char kAnyStep[] = "any";
 
+std::string Line(const json& value) {
+    return value.dump(-1, ' ', false, json::error_handler_t::replace) + '\n';
+}
+
 std::string Print(const json& value) {
     if (value.is_string()) {
         return value.get<std::string>() + '\n';
     }
-    return value.dump(-1, ' ', false, json::error_handler_t::replace) + '\n';
+    return Line(value);
 }
 
 const KeyInfo& KeyOf(const std::string& name) {
@@ -88,6 +93,8 @@ std::string KeyNumberOf(const std::string& name) {
 const std::vector<Verb<Control>>& Control::Verbs() {
     static const std::vector<Verb<Control>> kVerbs = {
         {{"model", "get KEY", "a model value as JSON (a plain text as it is)", false}, &Control::GetModel},
+        {{"model", "list GLOB", "the keys that match (* for all), each with its value as JSON, one a line", false},
+         &Control::ListModel},
         {{"model", "set KEY JSON", "change it and notify observers"}, &Control::SetModel},
         {{"model", "notify KEY EVENT NUMBER",
           "tell its observers; EVENT state|update|error, or of its iterators\n"
@@ -99,6 +106,7 @@ const std::vector<Verb<Control>>& Control::Verbs() {
         {{kModel, "fail", "the failures that were asked for; so of flash, meta, keys, apm", false},
          &Control::ListFaults<kModel>},
         {{"flash", "get NAME", "a boot variable", false}, &Control::GetFlash},
+        {{"flash", "list", "those that were ever set, as JSON", false}, &Control::ListFlash},
         {{"flash", "set NAME TEXT", ""}, &Control::SetFlash},
         {{"flash", "fail NAME STATUS [--times N]", ""}, &Control::FailFlash},
         {{kFlash, "fail", "", false}, &Control::ListFaults<kFlash>},
@@ -107,6 +115,7 @@ const std::vector<Verb<Control>>& Control::Verbs() {
         {{"meta", "fail ITEM|init|access-route STATUS [--times N]", ""}, &Control::FailMeta},
         {{kMeta, "fail", "", false}, &Control::ListFaults<kMeta>},
         {{"keys", "list", "installed keys as JSON", false}, &Control::ListKeys},
+        {{"keys", "clear", "none is installed any more, nor a CI+ credential"}, &Control::ClearKeys},
         {{"keys", "fail KEY write|check STATUS [--times N]", ""}, &Control::FailKeys},
         {{kKeys, "fail", "", false}, &Control::ListFaults<kKeys>},
         {{"apm", "fail CALL STATUS [--times N]",
@@ -152,6 +161,20 @@ std::string Control::Fail(const char* area, const std::string& name, const std::
 
 std::string Control::GetModel(const Arguments& arguments) {
     return Print(m_parts.model.Value(std::string(KeyOf(arguments[0]).key)));
+}
+
+std::string Control::ListModel(const Arguments& arguments) {
+    std::string lines;
+    for (const auto& info : Catalogue()) {
+        const std::string key(info.key);
+        if (::fnmatch(arguments[0].c_str(), key.c_str(), 0) == 0) {
+            lines += key + ' ' + Line(m_parts.model.Value(key));
+        }
+    }
+    if (lines.empty()) {
+        throw ControlError(fmt::format("no model key matches {}", arguments[0]));
+    }
+    return lines;
 }
 
 std::string Control::SetModel(const Arguments& arguments) {
@@ -202,6 +225,10 @@ std::string Control::GetFlash(const Arguments& arguments) {
     return m_parts.flash.Value(arguments[0]) + '\n';
 }
 
+std::string Control::ListFlash(const Arguments&) {
+    return Line(m_parts.flash.Values());
+}
+
 std::string Control::SetFlash(const Arguments& arguments) {
     m_parts.flash.Assign(arguments[0], arguments[1]);
     return {};
@@ -233,6 +260,11 @@ std::string Control::FailMeta(const Arguments& arguments) {
 
 std::string Control::ListKeys(const Arguments&) {
     return Print(m_parts.keys.List());
+}
+
+std::string Control::ClearKeys(const Arguments&) {
+    m_parts.keys.Clear();
+    return {};
 }
 
 std::string Control::FailKeys(const Arguments& arguments) {

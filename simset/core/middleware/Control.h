@@ -43,15 +43,18 @@ class Control {
     static const std::vector<Verb<Control>>& Verbs();
 
     std::string GetModel(const Arguments& arguments);
+    std::string ListModel(const Arguments& arguments);
     std::string SetModel(const Arguments& arguments);
     std::string FailModel(const Arguments& arguments);
     std::string GetFlash(const Arguments& arguments);
+    std::string ListFlash(const Arguments& arguments);
     std::string SetFlash(const Arguments& arguments);
     std::string FailFlash(const Arguments& arguments);
     std::string GetMeta(const Arguments& arguments);
     std::string SetMeta(const Arguments& arguments);
     std::string FailMeta(const Arguments& arguments);
     std::string ListKeys(const Arguments& arguments);
+    std::string ClearKeys(const Arguments& arguments);
     std::string FailKeys(const Arguments& arguments);
     std::string FailApm(const Arguments& arguments);
     template <const char* Area>

@@ -135,6 +135,10 @@ json KeyStore::List() const {
     return list;
 }
 
+void KeyStore::Clear() {
+    m_shared.state.EraseBlobs();
+}
+
 std::optional<int> KeyStore::Number(const std::string& nameOrNumber) {
     for (const auto& [number, type] : kTypes) {
         if (nameOrNumber == type || nameOrNumber == std::to_string(number)) {

@@ -31,6 +31,9 @@ class KeyStore {
     // Installed keys: type, key, size, crc32 (eight hexadecimal digits), files.
     nlohmann::json List() const;
 
+    // No key is installed any more, and no CI+ credential. Throws StateError.
+    void Clear();
+
     // The key's number by name ("hdcp1") or number; nothing when there is no such key.
     static std::optional<int> Number(const std::string& nameOrNumber);
     static std::vector<std::string> Names();

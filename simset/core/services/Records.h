@@ -26,6 +26,9 @@ class Flash {
     // The variables that a set has.
     static const std::set<std::string>& Names();
 
+    // All that were ever set.
+    const std::map<std::string, std::string>& Values() const { return m_values; }
+
     std::string Value(const std::string& name) const;
     void Assign(const std::string& name, const std::string& value);  // throws StateError
 

@@ -142,4 +142,8 @@ std::map<std::string, State::Blob> State::LoadBlobs() {
     });
 }
 
+void State::EraseBlobs() {
+    Guard(m_file, [&] { m_database->exec("DELETE FROM blobs"); });
+}
+
 }  // namespace simset

@@ -32,6 +32,7 @@ class State {
     void PutBlob(const std::string& name, const Blob& blob);
     std::optional<Blob> GetBlob(const std::string& name);
     std::map<std::string, Blob> LoadBlobs();
+    void EraseBlobs();
 
   private:
     std::filesystem::path m_file;

@@ -27,6 +27,28 @@ TEST_F(ControlledSet, ReadsAndWritesEachKind) {
     EXPECT_EQ(Ctl({"flash", "get", "ZelFacMode"}), "2\n");
 }
 
+TEST_F(ControlledSet, ListsTheModelByPattern) {
+    Ctl({"model", "set", kVolume, "31"});
+    Ctl({"model", "set", kVersion, "V \"9\""});
+    EXPECT_EQ(Ctl({"model", "list", kVolume}), std::string(kVolume) + " 31\n");
+    EXPECT_EQ(Ctl({"model", "list", "*.software.version"}), std::string(kVersion) + " \"V \\\"9\\\"\"\n");
+    std::istringstream all(Ctl({"model", "list", "*"}));
+    std::size_t count = 0;
+    for (std::string line; std::getline(all, line); ++count) {
+        const std::size_t blank = line.find(' ');
+        ASSERT_NE(FindKey(line.substr(0, blank)), nullptr) << line;
+        EXPECT_FALSE(nlohmann::json::parse(line.substr(blank + 1), nullptr, false).is_discarded()) << line;
+    }
+    EXPECT_EQ(count, Catalogue().size());
+    EXPECT_NE(CtlError({"model", "list", "volume"}).find("matches volume"), std::string::npos);
+}
+
+TEST_F(ControlledSet, ListsTheFlashVariablesThatWereSet) {
+    EXPECT_EQ(Ctl({"flash", "list"}), "{\"ZelFacMode\":\"1\"}\n");
+    Ctl({"flash", "set", "brand", "two words"});
+    EXPECT_EQ(Ctl({"flash", "list"}), "{\"ZelFacMode\":\"1\",\"brand\":\"two words\"}\n");
+}
+
 TEST_F(ControlledSet, SaysWhatToDoInstead) {
     EXPECT_NE(CtlError({"model", "get", "tovix.sl2.i32.sound.main.volum"}).find(kVolume), std::string::npos);
     EXPECT_NE(CtlError({"model", "set", kVolume, "loud"}).find("give a number"), std::string::npos);

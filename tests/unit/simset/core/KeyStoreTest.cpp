@@ -45,6 +45,16 @@ TEST_F(KeySet, InstallsAFileWithItsDigest) {
     EXPECT_EQ(checkKeyFile(KEY_HDCP1), 0);
 }
 
+TEST_F(KeySet, ClearingLeavesNoKey) {
+    ASSERT_EQ(writeKeys({m_dir.Write("key.bin", "123456789")}, KEY_HDCP1), 0);
+    ASSERT_EQ(writeKeys({m_dir.Write("key.bin", "1234567890")}, KEY_WIDEVINE), 0);
+    EXPECT_EQ(Ctl({"keys", "clear"}), "");
+    EXPECT_EQ(Keys(), nlohmann::json::array());
+    EXPECT_NE(checkKeyFile(KEY_HDCP1), 0);
+    Restart();
+    EXPECT_EQ(Keys(), nlohmann::json::array());
+}
+
 TEST_F(KeySet, InstallsNothingThatIsNotThere) {
     const std::string full = m_dir.Write("full", "x");
     const std::string empty = m_dir.Write("empty", "");
@@ -131,6 +141,9 @@ TEST_F(CredentialSet, TakesCiPlusCredentialsPerType) {
     EXPECT_EQ(trace.find("secret credential"), std::string::npos);
     EXPECT_EQ(trace.find("736563726574"), std::string::npos);
     Damage("credential NON_ECP");
+    EXPECT_EQ(Check("NON_ECP"), "Failed");
+    EXPECT_EQ(Encrypt("NON_ECP", m_dir.Write("credential.bin", "secret credential")), "Success");
+    Ctl({"keys", "clear"});
     EXPECT_EQ(Check("NON_ECP"), "Failed");
 }
 
