@@ -6,79 +6,11 @@
 #include "cli/Tools.h"
 #include "plan/PlanFile.h"
 #include "plan/PlanRun.h"
-#include "report/Report.h"
-#include "wire/Hex.h"
+#include "report/RunReports.h"
+#include "report/RunTable.h"
 
 namespace zelline {
 namespace {
-
-constexpr std::size_t kNameWidth = 30;
-constexpr std::size_t kWhatAt = kNameWidth + 26;
-constexpr std::size_t kWhatWidth = 100 - kWhatAt;
-
-// Columns that a printable text takes: characters from Hangul on take two.
-std::size_t Columns(std::string_view text) {
-    std::size_t columns = 0;
-    while (!text.empty()) {
-        const std::size_t size = std::max<std::size_t>(CharacterSize(text), 1);
-        columns += static_cast<unsigned char>(text[0]) >= 0xE1 ? 2 : 1;
-        text.remove_prefix(size);
-    }
-    return columns;
-}
-
-// The characters of a printable text that fit into `width` columns.
-std::string Fitting(std::string_view text, std::size_t width) {
-    std::size_t end = 0;
-    while (end < text.size()) {
-        const std::size_t size = std::max<std::size_t>(CharacterSize(text.substr(end)), 1);
-        if (Columns(text.substr(0, end + size)) > width) {
-            break;
-        }
-        end += size;
-    }
-    return std::string(text.substr(0, end));
-}
-
-// In exactly `width` columns.
-std::string Clip(const std::string& text, std::size_t width) {
-    const std::string shown = Columns(text) <= width ? text : Fitting(text, width - 3) + "...";
-    return shown + std::string(width - std::min(width, Columns(shown)), ' ');
-}
-
-// Words in lines of at most `width`, broken at blanks.
-std::vector<std::string> Wrap(const std::string& text, std::size_t width) {
-    std::vector<std::string> lines(1);
-    std::size_t at = 0;
-    while (at < text.size()) {
-        const auto end = std::min(text.find(' ', at), text.size());
-        std::string word = text.substr(at, end - at);
-        at = end + 1;
-        while (Columns(word) > width) {
-            lines.push_back(Fitting(word, width));
-            word.erase(0, lines.back().size());
-        }
-        if (!lines.back().empty() && Columns(lines.back()) + 1 + Columns(word) > width) {
-            lines.emplace_back();
-        }
-        lines.back() += (lines.back().empty() ? "" : " ") + word;
-    }
-    if (lines.size() > 1 && lines.front().empty()) {
-        lines.erase(lines.begin());
-    }
-    return lines;
-}
-
-std::string TableRow(std::size_t number, const StepResult& step) {
-    const auto what = Wrap(Printable(step.words), kWhatWidth);
-    std::string row =
-        fmt::format("{:>3}  {}  {:<7}  {:>6.2f} s  {}", number, Clip(Printable(step.name), kNameWidth),
-                    StateWord(step.state), Seconds(step.elapsed), what.front());
-    for (std::size_t i = 1; i < what.size(); ++i) {
-        row += fmt::format("\n{:{}}{}", "", kWhatAt, what[i]);
-    }
-    return row;
-}
 
 Variables GivenVariables(const std::vector<std::string>& texts) {
     Variables variables;
@@ -158,45 +90,14 @@ Exit RunPlan(const Context& context) {
         DryRun(console, *plan, settings);
         return Exit::Success;
     }
-    std::vector<Report> reports;
-    for (const std::string& path : options.reports) {
-        reports.emplace_back(path);
-    }
+    RunReports reports(options.reports);
     const Session session(context);
     TerminalProgress progress(console, *session.transport);
-    if (!console.json) {
-        console.out << plan->name << "\n\n"
-                    << fmt::format("{:>3}  {:<{}}  {:<7}  {:>8}  {}", "#", "Step", kNameWidth, "Result", "Time",
-                                   "What")
-                    << std::endl;
-    }
-    PlanResult soFar = NotYetRun(*plan);
-    soFar.plan = options.words[0];
-    std::size_t number = 0;
-    const auto onStep = [&](const StepResult& step) {
-        console.Result(StepJson(step), TableRow(number + 1, step));
-        soFar.steps[number++] = step;
-        for (Report& report : reports) {
-            try {
-                report.Keep(soFar);
-            } catch (const Error&) {  // told of when the run is over, as it need not fail for this
-            }
-        }
-    };
-    PlanResult result = ExecutePlan(*plan, *session.link, settings, onStep, &progress);
-    result.plan = options.words[0];
-    console.Result(SummaryJson(result),
-                   fmt::format("\n{}: {} of {} steps passed, {} failed, {:.1f} s", Verdict(result.status),
-                               CountOf(result, StepState::Passed), result.steps.size(),
-                               CountOf(result, StepState::Failed), Seconds(result.elapsed)));
-    Exit status = result.status;
-    for (Report& report : reports) {
-        try {
-            report.Write(result);
-        } catch (const Error& error) {
-            console.Fail(error);
-            status = Worse(status, error.Status());
-        }
+    RunTable table(console);
+    Exit status = ExecutePlan(*plan, *session.link, settings, {&table, &reports}, &progress).status;
+    for (const Error& error : reports.Problems()) {
+        console.Fail(error);
+        status = Worse(status, error.Status());
     }
     return status;
 }

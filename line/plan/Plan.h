@@ -47,6 +47,7 @@ std::vector<std::string*> TextsOf(Step& step);
 Variables VariablesOf(const Step& step, const Variables& variables, const std::set<std::string>& saved);
 
 struct Plan {
+    std::string file;  // as the user named it
     std::string name;
     std::string description;
     std::vector<Step> steps;  // teardown steps last

@@ -420,6 +420,7 @@ void Give(Plan& plan, const std::string& path, const Variables& given, std::vect
 
 Plan LoadPlan(const std::string& path, const Variables& given, std::vector<PlanProblem>& problems) {
     Plan plan = Reader(problems).ReadFile(path, "");
+    plan.file = path;
     Give(plan, path, given, problems);
     std::stable_partition(plan.steps.begin(), plan.steps.end(), [](const Step& step) { return !step.teardown; });
     if (problems.empty() && plan.steps.empty()) {

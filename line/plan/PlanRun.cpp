@@ -67,6 +67,21 @@ StepResult ResultOf(const Step& step, const Variables& variables) {
     return result;
 }
 
+// What is to be told of the plan's run before it has ended: no step has run, and the verdict is that it was
+// stopped.
+PlanResult NotYetRun(const Plan& plan) {
+    PlanResult result;
+    result.name = plan.name;
+    result.plan = plan.file;
+    result.started = fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(std::time(nullptr)));
+    result.status = Exit::Interrupted;
+    for (const Step& step : plan.steps) {
+        result.steps.push_back(ResultOf(step, plan.variables));
+        result.steps.back().words = "the run did not come to its end";
+    }
+    return result;
+}
+
 void Wait(Transport& line, Millis time, UploadProgress* progress) {
     const Millis start = line.Now();
     for (Millis passed{0}; passed < time; passed = line.Now() - start) {
@@ -93,25 +108,88 @@ void Abandon(Link& link) {
     }
 }
 
-StepResult RunStep(const Step& step, Link& link, const Settings& settings, Values& values,
-                   UploadProgress* progress) {
-    const Variables variables = VariablesOf(step, values.variables, values.saved);
-    StepResult result = ResultOf(step, variables);
-    const Millis start = link.Line().Now();
-    try {
-        if (!step.runIf.empty() && !Holds(step.runIf, variables)) {
-            result.state = StepState::Skipped;
-            result.words = fmt::format("run only if {}", step.runIf);
-            return result;
+// One run of a plan, from its first step to its last.
+class PlanRunner {
+  public:
+    PlanRunner(const Plan& plan, Link& link, const Settings& settings, const std::vector<RunObserver*>& observers,
+               UploadProgress* progress)
+        : m_plan(plan),
+          m_link(link),
+          m_settings(settings),
+          m_observers(observers),
+          m_progress(progress),
+          m_result(NotYetRun(plan)),
+          m_values{plan.variables, {}} {}
+
+    PlanResult Run() {
+        const Millis start = m_link.Line().Now();
+        Tell([&](RunObserver& observer) { observer.RunBegins(m_result); });
+        m_result.status = Exit::Success;
+        for (std::size_t number = 0; number < m_plan.steps.size(); ++number) {
+            const Step& step = m_plan.steps[number];
+            End(number, IsLeftOut(step) ? LeftOut(step) : Carry(number));
         }
-        const Action action = StepAction(step, variables);
-        result.verb = action.verb;
-        Wait(link.Line(), step.wait, progress);
-        RefuseRestart(link);
-        const Outcome outcome = Perform(link, action, StepSettings(step, settings), progress);
-        result.tries = outcome.tries;
-        result.elapsed = outcome.elapsed;
-        RefuseRestart(link);
+        m_result.elapsed = m_link.Line().Now() - start;
+        Tell([&](RunObserver& observer) { observer.RunEnded(m_result); });
+        return m_result;
+    }
+
+  private:
+    template <typename Event>
+    void Tell(const Event& event) {
+        for (RunObserver* observer : m_observers) {
+            event(*observer);
+        }
+    }
+
+    Variables Known(const Step& step) const { return VariablesOf(step, m_values.variables, m_values.saved); }
+
+    bool IsLeftOut(const Step& step) const { return m_lost || ((m_stopped || m_aborted) && !step.teardown); }
+
+    StepResult LeftOut(const Step& step) const {
+        StepResult result = ResultOf(step, Known(step));
+        result.words = m_lost      ? "the run was broken off"
+                       : m_aborted ? "the run was stopped"
+                                   : "an earlier step failed";
+        return result;
+    }
+
+    StepResult Carry(std::size_t number) {
+        const Step& step = m_plan.steps[number];
+        const Variables variables = Known(step);
+        StepResult result = ResultOf(step, variables);
+        const Millis start = m_link.Line().Now();
+        try {
+            if (!step.runIf.empty() && !Holds(step.runIf, variables)) {
+                result.state = StepState::Skipped;
+                result.words = fmt::format("run only if {}", step.runIf);
+                return result;
+            }
+            const Action action = StepAction(step, variables);
+            result.verb = action.verb;
+            Tell([&](RunObserver& observer) { observer.StepBegins(number, action); });
+            Wait(m_link.Line(), step.wait, m_progress);
+            RefuseRestart(m_link);
+            const Outcome outcome = Perform(m_link, action, StepSettings(step, m_settings), m_progress);
+            result.tries = outcome.tries;
+            result.elapsed = outcome.elapsed;
+            RefuseRestart(m_link);
+            Judge(step, outcome, variables, result);
+        } catch (const Error& error) {
+            const bool interrupted = error.Status() == Exit::Interrupted;
+            result.state = interrupted ? StepState::NotRun : StepState::Failed;
+            result.status = error.Status();
+            result.words = interrupted ? "stopped while it was under way" : error.what();
+            result.elapsed = m_link.Line().Now() - start;
+            if (interrupted) {
+                Abandon(m_link);
+            }
+        }
+        return result;
+    }
+
+    // Whether the outcome is what the step expects, and what is saved of it.
+    void Judge(const Step& step, const Outcome& outcome, const Variables& variables, StepResult& result) {
         const std::string mismatch = Mismatch(step, outcome, variables);
         result.state = mismatch.empty() ? StepState::Passed : StepState::Failed;
         result.status = mismatch.empty()                  ? Exit::Success
@@ -121,72 +199,47 @@ StepResult RunStep(const Step& step, Link& link, const Settings& settings, Value
         result.value = outcome.value;
         result.isNumber = outcome.isNumber;
         if (!step.save.empty()) {
-            values.variables[step.save] = outcome.value;
-            values.saved.insert(step.save);
-        }
-    } catch (const Error& error) {
-        const bool interrupted = error.Status() == Exit::Interrupted;
-        result.state = interrupted ? StepState::NotRun : StepState::Failed;
-        result.status = error.Status();
-        result.words = interrupted ? "stopped while it was under way" : error.what();
-        result.elapsed = link.Line().Now() - start;
-        if (interrupted) {
-            Abandon(link);
+            m_values.variables[step.save] = outcome.value;
+            m_values.saved.insert(step.save);
         }
     }
-    return result;
-}
+
+    // Takes in what came of a step: what it means for those behind it, and for the run.
+    void End(std::size_t number, StepResult result) {
+        const Step& step = m_plan.steps[number];
+        const bool interrupted = result.status == Exit::Interrupted;
+        m_lost =
+            m_lost || result.status == Exit::Port || result.status == Exit::Record || (interrupted && m_aborted);
+        m_aborted = m_aborted || interrupted;
+        m_stopped = m_stopped || (result.state == StepState::Failed && step.stopOnFailure);
+        m_result.status = Worse(m_result.status, result.status);
+        if (result.state == StepState::Failed || m_aborted) {
+            m_values.variables[kAllSteps] = StateWord(StepState::Failed);
+        }
+        if (!step.id.empty()) {
+            m_values.variables["step." + step.id] = StateWord(result.state);
+        }
+        Tell([&](RunObserver& observer) { observer.StepEnded(number, result); });
+        m_result.steps[number] = std::move(result);
+    }
+
+    const Plan& m_plan;
+    Link& m_link;
+    const Settings& m_settings;
+    const std::vector<RunObserver*>& m_observers;
+    UploadProgress* m_progress;
+    PlanResult m_result;
+    Values m_values;
+    bool m_stopped = false;  // by a step that failed
+    bool m_aborted = false;  // by the user
+    bool m_lost = false;     // nothing more can be asked, or the user will not wait for the teardown
+};
 
 }  // namespace
 
-PlanResult NotYetRun(const Plan& plan) {
-    PlanResult result;
-    result.name = plan.name;
-    result.started = fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(std::time(nullptr)));
-    result.status = Exit::Interrupted;
-    for (const Step& step : plan.steps) {
-        result.steps.push_back(ResultOf(step, plan.variables));
-        result.steps.back().words = "the run did not come to its end";
-    }
-    return result;
-}
-
 PlanResult ExecutePlan(const Plan& plan, Link& link, const Settings& settings,
-                       const std::function<void(const StepResult&)>& onStep, UploadProgress* progress) {
-    PlanResult result = NotYetRun(plan);
-    result.status = Exit::Success;
-    result.steps.clear();
-    const Millis start = link.Line().Now();
-    Values values{plan.variables, {}};
-    bool stopped = false;
-    bool aborted = false;
-    bool lost = false;
-    for (const Step& step : plan.steps) {
-        StepResult done;
-        if (lost || ((stopped || aborted) && !step.teardown)) {
-            done = ResultOf(step, VariablesOf(step, values.variables, values.saved));
-            done.words = lost      ? "the run was broken off"
-                         : aborted ? "the run was stopped"
-                                   : "an earlier step failed";
-        } else {
-            done = RunStep(step, link, settings, values, progress);
-            const bool interrupted = done.status == Exit::Interrupted;
-            lost = done.status == Exit::Port || done.status == Exit::Record || (interrupted && aborted);
-            aborted = aborted || interrupted;
-            stopped = stopped || (done.state == StepState::Failed && step.stopOnFailure);
-            result.status = Worse(result.status, done.status);
-        }
-        if (done.state == StepState::Failed || aborted) {
-            values.variables[kAllSteps] = StateWord(StepState::Failed);
-        }
-        if (!step.id.empty()) {
-            values.variables["step." + step.id] = StateWord(done.state);
-        }
-        onStep(done);
-        result.steps.push_back(std::move(done));
-    }
-    result.elapsed = link.Line().Now() - start;
-    return result;
+                       const std::vector<RunObserver*>& observers, UploadProgress* progress) {
+    return PlanRunner(plan, link, settings, observers, progress).Run();
 }
 
 }  // namespace zelline

@@ -2,20 +2,17 @@
 #ifndef ZELLINE_PLAN_PLANRUN_H
 #define ZELLINE_PLAN_PLANRUN_H
 
-#include <functional>
+#include <vector>
 
 #include "plan/Plan.h"
+#include "plan/RunObserver.h"
 
 namespace zelline {
 
-// What is to be told of the plan's run before it has ended: no step has run, and the verdict is that it was
-// stopped.
-PlanResult NotYetRun(const Plan& plan);
-
-// `onStep` hears of each step when it is over; steps that are not run come too, in their place. When the user
-// wants to stop, the teardown steps still run; when that is said again, they do not.
+// `observers` are told of all of it. When the user wants to stop, the teardown steps still run; when that is said
+// again, they do not.
 PlanResult ExecutePlan(const Plan& plan, Link& link, const Settings& settings,
-                       const std::function<void(const StepResult&)>& onStep, UploadProgress* progress = nullptr);
+                       const std::vector<RunObserver*>& observers, UploadProgress* progress = nullptr);
 
 }  // namespace zelline
 

@@ -1,3 +1,4 @@
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -19,6 +20,16 @@ struct Ran {
     std::vector<std::string> states;
 };
 
+class States : public RunObserver {
+  public:
+    void StepEnded(std::size_t number, const StepResult& step) override {
+        EXPECT_EQ(number, seen.size());
+        seen.emplace_back(StateWord(step.state));
+    }
+
+    std::vector<std::string> seen;
+};
+
 Ran RunText(const std::string& text, Transport& set, const Variables& given = {}) {
     const tests::TempFolder folder;
     std::vector<PlanProblem> problems;
@@ -27,9 +38,10 @@ Ran RunText(const std::string& text, Transport& set, const Variables& given = {}
         ADD_FAILURE() << problem.line << ": " << problem.words;
     }
     Link link(set);
+    States states;
     Ran ran;
-    ran.result =
-        ExecutePlan(plan, link, {}, [&](const StepResult& step) { ran.states.push_back(StateWord(step.state)); });
+    ran.result = ExecutePlan(plan, link, {}, {&states});
+    ran.states = states.seen;
     return ran;
 }
 
@@ -157,7 +169,7 @@ TEST(PlanRun, AVariableOfAnIncludedFileGivesWayToWhatItsStepsSave) {
     SimulatedReceiver set;
     set.texts[0x1297] = "2.5";
     Link link(set);
-    const PlanResult result = ExecutePlan(plan, link, {}, [](const StepResult&) {});
+    const PlanResult result = ExecutePlan(plan, link, {}, {});
     EXPECT_EQ(result.steps[0].verb, "result none");
     EXPECT_EQ(result.steps[2].verb, "result 2.5");
 }
@@ -224,11 +236,42 @@ TEST(PlanRun, AStopInTheMiddleOfAFileLeavesTheSetReadyForTheTeardown) {
     SimulatedReceiver set;
     BorrowedLine line(set, {set.Now() + Millis(1300)});
     Link link(line);
-    const PlanResult result = ExecutePlan(plan, link, {}, [](const StepResult&) {});
+    const PlanResult result = ExecutePlan(plan, link, {}, {});
     EXPECT_EQ(result.steps[0].state, StepState::NotRun);
     EXPECT_EQ(result.steps[1].state, StepState::Passed);
     EXPECT_EQ(result.steps[1].tries, 1);
     EXPECT_TRUE(set.handedToInstaller.empty());
+}
+
+TEST(PlanRun, ObserversAreToldOfEveryStepInOrder) {
+    struct Log : RunObserver {
+        void RunBegins(const PlanResult& planned) override {
+            words.push_back(fmt::format("{} of {} steps", Verdict(planned.status), planned.steps.size()));
+        }
+        void StepBegins(std::size_t number, const Action& action) override {
+            words.push_back(fmt::format("{} begins: {}", number, action.verb));
+        }
+        void StepEnded(std::size_t number, const StepResult& result) override {
+            words.push_back(fmt::format("{} {}", number, StateWord(result.state)));
+        }
+        void RunEnded(const PlanResult& result) override { words.emplace_back(Verdict(result.status)); }
+
+        std::vector<std::string> words;
+    } log;
+    const tests::TempFolder folder;
+    std::vector<PlanProblem> problems;
+    const Plan plan = LoadPlan(
+        folder.Write("plan.toml",
+                     "[vars]\nv = \"0\"\n[[step]]\nrun = \"connect\"\nrun-if = \"${v}\"\n[[step]]\nrun = "
+                     "\"cam\"\nexpect = { status = \"failure\" }\n[[step]]\nrun = \"wifi\"\n[[teardown]]\n"
+                     "run = \"led red on\"\n"),
+        {}, problems);
+    ASSERT_TRUE(problems.empty());
+    SimulatedReceiver set;
+    Link link(set);
+    ExecutePlan(plan, link, {}, {&log});
+    EXPECT_THAT(log.words, ElementsAre("ABORTED of 4 steps", "0 skipped", "1 begins: cam", "1 failed", "2 not run",
+                                       "3 begins: led red on", "3 passed", "FAILED"));
 }
 
 TEST(PlanRun, KeyFilesLieBesideThePlan) {
@@ -240,7 +283,7 @@ TEST(PlanRun, KeyFilesLieBesideThePlan) {
     ASSERT_TRUE(problems.empty());
     SimulatedReceiver set;
     Link link(set);
-    EXPECT_EQ(ExecutePlan(plan, link, {}, [](const StepResult&) {}).status, Exit::Success);
+    EXPECT_EQ(ExecutePlan(plan, link, {}, {}).status, Exit::Success);
     EXPECT_EQ(set.installed[0x1281], "a key");
 }
 

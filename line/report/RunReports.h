@@ -1,0 +1,34 @@
+// The report files of one run, which grow with it.
+#ifndef ZELLINE_REPORT_RUNREPORTS_H
+#define ZELLINE_REPORT_RUNREPORTS_H
+
+#include <string>
+#include <vector>
+
+#include "plan/RunObserver.h"
+#include "report/Report.h"
+#include "wire/Error.h"
+
+namespace zelline {
+
+class RunReports : public RunObserver {
+  public:
+    // Throws what Report does for the first of the files that cannot be one.
+    explicit RunReports(const std::vector<std::string>& paths);
+
+    void RunBegins(const PlanResult& planned) override { m_soFar = planned; }
+    void StepEnded(std::size_t number, const StepResult& result) override;
+    void RunEnded(const PlanResult& result) override;
+
+    // What became known of files that could not be written when the run had ended.
+    const std::vector<Error>& Problems() const { return m_problems; }
+
+  private:
+    std::vector<Report> m_reports;
+    PlanResult m_soFar;
+    std::vector<Error> m_problems;
+};
+
+}  // namespace zelline
+
+#endif
