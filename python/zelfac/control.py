@@ -102,6 +102,9 @@ class Control:
         self.meta = Records(self, "meta")
         self.keys = Keys(self, "keys")
         self.apm = _Part(self, "apm")
+        self.commands = _Part(self, "shell")
+        self.mount = _Part(self, "mount")
+        self.sync = _Part(self, "sync")
         self._markers = 0
 
     # The verbs themselves.

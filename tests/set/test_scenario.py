@@ -5,11 +5,12 @@ import pathlib
 import runner
 from runner import AtOnce
 from setlib import Set, run
-from zelfac import frame
+from zelfac import frame, status
 
 EXAMPLES = pathlib.Path(__file__).parents[2] / "docs/scenarios"
 SET_VOLUME = 0x129F
 WRITE_MAC = 0x1278
+WRITE_SERIAL = 0x1274
 VOLUME = "tovix.sl2.i32.sound.main.volume"
 NOT_HAPPENED = 8
 USAGE = 2
@@ -29,6 +30,19 @@ class ScenarioSet(Set):
     def triggers(self):
         """The lines of the scenario that were set off, in order."""
         return [row["line"] for row in self.trace(who="scenario", call="trigger")]
+
+
+class Verbs(AtOnce):
+    def test_what_the_board_does_fails(self):
+        with ScenarioSet(BOARD_FAILS) as tv:
+            tv.await_started()
+            tv.line.connect()
+            self.assertEqual(tv.line.ask(WRITE_SERIAL, b"LOST"), status(WRITE_SERIAL, 0))
+            self.assertEqual(tv.triggers(), [2])
+            faults = [tv.value(area, "fail")[0] for area in ("sync", "shell", "mount")]
+            self.assertEqual([(fault["name"], fault["status"]) for fault in faults],
+                             [("*", 7), ("cat *", 3), ("/config", 30)])
+            self.assertTrue(tv.trace(who="sync", fault=7))
 
 
 class Examples(AtOnce):
@@ -68,6 +82,12 @@ class Examples(AtOnce):
             self.assertEqual(tv.triggers(), [5, 9, 13])
             self.assertEqual(tv.stop(), 0)
 
+
+BOARD_FAILS = """
+[[when]]
+match = "who=shell command=*/var/local/ZelPcbSn*"
+do = ["sync fail 7", 'shell fail "cat *" 3', "mount fail /config 30"]
+"""
 
 NEVER_COMES = """
 [[when]]

@@ -229,6 +229,16 @@ class Page(unittest.TestCase):
             browser.click("//*[@id='faults']//button[contains(., 'end')]")
             browser.wait_text("#faults", "None")
 
+            browser.run("const area = document.querySelector('#fault select[aria-label=Area]'); area.value = 'sync';"
+                        "area.dispatchEvent(new Event('input', { bubbles: true }))")
+            self.assertIn("sync fail 1", browser.text("#fault"))
+            browser.click("//*[@id='fault']//button[.='Arrange']")
+            browser.wait_text("#faults", "→ 1")
+            self.assertEqual(tv.value("sync", "fail")[0]["status"], 1)
+            browser.click("//*[@id='faults']//button[contains(., 'end')]")
+            browser.wait_text("#faults", "None")
+            self.assertEqual(tv.value("sync", "fail"), [])
+
             browser.run("const field = document.querySelector('select[aria-label=wifi]'); field.value = 'off';"
                         "field.dispatchEvent(new Event('change', { bubbles: true }))")
             tv.await_true(lambda: tv.behaviours()["wifi"] == "off", "the behaviour")

@@ -62,15 +62,25 @@ bool TakesMode(int flags) {
     return (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
 }
 
-// Carries a mount call of the application out and tells simset. A mount program's call is already told by the
-// shell command that ran it.
+// The errno that a mount of `target` has to fail with, 0 for none.
+int FaultOfMount(const char* target) {
+    simset::preload::Line line;
+    line.Raw(R"({"op":"mounting","target":)");
+    line.Text(target == nullptr ? "" : target);
+    line.Raw("}");
+    return simset::preload::Report(line);
+}
+
+// Carries a mount call of the application out, unless it has to fail, and tells simset. A mount program's call is
+// already told by the shell command that ran it, but for one that has to fail.
 template <typename Carry>
-int ReportedMount(const char* call, const char* target, long flags, const Carry& carry) {
+int ReportedMount(const char* call, const char* target, long flags, int fault, const Carry& carry) {
     static const bool inApplication = InApplication();
-    if (!inApplication) {
+    if (!inApplication && fault == 0) {
         return carry();
     }
-    const int status = carry();
+    errno = fault;
+    const int status = fault != 0 ? -1 : carry();
     const int savedErrno = errno;
     simset::preload::Line line;
     line.Raw("{");
@@ -81,6 +91,10 @@ int ReportedMount(const char* call, const char* target, long flags, const Carry&
     line.Text(target == nullptr ? "" : target);
     line.Raw(R"(,"flags":)");
     line.Number(flags);
+    if (fault != 0) {
+        line.Raw(R"(,"fault":)");
+        line.Number(fault);
+    }
     if (status != 0) {
         line.Raw(R"(,"errno":)");
         line.Number(savedErrno);
@@ -187,18 +201,18 @@ SIMSET_VISIBLE int mount(const char* source, const char* target, const char* typ
                          const void* data) {
     using Call = int (*)(const char*, const char*, const char*, unsigned long, const void*);
     static const auto next = Next<Call>("mount");
-    return ReportedMount("mount", target, static_cast<long>(flags),
+    return ReportedMount("mount", target, static_cast<long>(flags), FaultOfMount(target),
                          [&] { return next(source, target, type, flags, data); });
 }
 
 SIMSET_VISIBLE int umount(const char* target) {
     static const auto next = Next<int (*)(const char*)>("umount");
-    return ReportedMount("umount", target, 0, [&] { return next(target); });
+    return ReportedMount("umount", target, 0, 0, [&] { return next(target); });
 }
 
 SIMSET_VISIBLE int umount2(const char* target, int flags) {
     static const auto next = Next<int (*)(const char*, int)>("umount2");
-    return ReportedMount("umount", target, flags, [&] { return next(target, flags); });
+    return ReportedMount("umount", target, flags, 0, [&] { return next(target, flags); });
 }
 
 SIMSET_VISIBLE int tcgetattr(int fd, struct termios* settings) {

@@ -24,6 +24,9 @@ constexpr char kFlash[] = "flash";
 constexpr char kMeta[] = "meta";
 constexpr char kKeys[] = "keys";
 constexpr char kApm[] = "apm";
+constexpr char kShell[] = "shell";
+constexpr char kMount[] = "mount";
+constexpr char kSync[] = "sync";
 constexpr char kAnyStep[] = "any";
 
 std::string Line(const json& value) {
@@ -103,7 +106,8 @@ const std::vector<Verb<Control>>& Control::Verbs() {
         {{"model", "fail KEY STEP STATUS [--times N]",
           "STEP proxy|interface|root|connect|operate|execute|count|rows; 0 ends it"},
          &Control::FailModel},
-        {{kModel, "fail", "the failures that were asked for; so of flash, meta, keys, apm", false},
+        {{kModel, "fail", "the failures that were asked for; so of flash, meta, keys, apm, shell, mount, sync",
+          false},
          &Control::ListFaults<kModel>},
         {{"flash", "get NAME", "a boot variable", false}, &Control::GetFlash},
         {{"flash", "list", "those that were ever set, as JSON", false}, &Control::ListFlash},
@@ -122,6 +126,16 @@ const std::vector<Verb<Control>>& Control::Verbs() {
           "CALL rpc|adapter|registerApp|notifyAppStatusInfo|unRegisterApp of the application manager"},
          &Control::FailApm},
         {{kApm, "fail", "", false}, &Control::ListFaults<kApm>},
+        {{"shell", "fail MATCH STATUS [--times N]",
+          "shell commands that match as a whole end with STATUS (1 to 255) and do nothing"},
+         &Control::FailShell},
+        {{kShell, "fail", "", false}, &Control::ListFaults<kShell>},
+        {{"mount", "fail PATH ERRNO [--times N]", "mounts and remounts of PATH, those of shell commands too"},
+         &Control::FailMount},
+        {{kMount, "fail", "", false}, &Control::ListFaults<kMount>},
+        {{"sync", "fail STATUS [--times N]", "a sync saves nothing; a power cut then loses what was written"},
+         &Control::FailSync},
+        {{kSync, "fail", "", false}, &Control::ListFaults<kSync>},
         {{"behave", "NAME on|off|MS",
           "factory-ready, preset, bluetooth, wifi, wired, supervisor\n(supervisor also: wrong)"},
          &Control::Behave},
@@ -278,6 +292,32 @@ std::string Control::FailApm(const Arguments& arguments) {
         RefuseName("call", arguments[0], calls);
     }
     return Fail(kApm, arguments[0], kAnyStep, arguments[1], arguments);
+}
+
+std::string Control::FailShell(const Arguments& arguments) {
+    // What a process can end with; 0 takes the fault back.
+    if (!ParseNumber<int>(arguments[1], 0, 255)) {
+        throw ControlError(
+            fmt::format("\"{}\" is no exit status: give 1 to 255, 0 to end the fault", arguments[1]));
+    }
+    return Fail(kShell, arguments[0], kAnyStep, arguments[1], arguments);
+}
+
+std::string Control::FailMount(const Arguments& arguments) {
+    constexpr int kLastErrno = 133;
+    if (arguments[0].empty() || std::string("/*?[").find(arguments[0][0]) == std::string::npos) {
+        throw ControlError(
+            fmt::format("\"{}\" is no path of the set: give one such as /zodata/factory, or *", arguments[0]));
+    }
+    if (!ParseNumber<int>(arguments[1], 0, kLastErrno)) {
+        throw ControlError(
+            fmt::format("\"{}\" is no errno: give a number such as 30 (EROFS), 0 to end the fault", arguments[1]));
+    }
+    return Fail(kMount, arguments[0], kAnyStep, arguments[1], arguments);
+}
+
+std::string Control::FailSync(const Arguments& arguments) {
+    return Fail(kSync, "*", kAnyStep, arguments[0], arguments);
 }
 
 std::string Control::ListBehaviours(const Arguments&) {

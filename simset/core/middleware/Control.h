@@ -57,6 +57,9 @@ class Control {
     std::string ClearKeys(const Arguments& arguments);
     std::string FailKeys(const Arguments& arguments);
     std::string FailApm(const Arguments& arguments);
+    std::string FailShell(const Arguments& arguments);
+    std::string FailMount(const Arguments& arguments);
+    std::string FailSync(const Arguments& arguments);
     template <const char* Area>
     std::string ListFaults(const Arguments& arguments);
     std::string ListBehaviours(const Arguments& arguments);

@@ -245,9 +245,16 @@ Reply Middleware::Sync() {
         return {{"status", kOk}};  // nobody gets it
     }
     const auto begin = m_scheduler->Now();
-    const std::int32_t status = !m_hooks.onSync || m_hooks.onSync() ? kOk : kNotKept;
-    Trace(
-        {{"who", "sync"}, {"call", "sync"}, {"tookMs", (m_scheduler->Now() - begin).count()}, {"status", status}});
+    nlohmann::json row{{"who", "sync"}, {"call", "sync"}};
+    std::int32_t status = TakeFault("sync", "sync");
+    if (status != kOk) {
+        row["fault"] = status;
+    } else if (m_hooks.onSync && !m_hooks.onSync()) {
+        status = kNotKept;
+    }
+    row["tookMs"] = (m_scheduler->Now() - begin).count();
+    row["status"] = status;
+    Trace(row);
     return {{"status", status}};
 }
 
@@ -263,6 +270,9 @@ Reply Middleware::Carry(const Request& request) {
                       request.at("expected").get<std::string>(),
                       request.value("details", nlohmann::json::object()));
             return {{"status", kOk}};
+        }
+        if (op == "mounting") {
+            return {{"status", TakeFault("mount", request.at("target").get<std::string>())}};
         }
         if (op == "trace" || op == "mount") {
             return Report(op, request);
@@ -292,8 +302,19 @@ Reply Middleware::Report(const std::string& op, const Request& request) {
         row.erase("op");
         row["who"] = "mount";
     }
+    const std::int32_t fault =
+        row.value("who", "") == "shell" ? TakeFault("shell", row.value("command", "")) : kOk;
+    if (fault != kOk) {
+        row["fault"] = fault;
+    }
     Trace(row);
-    return {{"status", kOk}};
+    return {{"status", fault}};
+}
+
+// What a call of the board's has to come to: 0, or the status of a fault.
+std::int32_t Middleware::TakeFault(const std::string& area, const std::string& name) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_faults.Take(area, name, "any");
 }
 
 std::shared_ptr<EventQueue> Middleware::Opened(const std::string& client) {

@@ -139,6 +139,7 @@ class Middleware {
     Reply Sync();
     Reply Carry(const Request& request);
     Reply Report(const std::string& op, const Request& request);
+    std::int32_t TakeFault(const std::string& area, const std::string& name);
     std::shared_ptr<EventQueue> Opened(const std::string& client);
     void Closed(const std::string& client, const std::shared_ptr<EventQueue>& queue);
     void Later(std::chrono::milliseconds delay, std::function<void()> task);

@@ -99,6 +99,9 @@ const kFaults = {
   meta: { what: 'ITEM', hint: '8, init, access-route, *' },
   keys: { what: 'KEY', hint: 'hdcp1, *', steps: ['write', 'check'] },
   apm: { what: 'CALL', hint: 'registerApp, *' },
+  shell: { what: 'MATCH', hint: 'a command, mount*, *' },
+  mount: { what: 'PATH', hint: '/zodata/factory, *' },
+  sync: { what: '', hint: '' },
 };
 
 function fault(act) {
@@ -108,18 +111,19 @@ function fault(act) {
   const status = field('Status', { value: '1', inputMode: 'numeric' });
   const times = field('Times', { placeholder: 'always', inputMode: 'numeric' });
   const adapt = () => {
-    const { hint, steps = [] } = kFaults[area.value];
+    const { what, hint, steps = [] } = kFaults[area.value];
     name.placeholder = hint;
+    name.disabled = what === '';
     step.replaceChildren(...steps.map((value) => el('option', { value }, value)));
     step.disabled = steps.length === 0;
   };
-  area.addEventListener('change', adapt);
+  area.addEventListener('input', adapt);
   adapt();
   form(byId('fault'), 'Arrange', [['Area', area], ['What', name], ['Step', step], ['Status', status], ['Times', times]], () => {
-    if (name.value === '' || !/^-?\d+$/.test(status.value)) return null;
-    return [area.value, 'fail', name.value, ...(step.disabled ? [] : [step.value]), status.value,
+    if ((name.value === '' && !name.disabled) || !/^-?\d+$/.test(status.value)) return null;
+    return [area.value, 'fail', ...(name.disabled ? [] : [name.value]), ...(step.disabled ? [] : [step.value]), status.value,
       ...(times.value ? ['--times', times.value] : [])];
-  }, act, { usage: () => `${area.value} fail ${kFaults[area.value].what}${step.disabled ? '' : ` ${step.value}`} STATUS [--times N]` });
+  }, act, { usage: () => `${area.value} fail${name.disabled ? '' : ` ${kFaults[area.value].what}`}${step.disabled ? '' : ` ${step.value}`} STATUS [--times N]` });
 }
 
 function line(act) {

@@ -22,7 +22,7 @@ const kAddress = 'tovix.sl2.str.network.ip-address';
 
 const kModes = { 1: 'factory', 2: 'aging', 3: 'USB update' };
 const kPinNames = { 7: 'panel backlight', 45: 'panel supply' };
-const kFaultAreas = ['model', 'flash', 'meta', 'keys', 'apm'];
+const kFaultAreas = ['model', 'flash', 'meta', 'keys', 'apm', 'shell', 'mount', 'sync'];
 const kPartitions = ['/zodata/critical', '/zodata/factory', '/zodata/model', '/var/local', '/var/run', '/vendor/tvconfig/config', '/config',
   '/serialdata', '/certificate'];
 
@@ -210,7 +210,7 @@ export class SetView {
     });
     if (rows.length === 0) return empty('None: every call answers as it should.');
     return table(rows.map(({ area, name, step, status, times }) => {
-      const place = step === 'any' || step === undefined ? [String(name)] : [String(name), String(step)];
+      const place = area === 'sync' ? [] : step === 'any' || step === undefined ? [String(name)] : [String(name), String(step)];
       return [area, `${place.join(' ')} → ${status}${times ? `, ${times} times` : ''} `,
         button('end', () => [area, 'fail', ...place, '0'], this.act)];
     }));

@@ -68,6 +68,10 @@ TEST_F(ControlledSet, SaysWhatToDoInstead) {
     EXPECT_NE(CtlError({"behave", "wifi", "sometimes"}).find("milliseconds"), std::string::npos);
     EXPECT_NE(CtlError({"press", "power"}).find("key code"), std::string::npos);
     EXPECT_NE(CtlError({"apm", "fail", "register", "1"}).find("registerApp"), std::string::npos);
+    EXPECT_NE(CtlError({"shell", "fail", "mv *", "256"}).find("1 to 255"), std::string::npos);
+    EXPECT_NE(CtlError({"mount", "fail", "config", "30"}).find("path of the set"), std::string::npos);
+    EXPECT_NE(CtlError({"mount", "fail", "/config", "EROFS"}).find("errno"), std::string::npos);
+    EXPECT_NE(CtlError({"sync", "fail", "*", "5"}).find("usage"), std::string::npos);
     EXPECT_NE(CtlError({"trace", "--clean"}).find("usage"), std::string::npos);
     EXPECT_NE(CtlError({"modle"}).find("model"), std::string::npos);
     for (const char* verb : {"model", "flash", "meta", "keys", "apm", "press"}) {

@@ -86,6 +86,42 @@ TEST_F(SocketOfSet, HearsReportsOfOtherProcesses) {
     EXPECT_FALSE(row.contains("op"));
 }
 
+TEST_F(SocketOfSet, AnswersCommandsAndMountsAsWasAskedFor) {
+    Ctl({"shell", "fail", "mv *", "3", "--times", "1"});
+    Ctl({"mount", "fail", "/zodata/*", "30"});
+    const auto command = [](const char* text) {
+        return AskStatus({{"op", "trace"}, {"row", {{"who", "shell"}, {"command", text}}}});
+    };
+    const auto mount = [](const char* target) { return AskStatus({{"op", "mounting"}, {"target", target}}); };
+    EXPECT_EQ(command("rm x"), kOk);
+    EXPECT_EQ(command("mv x y"), 3);
+    EXPECT_EQ(command("mv x y"), kOk);
+    EXPECT_EQ(mount("/config"), kOk);
+    EXPECT_EQ(mount("/zodata/model"), 30);
+    const auto rows = Trace("shell");
+    ASSERT_EQ(rows.size(), 3U);
+    EXPECT_FALSE(rows[0].contains("fault"));
+    EXPECT_EQ(rows[1]["fault"], 3);
+    EXPECT_TRUE(Trace("mount").empty()) << "who mounts tells it when it is done";
+    Ctl({"mount", "fail", "/zodata/*", "0"});
+    EXPECT_EQ(mount("/zodata/model"), kOk);
+}
+
+TEST_F(SocketOfSet, ASyncThatFailsSavesNothing) {
+    int syncs = 0;
+    m_hooks.onSync = [&] { return ++syncs > 0; };
+    Ctl({"sync", "fail", "5", "--times", "1"});
+    EXPECT_EQ(AskStatus({{"op", "sync"}}), 5);
+    EXPECT_EQ(syncs, 0);
+    EXPECT_EQ(AskStatus({{"op", "sync"}}), kOk);
+    EXPECT_EQ(syncs, 1);
+    const auto rows = Trace("sync");
+    ASSERT_EQ(rows.size(), 2U);
+    EXPECT_EQ(rows[0]["fault"], 5);
+    EXPECT_EQ(rows[0]["status"], 5);
+    EXPECT_FALSE(rows[1].contains("fault"));
+}
+
 TEST_F(SocketOfSet, ForgetsAProcessThatIsGone) {
     auto requests = Connect();
     {
