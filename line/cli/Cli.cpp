@@ -93,7 +93,8 @@ Exit Dispatch(const Context& context, const std::string& verb) {
     if (tool == nullptr) {
         return AskTheSet(context, {verb});
     }
-    if (!tool->words.empty() && tool->words != "HEX" && context.options.words.size() != 1) {
+    const bool takesAny = tool->words.size() > 3 && tool->words.substr(tool->words.size() - 3) == "...";
+    if (!tool->words.empty() && !takesAny && context.options.words.size() != 1) {
         Fail(Exit::Unusable, "write '{} {}'", tool->name, tool->words);
     }
     return tool->run(context);

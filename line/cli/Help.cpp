@@ -11,7 +11,8 @@ constexpr std::string_view kStatuses =
     "Exit status\n"
     "  0  the set answered success          3  no answer in time\n"
     "  1  it answered failure: a bad unit   4  the port cannot be opened, is taken or was lost\n"
-    "  2  unusable arguments or file        5  a report or trace cannot be written\n";
+    "  2  unusable arguments or file        5  a report, trace or record cannot be written\n"
+    "  6  the stock is empty, or the store cannot be reached\n";
 
 // A verb of either kind, as the pages show it.
 struct Entry {

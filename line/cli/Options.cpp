@@ -14,6 +14,8 @@ const std::vector<OptionInfo>& CommonOptions() {
         {"--trace", "FILE", &Options::trace, "record every frame both ways; bytes of key files are left out"},
         {"--trace-key-bytes", "", &Options::traceKeyBytes,
          "write the bytes of key files into the trace too, in clear"},
+        {"--store", "STORE", &Options::store,
+         "of stock and records: a file or postgresql://...; else $ZELLINE_STORE", 0, 0, "ZELLINE_STORE"},
         {"--no-connect", "", &Options::noConnect, "do not put a connect in front of the first command"},
         {"--pace", "MS", &Options::pace, "key and config: pause behind each chunk (0: all in one burst)", 0,
          60000},

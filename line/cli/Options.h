@@ -20,6 +20,7 @@ struct Options {
     long timeout = 0;  // ms; 0: not given
     long retries = -1;
     long pace = 0;  // ms
+    std::string store;
     bool noConnect = false;
     Words words;  // behind the verb
     // Of single verbs:

@@ -109,8 +109,22 @@ const std::vector<ToolVerb>& ToolVerbs() {
          "Send the requests of a trace again and compare the answers",
          "FILE was recorded with --trace. Status 1 when an answer differs.",
          Replay},
+        {"stock",
+         "add|status|check|export|retire ...",
+         {},
+         "Keep the stock of keys and addresses",
+         "  zelline stock add TYPE FOLDER      take in a folder of key files\n"
+         "  zelline stock add mac FIRST LAST   take in a range of addresses\n"
+         "  zelline stock status               how many of each type are free, reserved, written, verified, "
+         "spent\n"
+         "  zelline stock check                hold each item against what was taken in; status 1 for problems\n"
+         "  zelline stock export FILE          which unit has what, as .csv or .json, without the keys "
+         "themselves\n"
+         "  zelline stock retire TYPE NAME     use an item no more; its unit gets another the next time\n"
+         "The store is a file or a PostgreSQL database (--store). What it has or had is never taken in twice.",
+         WorkOnStock},
         {"decode",
-         "HEX",
+         "HEX ...",
          {},
          "Explain frames in words, several in a row, damaged ones too",
          "  zelline decode 79 00 12 72 01 02 00 01 78 FE",

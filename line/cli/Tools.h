@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "cli/Session.h"
+#include "store/Store.h"
 #include "wire/Error.h"
 
 namespace zelline {
@@ -14,7 +15,8 @@ namespace zelline {
 // One such verb: what stands behind it, its help, and what carries it out.
 struct ToolVerb {
     std::string_view name;
-    std::string_view words;  // what must stand behind it, one word or HEX for any number; empty for nothing
+    std::string_view
+        words;  // what must stand behind it: one word, or any number when it ends in "..."; empty for nothing
     std::vector<const OptionInfo*> options;
     std::string_view help;  // one line
     std::string_view more;
@@ -24,11 +26,15 @@ struct ToolVerb {
 // All of them, in the order of the help page.
 const std::vector<ToolVerb>& ToolVerbs();
 
+// The store that the options name. Throws Error as Store does, and with Exit::Unusable when they name none.
+Store OpenStore(const Options& options);
+
 // What carries out those that have a file of their own.
 Exit Listen(const Context& context);
 Exit Replay(const Context& context);
 Exit RunPlan(const Context& context);
 Exit ValidatePlan(const Context& context);
+Exit WorkOnStock(const Context& context);
 
 }  // namespace zelline
 

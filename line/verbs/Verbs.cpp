@@ -10,6 +10,7 @@
 #include <optional>
 
 #include "protocol/CommandCatalogue.h"
+#include "wire/Address.h"
 #include "wire/Error.h"
 #include "wire/Hex.h"
 
@@ -73,23 +74,12 @@ std::string SourceDoubt(const std::string& name) {
                  : fmt::format("the set knows no source '{}'; there are {}", name, fmt::join(kSources, ", "));
 }
 
-// A set's own address: not one of a group of devices, nor one that stands for all or for none.
-std::string AddressDoubt(const std::string& text) {
-    std::array<unsigned, 6> bytes{};
-    bool isAddress = text.size() == 17;
-    for (std::size_t i = 0; i < bytes.size() && isAddress; ++i) {
-        const char* at = text.data() + i * 3;
-        const auto [end, status] = std::from_chars(at, at + 2, bytes[i], 16);
-        isAddress = status == std::errc{} && end == at + 2 && (i == 5 || *end == ':');
-    }
-    if (!isAddress) {
-        return fmt::format("'{}' is no MAC address, which is six pairs of hexadecimal digits with colons", text);
-    }
-    if ((bytes[0] & 1U) != 0) {
-        return fmt::format("'{}' is the address of a group of devices or of all, not one that a set can have",
-                           text);
-    }
-    return bytes == std::array<unsigned, 6>{} ? fmt::format("'{}' stands for no address", text) : std::string();
+// A set's own address, which is written with colons.
+std::string OwnAddressDoubt(const std::string& text) {
+    const auto address = text.find('-') == std::string::npos ? ParseAddress(text) : std::nullopt;
+    return address
+               ? AddressDoubt(*address)
+               : fmt::format("'{}' is no MAC address, which is six pairs of hexadecimal digits with colons", text);
 }
 
 std::string IpDoubt(const std::string& text) {
@@ -214,7 +204,7 @@ const std::vector<VerbInfo>& Verbs() {
          "Store the test result, which the set then shows on its screen",
          "TEXT has 1 to 64 characters."},
         {"mac",
-         {{"read", Ask(id::kReadMac)}, {"write TEXT", Ask(id::kWriteMac, Text, AddressDoubt)}},
+         {{"read", Ask(id::kReadMac)}, {"write TEXT", Ask(id::kWriteMac, Text, OwnAddressDoubt)}},
          "Ethernet MAC address",
          "  zelline mac write 00:11:22:33:44:55"},
         {"wifi-mac", {{"", Ask(id::kReadWifiMac)}}, "Read the MAC address of the Wi-Fi radio", ""},

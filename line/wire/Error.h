@@ -19,16 +19,18 @@ enum class Exit : int {
     Unusable = 2,      // arguments or an input file cannot be used; nothing was sent
     NoAnswer = 3,      // no answer in time
     Port = 4,          // the port cannot be opened, is taken, or was lost
-    Record = 5,        // a report or trace cannot be written
+    Record = 5,        // a report, trace or record cannot be written
+    Store = 6,         // the stock is empty or the store cannot be reached
     Interrupted = 130  // stopped by SIGINT, SIGTERM or SIGHUP
 };
 
 // Each with its word in JSON and reports, from the mildest to the worst: a lost port outranks an unusable step,
-// that a missing answer, that a failure.
-constexpr std::array<std::pair<Exit, const char*>, 7> kExits = {{{Exit::Success, "success"},
+// that an empty stock, that a missing answer, that a failure.
+constexpr std::array<std::pair<Exit, const char*>, 8> kExits = {{{Exit::Success, "success"},
                                                                  {Exit::Record, "record"},
                                                                  {Exit::Failure, "failure"},
                                                                  {Exit::NoAnswer, "no answer"},
+                                                                 {Exit::Store, "store"},
                                                                  {Exit::Unusable, "unusable"},
                                                                  {Exit::Port, "port"},
                                                                  {Exit::Interrupted, "interrupted"}}};

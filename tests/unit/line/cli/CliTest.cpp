@@ -8,50 +8,14 @@
 #include "cli/Cli.h"
 #include "cli/Help.h"
 #include "cli/Tools.h"
-#include "line/BorrowedLine.h"
-#include "line/SimulatedReceiver.h"
+#include "line/CliFixture.h"
 
 namespace zelline {
 namespace {
 
 using testing::HasSubstr;
 
-class Cli : public testing::Test {
-  protected:
-    int Run(const std::vector<std::string>& arguments) {
-        m_out.str("");
-        m_err.str("");
-        const Console console{m_out, m_err, m_isTerminal, false};
-        return RunCli(arguments, console, [this](const std::string& path) -> std::unique_ptr<Transport> {
-            ++m_opened;
-            if (path != "port") {
-                throw Error(Exit::Port, "port " + path + " is taken by picocom (process 1)");
-            }
-            return std::make_unique<BorrowedLine>(m_set, m_stops);
-        });
-    }
-    int Ask(std::vector<std::string> arguments) {
-        arguments.insert(arguments.begin(), {"--port", "port"});
-        return Run(arguments);
-    }
-    Json Last() const {
-        Json object;
-        std::istringstream lines(m_out.str());
-        for (std::string line; std::getline(lines, line);) {
-            object = Json::parse(line);
-            EXPECT_EQ(object["v"], 1) << line;
-        }
-        return object;
-    }
-
-    SimulatedReceiver m_set;
-    tests::TempFolder m_folder;
-    std::ostringstream m_out;
-    std::ostringstream m_err;
-    int m_opened = 0;
-    bool m_isTerminal = false;
-    std::deque<Millis> m_stops;
-};
+class Cli : public CliFixture {};
 
 TEST_F(Cli, ValuesStandAloneOnStandardOutput) {
     m_set.texts[0x1297] = "2.5";

@@ -1,0 +1,119 @@
+#include <fmt/format.h>
+
+#include <array>
+
+#include "cli/Tools.h"
+#include "stock/Delivery.h"
+#include "stock/Stock.h"
+
+namespace zelline {
+namespace {
+
+Exit AddStock(const Context& context, Stock& stock, const Words& words) {
+    const std::string& type = words[1];
+    const bool isRange = type == kAddressType;
+    if (words.size() != (isRange ? 4 : 3)) {
+        Fail(Exit::Unusable, "write 'stock add TYPE FOLDER' or 'stock add {} FIRST LAST'", kAddressType);
+    }
+    const auto items = isRange ? AddressesFrom(words[2], words[3]) : KeysIn(type, words[2]);
+    const std::size_t added = stock.Add(items);
+    const std::size_t known = items.size() - added;
+    context.console.Result(
+        {{"v", 1}, {"type", "stock"}, {"stock", type}, {"added", added}, {"known", known}},
+        fmt::format("{}: {} taken in{}", type, added,
+                    known == 0 ? "" : fmt::format(", {} left out, which the stock has or had before", known)));
+    return Exit::Success;
+}
+
+Exit ShowStock(const Context& context, Stock& stock, const Words&) {
+    constexpr const char* kRow = "{:<14} {:>8} {:>8} {:>8} {:>8} {:>8}";
+    const auto counts = stock.Count();
+    if (!context.console.json) {
+        context.console.out << fmt::format(kRow, "stock", "free", "reserved", "written", "verified", "spent")
+                            << std::endl;
+    }
+    for (const StockCount& row : counts) {
+        context.console.Result(
+            {{"v", 1},
+             {"type", "stock"},
+             {"stock", row.type},
+             {"free", row.free},
+             {"reserved", row.reserved},
+             {"written", row.written},
+             {"verified", row.verified},
+             {"spent", row.spent}},
+            fmt::format(kRow, row.type, row.free, row.reserved, row.written, row.verified, row.spent));
+    }
+    return Exit::Success;
+}
+
+Exit CheckStock(const Context& context, Stock& stock, const Words&) {
+    const auto problems = stock.Check();
+    for (const std::string& words : problems) {
+        context.console.Result({{"v", 1}, {"type", "problem"}, {"words", words}}, words);
+    }
+    std::size_t items = 0;
+    for (const StockCount& row : stock.Count()) {
+        items += row.free + row.reserved + row.written + row.verified + row.spent;
+    }
+    context.console.Result({{"v", 1}, {"type", "stock"}, {"items", items}, {"problems", problems.size()}},
+                           problems.empty() ? fmt::format("{} items, all in order", items)
+                                            : fmt::format("{} items, {} problems", items, problems.size()));
+    return problems.empty() ? Exit::Success : Exit::Failure;
+}
+
+Exit ExportStock(const Context& context, Stock& stock, const Words& words) {
+    const auto items = stock.All();
+    Export(items, words[1]);
+    context.console.Result({{"v", 1}, {"type", "stock"}, {"file", words[1]}, {"items", items.size()}},
+                           fmt::format("{}: {} items", words[1], items.size()));
+    return Exit::Success;
+}
+
+Exit RetireItem(const Context& context, Stock& stock, const Words& words) {
+    if (!stock.Retire(words[1], words[2], "retired by hand")) {
+        Fail(Exit::Unusable, "the stock has no {} named {} that could be retired", words[1], words[2]);
+    }
+    context.console.Result({{"v", 1}, {"type", "stock"}, {"stock", words[1]}, {"retired", words[2]}},
+                           fmt::format("{} {} is spent, and no unit gets it again", words[1], words[2]));
+    return Exit::Success;
+}
+
+struct StockForm {
+    std::string_view name;
+    std::string_view words;
+    std::size_t least;  // words with the name
+    std::size_t most;
+    Exit (*run)(const Context&, Stock&, const Words&);
+};
+
+constexpr std::array<StockForm, 5> kStockForms = {{{"add", "add TYPE FOLDER|mac FIRST LAST", 3, 4, AddStock},
+                                                   {"status", "status", 1, 1, ShowStock},
+                                                   {"check", "check", 1, 1, CheckStock},
+                                                   {"export", "export FILE", 2, 2, ExportStock},
+                                                   {"retire", "retire TYPE NAME", 3, 3, RetireItem}}};
+
+}  // namespace
+
+Store OpenStore(const Options& options) {
+    if (options.store.empty()) {
+        Fail(Exit::Unusable, "which store? Write --store FILE or --store postgresql://..., or set ZELLINE_STORE");
+    }
+    return Store(options.store);
+}
+
+Exit WorkOnStock(const Context& context) {
+    const Words& words = context.options.words;
+    std::string forms;
+    for (const StockForm& form : kStockForms) {
+        if (!words.empty() && words[0] == form.name && words.size() >= form.least && words.size() <= form.most) {
+            Store store = OpenStore(context.options);
+            Stock stock(store);
+            return form.run(context, stock, words);
+        }
+        forms += fmt::format("{}'stock {}'", forms.empty() ? "" : ", ", form.words);
+    }
+    Fail(Exit::Unusable, "write {}", forms);
+}
+
+}  // namespace zelline

@@ -1,0 +1,90 @@
+// The stock of keys and addresses: what is there, and which unit has what.
+#ifndef ZELLINE_STOCK_STOCK_H
+#define ZELLINE_STOCK_STOCK_H
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "store/Store.h"
+
+namespace zelline {
+
+constexpr char kAddressType[] = "mac";  // the type of items that are MAC addresses; all others are key types
+
+// What an item is. Its state only ever leaves `Free` for a unit and never comes back once it has been sent.
+enum class ItemState {
+    Free,
+    Reserved,  // for a unit that it has not been sent to
+    Written,   // the set said so
+    Verified,  // the set was asked afterwards and has it
+    Spent      // sent, and it is not known what came of it: no other unit ever gets it
+};
+
+const char* ItemStateWord(ItemState state);
+
+struct Item {
+    std::string type;     // a key type's name, or kAddressType
+    std::string name;     // of its file, or the address
+    std::string content;  // the key's bytes, or the address
+    std::string digest;   // SHA-256 of a key's content, or the address
+    std::string unit;     // that has it; empty while it is free
+    std::string run;      // that changed it last
+    std::string note;     // what is to be said of its state
+    std::string added;    // UTC
+    std::string changed;  // UTC
+    ItemState state = ItemState::Free;
+};
+
+struct StockCount {
+    std::string type;
+    std::size_t free = 0;
+    std::size_t reserved = 0;
+    std::size_t written = 0;
+    std::size_t verified = 0;
+    std::size_t spent = 0;
+};
+
+// Works on the store that it is given; the thread rule is the store's. All members throw Error with Exit::Store
+// when the store fails, and nothing is changed then.
+class Stock {
+  public:
+    explicit Stock(Store& store) : m_store(store) {}
+
+    // Takes the items in as free, all or none; type, name and content count. What the stock has or ever had is
+    // left as it is. Returns how many were new.
+    std::size_t Add(const std::vector<Item>& items);
+
+    // One row for each type that the stock has or had, by name.
+    std::vector<StockCount> Count();
+
+    // All items, by type and name, with their content.
+    std::vector<Item> All();
+
+    // The item of the unit, which it keeps once it has one; else a free one, reserved for it by this run. Throws
+    // Error with Exit::Store when there is none.
+    Item Reserve(const std::string& type, const std::string& unit, const std::string& run);
+
+    // The item is about to be sent: from now on its outcome is unknown, so that it is spent until more is known.
+    void Sending(const Item& item, const std::string& run);
+
+    // What is known of an item that was sent; `note` says why it is spent.
+    void Settle(const Item& item, ItemState state, const std::string& note);
+
+    // Frees what the run has reserved and not sent.
+    void Release(const std::string& run);
+
+    // The item is never to be used again, and its unit gets another one the next time. False when there is no item
+    // of that type and name, or it is free no longer and has no unit.
+    bool Retire(const std::string& type, const std::string& name, const std::string& note);
+
+    // What is wrong with the stock, one sentence each.
+    std::vector<std::string> Check();
+
+  private:
+    Store& m_store;
+};
+
+}  // namespace zelline
+
+#endif

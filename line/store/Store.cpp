@@ -1,0 +1,172 @@
+#include "store/Store.h"
+
+#include <fcntl.h>
+#include <fmt/chrono.h>
+#include <fmt/format.h>
+#include <soci/postgresql/soci-postgresql.h>
+#include <soci/sqlite3/soci-sqlite3.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+
+#include "store/Digest.h"
+#include "store/Schema.h"
+#include "wire/Error.h"
+
+namespace zelline {
+namespace {
+
+constexpr int kBusySeconds = 30;    // that a transaction of another process may take
+constexpr int kConnectSeconds = 5;  // that a server may take to answer
+constexpr long kMigrationLock = 0x7A656C6C;
+
+bool IsServerName(const std::string& where) {
+    return where.rfind("postgresql://", 0) == 0 || where.rfind("postgres://", 0) == 0;
+}
+
+std::string WithoutPassword(const std::string& where) {
+    const auto user = where.find("://") + 3;
+    const auto at = where.find('@');
+    const auto colon = where.find(':', user);
+    return at == std::string::npos || colon > at ? where : where.substr(0, colon) + where.substr(at);
+}
+
+std::string ServerConnection(const std::string& where) {
+    return where + (where.find('?') == std::string::npos ? '?' : '&') +
+           fmt::format("connect_timeout={}", kConnectSeconds);
+}
+
+// A file that only its owner may read; keys lie in it.
+void PrepareFile(const std::string& path) {
+    if (path.empty() || path.find('"') != std::string::npos) {
+        Fail(Exit::Unusable, "'{}' is no name for a store", path);
+    }
+    const int file = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    if (file < 0) {
+        Fail(Exit::Store, "the store {} cannot be opened: {}", path, std::strerror(errno));
+    }
+    struct stat about {};
+    ::fstat(file, &about);
+    ::close(file);
+    if (!S_ISREG(about.st_mode)) {
+        Fail(Exit::Unusable, "the store {} is no file", path);
+    }
+    if ((about.st_mode & 077U) != 0) {
+        Fail(Exit::Unusable, "the store {} holds keys, and others than its owner may open it: chmod 600 {}", path,
+             path);
+    }
+}
+
+std::string FirstLine(const std::string& text) {
+    return text.substr(0, text.find('\n'));
+}
+
+}  // namespace
+
+// Locks beside a file, one byte for each name: the system gives them back when the process ends, however it ends.
+class Store::LockFile {
+  public:
+    explicit LockFile(const std::string& path) : m_file(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600)) {
+        if (m_file < 0) {
+            Fail(Exit::Store, "{} cannot be opened: {}", path, std::strerror(errno));
+        }
+    }
+    LockFile(const LockFile&) = delete;
+    LockFile& operator=(const LockFile&) = delete;
+    ~LockFile() { ::close(m_file); }
+
+    bool Take(long at) const {
+        struct flock lock {};
+        lock.l_type = F_WRLCK;
+        lock.l_whence = SEEK_SET;
+        lock.l_start = at;
+        lock.l_len = 1;
+        return ::fcntl(m_file, F_OFD_SETLK, &lock) == 0;
+    }
+
+  private:
+    int m_file;
+};
+
+Store::Store(const std::string& where) : m_name(where), m_isServer(IsServerName(where)) {
+    if (m_isServer) {
+        m_name = WithoutPassword(where);
+    } else {
+        PrepareFile(where);
+    }
+    try {
+        m_sql = m_isServer ? std::make_unique<soci::session>(soci::postgresql, ServerConnection(where))
+                           : std::make_unique<soci::session>(
+                                 soci::sqlite3, fmt::format("db=\"{}\" timeout={}", where, kBusySeconds));
+    } catch (const soci::soci_error& error) {
+        Fail(Exit::Store, "the store {} cannot be reached: {}", m_name, FirstLine(error.get_error_message()));
+    }
+    if (!m_isServer) {
+        m_locks = std::make_unique<LockFile>(where + ".lock");
+    }
+    Do([&](soci::session& sql) {
+        if (m_isServer) {  // two tools may make the tables of a new database at the same time
+            std::string ignored;
+            sql << "SELECT CAST(pg_advisory_xact_lock(:number) AS TEXT)", soci::use(kMigrationLock),
+                soci::into(ignored);
+        }
+        Migrate(sql);
+    });
+}
+
+Store::~Store() = default;
+
+void Store::Begin() {
+    *m_sql << (m_isServer ? "BEGIN" : "BEGIN IMMEDIATE");
+}
+
+void Store::Undo() {
+    try {
+        *m_sql << "ROLLBACK";
+    } catch (const soci::soci_error&) {  // the connection is gone, and with it the transaction
+    }
+}
+
+void Store::Do(const std::function<void(soci::session& sql)>& work) {
+    try {
+        Begin();
+        try {
+            work(*m_sql);
+            *m_sql << "COMMIT";
+        } catch (...) {
+            Undo();
+            throw;
+        }
+    } catch (const soci::soci_error& error) {
+        const std::string reason = FirstLine(error.get_error_message());
+        if (reason.find("not a database") != std::string::npos) {
+            Fail(Exit::Unusable, "{} is a file of another kind, and no store", m_name);
+        }
+        Fail(Exit::Store, "the store {} fails: {}", m_name, reason);
+    }
+}
+
+bool Store::Lock(const std::string& name) {
+    constexpr std::size_t kDigits = 15;  // 60 bits
+    const long number = std::stol(Sha256(name).substr(0, kDigits), nullptr, 16);
+    if (!m_isServer) {
+        return m_locks->Take(number);
+    }
+    int taken = 0;
+    Do([&](soci::session& sql) {
+        sql << "SELECT CASE WHEN pg_try_advisory_lock(:number) THEN 1 ELSE 0 END", soci::use(number),
+            soci::into(taken);
+    });
+    return taken == 1;
+}
+
+std::string TimeText() {
+    const auto now = std::chrono::system_clock::now();
+    const auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()).count();
+    return fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:03}Z", fmt::gmtime(static_cast<std::time_t>(ms / 1000)), ms % 1000);
+}
+
+}  // namespace zelline
