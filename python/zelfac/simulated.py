@@ -76,10 +76,8 @@ class Set(Control):
         self._listener: threading.Thread | None = None
 
     def __enter__(self) -> Set:
-        if self.arrange:
-            with Set(state=self.state, app="/bin/cat") as resting:
-                for verb in self.arrange:
-                    resting.ctl(*verb)
+        for verb in self.arrange:
+            self.ctl(*verb)
         self.start()
         return self
 

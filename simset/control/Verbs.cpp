@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <filesystem>
 #include <set>
 #include <sstream>
 
@@ -57,6 +58,10 @@ struct Pattern {
 
 }  // namespace
 
+std::string Caller::File(const std::string& name) const {
+    return (std::filesystem::path(folder) / name).string();
+}
+
 std::optional<std::string> Arguments::Option(const std::string& option) const {
     const auto found = m_options.find(option);
     return found == m_options.end() ? std::nullopt : std::optional(found->second);
@@ -102,10 +107,15 @@ std::optional<Arguments> Match(const VerbForm& form, const Words& words) {
     return arguments;
 }
 
-bool Changes(const std::vector<VerbForm>& forms, const Words& words) {
+const VerbForm* FindForm(const std::vector<VerbForm>& forms, const Words& words) {
     const auto found = std::find_if(forms.begin(), forms.end(),
                                     [&words](const VerbForm& form) { return Match(form, words).has_value(); });
-    return found != forms.end() && found->changes;
+    return found == forms.end() ? nullptr : &*found;
+}
+
+bool Changes(const std::vector<VerbForm>& forms, const Words& words) {
+    const VerbForm* const form = FindForm(forms, words);
+    return form != nullptr && form->changes;
 }
 
 void RefuseName(const std::string& what, const std::string& name, const std::vector<std::string>& names) {
@@ -133,7 +143,7 @@ std::string HelpText(const std::vector<VerbForm>& forms) {
     std::string text;
     const std::string indent(kHelpColumn, ' ');
     for (const VerbForm& form : forms) {
-        std::string row = "  " + TextOf(form);
+        std::string row = (form.when == When::On ? "* " : "  ") + TextOf(form);
         row.erase(row.find_last_not_of(' ') + 1);
         if (*form.help != '\0') {
             row += row.size() < kHelpColumn ? indent.substr(row.size()) : '\n' + indent;

@@ -4,6 +4,7 @@
 #define SIMSET_CONTROL_VERBS_H
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <optional>
@@ -21,7 +22,13 @@ struct Caller {
     std::string folder;  // the working folder
     // Hands text over at once, before the verb's own answer. False when the caller has gone; "" only asks that.
     std::function<bool(const std::string& text)> print = [](const std::string&) { return true; };
+
+    // The path of a file as the caller names it.
+    std::string File(const std::string& name) const;
 };
+
+// When a set carries a verb out.
+enum class When : std::uint8_t { Always, On };
 
 // One form of a verb. `arguments` is what the user sees and what is matched: a word with a capital stands for any
 // text ("KEY", "on|off|MS"), others for themselves or for one of several ("write|check"); "[--times N]" and
@@ -31,6 +38,7 @@ struct VerbForm {
     const char* arguments;
     const char* help;
     bool changes = true;  // the set; one that only looks is not told in the trace
+    When when = When::Always;
 };
 
 // What the user typed for the words of a row that are not fixed.
@@ -55,6 +63,9 @@ class Arguments {
 // Nothing when `words`, the verb first, are not of that form.
 std::optional<Arguments> Match(const VerbForm& form, const Words& words);
 
+// The first form that `words` match; null when there is none.
+const VerbForm* FindForm(const std::vector<VerbForm>& forms, const Words& words);
+
 // Whether the first form that `words` match changes the set.
 bool Changes(const std::vector<VerbForm>& forms, const Words& words);
 
@@ -65,7 +76,7 @@ bool Changes(const std::vector<VerbForm>& forms, const Words& words);
 [[noreturn]] void RefuseName(const std::string& what, const std::string& name,
                              const std::vector<std::string>& names);
 
-// The rows for `simset ctl --help`.
+// The rows for `simset ctl --help`; verbs that want a set that is on are marked with a star.
 std::string HelpText(const std::vector<VerbForm>& forms);
 
 // A form with the member of `Owner` that carries it out and returns the text to print.

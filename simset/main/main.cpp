@@ -1,5 +1,3 @@
-#include <fcntl.h>
-
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <cstring>
@@ -9,11 +7,11 @@
 #include <vector>
 
 #include "simset/base/Errors.h"
+#include "simset/board/folder/ControlSet.h"
 #include "simset/board/host/Board.h"
 #include "simset/board/host/RunOptions.h"
 #include "simset/board/inside/Agent.h"
 #include "simset/board/inside/Protocol.h"
-#include "simset/control/ControlSocket.h"
 #include "simset/stick/StickCommand.h"
 
 namespace {
@@ -55,21 +53,16 @@ int RunControl(const std::string& state, const std::vector<std::string>& verb) {
         if (verb.empty()) {
             throw std::runtime_error("a verb is missing; simset ctl --help lists them");
         }
-        const simset::Descriptor folder(::open(state.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-        if (!folder) {
-            throw simset::SystemError(state);
-        }
-        // By descriptor, since a socket's address has no room for a long path.
-        const std::string path = "/proc/self/fd/" + std::to_string(folder.Get()) + "/control";
-        simset::CallControl(path, std::filesystem::current_path().string(), verb, [](const std::string& out) {
-            if (std::fwrite(out.data(), 1, out.size(), stdout) != out.size() || std::fflush(stdout) != 0) {
-                throw simset::SystemError("standard output");
-            }
-        });
+        const simset::Caller caller{
+            std::filesystem::current_path().string(), [](const std::string& out) {
+                if (std::fwrite(out.data(), 1, out.size(), stdout) != out.size() || std::fflush(stdout) != 0) {
+                    throw simset::SystemError("standard output");
+                }
+                return true;
+            }};
+        simset::ControlSet(state, simset::Board::AllVerbs(), verb, caller,
+                           [](const std::string& line) { std::fprintf(stderr, "simset: %s\n", line.c_str()); });
         return 0;
-    } catch (const simset::NoSetError&) {
-        std::fprintf(stderr, "simset: no set runs on %s; start one with: simset run --state %s\n", state.c_str(),
-                     state.c_str());
     } catch (const std::exception& error) {
         std::fprintf(stderr, "simset: %s\n", error.what());
     }
@@ -91,10 +84,15 @@ int main(int argc, char** argv) {
     run->footer(kRunFooter);
 
     std::string state;
-    CLI::App* control = app.add_subcommand("ctl", "Look into a running set, and change it");
-    control->add_option("--state", state, "State folder of the running set")->required()->type_name("DIR");
+    CLI::App* control = app.add_subcommand("ctl", "Look into a set, and change it, whether it is on or off");
+    control
+        ->add_option("--state", state,
+                     "Folder that holds the set; a verb that changes it makes one that is missing")
+        ->required()
+        ->type_name("DIR");
     control->prefix_command();
-    control->footer("\nVerbs:\n" + simset::HelpText(simset::Board::AllVerbs()) +
+    control->footer("\nVerbs, with a star those that want a set that is on:\n" +
+                    simset::HelpText(simset::Board::AllVerbs()) +
                     "\nExit status: 0, or 1 with a message on standard error.");
 
     simset::stick::StickOptions stickOptions;

@@ -29,16 +29,6 @@ class Set(zelfac.Set):
         super().__init__(*options, strict=strict, **more)
         self.slot = None
 
-    def __enter__(self):
-        if self.arrange:
-            with Set(app="/bin/cat", state=self.state) as resting:
-                for verb in self.arrange:
-                    resting.ctl(*verb)
-            # What the resting set did is not what the test is about.
-            (self.state / "trace.jsonl").unlink(missing_ok=True)
-            self.arrange = []
-        return super().__enter__()
-
     def start(self):
         self.slot = slots.Slot()
         try:

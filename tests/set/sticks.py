@@ -65,11 +65,6 @@ def installed(tv):
     return {key["type"]: key["crc32"] for key in tv.keys.list()}
 
 
-def idle(state):
-    """A set that has power while its application does nothing."""
-    return Set(app="/bin/cat", state=state)
-
-
 class Update(Set):
     """A set that is switched on in USB update mode with sticks."""
 

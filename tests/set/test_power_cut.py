@@ -12,8 +12,8 @@ import runner
 import setlib
 from runner import AtOnce, cases
 from setlib import Set
-from sticks import Folder, Update, crc, full_stick, idle, in_parallel, installed, key_content
-from zelfac import frame, status
+from sticks import Folder, Update, crc, full_stick, in_parallel, installed, key_content
+from zelfac import Control, frame, status
 from zelfac.sticks import CUSTOMER, FILES, write
 
 KILLED = 128 + 9
@@ -65,13 +65,13 @@ class PowerCut(AtOnce):
 
     def check_before_next_start(self, state):
         """What has to hold at once, while the application has not run again. Returns the installed keys."""
-        with idle(state) as tv:
-            stick, keys = tv.read_stick(), set(installed(tv).values())
-            self.assertLessEqual(missing_keys(stick), keys, "a key file is gone that no set has")
-            self.assertIn(offered(stick), (FIRST, SECOND))
-            if offered(stick) == SECOND:
-                self.assertEqual([tv.flash.get("macaddr"), tv.meta.get(8)], [FIRST, FIRST])
-            return keys
+        tv = Control(state)
+        stick, keys = tv.read_stick(), set(installed(tv).values())
+        self.assertLessEqual(missing_keys(stick), keys, "a key file is gone that no set has")
+        self.assertIn(offered(stick), (FIRST, SECOND))
+        if offered(stick) == SECOND:
+            self.assertEqual([tv.flash.get("macaddr"), tv.meta.get(8)], [FIRST, FIRST])
+        return keys
 
     def check_next_start(self, state, keys):
         with Update(state=state) as tv:
@@ -173,11 +173,11 @@ class SecondSet(AtOnce):
             step += wanted - done
 
     def pull_stick(self, state, target):
-        with idle(state) as tv:
-            self.assertEqual(tv.flash.get("macaddr"), FIRST)
-            self.assertEqual(tv.flash.get("ZelFacMode"), "0", "the next start is a normal one")
-            self.assertEqual(offered(tv.read_stick()), FIRST)
-            tv.copy_stick(target)
+        tv = Control(state)
+        self.assertEqual(tv.flash.get("macaddr"), FIRST)
+        self.assertEqual(tv.flash.get("ZelFacMode"), "0", "the next start is a normal one")
+        self.assertEqual(offered(tv.read_stick()), FIRST)
+        tv.copy_stick(target)
         return target
 
     def test_a_stick_that_goes_on_at_once_gives_its_address_twice(self):
@@ -191,8 +191,7 @@ class SecondSet(AtOnce):
         with Folder() as folder:
             state = self.cut_behind_the_address(folder)
             self.pull_stick(state, folder / "pulled")
-            with idle(state) as tv:
-                tv.flash.set("ZelFacMode", "3")
+            Control(state).flash.set("ZelFacMode", "3")
             with Update(state=state) as first:
                 self.assertEqual(first.outcome(), (1, ""))
                 self.assertEqual(first.meta.get(8), FIRST)

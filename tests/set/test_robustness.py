@@ -105,12 +105,6 @@ class State(AtOnce):
             self.assertIn(str(tv.process.pid), done.stderr)
             tv.line.connect()
 
-    def test_ctl_without_a_running_set(self):
-        with tempfile.TemporaryDirectory() as folder:
-            done = run("simset", "ctl", "--state", folder, "trace")
-            self.assertEqual(done.returncode, 1)
-            self.assertIn(f"no set runs on {folder}", done.stderr)
-
     def test_a_full_disk_is_named(self):
         """The state folder on a file system of 64 KiB, in a namespace of its own."""
         with tempfile.TemporaryDirectory() as folder:

@@ -4,6 +4,7 @@ import runner
 import sticks
 from runner import AtOnce, cases
 from sticks import CHECK, ENCRYPT, ERRORS, FLICKER, KEYS, Folder, Update, full_stick, installed, key_content
+from zelfac import Control
 from zelfac.sticks import CUSTOMER, FILES, write
 
 STICK = "/mnt/usb/sda1"
@@ -280,8 +281,7 @@ class Import(AtOnce):
                 self.assertEqual(set(installed(tv)), {"hdcp1", "ciplus"})
                 tv.power_cut()
                 tv.await_end()
-            with sticks.idle(folder / "state") as tv:
-                self.assert_stick_left(tv, FILES, None)
+            self.assert_stick_left(Control(folder / "state"), FILES, None)
 
     @cases(NAMES)
     def test_a_name_is_nothing_but_a_name(self, name):

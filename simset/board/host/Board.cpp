@@ -84,6 +84,7 @@ Board::Board(const RunOptions& options)
                             : nullptr),
       m_middleware(m_state.Path()),
       m_sticks(m_state.Folder()),
+      m_fileVerbs(m_state.Folder(), m_sticks, *this),
       m_line(
           options.line,
           [this](const char* call, const std::string& settings) {
@@ -226,7 +227,7 @@ void Board::PowerOn(bool first) {
     }
     StartScenario();
     m_middleware.Trace({{"who", "power"}, {"call", "on"}});
-    const std::lock_guard stickLock(m_stickMutex);
+    const std::lock_guard stickLock(m_fileVerbs.StickMutex());
     auto streams = std::make_shared<Streams>(m_state.Folder(), first);
     auto agent = std::make_shared<AgentLink>(Config(), m_state.Folder(), streams->ApplicationEnds());
     {

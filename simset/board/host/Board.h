@@ -10,11 +10,12 @@
 #include <string>
 #include <vector>
 
+#include "simset/board/folder/FileVerbs.h"
+#include "simset/board/folder/StateFolder.h"
+#include "simset/board/folder/Sticks.h"
 #include "simset/board/host/AgentLink.h"
 #include "simset/board/host/PowerQueue.h"
 #include "simset/board/host/RunOptions.h"
-#include "simset/board/host/StateFolder.h"
-#include "simset/board/host/Sticks.h"
 #include "simset/board/host/Streams.h"
 #include "simset/board/line/SerialLine.h"
 #include "simset/board/panel/Panel.h"
@@ -43,12 +44,12 @@ nlohmann::json ToJson(const Ended& ended);
 
 // The whole simulated set around one run of `simset run`: holds the parts, powers the set on and off, and carries
 // out the verbs of `simset ctl`.
-class Board {
+class Board : private SetContent {
   public:
     // Prepares everything but the set's own processes. Must be called on the main thread, which must also call
     // Run: the set ends when that thread does. Throws RunError, StateError.
     explicit Board(const RunOptions& options);
-    ~Board();
+    ~Board() override;
     Board(const Board&) = delete;
     Board& operator=(const Board&) = delete;
 
@@ -112,19 +113,18 @@ class Board {
     Message Request(const std::vector<std::string>& parts, const std::vector<int>& fds = {});
     Screenshot TakePicture() const;
     std::string Wait(Wish wish, const char* name);
+    Descriptor OpenFile(const std::string& path) override;
+    void PutFile(const std::string& path, int from) override;
+    void RemovePath(const std::string& path) override;
+    std::vector<std::string> ListPath(const std::string& path) override;
+    void StickIn(const Stick& stick) override;
+    void StickOut(const std::string& name) override;
+    void CopyStick(const std::string& name, int to) override;
     std::string AmRaw(const Arguments& arguments);
     std::string AmFile(const Arguments& arguments);
     std::string AmEnd(const Arguments& arguments);
     std::string AmPause(const Arguments& arguments);
     std::string AmLine(const Arguments& arguments);
-    std::string PlugStick(const Arguments& arguments);
-    std::string ListSticks(const Arguments& arguments);
-    std::string UnplugStick(const Arguments& arguments);
-    std::string ReadStick(const Arguments& arguments);
-    std::string Cat(const Arguments& arguments);
-    std::string Put(const Arguments& arguments);
-    std::string Remove(const Arguments& arguments);
-    std::string List(const Arguments& arguments);
     std::string Mounts(const Arguments& arguments);
     std::string Unsynced(const Arguments& arguments);
     std::string Picture(const Arguments& arguments);
@@ -141,6 +141,7 @@ class Board {
     std::unique_ptr<Panel> m_panel;
     Middleware m_middleware;
     Sticks m_sticks;
+    FileVerbs m_fileVerbs;  // its mutex is taken before m_mutex
     SerialLine m_line;
     PowerQueue m_power;
 
@@ -148,8 +149,6 @@ class Board {
     std::shared_ptr<AgentLink> m_agent;
     std::shared_ptr<Streams> m_streams;
     std::string m_lastProblem;
-
-    std::mutex m_stickMutex;  // held over a whole stick operation; before m_mutex
 
     bool m_applicationEnded = false;
     int m_applicationStatus = 0;

@@ -1,7 +1,6 @@
 #include <fcntl.h>
-#include <sys/mman.h>
 
-#include <filesystem>
+#include <algorithm>
 
 #include "simset/base/Files.h"
 #include "simset/base/Numbers.h"
@@ -9,11 +8,6 @@
 
 namespace simset {
 namespace {
-
-// A file of the caller's.
-std::string From(const Arguments& arguments, std::size_t index) {
-    return (std::filesystem::path(arguments.caller.folder) / arguments[index]).string();
-}
 
 std::string Lines(const std::vector<std::string>& texts) {
     std::string out;
@@ -34,15 +28,6 @@ const std::vector<Verb<Board>>& Board::Verbs() {
          &Board::AmPause},
         {{"am", "LINE", "a line on the application's standard input, not one that begins with --"},
          &Board::AmLine},
-        {{"usb", "plug DIR [--name NAME] [--read-only]", "a stick with a copy of DIR; prints its name"},
-         &Board::PlugStick},
-        {{"usb", "list", "the plugged sticks as JSON", false}, &Board::ListSticks},
-        {{"usb", "unplug NAME", ""}, &Board::UnplugStick},
-        {{"usb", "read NAME DIR", "copy a stick's content into DIR", false}, &Board::ReadStick},
-        {{"cat", "PATH", "a file of the set", false}, &Board::Cat},
-        {{"put", "FILE PATH", "copy FILE into the set"}, &Board::Put},
-        {{"rm", "PATH", ""}, &Board::Remove},
-        {{"ls", "PATH", "", false}, &Board::List},
         {{"mounts", "", "the set's mount table", false}, &Board::Mounts},
         {{"mounts", "--unsynced", "where a power cut would lose what was written", false}, &Board::Unsynced},
         {{"screenshot", "FILE.png", "what the panel shows", false}, &Board::Picture},
@@ -64,38 +49,33 @@ const std::vector<Verb<Board>>& Board::Verbs() {
 
 std::vector<VerbForm> Board::AllVerbs() {
     std::vector<VerbForm> forms = Middleware::Verbs();
+    const std::vector<VerbForm> ofFiles = FileVerbs::Forms();
+    forms.insert(forms.end(), ofFiles.begin(), ofFiles.end());
     for (const Verb<Board>& verb : Verbs()) {
         forms.push_back(verb);
+        forms.back().when = When::On;
     }
     return forms;
 }
 
 std::string Board::Control(const Caller& caller, const Words& words) {
-    if (!Changes(AllVerbs(), words)) {
-        return CarryOut(caller, words);
+    const std::vector<VerbForm> all = AllVerbs();
+    const VerbForm* const form = FindForm(all, words);
+    if (form == nullptr) {
+        RefuseVerb(all, words);
     }
-    nlohmann::json row{{"who", "ctl"}, {"call", words[0]}, {"words", Words(words.begin() + 1, words.end())}};
-    m_middleware.Trace(row);
-    try {
-        return CarryOut(caller, words);
-    } catch (const std::exception& error) {
-        row["error"] = error.what();
-        m_middleware.Trace(row);
-        throw;
-    }
+    return m_middleware.Told(*form, words, [&] { return CarryOut(caller, words); });
 }
 
 std::string Board::CarryOut(const Caller& caller, const Words& words) {
-    const auto isOf = [&words](const VerbForm& form) { return words[0] == form.verb; };
-    const std::vector<Verb<Board>>& verbs = Verbs();
-    if (std::any_of(verbs.begin(), verbs.end(), isOf)) {
-        return RunVerb(verbs, *this, words, caller);
+    const auto isOf = [&words](const std::vector<VerbForm>& forms) {
+        return std::any_of(forms.begin(), forms.end(),
+                           [&words](const VerbForm& form) { return words[0] == form.verb; });
+    };
+    if (isOf(FormsOf(Verbs()))) {
+        return RunVerb(Verbs(), *this, words, caller);
     }
-    const std::vector<VerbForm> passed = Middleware::Verbs();
-    if (std::none_of(passed.begin(), passed.end(), isOf)) {
-        RefuseVerb(AllVerbs(), words);
-    }
-    return m_middleware.Control(words, caller);
+    return isOf(FileVerbs::Forms()) ? m_fileVerbs.Run(words, caller) : m_middleware.Control(words, caller);
 }
 
 std::shared_ptr<Streams> Board::Manager() const {
@@ -120,7 +100,7 @@ std::string Board::AmRaw(const Arguments& arguments) {
 }
 
 std::string Board::AmFile(const Arguments& arguments) {
-    Manager()->Write(ReadToEnd(OpenFile(From(arguments, 0)).Get()));
+    Manager()->Write(ReadToEnd(OpenFile(arguments.caller.File(arguments[0])).Get()));
     return {};
 }
 
@@ -142,75 +122,33 @@ std::string Board::AmLine(const Arguments& arguments) {
     return {};
 }
 
-std::string Board::PlugStick(const Arguments& arguments) {
-    const std::lock_guard lock(m_stickMutex);
-    const Stick stick =
-        m_sticks.Add(From(arguments, 0), arguments.Option("--name").value_or(""), arguments.Has("--read-only"));
-    try {
-        Request({request::kPlug, stick.name, stick.readOnly ? "ro" : "rw"});
-    } catch (...) {
-        m_sticks.Remove(stick.name);
-        throw;
-    }
-    return stick.name + "\n";
+Descriptor Board::OpenFile(const std::string& path) {
+    Message answer = Request({request::kOpen, path});
+    return std::move(answer.fds.at(0));
 }
 
-std::string Board::ListSticks(const Arguments&) {
-    const std::lock_guard lock(m_stickMutex);
-    return nlohmann::json(m_sticks.Plugged()).dump() + "\n";
+void Board::PutFile(const std::string& path, int from) {
+    Request({request::kPut, path}, {from});
 }
 
-std::string Board::UnplugStick(const Arguments& arguments) {
-    const std::lock_guard lock(m_stickMutex);
-    const std::string name = Sticks::FullName(arguments[0]);
-    if (!m_sticks.IsPlugged(name)) {
-        throw ControlError("no stick named " + name + " is plugged");
-    }
+void Board::RemovePath(const std::string& path) {
+    Request({request::kRemove, path});
+}
+
+std::vector<std::string> Board::ListPath(const std::string& path) {
+    return Request({request::kList, path}).parts;
+}
+
+void Board::StickIn(const Stick& stick) {
+    Request({request::kPlug, stick.name, stick.readOnly ? "ro" : "rw"});
+}
+
+void Board::StickOut(const std::string& name) {
     Request({request::kUnplug, name});
-    m_sticks.Remove(name);
-    return {};
 }
 
-std::string Board::ReadStick(const Arguments& arguments) {
-    const std::lock_guard lock(m_stickMutex);
-    const std::string name = Sticks::FullName(arguments[0]);
-    const std::string folder = From(arguments, 1);
-    MakeFolders(AT_FDCWD, folder);
-    const Descriptor target = OpenFolder(AT_FDCWD, folder);
-    if (m_sticks.IsPlugged(name)) {
-        Request({request::kReadStick, name}, {target.Get()});
-    } else {
-        const Descriptor sticks = OpenFolder(m_state.Folder(), "usb");
-        CopyTree(OpenFolder(sticks.Get(), name).Get(), target.Get());
-    }
-    return {};
-}
-
-std::string Board::Cat(const Arguments& arguments) {
-    const Message answer = Request({request::kOpen, arguments[0]});
-    return ReadToEnd(answer.fds.at(0).Get());
-}
-
-std::string Board::Put(const Arguments& arguments) {
-    // Through memory, so that a pipe can be the source too.
-    const std::string file = From(arguments, 0);
-    const std::string content = ReadToEnd(OpenFile(file).Get());
-    const Descriptor memory(::memfd_create("put", MFD_CLOEXEC));
-    if (!memory || ::write(memory.Get(), content.data(), content.size()) != static_cast<ssize_t>(content.size()) ||
-        ::lseek(memory.Get(), 0, SEEK_SET) != 0) {
-        throw SystemError(file);
-    }
-    Request({request::kPut, arguments[1]}, {memory.Get()});
-    return {};
-}
-
-std::string Board::Remove(const Arguments& arguments) {
-    Request({request::kRemove, arguments[0]});
-    return {};
-}
-
-std::string Board::List(const Arguments& arguments) {
-    return Lines(Request({request::kList, arguments[0]}).parts);
+void Board::CopyStick(const std::string& name, int to) {
+    Request({request::kReadStick, name}, {to});
 }
 
 std::string Board::Unsynced(const Arguments&) {
@@ -232,7 +170,7 @@ Screenshot Board::TakePicture() const {
 }
 
 std::string Board::Picture(const Arguments& arguments) {
-    WriteFile(AT_FDCWD, From(arguments, 0), TakePicture().Png());
+    WriteFile(AT_FDCWD, arguments.caller.File(arguments[0]), TakePicture().Png());
     return {};
 }
 

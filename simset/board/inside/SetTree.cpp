@@ -190,28 +190,12 @@ class TreeBuilder {
                 }
             }
         } else {
-            FillFactoryNew();
+            FillFactoryNew(OpenFolder(AT_FDCWD, m_config.root).Get());
         }
         WriteFile(AT_FDCWD, In(kSupervisorFile), "");
         for (const char* path : kPartitions) {
             Mount(nullptr, In(path), nullptr, MS_REMOUNT | MS_RDONLY | MS_NOSUID | MS_NODEV);
         }
-    }
-
-    void FillFactoryNew() {
-        WriteFile(AT_FDCWD, In("/var/tvservice/tvRunningTime"), "4211");
-        Folder("/config/font");
-        const Descriptor font(::open(kFont, O_RDONLY | O_CLOEXEC));
-        if (!font) {
-            // A set that is kept without it would stay without it.
-            throw std::runtime_error(std::string("the font ") + kFont + " is missing: install fonts-dejavu-core");
-        }
-        const std::string path = In("/config/font/DejaVuSans.ttf");
-        const Descriptor target(::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644));
-        if (!target) {
-            throw SystemError(path);
-        }
-        CopyContent(font.Get(), target.Get());
     }
 
     void EnterRoot() {
@@ -231,6 +215,22 @@ class TreeBuilder {
 void BuildSetTree(const AgentConfig& config, int stateFolder) {
     ::umask(022);
     TreeBuilder(config, stateFolder).Build();
+}
+
+void FillFactoryNew(int root) {
+    WriteFile(root, "var/tvservice/tvRunningTime", "4211");
+    MakeFolders(root, "config/font");
+    const Descriptor font(::open(kFont, O_RDONLY | O_CLOEXEC));
+    if (!font) {
+        // A set that is kept without it would stay without it.
+        throw std::runtime_error(std::string("the font ") + kFont + " is missing: install fonts-dejavu-core");
+    }
+    const char* const path = "config/font/DejaVuSans.ttf";
+    const Descriptor target(::openat(root, path, O_WRONLY | O_CREAT | O_CLOEXEC, 0644));
+    if (!target) {
+        throw SystemError(path);
+    }
+    CopyContent(font.Get(), target.Get());
 }
 
 std::string StickFolder(const std::string& name) {

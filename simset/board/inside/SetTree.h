@@ -36,6 +36,9 @@ constexpr const char* kSupervisorFile = "/var/run/superwatch";
 // "partitions" when the set is not factory-new. Throws std::system_error.
 void BuildSetTree(const AgentConfig& config, int stateFolder);
 
+// Puts what a factory-new set has in its partitions below the open folder `root`. Throws std::runtime_error.
+void FillFactoryNew(int root);
+
 // The folder at which a stick of that name ("vu_sda1") is mounted
 std::string StickFolder(const std::string& name);
 

@@ -101,7 +101,8 @@ const std::vector<Verb<Control>>& Control::Verbs() {
         {{"model", "set KEY JSON", "change it and notify observers"}, &Control::SetModel},
         {{"model", "notify KEY EVENT NUMBER",
           "tell its observers; EVENT state|update|error, or of its iterators\n"
-          "commit|seek-row|seek-content|cursor|read-row|ready|iterator-update"},
+          "commit|seek-row|seek-content|cursor|read-row|ready|iterator-update",
+          true, When::On},
          &Control::TellModel},
         {{"model", "fail KEY STEP STATUS [--times N]",
           "STEP proxy|interface|root|connect|operate|execute|count|rows; 0 ends it"},
@@ -140,12 +141,14 @@ const std::vector<Verb<Control>>& Control::Verbs() {
           "factory-ready, preset, bluetooth, wifi, wired, supervisor\n(supervisor also: wrong)"},
          &Control::Behave},
         {{"behave", "", "the settings as JSON", false}, &Control::ListBehaviours},
-        {{"services", "down|up", "the middleware dies under the application (calls answer 111), and comes back"},
+        {{"services", "down|up", "the middleware dies under the application (calls answer 111), and comes back",
+          true, When::On},
          &Control::SwitchServices},
-        {{"press", "CODE [--type N]", "the application manager delivers a key event; type 0: pressed"},
+        {{"press", "CODE [--type N]", "the application manager delivers a key event; type 0: pressed", true,
+          When::On},
          &Control::Press},
         {{"apm", "request REQUEST [--text TEXT] [--second TEXT]",
-          "the manager makes one of its requests: requestStop, requestPause, ..."},
+          "the manager makes one of its requests: requestStop, requestPause, ...", true, When::On},
          &Control::AskApplication},
         {{"violations", "", "the rules that the application broke since simset started", false},
          &Control::ListViolations},
@@ -193,6 +196,9 @@ std::string Control::ListModel(const Arguments& arguments) {
 
 std::string Control::SetModel(const Arguments& arguments) {
     const KeyInfo& info = KeyOf(arguments[0]);
+    if (!m_parts.powered() && !info.kept && info.found.empty()) {
+        throw ControlError(fmt::format("the set is off, and forgets {} without power", info.key));
+    }
     m_parts.model.Assign(info, ValueFor(info, arguments[1]));
     return {};
 }

@@ -30,6 +30,7 @@ class Control {
         AppManager& manager;
         std::function<void(std::uint64_t delivery)> await;  // until the application took it; throws ControlError
         std::function<void(bool serving)> serve;            // whether the services are there
+        std::function<bool()> powered;
     };
 
     explicit Control(Parts parts) : m_parts(std::move(parts)) {}

@@ -61,7 +61,8 @@ Middleware::Middleware(const std::filesystem::path& stateDir, std::unique_ptr<Sc
       m_model(m_shared, m_finish),
       m_appManager(m_shared),
       m_control({m_model, m_flash, m_metadata, m_keys, m_faults, m_behaviours, m_violations, m_appManager,
-                 [this](std::uint64_t delivery) { Deliver(delivery); }, [this](bool serving) { Serve(serving); }}),
+                 [this](std::uint64_t delivery) { Deliver(delivery); }, [this](bool serving) { Serve(serving); },
+                 [this] { return m_powered; }}),
       m_traceVerbs(m_trace) {}
 
 Middleware::~Middleware() {
@@ -129,6 +130,34 @@ void Middleware::PowerOff() {
 
 void Middleware::CutPowerAfter(std::uint64_t steps) {
     m_cutPoint.Arm(steps);
+}
+
+std::string Middleware::Told(const VerbForm& form, const Words& words,
+                             const std::function<std::string()>& carryOut) {
+    if (!form.changes) {
+        return carryOut();
+    }
+    nlohmann::json row{{"who", "ctl"}, {"call", words[0]}, {"words", Words(words.begin() + 1, words.end())}};
+    Trace(row);
+    try {
+        return carryOut();
+    } catch (const std::exception& error) {
+        row["error"] = error.what();
+        Trace(row);
+        throw;
+    }
+}
+
+void Middleware::RecallRun() {
+    m_trace.Recall();
+    for (const TraceRow& row : m_trace.Await(m_trace.Cleared(), std::chrono::milliseconds(0))) {
+        nlohmann::json violation = nlohmann::json::parse(row.line, nullptr, false);
+        if (Violations::IsOne(violation)) {
+            violation.erase("seq");
+            violation.erase("ms");
+            m_violations.Add(violation);
+        }
+    }
 }
 
 std::string Middleware::Control(const Words& words, const Caller& caller) {

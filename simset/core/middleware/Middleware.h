@@ -99,6 +99,13 @@ class Middleware {
     // --follow" wait for rows of the trace until `caller` has gone or the trace is closed.
     std::string Control(const Words& words, const Caller& caller = {});
 
+    // Has `carryOut` carry out what `words` of `form` ask for, and returns what it returns. In the trace a change
+    // of the set is told before, and told again when it throws.
+    std::string Told(const VerbForm& form, const Words& words, const std::function<std::string()>& carryOut);
+
+    // For a set that is off: `trace` and `violations` are those of its last run.
+    void RecallRun();
+
     // How long behaviour `name` ("supervisor", …) takes to answer; nothing when it is switched off. An unknown
     // name throws std::out_of_range.
     std::optional<std::chrono::milliseconds> Behaviour(const std::string& name) const;

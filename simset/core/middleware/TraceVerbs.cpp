@@ -53,7 +53,7 @@ const std::vector<Verb<TraceVerbs>>& TraceVerbs::Verbs() {
         {{"wait", "MATCH [--timeout S] [--since SEQ]",
           "until a row matches, then prints it: one that comes from now on,\nor any after number SEQ; fails after "
           "S seconds, or when the set goes off",
-          false},
+          false, When::On},
          &TraceVerbs::Wait},
     };
     return kVerbs;

@@ -6,13 +6,24 @@ namespace simset {
 
 using nlohmann::json;
 
+namespace {
+
+constexpr char kViolation[] = "violation";
+
+}  // namespace
+
 json Violations::Row(const std::string& rule, const std::string& call, const std::string& expected, json details) {
     json row = details.is_object() ? std::move(details) : json::object();
-    row["who"] = "violation";
+    row["who"] = kViolation;
     row["rule"] = rule;
     row["call"] = call;
     row["expected"] = expected;
     return row;
+}
+
+bool Violations::IsOne(const json& row) {
+    return row.is_object() && row.value("who", "") == kViolation && row.contains("rule") && row.contains("call") &&
+           row.contains("expected");
 }
 
 void Violations::Add(const json& row) {

@@ -20,6 +20,9 @@ class Violations {
     static nlohmann::json Row(const std::string& rule, const std::string& call, const std::string& expected,
                               nlohmann::json details);
 
+    // Whether a row of a trace says that a rule was broken.
+    static bool IsOne(const nlohmann::json& row);
+
     // Keeps a row that Row made.
     void Add(const nlohmann::json& row);
 

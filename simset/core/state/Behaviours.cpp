@@ -57,7 +57,7 @@ bool Behaviours::Change(const std::string& name, const std::string& setting) {
     if (setting != kOn && setting != kOff && !wrong && !ParseMilliseconds(setting)) {
         return false;
     }
-    m_state.Put(kBehaviourSection, name, wrong ? kOn : setting);
+    m_state.Put(kBehaviourSection, name, setting);
     current = setting;
     return true;
 }

@@ -26,7 +26,7 @@ class Behaviours {
     bool AnswersWrong(const std::string& name) const;
 
     // `setting` is "on" (the natural delay), "off", or a number of milliseconds from 0 to a day; of the supervisor
-    // also "wrong", until the object ends. Returns false, with nothing changed, for another text; an unknown name
+    // also "wrong". Returns false, with nothing changed, for another text; an unknown name
     // throws std::out_of_range. Throws StateError.
     bool Change(const std::string& name, const std::string& setting);
 

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <charconv>
 #include <cstring>
+#include <fstream>
 #include <optional>
 #include <utility>
 
@@ -202,6 +203,34 @@ std::uint64_t TraceLog::Cleared() const {
 void TraceLog::Clear(std::uint64_t last) {
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_cleared = std::max(m_cleared, last);
+}
+
+void TraceLog::Recall() {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_rows.clear();
+    m_bytes = 0;
+    std::optional<std::uint64_t> first;
+    std::uint64_t beforeRun = 0;
+    bool reboots = false;
+    for (const std::string& path : {m_path.string() + ".old", m_path.string()}) {
+        std::ifstream file(path);
+        for (std::string line; std::getline(file, line);) {
+            const auto number = NumberOf(line);
+            if (!number) {
+                continue;
+            }
+            first = first ? first : number;
+            if (line.find(R"(,"who":"power","call":"on")") != std::string::npos && !reboots) {
+                beforeRun = *number - 1;
+            }
+            if (line.find(R"(,"who":"power",)") != std::string::npos) {
+                reboots = line.find(R"(,"who":"power","call":"reboot")") != std::string::npos;
+            }
+            Keep({*number, std::move(line)});
+        }
+    }
+    m_before = first.value_or(m_last + 1) - 1;
+    m_cleared = std::max(beforeRun, m_before);
 }
 
 void TraceLog::Close() {

@@ -54,6 +54,10 @@ class TraceLog {
     // for: the first number then tells how many.
     std::vector<TraceRow> Await(std::uint64_t since, std::chrono::milliseconds timeout) const;
 
+    // Takes the rows that the file has into memory, as far as there is room, and clears those before the last
+    // run's: that begins when the power goes on, but for a reboot. No other thread may use the object meanwhile.
+    void Recall();
+
     // Number of the last row, 0 when there was never one.
     std::uint64_t Last() const;
 

@@ -5,7 +5,7 @@
 
 #include "base/TempFolder.h"
 #include "simset/base/Files.h"
-#include "simset/board/host/Sticks.h"
+#include "simset/board/folder/Sticks.h"
 
 namespace simset {
 namespace {

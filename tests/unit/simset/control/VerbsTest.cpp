@@ -74,11 +74,12 @@ TEST(Verbs, MakeTheHelp) {
               "  cook stop                           take it off\n"
               "  cook DISH [--minutes N] [--salt]    make it\n"
               "  heat high|low                       turn the plate\n");
-    EXPECT_EQ(HelpText({{"serve", "A-VERY-LONG-NAME-OF-A-DISH TABLE", "one\ntwo"}, {"wash", "", ""}}),
-              "  serve A-VERY-LONG-NAME-OF-A-DISH TABLE\n"
-              "                                      one\n"
-              "                                      two\n"
-              "  wash\n");
+    EXPECT_EQ(
+        HelpText({{"serve", "A-VERY-LONG-NAME-OF-A-DISH TABLE", "one\ntwo"}, {"wash", "", "", true, When::On}}),
+        "  serve A-VERY-LONG-NAME-OF-A-DISH TABLE\n"
+        "                                      one\n"
+        "                                      two\n"
+        "* wash\n");
 }
 
 }  // namespace

@@ -90,8 +90,10 @@ TEST_F(ControlledSet, TheSupervisorAnswersWrongUntilItIsToldOtherwise) {
     EXPECT_TRUE(TheMiddleware().AnswersWrong("supervisor")) << "a refused setting had an effect";
     CtlError({"behave", "wifi", "wrong"});
     Restart();
+    EXPECT_TRUE(TheMiddleware().AnswersWrong("supervisor"));
+    EXPECT_EQ(nlohmann::json::parse(Ctl({"behave"}))["supervisor"], "wrong");
+    Ctl({"behave", "supervisor", "on"});
     EXPECT_FALSE(TheMiddleware().AnswersWrong("supervisor"));
-    EXPECT_EQ(nlohmann::json::parse(Ctl({"behave"}))["supervisor"], "on");
 }
 
 TEST_F(ControlledSet, TheTraceCountsTimeFromPowerOn) {

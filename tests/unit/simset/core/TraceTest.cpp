@@ -342,5 +342,45 @@ TEST_F(TraceVerbsTest, OthersAreServedWhileOneWaits) {
     EXPECT_EQ(found.get(), Row(1, "a"));
 }
 
+TEST(TraceRecall, TheLastRunIsWhatIsNotCleared) {
+    const tests::TempFolder dir;
+    const auto file = dir.Path() / "trace.jsonl";
+    const auto run = [&file](const std::vector<std::string>& calls) {
+        TraceLog trace(file);
+        for (const std::string& call : calls) {
+            trace.Append(0, {{"who", call == "work" ? "shell" : "power"}, {"call", call}});
+        }
+    };
+    run({"on", "work", "off"});
+    run({"on", "reboot", "on", "work", "reboot", "on", "off"});
+    TraceLog trace(file);
+    EXPECT_EQ(trace.Before(), 10U);
+    trace.Append(0, {{"who", "ctl"}});
+    trace.Recall();
+    EXPECT_EQ(trace.Before(), 0U);
+    EXPECT_EQ(trace.Cleared(), 3U);
+    EXPECT_EQ(trace.Last(), 11U);
+    const auto rows = trace.Await(0, kAtOnce);
+    ASSERT_EQ(rows.size(), 11U);
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        EXPECT_EQ(rows[i].seq, i + 1);
+    }
+    EXPECT_EQ(rows[10].line, R"({"seq":11,"ms":0,"who":"ctl"})");
+}
+
+TEST(TraceRecall, RowsOfTheFileBeforeAndThoseThatMemoryHasNoRoomFor) {
+    const tests::TempFolder dir;
+    const auto file = dir.Path() / "trace.jsonl";
+    dir.Write("trace.jsonl.old", "{\"seq\":5,\"ms\":0,\"who\":\"power\",\"call\":\"on\"}\n{\"seq\":6,\"ms\":0}\n");
+    dir.Write("trace.jsonl", "{\"seq\":7,\"ms\":0}\n{\"seq\":8,\"ms\":0}\n");
+    TraceBounds bounds;
+    bounds.rows = 3;
+    TraceLog trace(file, bounds);
+    trace.Recall();
+    EXPECT_EQ(trace.Before(), 4U);
+    EXPECT_EQ(trace.Cleared(), 4U);
+    EXPECT_EQ(trace.Await(0, kAtOnce).front().seq, 6U);
+}
+
 }  // namespace
 }  // namespace simset::test

@@ -1,4 +1,4 @@
-#include "simset/board/host/Sticks.h"
+#include "simset/board/folder/Sticks.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -1,6 +1,6 @@
 // The sticks that belong to a set.
-#ifndef SIMSET_HOST_STICKS_H
-#define SIMSET_HOST_STICKS_H
+#ifndef SIMSET_FOLDER_STICKS_H
+#define SIMSET_FOLDER_STICKS_H
 
 #include <string>
 #include <vector>

@@ -1,26 +1,42 @@
-#include "simset/board/host/StateFolder.h"
+#include "simset/board/folder/StateFolder.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 
 #include <array>
+#include <chrono>
+#include <csignal>
 #include <cstring>
 #include <filesystem>
+#include <thread>
 
-#include "simset/base/Errors.h"
 #include "simset/base/Files.h"
+#include "simset/base/Numbers.h"
 
 namespace simset {
 namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::seconds kPatience{10};        // with a change from outside
+constexpr std::chrono::milliseconds kLookAgain{10};  // a lock is not waited for with a limit
 
 RunError Unwritable(const std::string& path) {
     return RunError(kExitState, "the state folder " + path + " cannot be written: " + std::strerror(errno));
 }
 
+// The process that runs a set with this lock; empty when there is none, or it is gone.
+std::string Holder(int lock) {
+    std::array<char, 32> pid{};
+    const ssize_t size = ::pread(lock, pid.data(), pid.size() - 1, 0);
+    const auto number = ParseNumber<pid_t>(size > 0 ? pid.data() : "", 1);
+    return number && (::kill(*number, 0) == 0 || errno == EPERM) ? pid.data() : "";
+}
+
 }  // namespace
 
-StateFolder::StateFolder(const std::string& path) {
+StateFolder::StateFolder(const std::string& path, For purpose) {
     std::error_code error;
     std::filesystem::create_directories(path, error);
     if (!error) {
@@ -39,21 +55,29 @@ StateFolder::StateFolder(const std::string& path) {
     if (!m_lock) {
         throw Unwritable(m_path);
     }
-    if (::flock(m_lock.Get(), LOCK_EX | LOCK_NB) != 0) {
-        std::array<char, 32> pid{};
-        const ssize_t size = ::pread(m_lock.Get(), pid.data(), pid.size() - 1, 0);
-        throw RunError(kExitUsage, "the state folder " + m_path + " is in use by another simset" +
-                                       (size > 0 ? " (process " + std::string(pid.data()) + ")" : ""));
-    }
-    const std::string pid = std::to_string(::getpid());
-    if (::ftruncate(m_lock.Get(), 0) != 0 ||
-        ::pwrite(m_lock.Get(), pid.data(), pid.size(), 0) != static_cast<ssize_t>(pid.size())) {
-        throw Unwritable(m_path);
-    }
+    Lock(purpose);
     for (const char* name : {"root", "usb"}) {
         if (::mkdirat(m_folder.Get(), name, 0755) != 0 && errno != EEXIST) {
             throw Unwritable(m_path);
         }
+    }
+}
+
+// The lock's file names the process of a set that runs, and is empty for a change from outside.
+void StateFolder::Lock(For purpose) {
+    const auto end = Clock::now() + kPatience;
+    while (::flock(m_lock.Get(), LOCK_EX | LOCK_NB) != 0) {
+        const std::string holder = Holder(m_lock.Get());
+        if (!holder.empty() || purpose == For::Control || Clock::now() > end) {
+            throw FolderInUse(kExitUsage, "the state folder " + m_path + " is in use by another simset" +
+                                              (holder.empty() ? "" : " (process " + holder + ")"));
+        }
+        std::this_thread::sleep_for(kLookAgain);
+    }
+    const std::string pid = purpose == For::Run ? std::to_string(::getpid()) : "";
+    if (::ftruncate(m_lock.Get(), 0) != 0 ||
+        ::pwrite(m_lock.Get(), pid.data(), pid.size(), 0) != static_cast<ssize_t>(pid.size())) {
+        throw Unwritable(m_path);
     }
 }
 

@@ -1,19 +1,30 @@
 // The folder that holds a set.
-#ifndef SIMSET_HOST_STATEFOLDER_H
-#define SIMSET_HOST_STATEFOLDER_H
+#ifndef SIMSET_FOLDER_STATEFOLDER_H
+#define SIMSET_FOLDER_STATEFOLDER_H
 
+#include <cstdint>
 #include <string>
 
 #include "simset/base/Descriptor.h"
+#include "simset/base/Errors.h"
 
 namespace simset {
 
-// The folder that holds a set, locked for this simset as long as the object lives.
+// Another process has the state folder.
+class FolderInUse : public RunError {
+  public:
+    using RunError::RunError;
+};
+
+// The folder that holds a set, locked for this process as long as the object lives.
 class StateFolder {
   public:
-    // Opens the folder, makes it when it is missing, and locks it. Throws RunError: kExitUsage when another
-    // simset uses it or it is no folder, kExitState when it cannot be written.
-    explicit StateFolder(const std::string& path);
+    enum class For : std::uint8_t { Run, Control };
+
+    // Opens the folder, makes it when it is missing, and locks it, for a set that is to be on or for one change
+    // from outside. The end of such a change is waited for by who wants to run a set, nothing else is waited for.
+    // Throws FolderInUse, RunError: kExitUsage when it is no folder, kExitState when it cannot be written.
+    explicit StateFolder(const std::string& path, For purpose = For::Run);
     ~StateFolder();
     StateFolder(const StateFolder&) = delete;
     StateFolder& operator=(const StateFolder&) = delete;
@@ -30,6 +41,8 @@ class StateFolder {
     void LinkLine(const std::string& terminal);
 
   private:
+    void Lock(For purpose);
+
     std::string m_path;
     Descriptor m_folder;
     Descriptor m_lock;
