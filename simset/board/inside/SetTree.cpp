@@ -56,6 +56,12 @@ void BindFile(const std::string& source, const std::string& target) {
     Mount(source.c_str(), target, nullptr, MS_BIND);
 }
 
+void Link(const char* target, const std::string& path) {
+    if (::symlink(target, path.c_str()) != 0) {
+        throw SystemError(path);
+    }
+}
+
 class TreeBuilder {
   public:
     TreeBuilder(const AgentConfig& config, int stateFolder) : m_config(config), m_state(stateFolder) {}
@@ -94,9 +100,10 @@ class TreeBuilder {
             }
             if (S_ISLNK(info.st_mode)) {
                 char target[PATH_MAX] = {};
-                if (::readlink(path, target, sizeof target - 1) < 0 || ::symlink(target, In(path).c_str()) != 0) {
+                if (::readlink(path, target, sizeof target - 1) < 0) {
                     throw SystemError(path);
                 }
+                Link(target, In(path));
             } else if (S_ISDIR(info.st_mode)) {
                 Folder(path);
                 Mount(path, In(path), nullptr, MS_BIND | MS_REC);
@@ -136,12 +143,12 @@ class TreeBuilder {
         Folder("/dev/pts");
         if (::mount("devpts", In("/dev/pts").c_str(), "devpts", MS_NOSUID | MS_NOEXEC,
                     "newinstance,ptmxmode=0666,mode=620") == 0) {
-            ::symlink("pts/ptmx", In("/dev/ptmx").c_str());
+            Link("pts/ptmx", In("/dev/ptmx"));
         }
-        ::symlink("/proc/self/fd", In("/dev/fd").c_str());
-        ::symlink("/proc/self/fd/0", In("/dev/stdin").c_str());
-        ::symlink("/proc/self/fd/1", In("/dev/stdout").c_str());
-        ::symlink("/proc/self/fd/2", In("/dev/stderr").c_str());
+        Link("/proc/self/fd", In("/dev/fd"));
+        Link("/proc/self/fd/0", In("/dev/stdin"));
+        Link("/proc/self/fd/1", In("/dev/stdout"));
+        Link("/proc/self/fd/2", In("/dev/stderr"));
     }
 
     void MakeProc() {

@@ -35,7 +35,8 @@ std::size_t CharacterLength(std::string_view text, std::size_t place) {
 }
 
 bool IsControl(char character) {
-    return (character >= 0 && character < ' ') || character == '\x7F';
+    const auto byte = static_cast<unsigned char>(character);
+    return byte < 0x20 || byte == 0x7F;
 }
 
 }  // namespace

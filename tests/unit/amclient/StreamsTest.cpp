@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <pthread.h>
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -10,6 +11,7 @@
 #include <array>
 #include <atomic>
 #include <csignal>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -195,6 +197,41 @@ TEST(AmClientStreams, WhicheverDescriptorIsMissingTheStartFailsOrTheManagerIsHea
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 constexpr rlim_t kMiB = rlim_t{1} << 20;
 
+#if UINTPTR_MAX == UINT32_MAX
+// Takes the whole address space but so much of it: an emulated processor knows no limit of it.
+bool LimitSpace(rlim_t room) {
+    const auto take = [](std::size_t size) {
+        return mmap(nullptr, size, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    };
+    const auto left = static_cast<std::size_t>(room);
+    void* const kept = take(left);
+    for (std::size_t size = std::size_t{1} << 30; size >= 4096; size /= 2) {
+        while (take(size) != MAP_FAILED) {
+        }
+    }
+    // The stacks of threads that have ended are kept for the next ones.
+    const auto rest = [](void*) -> void* {
+        for (;;) {
+            pause();
+        }
+    };
+    pthread_t thread{};
+    while (pthread_create(&thread, nullptr, rest, nullptr) == 0) {
+    }
+    return munmap(kept, left) == 0;
+}
+#else
+bool LimitSpace(rlim_t room) {
+    rlim_t pages = 0;
+    if (!(std::ifstream("/proc/self/statm") >> pages)) {
+        return false;
+    }
+    const rlim_t limit = pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE)) + room;
+    const rlimit space{limit, RLIM_INFINITY};
+    return setrlimit(RLIMIT_AS, &space) == 0;
+}
+#endif
+
 // Starts the client in an address space that can grow by so much; a thread's stack takes 8 MiB of it.
 int StartInLittleSpace(rlim_t room) {
     FillRecord();
@@ -203,13 +240,9 @@ int StartInLittleSpace(rlim_t room) {
     getrlimit(RLIMIT_STACK, &stack);
     stack.rlim_cur = 8 * kMiB;
     setrlimit(RLIMIT_STACK, &stack);
-    rlim_t pages = 0;
-    if (!(std::ifstream("/proc/self/statm") >> pages)) {
+    if (!LimitSpace(room)) {
         return 97;
     }
-    const rlim_t limit = pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE)) + room;
-    const rlimit space{limit, RLIM_INFINITY};
-    setrlimit(RLIMIT_AS, &space);
     const int result = AmClientInit(&g_am_client);
     std::puts("my own output");
     return result;
