@@ -67,7 +67,7 @@ std::string FileVerbs::ReadStick(const Arguments& arguments) {
 }
 
 std::string FileVerbs::Cat(const Arguments& arguments) {
-    return ReadToEnd(m_content.OpenFile(arguments[0]).Get());
+    return ReadToEnd(m_content.OpenPath(arguments[0]).Get());
 }
 
 std::string FileVerbs::Put(const Arguments& arguments) {
@@ -79,7 +79,7 @@ std::string FileVerbs::Put(const Arguments& arguments) {
         ::lseek(memory.Get(), 0, SEEK_SET) != 0) {
         throw SystemError(file);
     }
-    m_content.PutFile(arguments[1], memory.Get());
+    m_content.PutPath(arguments[1], memory.Get());
     return {};
 }
 

@@ -18,9 +18,9 @@ class SetContent {
   public:
     virtual ~SetContent() = default;
 
-    virtual Descriptor OpenFile(const std::string& path) = 0;
+    virtual Descriptor OpenPath(const std::string& path) = 0;
     // The content of the open file `from` becomes that of `path`; missing folders are made.
-    virtual void PutFile(const std::string& path, int from) = 0;
+    virtual void PutPath(const std::string& path, int from) = 0;
     virtual void RemovePath(const std::string& path) = 0;
     // The names in a folder; of a file its path.
     virtual std::vector<std::string> ListPath(const std::string& path) = 0;

@@ -69,7 +69,7 @@ Descriptor SavedFiles::Open(const std::string& path, int flags) {
     return Descriptor(static_cast<int>(::syscall(SYS_openat2, Root(), path.c_str(), &how, sizeof how)));
 }
 
-Descriptor SavedFiles::OpenFile(const std::string& path) {
+Descriptor SavedFiles::OpenPath(const std::string& path) {
     Descriptor file = Open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
     struct stat info {};
     if (!file && errno == ENOENT) {
@@ -117,7 +117,7 @@ SavedFiles::Place SavedFiles::PlaceOf(const std::string& path, const Descriptor&
     return {OpenFolder(folder.Get(), "."), name};
 }
 
-void SavedFiles::PutFile(const std::string& path, int from) {
+void SavedFiles::PutPath(const std::string& path, int from) {
     PlaceOf(path, MakeFolder(Parted(path).first));
     const Descriptor target = Open(path, O_WRONLY | O_CREAT | O_TRUNC | O_NOCTTY);
     if (!target) {

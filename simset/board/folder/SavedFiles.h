@@ -16,8 +16,8 @@ class SavedFiles : public SetContent {
     // `stateFolder` is the state folder's descriptor and stays the caller's.
     explicit SavedFiles(int stateFolder) : m_state(stateFolder) {}
 
-    Descriptor OpenFile(const std::string& path) override;
-    void PutFile(const std::string& path, int from) override;
+    Descriptor OpenPath(const std::string& path) override;
+    void PutPath(const std::string& path, int from) override;
     void RemovePath(const std::string& path) override;
     std::vector<std::string> ListPath(const std::string& path) override;
     // The state folder has all there is of a stick.

@@ -113,8 +113,8 @@ class Board : private SetContent {
     Message Request(const std::vector<std::string>& parts, const std::vector<int>& fds = {});
     Screenshot TakePicture() const;
     std::string Wait(Wish wish, const char* name);
-    Descriptor OpenFile(const std::string& path) override;
-    void PutFile(const std::string& path, int from) override;
+    Descriptor OpenPath(const std::string& path) override;
+    void PutPath(const std::string& path, int from) override;
     void RemovePath(const std::string& path) override;
     std::vector<std::string> ListPath(const std::string& path) override;
     void StickIn(const Stick& stick) override;

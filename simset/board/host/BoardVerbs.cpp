@@ -122,12 +122,12 @@ std::string Board::AmLine(const Arguments& arguments) {
     return {};
 }
 
-Descriptor Board::OpenFile(const std::string& path) {
+Descriptor Board::OpenPath(const std::string& path) {
     Message answer = Request({request::kOpen, path});
     return std::move(answer.fds.at(0));
 }
 
-void Board::PutFile(const std::string& path, int from) {
+void Board::PutPath(const std::string& path, int from) {
     Request({request::kPut, path}, {from});
 }
 

@@ -92,8 +92,8 @@ function stick(act) {
   }, act, { usage: 'usb plug DIR [--name NAME] [--read-only]' });
 }
 
-// What can be made to fail: what its place is called, and its steps.
-const kFaults = {
+// What can be made to fail, by area: what its place is called, and its steps.
+export const kFaults = {
   model: { what: 'KEY', hint: 'a key, wildcards, *', steps: ['connect', 'operate', 'execute', 'proxy', 'interface', 'root', 'count', 'rows'] },
   flash: { what: 'NAME', hint: 'ZelFacMode, *' },
   meta: { what: 'ITEM', hint: '8, init, access-route, *' },

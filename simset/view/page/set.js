@@ -2,7 +2,7 @@
 // something happened.
 
 import { byId, el, plural } from './dom.js';
-import { button } from './controls.js';
+import { button, kFaults } from './controls.js';
 import { ctl, panel } from './server.js';
 
 const kPause = 400;        // ms between two rounds of questions at least
@@ -22,7 +22,7 @@ const kAddress = 'tovix.sl2.str.network.ip-address';
 
 const kModes = { 1: 'factory', 2: 'aging', 3: 'USB update' };
 const kPinNames = { 7: 'panel backlight', 45: 'panel supply' };
-const kFaultAreas = ['model', 'flash', 'meta', 'keys', 'apm', 'shell', 'mount', 'sync'];
+const kFaultAreas = Object.keys(kFaults);
 const kPartitions = ['/zodata/critical', '/zodata/factory', '/zodata/model', '/var/local', '/var/run', '/vendor/tvconfig/config', '/config',
   '/serialdata', '/certificate'];
 

@@ -351,7 +351,7 @@ const kCallOf = { shell: '$', 'shell-end': 'ends' };
 
 function statusText(row) {
   const { json } = row;
-  if (json.who === 'shell-end') return `exit ${json.status}`;
+  if (json.who === 'shell-end') return `status ${json.status}`;
   if (!('status' in json)) return '';
   if (json.status === 0) return 'ok';
   return typeof json.status === 'number' ? `status ${json.status}` : String(json.status);
