@@ -7,6 +7,7 @@ import pathlib
 import re
 import shutil
 import subprocess
+import sys
 import tempfile
 import time
 import urllib.error
@@ -40,8 +41,10 @@ class Browser:
         chromium, driver = find_or_leave()
         self.profile = pathlib.Path(tempfile.mkdtemp(prefix="zelfac-browser."))
         # The driver takes any free port and says which; what it and the browser write goes to the profile.
+        guard = pathlib.Path(__file__).with_name("guard.py")
         self.driver = subprocess.Popen(
-            [driver, "--port=0"], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True, start_new_session=True,
+            [sys.executable, "-B", guard, driver, "--port=0"], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+            stderr=subprocess.DEVNULL, text=True, start_new_session=True,
             env={**os.environ, "HOME": str(self.profile), "TMPDIR": str(self.profile)},
         )
         said = ""
@@ -70,7 +73,7 @@ class Browser:
         try:
             self._ask("DELETE", "")
         finally:
-            self.driver.terminate()
+            self.driver.stdin.close()
             self.driver.wait(NEVER)
             self.driver.stdout.close()
             shutil.rmtree(self.profile, ignore_errors=True)

@@ -4,7 +4,10 @@ import http.server
 import json
 import os
 import pathlib
+import shutil
 import socket
+import subprocess
+import sys
 import threading
 import time
 import unittest
@@ -13,7 +16,8 @@ import urllib.request
 
 import runner
 from browser import Browser
-from setlib import NEVER, Set, run, status
+from setlib import NEVER, Set, run
+from zelfac import status
 
 TOKEN = "t0ken"
 ROWS = "return [...document.querySelectorAll('#rows-seen .item')].map((item) => item.innerText.replaceAll('\\n', ' '))"
@@ -105,8 +109,8 @@ class Page(unittest.TestCase):
             browser.click("#fold-all")
             self.filter("who=line role=request")
             wanted = ["connect", "set main volume 20", "LED colour", "factory finish"]
-            texts = browser.wait(ROWS + ".filter((text) => text.includes('0x12')).length >= 4 &&"
-                                 "[...document.querySelectorAll('.item.group')].map((item) => item.innerText)")
+            texts = browser.wait("const groups = [...document.querySelectorAll('.item.group')].map((item) => item.innerText);"
+                                 "return groups.every((text) => text.includes('0x12')) && groups.length >= 4 && groups")
             for text, words in zip(texts, wanted, strict=True):
                 self.assertIn(words, text)
                 self.assertIn("success", text)
@@ -386,6 +390,38 @@ class OtherPages(unittest.TestCase):
             self.assertEqual(ask(**own, Origin="http://rebound.example"), 403)
         other.shutdown()
         other.server_close()
+
+
+class Ends(unittest.TestCase):
+    def test_a_browser_does_not_outlive_its_test(self):
+        code = "import browser; held = browser.Browser(); print(held.profile, flush=True); input()"
+        folder = pathlib.Path(__file__).parent
+        test = subprocess.Popen([sys.executable, "-B", "-c", code], cwd=folder, stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+        profile = test.stdout.readline().strip()
+
+        def running():
+            lines = (read(path) for path in pathlib.Path("/proc").glob("[0-9]*/cmdline"))
+            return sum(profile in line for line in lines)
+
+        def read(path):
+            try:
+                return path.read_bytes()
+            except OSError:
+                return b""  # it has ended
+
+        try:
+            self.assertGreater(running(), 3)
+            test.kill()
+            end = time.monotonic() + NEVER
+            while running() > 0:
+                self.assertLess(time.monotonic(), end, "the browser goes on")
+                time.sleep(0.05)  # nothing tells that a stranger's process has ended
+        finally:
+            test.kill()
+            test.wait()
+            test.stdin.close()
+            test.stdout.close()
+            shutil.rmtree(os.fsdecode(profile), ignore_errors=True)
 
 
 if __name__ == "__main__":
