@@ -13,9 +13,8 @@ sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "python"))
 import slots
 import zelfac
 from zelfac import TIMEOUT as NEVER
-from zelfac import programs, status
+from zelfac import programs
 
-SIMSET = programs.find("simset")
 NOT_RUN = 77  # what ctest takes for "did not run"
 STRICT = True  # whether a broken rule fails the test of the set that broke it
 

@@ -7,7 +7,8 @@ import tempfile
 
 import runner
 from runner import AtOnce, cases
-from setlib import Set, programs, status
+from setlib import Set
+from zelfac import programs, status
 
 BROKEN_RULE = 7
 

@@ -4,7 +4,8 @@ import runner
 from commandset import CommandSet
 from keylib import KeySet, content
 from runner import AtOnce
-from setlib import Set, status
+from setlib import Set
+from zelfac import status
 from zelfac.keyfiles import HDCP1
 
 KILLED = 128 + 9

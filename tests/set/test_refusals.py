@@ -7,8 +7,9 @@ import unittest
 
 import runner
 from runner import AtOnce
-from setlib import SIMSET, Set, run
+from setlib import Set, run
 from sticks import Folder
+from zelfac import programs
 
 NOBODY = 65534
 
@@ -28,7 +29,7 @@ class Refusals(AtOnce):
             folder.chmod(0o755)
             with Set(app="/bin/cat", state=folder / "set") as tv:
                 # This program's own descriptor of the program, which somebody else may not reach by its path.
-                with open(SIMSET, "rb") as program:
+                with open(programs.find("simset"), "rb") as program:
                     done = subprocess.run(
                         [f"/proc/self/fd/{program.fileno()}", "ctl", "--state", tv.state, "behave"],
                         user=NOBODY, group=NOBODY, extra_groups=[], pass_fds=[program.fileno()], capture_output=True, text=True,

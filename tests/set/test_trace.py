@@ -9,8 +9,8 @@ import unittest
 
 import runner
 from runner import AtOnce, cases
-from setlib import NEVER, SIMSET, Set
-from zelfac import matching
+from setlib import NEVER, Set
+from zelfac import matching, programs
 
 READY = "0x1272"
 WRITE_SERIAL = "0x1274"
@@ -20,7 +20,7 @@ VOLUME = "tovix.sl2.i32.sound.main.volume"
 def run_alone(state, *options):
     """What a `simset run` that is over soon says: exit status, the lines of standard output, standard error."""
     done = subprocess.run(
-        [SIMSET, "run", "--state", state, "--panel", "none", *options], capture_output=True, timeout=NEVER, text=True
+        [programs.find("simset"), "run", "--state", state, "--panel", "none", *options], capture_output=True, timeout=NEVER, text=True
     )
     return done.returncode, [json.loads(line) for line in done.stdout.splitlines()], done.stderr
 
@@ -110,7 +110,7 @@ class Rows(AtOnce):
 class Waiting(AtOnce):
     def test_following_ends_with_the_set(self):
         with Set() as tv:
-            follower = subprocess.Popen([SIMSET, "ctl", "--state", tv.state, "trace", "--follow", "--match", "who=power"],
+            follower = subprocess.Popen([programs.find("simset"), "ctl", "--state", tv.state, "trace", "--follow", "--match", "who=power"],
                                         stdout=subprocess.PIPE)
             self.assertEqual(json.loads(follower.stdout.readline())["call"], "on")
             tv.stop()
