@@ -197,6 +197,9 @@ TEST(AmClientStreams, WhicheverDescriptorIsMissingTheStartFailsOrTheManagerIsHea
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 constexpr rlim_t kMiB = rlim_t{1} << 20;
 
+// A thread's stack: more than the C library keeps of those of threads that have ended, which it would take instead.
+constexpr rlim_t kStack = 64 * kMiB;
+
 #if UINTPTR_MAX == UINT32_MAX
 // Takes the whole address space but so much of it: an emulated processor knows no limit of it.
 bool LimitSpace(rlim_t room) {
@@ -208,15 +211,6 @@ bool LimitSpace(rlim_t room) {
     for (std::size_t size = std::size_t{1} << 30; size >= 4096; size /= 2) {
         while (take(size) != MAP_FAILED) {
         }
-    }
-    // The stacks of threads that have ended are kept for the next ones.
-    const auto rest = [](void*) -> void* {
-        for (;;) {
-            pause();
-        }
-    };
-    pthread_t thread{};
-    while (pthread_create(&thread, nullptr, rest, nullptr) == 0) {
     }
     return munmap(kept, left) == 0;
 }
@@ -232,14 +226,14 @@ bool LimitSpace(rlim_t room) {
 }
 #endif
 
-// Starts the client in an address space that can grow by so much; a thread's stack takes 8 MiB of it.
+// Starts the client in an address space that can grow by so much.
 int StartInLittleSpace(rlim_t room) {
     FillRecord();
     std::free(std::malloc(100000));  // the heap has what it needs
-    rlimit stack{};
-    getrlimit(RLIMIT_STACK, &stack);
-    stack.rlim_cur = 8 * kMiB;
-    setrlimit(RLIMIT_STACK, &stack);
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    pthread_attr_setstacksize(&attributes, kStack);
+    pthread_setattr_default_np(&attributes);
     if (!LimitSpace(room)) {
         return 97;
     }
@@ -255,7 +249,7 @@ TEST(AmClientStreams, WithoutARelayThreadTheStartFailsAndTheStreamsAreGivenBack)
 }
 
 TEST(AmClientStreams, WithoutAReaderThreadTheStartFailsAndTheStreamsAreGivenBack) {
-    ClientProcess client([] { return StartInLittleSpace(12 * kMiB); });
+    ClientProcess client([] { return StartInLittleSpace(kStack * 3 / 2); });
     EXPECT_EQ(client.Wait(), kAmInitFailed);
     EXPECT_EQ(client.Output(), "am client thread start \nin thread start failed\nmy own output\n");
 }
