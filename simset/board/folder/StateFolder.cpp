@@ -19,8 +19,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::chrono::seconds kPatience{10};        // with a change from outside
-constexpr std::chrono::milliseconds kLookAgain{10};  // a lock is not waited for with a limit
+constexpr std::chrono::seconds kChangePatience{10};        // with a change from outside
+constexpr std::chrono::milliseconds kLookAtLockAgain{10};  // a lock is not waited for with a limit
 
 RunError Unwritable(const std::string& path) {
     return RunError(kExitState, "the state folder " + path + " cannot be written: " + std::strerror(errno));
@@ -65,14 +65,14 @@ StateFolder::StateFolder(const std::string& path, For purpose) {
 
 // The lock's file names the process of a set that runs, and is empty for a change from outside.
 void StateFolder::Lock(For purpose) {
-    const auto end = Clock::now() + kPatience;
+    const auto end = Clock::now() + kChangePatience;
     while (::flock(m_lock.Get(), LOCK_EX | LOCK_NB) != 0) {
         const std::string holder = Holder(m_lock.Get());
         if (!holder.empty() || purpose == For::Control || Clock::now() > end) {
             throw FolderInUse(kExitUsage, "the state folder " + m_path + " is in use by another simset" +
                                               (holder.empty() ? "" : " (process " + holder + ")"));
         }
-        std::this_thread::sleep_for(kLookAgain);
+        std::this_thread::sleep_for(kLookAtLockAgain);
     }
     const std::string pid = purpose == For::Run ? std::to_string(::getpid()) : "";
     if (::ftruncate(m_lock.Get(), 0) != 0 ||
