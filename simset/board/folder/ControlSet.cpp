@@ -21,8 +21,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::chrono::seconds kPatience{10};        // with a simset that starts or ends
-constexpr std::chrono::milliseconds kLookAgain{20};  // nothing tells that a socket listens or a lock is free
+constexpr std::chrono::seconds kTurnPatience{10};        // with a simset that starts or ends
+constexpr std::chrono::milliseconds kTurnLookAgain{20};  // nothing tells that a socket listens or a lock is free
 
 // Whether a set answered. `state` need not exist.
 bool AskRunning(const std::string& state, const Words& words, const Caller& caller) {
@@ -80,8 +80,8 @@ std::string OffSet::Run(const VerbForm& form, const Words& words, const Caller& 
 
 void ControlSet(const std::string& state, const std::vector<VerbForm>& forms, const Words& words,
                 const Caller& caller, const std::function<void(const std::string& line)>& note) {
-    for (const auto end = Clock::now() + kPatience; !AskRunning(state, words, caller);
-         std::this_thread::sleep_for(kLookAgain)) {
+    for (const auto end = Clock::now() + kTurnPatience; !AskRunning(state, words, caller);
+         std::this_thread::sleep_for(kTurnLookAgain)) {
         const VerbForm* const form = FindForm(forms, words);
         if (form == nullptr) {
             RefuseVerb(forms, words);
