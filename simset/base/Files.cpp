@@ -206,8 +206,8 @@ void RemoveTree(int at, const std::string& name) {
     if ((code != EISDIR && code != EPERM) || !S_ISDIR(StatAt(at, name).st_mode)) {
         throw SystemError(name, code);
     }
-    // A folder without write permission cannot be emptied by an ordinary user before it gets it back; where it does
-    // not, that shows below.
+    // A folder without write permission cannot be emptied by an ordinary user before it gets it back; where it
+    // does not, that shows below.
     static_cast<void>(::fchmodat(at, name.c_str(), 0700, 0) == 0);
     {
         const Descriptor folder = OpenFolder(at, name);

@@ -24,12 +24,6 @@ constexpr int kPanelPatienceMs = 500;
 constexpr int kStopGraceMs = 2000;                           // what the application gets to end by itself
 constexpr std::chrono::milliseconds kStopRequestLimit{500};  // and to answer the manager before that
 constexpr int kSignalBase = 128;                             // a shell's way to say that a signal ended a program
-constexpr const char* kDefaultApplication = "ZelFacTest_Eu4K";
-
-bool IsFile(const fs::path& path) {
-    std::error_code ignored;
-    return fs::is_regular_file(path, ignored);
-}
 
 // Blocks the signals that end simset and delivers them as data; threads made later inherit that.
 Descriptor CatchSignals() {
@@ -49,34 +43,10 @@ Descriptor CatchSignals() {
 
 }  // namespace
 
-Board::Files Board::FindFiles(const RunOptions& options) {
-    const fs::path self = fs::read_symlink("/proc/self/exe").parent_path();
-    Files files;
-    const fs::path application =
-        options.application.empty() ? self / kDefaultApplication : fs::absolute(options.application);
-    if (!IsFile(application) || ::access(application.c_str(), X_OK) != 0) {
-        throw RunError(kExitUsage, "there is no application to run at " + application.string() +
-                                       ": build it, or name one with --app FILE");
-    }
-    files.application = fs::canonical(application).string();
-    const fs::path ownLibraries = self.parent_path() / "lib";
-    files.shim = ownLibraries / "libsimset_shim.so";
-    files.shell = self / "simset-sh";
-    for (const std::string& file : {files.shim, files.shell}) {
-        if (!IsFile(file)) {
-            throw RunError(kExitInternal, file + " is missing: build simset again");
-        }
-    }
-    // An application from another build comes with the libraries of that build.
-    const fs::path beside = fs::path(files.application).parent_path().parent_path() / "lib";
-    files.libraries = IsFile(beside / "libsimset_shim.so") ? beside : ownLibraries;
-    return files;
-}
-
 Board::Board(const RunOptions& options)
     : m_options(options),
       m_signals(CatchSignals()),
-      m_files(FindFiles(options)),
+      m_programs(FindPrograms(options)),
       m_scenario(options.scenario.empty() ? std::nullopt
                                           : std::optional(ReadScenario(options.scenario, AllVerbs()))),
       m_state(options.state),
@@ -208,10 +178,12 @@ std::vector<std::string> Board::Environment() const {
 AgentConfig Board::Config() const {
     AgentConfig config;
     config.root = m_state.At("root");
-    config.application = m_files.application;
-    config.libraries = m_files.libraries;
-    config.shim = m_files.shim;
-    config.shell = m_files.shell;
+    config.application = m_programs.application;
+    config.libraries = m_programs.libraries;
+    config.shim = m_programs.shim;
+    config.shell = m_programs.shell;
+    config.emulator = m_programs.emulator;
+    config.sysroot = m_programs.sysroot;
     config.serial = m_line.SetPath();
     config.middleware = m_state.At("middleware");
     config.xSocket = m_panel ? m_panel->Socket() : "";

@@ -15,6 +15,7 @@
 #include "simset/board/folder/Sticks.h"
 #include "simset/board/host/AgentLink.h"
 #include "simset/board/host/PowerQueue.h"
+#include "simset/board/host/Programs.h"
 #include "simset/board/host/RunOptions.h"
 #include "simset/board/host/Streams.h"
 #include "simset/board/line/SerialLine.h"
@@ -65,21 +66,12 @@ class Board : private SetContent {
 
     enum class End : std::uint8_t { Application, Signal, Reboot, PowerCut, AgentDied, PanelLost };
 
-    // Files that belong to simset itself or to the application.
-    struct Files {
-        std::string application;
-        std::string libraries;
-        std::string shim;
-        std::string shell;
-    };
-
     struct SupervisorAnswer {
         Clock::time_point due;
         std::string number;
     };
 
     // The set's power, on the main thread (Board.cpp).
-    static Files FindFiles(const RunOptions& options);
     void PrepareSticks();
     void OpenView();
     void PowerOn(bool first);
@@ -135,7 +127,7 @@ class Board : private SetContent {
 
     RunOptions m_options;
     Descriptor m_signals;  // before anything that starts threads: they must have the signals blocked
-    Files m_files;
+    Programs m_programs;
     std::optional<Scenario> m_scenario;
     StateFolder m_state;
     std::unique_ptr<Panel> m_panel;

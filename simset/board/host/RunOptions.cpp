@@ -107,6 +107,16 @@ void AddRunOptions(CLI::App& command, RunOptions& options) {
     command
         .add_option("--app", options.application, "Application to run (default: ZelFacTest_Eu4K beside simset)")
         ->type_name("FILE");
+    command
+        .add_option("--sysroot", options.sysroot,
+                    "Root that holds lib and usr/lib for an application of another processor")
+        ->check(CLI::ExistingDirectory)
+        ->type_name("DIR");
+    command
+        .add_option("--emulator", options.emulator,
+                    "Program that runs that application (default: QEMU's for its processor, from PATH)")
+        ->check(CLI::ExistingFile)
+        ->type_name("FILE");
 }
 
 }  // namespace simset

@@ -31,6 +31,8 @@ struct RunOptions {
     std::optional<ViewAddress> view;       // where the page in the browser is; nothing: there is none
     std::optional<std::string> viewToken;  // empty: none; nothing: a random one
     std::string application;               // file to run; empty: the one beside simset
+    std::string emulator;  // program that runs it; empty: one of QEMU's when it is for another processor
+    std::string sysroot;   // root with the libraries of an emulated application
 };
 
 // Adds the options of `simset run` to a command; parsing it fills `options`, which must outlive it.

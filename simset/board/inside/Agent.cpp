@@ -22,6 +22,7 @@
 #include <sstream>
 
 #include "simset/base/Files.h"
+#include "simset/board/inside/Emulation.h"
 #include "simset/board/inside/Keeper.h"
 #include "simset/board/inside/Protocol.h"
 #include "simset/board/inside/SetNetwork.h"
@@ -265,8 +266,13 @@ void Agent::Start() {
 }
 
 void Agent::BecomeApplication(int errorPipe) {
-    const std::string path =
-        std::string(kInsideApplications) + m_config.application.substr(m_config.application.rfind('/'));
+    std::vector<std::string> command = CommandOf(
+        m_config, std::string(kInsideApplications) + m_config.application.substr(m_config.application.rfind('/')));
+    std::vector<char*> arguments;
+    for (std::string& word : command) {
+        arguments.push_back(word.data());
+    }
+    arguments.push_back(nullptr);
     std::vector<char*> environment;
     for (std::string& entry : m_config.environment) {
         environment.push_back(entry.data());
@@ -285,9 +291,7 @@ void Agent::BecomeApplication(int errorPipe) {
     sigset_t none;
     ::sigemptyset(&none);
     ::sigprocmask(SIG_SETMASK, &none, nullptr);
-    std::string name = path;
-    std::array<char*, 2> arguments{name.data(), nullptr};
-    ::execve(path.c_str(), arguments.data(), environment.data());
+    ::execve(arguments.front(), arguments.data(), environment.data());
     const int code = errno;
     if (::write(errorPipe, &code, sizeof code) < 0) {
         std::perror("simset");

@@ -49,21 +49,23 @@ struct Stick {
 
 // What the agent needs to know to build the set; paths are those of the PC.
 struct AgentConfig {
-    std::string root;                      // empty folder on which the new root is mounted
-    std::string application;               // the application's file
-    std::string libraries;                 // folder of the shared libraries that the set provides
-    std::string shim;                      // the preloaded redirecting library
-    std::string shell;                     // the logging shell
-    std::string serial;                    // terminal device that becomes "/dev/ttyS0"
-    std::string middleware;                // the middleware's socket
-    std::string xSocket;                   // the X server's socket; empty without a panel
+    std::string root;         // empty folder on which the new root is mounted
+    std::string application;  // the application's file
+    std::string libraries;    // folder of the shared libraries that the set provides
+    std::string shim;         // the preloaded redirecting library
+    std::string shell;        // the logging shell
+    std::string emulator;     // runs the application; empty: it runs by itself
+    std::string sysroot;      // with an emulator: root that holds the application's own "/lib" and "/usr/lib"
+    std::string serial;       // terminal device that becomes "/dev/ttyS0"
+    std::string middleware;   // the middleware's socket
+    std::string xSocket;      // the X server's socket; empty without a panel
     std::vector<std::string> environment;  // of the application, NAME=VALUE
     std::vector<Stick> sticks;
 };
 
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Stick, name, readOnly)
-NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(AgentConfig, root, application, libraries, shim, shell, serial, middleware,
-                                   xSocket, environment, sticks)
+NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(AgentConfig, root, application, libraries, shim, shell, emulator, sysroot,
+                                   serial, middleware, xSocket, environment, sticks)
 
 }  // namespace simset
 

@@ -10,6 +10,7 @@
 #include <cstdlib>
 
 #include "simset/base/Files.h"
+#include "simset/board/inside/Emulation.h"
 
 namespace simset {
 namespace {
@@ -161,8 +162,12 @@ class TreeBuilder {
     void MakePrograms() {
         const std::string name = m_config.application.substr(m_config.application.rfind('/') + 1);
         BindFile(m_config.application, In(kInsideApplications) + "/" + name);
-        Mount(m_config.libraries.c_str(), In(kInsideLibraries), nullptr, MS_BIND | MS_REC);
-        MakeReadOnly(In(kInsideLibraries));
+        if (m_config.emulator.empty()) {
+            Mount(m_config.libraries.c_str(), In(kInsideLibraries), nullptr, MS_BIND | MS_REC);
+            MakeReadOnly(In(kInsideLibraries));
+        } else {
+            BuildEmulation(m_config, m_config.root);
+        }
         BindFile(m_config.shim, In(kInsideShim));
         BindFile(m_config.middleware, In(kInsideMiddleware));
         if (!m_config.xSocket.empty()) {

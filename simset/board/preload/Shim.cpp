@@ -180,6 +180,7 @@ SIMSET_VISIBLE int creat64(const char* path, mode_t mode) {
 SIMSET_IN_FRONT(FILE*, fopen, (const char* path, const char* mode), Path(path).Get(), mode)
 SIMSET_IN_FRONT(FILE*, fopen64, (const char* path, const char* mode), Path(path).Get(), mode)
 SIMSET_IN_FRONT(int, access, (const char* path, int mode), Path(path).Get(), mode)
+#if __GLIBC_PREREQ(2, 33)
 SIMSET_IN_FRONT(int, stat, (const char* path, struct stat* info), Path(path).Get(), info)
 SIMSET_IN_FRONT(int, stat64, (const char* path, struct stat64* info), Path(path).Get(), info)
 SIMSET_IN_FRONT(int, lstat, (const char* path, struct stat* info), Path(path).Get(), info)
@@ -188,6 +189,19 @@ SIMSET_IN_FRONT(int, fstatat, (int at, const char* path, struct stat* info, int 
                 flags)
 SIMSET_IN_FRONT(int, fstatat64, (int at, const char* path, struct stat64* info, int flags), at, Path(path).Get(),
                 info, flags)
+#else
+// An older C library has these under other names, with the version of the record in front.
+SIMSET_IN_FRONT(int, __xstat, (int version, const char* path, struct stat* info), version, Path(path).Get(), info)
+SIMSET_IN_FRONT(int, __xstat64, (int version, const char* path, struct stat64* info), version, Path(path).Get(),
+                info)
+SIMSET_IN_FRONT(int, __lxstat, (int version, const char* path, struct stat* info), version, Path(path).Get(), info)
+SIMSET_IN_FRONT(int, __lxstat64, (int version, const char* path, struct stat64* info), version, Path(path).Get(),
+                info)
+SIMSET_IN_FRONT(int, __fxstatat, (int version, int at, const char* path, struct stat* info, int flags), version,
+                at, Path(path).Get(), info, flags)
+SIMSET_IN_FRONT(int, __fxstatat64, (int version, int at, const char* path, struct stat64* info, int flags),
+                version, at, Path(path).Get(), info, flags)
+#endif
 
 SIMSET_VISIBLE void sync() {
     simset::preload::Line line;
