@@ -63,6 +63,10 @@ Exit AskTheSet(const Context& context, Words words) {
     const Console& console = context.console;
     words.insert(words.end(), context.options.words.begin(), context.options.words.end());
     const Action action = MakeAction(words);
+    if (!action.stock.empty()) {
+        Fail(Exit::Unusable, "{} stands for an item of the stock in plans only: see 'zelline run --help'",
+             kFromStock);
+    }
     if (action.kind == Action::Kind::Upload) {
         LoadFile(action.path);
     }

@@ -28,6 +28,10 @@ const OptionInfo kMarkdown = {"--markdown", "", &Options::markdown, ""};
 const OptionInfo kDryRun = {"--dry-run", "", &Options::dryRun, ""};
 const OptionInfo kReport = {"--report", "FILE", &Options::reports, ""};
 const OptionInfo kSet = {"--set", "NAME=VALUE", &Options::variables, ""};
+const OptionInfo kUnit = {"--unit", "SERIAL", &Options::unit, ""};
+const OptionInfo kLast = {"--last", "N", &Options::last, "", 1, 1000000};
+const OptionInfo kSince = {"--since", "DATE", &Options::since, ""};
+const OptionInfo kStation = {"--station", "NAME", &Options::station, ""};
 
 Settings Options::ForVerbs() const {
     Settings settings;

@@ -29,6 +29,10 @@ struct Options {
     bool dryRun = false;
     std::vector<std::string> variables;  // NAME=VALUE
     std::vector<std::string> reports;
+    std::string unit;
+    std::string station;
+    std::string since;
+    long last = 20;
 
     // What they say about every verb that asks the set.
     Settings ForVerbs() const;
@@ -55,6 +59,10 @@ extern const OptionInfo kMarkdown;
 extern const OptionInfo kDryRun;
 extern const OptionInfo kReport;
 extern const OptionInfo kSet;
+extern const OptionInfo kUnit;
+extern const OptionInfo kLast;
+extern const OptionInfo kSince;
+extern const OptionInfo kStation;
 
 }  // namespace zelline
 

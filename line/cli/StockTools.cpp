@@ -11,9 +11,9 @@ namespace {
 
 Exit AddStock(const Context& context, Stock& stock, const Words& words) {
     const std::string& type = words[1];
-    const bool isRange = type == kAddressType;
+    const bool isRange = type == kAddressStock;
     if (words.size() != (isRange ? 4 : 3)) {
-        Fail(Exit::Unusable, "write 'stock add TYPE FOLDER' or 'stock add {} FIRST LAST'", kAddressType);
+        Fail(Exit::Unusable, "write 'stock add TYPE FOLDER' or 'stock add {} FIRST LAST'", kAddressStock);
     }
     const auto items = isRange ? AddressesFrom(words[2], words[3]) : KeysIn(type, words[2]);
     const std::size_t added = stock.Add(items);

@@ -91,15 +91,19 @@ const std::vector<ToolVerb>& ToolVerbs() {
         {"ports", "", {}, "List the serial ports of this machine, and who holds them", "", ShowPorts},
         {"run",
          "PLAN.toml",
-         {&kDryRun, &kReport, &kSet},
+         {&kUnit, &kStation, &kDryRun, &kReport, &kSet},
          "Work through a station plan",
          "Prints a table of the steps and ends with the status of the worst one. A report's kind follows its\n"
-         "name: .json, .xml (JUnit), .csv or .html. --dry-run prints what would be sent and sends nothing.\n"
-         "  zelline run docs/plans/demo.toml --set sn=AB12 --report result.xml --report result.html",
+         "name: .json, .xml (JUnit), .csv or .html; {unit}, {run}, {plan}, {date} and {time} in it are\n"
+         "filled in, and a file that is there already is kept beside it. --dry-run prints what would be sent and "
+         "sends nothing.\n"
+         "  zelline run docs/plans/demo.toml --set sn=AB12 --report result.xml --report result.html\n"
+         "--unit is the serial number, ${unit} in the plan. With --store, @stock in 'key send TYPE @stock' and\n"
+         "'mac write @stock' stands for the unit's own item, and ${stock.TYPE} for its address or CRC-32.",
          RunPlan},
         {"validate",
          "PLAN.toml",
-         {&kSet},
+         {&kUnit, &kSet},
          "Check a station plan without a set",
          "Each mistake is told with its file and line.",
          ValidatePlan},
@@ -123,6 +127,29 @@ const std::vector<ToolVerb>& ToolVerbs() {
          "  zelline stock retire TYPE NAME     use an item no more; its unit gets another the next time\n"
          "The store is a file or a PostgreSQL database (--store). What it has or had is never taken in twice.",
          WorkOnStock},
+        {"history",
+         "",
+         {&kUnit, &kLast},
+         "List the runs that were recorded, the latest last",
+         "Of one unit with --unit; the last 20 unless --last says otherwise. One that is UNFINISHED is still "
+         "under\n"
+         "way, or its tool was killed.",
+         ShowHistory},
+        {"yield",
+         "",
+         {&kSince},
+         "How many units passed, at once and in the end, and which steps failed",
+         "By plan, over all runs of the store, or those since a date (--since 2026-05-04, UTC). Runs without a "
+         "unit\n"
+         "and those that were stopped are left out.",
+         ShowYield},
+        {"report",
+         "RUN",
+         {&kReport},
+         "Show a recorded run, and make its reports again",
+         "RUN is a run's name or the beginning of it, or 'last'.\n"
+         "  zelline report last --report {unit}-{run}.html",
+         ReportRun},
         {"decode",
          "HEX ...",
          {},

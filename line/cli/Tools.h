@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "cli/Session.h"
+#include "report/RunReports.h"
 #include "store/Store.h"
 #include "wire/Error.h"
 
@@ -29,12 +30,19 @@ const std::vector<ToolVerb>& ToolVerbs();
 // The store that the options name. Throws Error as Store does, and with Exit::Unusable when they name none.
 Store OpenStore(const Options& options);
 
+// Tells of report files that made older ones give way or could not be written; returns the worst of `status` and
+// what it told of.
+Exit TellOf(const Console& console, const RunReports& reports, Exit status);
+
 // What carries out those that have a file of their own.
 Exit Listen(const Context& context);
 Exit Replay(const Context& context);
 Exit RunPlan(const Context& context);
 Exit ValidatePlan(const Context& context);
 Exit WorkOnStock(const Context& context);
+Exit ShowHistory(const Context& context);
+Exit ShowYield(const Context& context);
+Exit ReportRun(const Context& context);
 
 }  // namespace zelline
 

@@ -42,7 +42,10 @@ Action StepAction(const Step& step, const Variables& variables) {
         words.push_back(Expand(word, variables));
     }
     Action action = MakeAction(words);
-    if (action.kind == Action::Kind::Upload) {
+    if (step.item) {
+        TakeItem(action, *step.item);
+    }
+    if (action.kind == Action::Kind::Upload && action.stock.empty()) {
         action.path = (std::filesystem::path(step.file).parent_path() / action.path).string();
     }
     return action;

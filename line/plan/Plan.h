@@ -35,7 +35,9 @@ struct Step {
     std::string save;  // variable that takes the value
     Millis wait{0};    // before the step
     bool teardown = false;
-    Variables own;     // of the file that it was included from; they hold for its own steps only
+    Variables own;  // of the file that it was included from; they hold for its own steps only
+    // Content of the item that was reserved for the unit, where the words take one from the stock.
+    std::optional<std::string> item;
     std::string file;  // where it stands
     std::size_t line = 0;
 };
@@ -48,6 +50,9 @@ Variables VariablesOf(const Step& step, const Variables& variables, const std::s
 
 struct Plan {
     std::string file;  // as the user named it
+    std::string text;  // of all its files, in the order in which they were read
+    std::string run;   // the name of the run that it is for, and the serial number of its unit; may be empty
+    std::string unit;
     std::string name;
     std::string description;
     std::vector<Step> steps;  // teardown steps last
@@ -60,7 +65,8 @@ struct PlanProblem {
     std::string words;
 };
 
-// The action of a step, with the file names of key and config taken from the plan's folder.
+// The action of a step, with the file names of key and config taken from the plan's folder, and the step's item in
+// its place.
 Action StepAction(const Step& step, const Variables& variables);
 
 // A plan's own settings outrank the command line's `general`, which hold for the steps that say nothing.
@@ -93,6 +99,8 @@ const char* Verdict(Exit status);
 struct PlanResult {
     std::string name;
     std::string plan;     // its file
+    std::string run;      // its name
+    std::string unit;     // the serial number; may be empty
     std::string started;  // UTC
     Millis elapsed{0};
     std::vector<StepResult> steps;

@@ -109,7 +109,7 @@ void CheckExpectation(const Expectation& expect, const Action& action) {
 }
 
 void CheckAction(const Action& action) {
-    if (action.kind == Action::Kind::Upload) {
+    if (action.kind == Action::Kind::Upload && action.stock.empty()) {
         const std::string bytes = LoadFile(action.path);
         const std::string doubt =
             action.type->file == zel::KeyFile::Config ? ConfigurationDoubt(bytes) : std::string();
@@ -141,6 +141,11 @@ class Checker {
             const Action action = StepAction(step, known);
             CheckAction(action);
             CheckExpectation(step.expect, action);
+            if (!action.stock.empty() && step.expect.status != Exit::Success) {
+                Fail(Exit::Unusable, "a step that takes an item from the stock expects success");
+            }
+        } else if (std::find(step.words.begin(), step.words.end(), kFromStock) != step.words.end()) {
+            Fail(Exit::Unusable, "what the step takes from the stock must be known before the plan runs");
         } else if (FindVerb(step.words[0]) == nullptr) {
             Fail(Exit::Unusable, "'{}' is no verb that a plan can use", step.words[0]);
         }

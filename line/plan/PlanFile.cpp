@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <cctype>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <regex>
 #include <set>
 
@@ -257,7 +259,10 @@ class Reader {
         }
         toml::table table;
         try {
-            table = toml::parse_file(file);
+            std::ifstream bytes(file, std::ios::binary);
+            const std::string text{std::istreambuf_iterator<char>(bytes), {}};
+            table = toml::parse(text, file);
+            m_text += text;
         } catch (const toml::parse_error& error) {
             m_problems.push_back({file, error.source().begin.line, std::string(error.description())});
             return plan;
@@ -267,6 +272,9 @@ class Reader {
         m_open.pop_back();
         return plan;
     }
+
+    // Of all files that were read.
+    const std::string& Text() const { return m_text; }
 
   private:
     // A step of the inherited plan with the same id gives way to the file's own; any other id stands once.
@@ -373,6 +381,7 @@ class Reader {
 
     std::vector<PlanProblem>& m_problems;
     std::vector<std::string> m_open;
+    std::string m_text;
 };
 
 std::string Small(std::string text) {
@@ -418,13 +427,19 @@ void Give(Plan& plan, const std::string& path, const Variables& given, std::vect
 
 }  // namespace
 
-Plan LoadPlan(const std::string& path, const Variables& given, std::vector<PlanProblem>& problems) {
-    Plan plan = Reader(problems).ReadFile(path, "");
+Plan LoadPlan(const std::string& path, const Variables& given, std::vector<PlanProblem>& problems,
+              const Variables& provided) {
+    Reader reader(problems);
+    Plan plan = reader.ReadFile(path, "");
+    plan.text = reader.Text();
     plan.file = path;
     Give(plan, path, given, problems);
     std::stable_partition(plan.steps.begin(), plan.steps.end(), [](const Step& step) { return !step.teardown; });
     if (problems.empty() && plan.steps.empty()) {
         problems.push_back({path, 0, "the plan has no steps: write [[step]] and run = \"...\""});
+    }
+    for (const auto& [name, value] : provided) {
+        plan.variables[name] = value;
     }
     plan.variables[kAllSteps] = StateWord(StepState::Passed);
     CheckSteps(plan, problems);

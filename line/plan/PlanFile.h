@@ -9,9 +9,11 @@
 
 namespace zelline {
 
-// Reads and checks a plan; `given` are the user's variables, which outrank the plan's. Every mistake found is
-// added to `problems`; the plan may run only when there is none.
-Plan LoadPlan(const std::string& path, const Variables& given, std::vector<PlanProblem>& problems);
+// Reads and checks a plan; `given` are the user's variables, which outrank the plan's. `provided` outrank both,
+// and the plan need not use them. Every mistake found is added to `problems`; the plan may run only when there is
+// none.
+Plan LoadPlan(const std::string& path, const Variables& given, std::vector<PlanProblem>& problems,
+              const Variables& provided = {});
 
 }  // namespace zelline
 

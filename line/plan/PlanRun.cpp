@@ -67,21 +67,6 @@ StepResult ResultOf(const Step& step, const Variables& variables) {
     return result;
 }
 
-// What is to be told of the plan's run before it has ended: no step has run, and the verdict is that it was
-// stopped.
-PlanResult NotYetRun(const Plan& plan) {
-    PlanResult result;
-    result.name = plan.name;
-    result.plan = plan.file;
-    result.started = fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(std::time(nullptr)));
-    result.status = Exit::Interrupted;
-    for (const Step& step : plan.steps) {
-        result.steps.push_back(ResultOf(step, plan.variables));
-        result.steps.back().words = "the run did not come to its end";
-    }
-    return result;
-}
-
 void Wait(Transport& line, Millis time, UploadProgress* progress) {
     const Millis start = line.Now();
     for (Millis passed{0}; passed < time; passed = line.Now() - start) {
@@ -236,6 +221,21 @@ class PlanRunner {
 };
 
 }  // namespace
+
+PlanResult NotYetRun(const Plan& plan) {
+    PlanResult result;
+    result.name = plan.name;
+    result.plan = plan.file;
+    result.run = plan.run;
+    result.unit = plan.unit;
+    result.started = fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(std::time(nullptr)));
+    result.status = Exit::Interrupted;
+    for (const Step& step : plan.steps) {
+        result.steps.push_back(ResultOf(step, plan.variables));
+        result.steps.back().words = "the run did not come to its end";
+    }
+    return result;
+}
 
 PlanResult ExecutePlan(const Plan& plan, Link& link, const Settings& settings,
                        const std::vector<RunObserver*>& observers, UploadProgress* progress) {

@@ -9,6 +9,10 @@
 
 namespace zelline {
 
+// What is to be told of the plan's run before it has ended: no step has run, and the verdict is that it was
+// stopped.
+PlanResult NotYetRun(const Plan& plan);
+
 // `observers` are told of all of it. When the user wants to stop, the teardown steps still run; when that is said
 // again, they do not.
 PlanResult ExecutePlan(const Plan& plan, Link& link, const Settings& settings,

@@ -1,11 +1,13 @@
 #include "report/Report.h"
 
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -130,6 +132,23 @@ std::string AsHtml(const PlanResult& result) {
     Fail(Exit::Record, "report {} cannot be written: {}", path, std::strerror(errno));
 }
 
+// Gives the file at the path the first free name beside its own, and returns that; empty when there is no file.
+std::string KeepOlder(const std::string& path) {
+    const std::filesystem::path file(path);
+    for (int number = 1; std::filesystem::exists(file); ++number) {
+        const std::string kept =
+            (file.parent_path() / fmt::format("{}.{}{}", file.stem().string(), number, file.extension().string()))
+                .string();
+        if (::renameat2(AT_FDCWD, path.c_str(), AT_FDCWD, kept.c_str(), RENAME_NOREPLACE) == 0) {
+            return kept;
+        }
+        if (errno != EEXIST) {
+            Unwritable(path);
+        }
+    }
+    return {};
+}
+
 }  // namespace
 
 double Seconds(Millis time) {
@@ -161,6 +180,8 @@ Json SummaryJson(const PlanResult& result) {
             {"type", "summary"},
             {"name", result.name},
             {"plan", result.plan},
+            {"run", result.run},
+            {"unit", result.unit},
             {"started", result.started},
             {"ms", result.elapsed.count()},
             {"passed", CountOf(result, StepState::Passed)},
@@ -214,12 +235,14 @@ void Report::Keep(const PlanResult& result) {
     }
 }
 
-void Report::Write(const PlanResult& result) {
+std::string Report::Write(const PlanResult& result) {
     Keep(result);
+    const std::string older = KeepOlder(m_path);
     if (::rename(m_temporary.c_str(), m_path.c_str()) != 0) {
         Unwritable(m_path);
     }
     m_temporary.clear();
+    return older;
 }
 
 }  // namespace zelline

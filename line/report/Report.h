@@ -24,8 +24,11 @@ class Report {
     // killed. Throws Error with Exit::Record.
     void Keep(const PlanResult& result);
 
-    // Throws Error with Exit::Record.
-    void Write(const PlanResult& result);
+    // A file of that name is kept under another, NAME.N.END, which is returned; empty when there was none. Throws
+    // Error with Exit::Record.
+    std::string Write(const PlanResult& result);
+
+    const std::string& Path() const { return m_path; }
 
   private:
     using Format = std::string (*)(const PlanResult&);

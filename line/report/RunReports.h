@@ -13,8 +13,10 @@ namespace zelline {
 
 class RunReports : public RunObserver {
   public:
-    // Throws what Report does for the first of the files that cannot be one.
-    explicit RunReports(const std::vector<std::string>& paths);
+    // In a path {unit}, {run}, {plan}, {date} and {time} (UTC) stand for those of `run`; characters that could
+    // mean something in a path become '_'. Throws what Report does for the first of the files that cannot be one,
+    // and Error with Exit::Unusable for other names in braces and for two paths that are one.
+    RunReports(const std::vector<std::string>& patterns, const PlanResult& run);
 
     void RunBegins(const PlanResult& planned) override { m_soFar = planned; }
     void StepEnded(std::size_t number, const StepResult& result) override;
@@ -23,10 +25,14 @@ class RunReports : public RunObserver {
     // What became known of files that could not be written when the run had ended.
     const std::vector<Error>& Problems() const { return m_problems; }
 
+    // Sentences on older files that had to make room.
+    const std::vector<std::string>& Notes() const { return m_notes; }
+
   private:
     std::vector<Report> m_reports;
     PlanResult m_soFar;
     std::vector<Error> m_problems;
+    std::vector<std::string> m_notes;
 };
 
 }  // namespace zelline

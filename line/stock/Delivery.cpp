@@ -118,7 +118,7 @@ std::vector<Item> AddressesFrom(const std::string& first, const std::string& las
     std::vector<Item> items;
     for (std::uint64_t address = begin; address <= end; ++address) {
         Item item;
-        item.type = kAddressType;
+        item.type = kAddressStock;
         item.name = AddressText(address);
         item.content = item.name;
         items.push_back(std::move(item));

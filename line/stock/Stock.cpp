@@ -25,12 +25,12 @@ std::size_t StateNumber(const std::string& word) {
 }
 
 std::string DigestOf(const Item& item) {
-    return item.type == kAddressType ? item.content : Sha256(item.content);
+    return item.type == kAddressStock ? item.content : Sha256(item.content);
 }
 
 // What stands in the row's column for the content.
 std::string StoredContent(const Item& item) {
-    return item.type == kAddressType
+    return item.type == kAddressStock
                ? item.content
                : ToHex(reinterpret_cast<const std::uint8_t*>(item.content.data()), item.content.size());
 }
@@ -49,7 +49,7 @@ struct ItemRow {
 
     Item Made() const {
         Item made = item;
-        if (made.type != kAddressType) {
+        if (made.type != kAddressStock) {
             const Bytes bytes = FromHex(made.content);
             made.content.assign(bytes.begin(), bytes.end());
         }
@@ -89,7 +89,7 @@ std::string ItemDoubt(const Item& item, const std::string& state) {
     if (DigestOf(item) != item.digest) {
         return "does not have the content that was taken in";
     }
-    if (item.type == kAddressType && !ParseAddress(item.content)) {
+    if (item.type == kAddressStock && !ParseAddress(item.content)) {
         return "is no address";
     }
     if (item.state == ItemState::Free && !item.unit.empty()) {
@@ -200,7 +200,7 @@ Item Stock::Reserve(const std::string& type, const std::string& unit, const std:
     });
     if (!item) {
         Fail(Exit::Store, "the stock of {} is empty: take more in with 'zelline stock add {} {}'", type, type,
-             type == kAddressType ? "FIRST LAST" : "FOLDER");
+             type == kAddressStock ? "FIRST LAST" : "FOLDER");
     }
     return *item;
 }

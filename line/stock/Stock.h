@@ -7,10 +7,9 @@
 #include <vector>
 
 #include "store/Store.h"
+#include "verbs/Verbs.h"
 
 namespace zelline {
-
-constexpr char kAddressType[] = "mac";  // the type of items that are MAC addresses; all others are key types
 
 // What an item is. Its state only ever leaves `Free` for a unit and never comes back once it has been sent.
 enum class ItemState {
@@ -24,7 +23,7 @@ enum class ItemState {
 const char* ItemStateWord(ItemState state);
 
 struct Item {
-    std::string type;     // a key type's name, or kAddressType
+    std::string type;     // a key type's name, or kAddressStock
     std::string name;     // of its file, or the address
     std::string content;  // the key's bytes, or the address
     std::string digest;   // SHA-256 of a key's content, or the address

@@ -12,13 +12,28 @@ using Statements = std::vector<const char*>;
 
 // One entry for each version, in order; what stands here is never changed, only added to. Types and words are
 // those that SQLite and PostgreSQL share. Columns are never null: an empty text stands for nothing.
-const std::array<Statements, 1> kVersions = {{
+const std::array<Statements, 2> kVersions = {{
     // `digest` is an item's identity: SHA-256 of a key's content, an address itself. `content` is a key's bytes in
     // hexadecimal.
     {"CREATE TABLE item (digest TEXT PRIMARY KEY, type TEXT NOT NULL, name TEXT NOT NULL, content TEXT NOT NULL, "
      "state TEXT NOT NULL, unit TEXT NOT NULL DEFAULT '', run TEXT NOT NULL DEFAULT '', "
      "note TEXT NOT NULL DEFAULT '', added TEXT NOT NULL, changed TEXT NOT NULL)",
      "CREATE INDEX item_by_state ON item (type, state, name)", "CREATE INDEX item_by_unit ON item (unit, type)"},
+    // A run without a verdict has not ended. Texts in `variables` and `limits` are JSON objects; `status` is what
+    // the
+    // tool's process would end with for the run or the step.
+    {"CREATE TABLE run (id TEXT PRIMARY KEY, unit TEXT NOT NULL, station TEXT NOT NULL, slot TEXT NOT NULL, "
+     "port TEXT NOT NULL, plan TEXT NOT NULL, plan_name TEXT NOT NULL, plan_hash TEXT NOT NULL, tool TEXT NOT "
+     "NULL, "
+     "variables TEXT NOT NULL, started TEXT NOT NULL, ended TEXT NOT NULL DEFAULT '', ms BIGINT NOT NULL DEFAULT "
+     "0, "
+     "status INTEGER NOT NULL DEFAULT 130, verdict TEXT NOT NULL DEFAULT '')",
+     "CREATE INDEX run_by_unit ON run (unit, id)",
+     "CREATE TABLE step (run TEXT NOT NULL, number INTEGER NOT NULL, name TEXT NOT NULL, id TEXT NOT NULL, "
+     "verb TEXT NOT NULL, teardown INTEGER NOT NULL, limits TEXT NOT NULL, begun TEXT NOT NULL DEFAULT '', "
+     "ended TEXT NOT NULL DEFAULT '', ms BIGINT NOT NULL DEFAULT 0, state TEXT NOT NULL DEFAULT 'not run', "
+     "status INTEGER NOT NULL DEFAULT 0, value TEXT NOT NULL DEFAULT '', is_number INTEGER NOT NULL DEFAULT 0, "
+     "words TEXT NOT NULL, tries INTEGER NOT NULL DEFAULT 0, PRIMARY KEY (run, number))"},
 }};
 
 }  // namespace

@@ -106,6 +106,7 @@ Store::Store(const std::string& where) : m_name(where), m_isServer(IsServerName(
     }
     if (!m_isServer) {
         m_locks = std::make_unique<LockFile>(where + ".lock");
+        Set("PRAGMA journal_mode=WAL");
     }
     Do([&](soci::session& sql) {
         if (m_isServer) {  // two tools may make the tables of a new database at the same time
@@ -119,8 +120,12 @@ Store::Store(const std::string& where) : m_name(where), m_isServer(IsServerName(
 
 Store::~Store() = default;
 
-void Store::Begin() {
-    *m_sql << (m_isServer ? "BEGIN" : "BEGIN IMMEDIATE");
+// A setting that only makes a file quicker or slower: it does without it while others are at work.
+void Store::Set(const char* pragma) {
+    try {
+        *m_sql << pragma;
+    } catch (const soci::soci_error&) {  // what is wrong with the file is told with the first transaction
+    }
 }
 
 void Store::Undo() {
@@ -132,7 +137,7 @@ void Store::Undo() {
 
 void Store::Do(const std::function<void(soci::session& sql)>& work) {
     try {
-        Begin();
+        *m_sql << (m_isServer ? "BEGIN" : "BEGIN IMMEDIATE");
         try {
             work(*m_sql);
             *m_sql << "COMMIT";
@@ -147,6 +152,21 @@ void Store::Do(const std::function<void(soci::session& sql)>& work) {
         }
         Fail(Exit::Store, "the store {} fails: {}", m_name, reason);
     }
+}
+
+void Store::Note(const std::function<void(soci::session& sql)>& work) {
+    if (m_isServer) {
+        Do(work);
+        return;
+    }
+    Set("PRAGMA synchronous=NORMAL");
+    try {
+        Do(work);
+    } catch (...) {
+        Set("PRAGMA synchronous=FULL");
+        throw;
+    }
+    Set("PRAGMA synchronous=FULL");
 }
 
 bool Store::Lock(const std::string& name) {

@@ -26,6 +26,9 @@ class Store {
     // otherwise goes on as it is.
     void Do(const std::function<void(soci::session& sql)>& work);
 
+    // The same for what need not outlast a power cut, only the end of this process; much quicker in a file.
+    void Note(const std::function<void(soci::session& sql)>& work);
+
     // Takes the name for as long as this object lives; false when another process or object has it.
     bool Lock(const std::string& name);
 
@@ -41,7 +44,7 @@ class Store {
   private:
     class LockFile;
 
-    void Begin();
+    void Set(const char* pragma);
     void Undo();
 
     std::string m_name;

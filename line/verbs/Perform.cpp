@@ -96,7 +96,8 @@ Outcome PerformUpload(Link& link, const Action& action, const Settings& settings
     options.install = settings.timeout.value_or(options.install);
     options.query = std::min(settings.timeout.value_or(options.query), options.query);
     options.queryRetries = settings.retries.value_or(options.queryRetries);
-    Uploader uploader(link, *action.type, LoadFile(action.path), options, progress);
+    const std::string content = action.stock.empty() ? LoadFile(action.path) : action.content;
+    Uploader uploader(link, *action.type, content, options, progress);
     const UploadResult result = uploader.Run();
     Outcome outcome;
     outcome.status = result.status;
@@ -143,6 +144,9 @@ Outcome Perform(Link& link, const Action& action, const Settings& settings, Uplo
 }
 
 std::vector<std::string> Preview(const Action& action, const Settings& settings, bool inStep) {
+    if (!action.stock.empty()) {
+        return {fmt::format("the unit's {} from the stock", action.stock)};
+    }
     const auto line = [](const UartFrame& frame) {
         return fmt::format("{}   {}", WireHex(frame), Explain(frame));
     };

@@ -146,7 +146,19 @@ Action Upload(const zel::KeyFileInfo& type, const std::string& path) {
 }
 
 Action SendKey(const Words& words) {
-    return Upload(FindKeyType(words[0]), words[1]);
+    Action action = Upload(FindKeyType(words[0]), words[1]);
+    action.stock = words[1] == kFromStock ? words[0] : std::string();
+    return action;
+}
+
+Action WriteAddress(const Words& words) {
+    if (words[0] != kFromStock) {
+        return Ask(id::kWriteMac, Text, OwnAddressDoubt)(words);
+    }
+    Action action;
+    action.request = {id::kWriteMac, kFromStock, 0, 0};
+    action.stock = kAddressStock;
+    return action;
 }
 
 Action KeyChecksum(const Words& words) {
@@ -204,7 +216,7 @@ const std::vector<VerbInfo>& Verbs() {
          "Store the test result, which the set then shows on its screen",
          "TEXT has 1 to 64 characters."},
         {"mac",
-         {{"read", Ask(id::kReadMac)}, {"write TEXT", Ask(id::kWriteMac, Text, OwnAddressDoubt)}},
+         {{"read", Ask(id::kReadMac)}, {"write TEXT", WriteAddress}},
          "Ethernet MAC address",
          "  zelline mac write 00:11:22:33:44:55"},
         {"wifi-mac", {{"", Ask(id::kReadWifiMac)}}, "Read the MAC address of the Wi-Fi radio", ""},
@@ -290,6 +302,10 @@ const VerbInfo* FindVerb(std::string_view name) {
     const auto verb =
         std::find_if(Verbs().begin(), Verbs().end(), [&](const VerbInfo& v) { return v.name == name; });
     return verb == Verbs().end() ? nullptr : &*verb;
+}
+
+void TakeItem(Action& action, const std::string& content) {
+    (action.kind == Action::Kind::Upload ? action.content : action.request.payload) = content;
 }
 
 Action MakeAction(const Words& words) {

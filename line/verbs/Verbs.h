@@ -14,6 +14,10 @@ namespace zelline {
 
 using Words = std::vector<std::string>;
 
+// In plans, the word that stands for the unit's own key file or address.
+constexpr char kFromStock[] = "@stock";
+constexpr char kAddressStock[] = "mac";  // the type of items that are addresses; all others are key types
+
 // What a verb makes the line tool do.
 struct Action {
     enum class Kind {
@@ -26,6 +30,8 @@ struct Action {
     Request request;                         // Ask, Leave
     const zel::KeyFileInfo* type = nullptr;  // Upload
     std::string path;                        // Upload
+    std::string stock;                       // type of the item that it takes from the stock; empty for none
+    std::string content;                     // Upload: of that item, in the place of a file's
     std::string doubt;                       // why any set refuses it, empty when one may not
 };
 
@@ -49,6 +55,10 @@ const std::vector<VerbInfo>& Verbs();
 
 // The verb of that name, or null.
 const VerbInfo* FindVerb(std::string_view name);
+
+// Puts the item that was reserved in the place of the word that stood for it; `content` is a key's bytes, or the
+// address.
+void TakeItem(Action& action, const std::string& content);
 
 // The action of a whole command, verb first. Throws Error with Exit::Unusable for anything that the set could
 // never be asked that way; what it can be asked and is sure to refuse has a doubt.

@@ -23,7 +23,7 @@ Item KeyItem(const std::string& name, const std::string& content) {
 
 Item AddressItem(const std::string& address) {
     Item item;
-    item.type = kAddressType;
+    item.type = kAddressStock;
     item.name = address;
     item.content = address;
     return item;

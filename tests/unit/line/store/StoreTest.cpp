@@ -120,6 +120,15 @@ TEST_F(StoreFile, ATransactionIsWholeOrNothing) {
     EXPECT_EQ(Count(store, "SELECT COUNT(*) FROM item"), 1);
 }
 
+TEST_F(StoreFile, ANoteIsATransactionToo) {
+    Store store(m_path);
+    store.Note([](soci::session& sql) { sql << kAddItem; });
+    EXPECT_EQ(Thrown([&] { store.Note([](soci::session& sql) { sql << kAddItem; }); }).first, Exit::Store);
+    Store other(m_path);
+    EXPECT_EQ(Count(other, "SELECT COUNT(*) FROM item"), 1);
+    EXPECT_EQ(Count(store, "PRAGMA synchronous"), 2) << "whole again";
+}
+
 TEST_F(StoreFile, ANameIsTakenByOneAtATime) {
     Store one(m_path);
     Store other(m_path);
