@@ -236,6 +236,14 @@ class Control:
         rows = (row.split() for row in self.text("mounts").splitlines())
         return {row[1]: set(row[3].split(",")) for row in rows}
 
+    def disks(self) -> dict[str, Row]:
+        """`size`, `used` and `free` bytes of partitions and plugged sticks, by path."""
+        return {row.pop("path"): row for row in self.value("disk")}
+
+    def resize(self, path: str, size: object) -> None:
+        """The size of a partition or stick: bytes, "64K", "2M", "full" (nothing more can be written), "default"."""
+        self.ctl("disk", path, size)
+
     def plug(self, folder: StrPath, name: str | None = None, read_only: bool = False) -> str:
         """Plugs a stick with a copy of a folder; returns the name that it got, "vu_sda1" for one."""
         options = (["--name", name] if name else []) + (["--read-only"] if read_only else [])

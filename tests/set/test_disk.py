@@ -7,6 +7,7 @@ import time
 import zlib
 
 import runner
+from commandset import CommandSet
 from keylib import STAGING, KeySet, content
 from runner import AtOnce, cases
 from zelfac import empty, result, status
@@ -52,9 +53,13 @@ class FullDisk(AtOnce):
     def test_a_record_that_is_not_stored_is_a_failure(self, case):
         write, read, path = case
         with DiskSet() as tv:
-            tv.limit("/var/local", 4)
+            tv.resize("/var/local", 4 * PAGE)
             tv.fill("/var/local")
+            self.assertEqual(tv.disks()["/var/local"], {"size": 4 * PAGE, "used": 4 * PAGE, "free": 0})
             self.assertEqual(tv.line.ask(write, b"FIRST"), status(write, 1))
+            told = [row for row in tv.trace(who="disk", call="full") if "thread" in row]
+            self.assertEqual([row["path"].startswith(path) for row in told], [True] * len(told))
+            self.assertTrue(told)
             if read:
                 self.assertEqual(tv.line.ask(read), empty(read))
             os.unlink(tv.root("/var/local/filler"))
@@ -73,6 +78,72 @@ class FullDisk(AtOnce):
             self.assertRegex(tv.output(), r" ZelUartCmdProcessRxCmd \d+ fail\n")
             self.assertLess(tv.key(HDCP1)[0], len(data))
             self.assertNotEqual(tv.query(HDCP1), result(HDCP1.query, crc(data)))
+
+
+class Sizes(AtOnce):
+    def test_a_command_that_finds_no_room(self):
+        with CommandSet() as tv:
+            tv.run("mount -o remount,rw /serialdata")
+            tv.resize("/serialdata", "8K")
+            self.assertNotEqual(tv.run("busybox cp /bin/busybox /serialdata/x"), 0)
+            self.assertIn("No space left on device", tv.output("err"))
+            self.assertEqual(tv.disks()["/serialdata"], {"size": 2 * PAGE, "used": 2 * PAGE, "free": 0})
+            row, = tv.trace(who="disk", call="full")
+            self.assertEqual((row["path"], row["command"]), ("/serialdata", "busybox cp /bin/busybox /serialdata/x"))
+            tv.resize("/serialdata", "default")
+            self.assertEqual(tv.run("busybox cp /bin/busybox /serialdata/x"), 0)
+
+    def test_full_takes_no_file(self):
+        with CommandSet() as tv:
+            tv.run("mount -o remount,rw /serialdata")
+            tv.resize("/serialdata", "full")
+            self.assertNotEqual(tv.run("touch /serialdata/x"), 0)
+            self.assertEqual(tv.run("mount -o remount,ro /serialdata"), 0)
+            self.assertIn("ro", tv.mounts()["/serialdata"])
+
+    def test_a_size_outlives_the_power(self):
+        with CommandSet() as tv:
+            own = tv.disks()
+            tv.put(bytes(3 * PAGE), "/serialdata/x")
+            refused = tv.ctl("disk", "/serialdata", 2 * PAGE, check=False)
+            self.assertEqual((refused.returncode, b"holds more" in refused.stderr), (1, True))
+            self.assertEqual(tv.disks()["/serialdata"]["size"], own["/serialdata"]["size"])
+            tv.resize("/serialdata", "16K")
+            tv.stop()
+            tv.start()
+            self.assertEqual(tv.disks()["/serialdata"]["size"], 4 * PAGE)
+            tv.resize("/serialdata", "default")
+            tv.reboot()
+            self.assertEqual(tv.disks()["/serialdata"]["size"], own["/serialdata"]["size"])
+            tv.stop()
+            tv.resize("/serialdata", "12K")
+            self.assertEqual(tv.disks()["/serialdata"], {"size": 3 * PAGE})
+            tv.start()
+            self.assertEqual(tv.disks()["/serialdata"], {"size": 3 * PAGE, "used": 3 * PAGE, "free": 0})
+
+    def test_what_holds_more_than_its_size_is_full(self):
+        """What was not synced is back after a power cut, and does not fit any more."""
+        with CommandSet() as tv:
+            tv.put(bytes(3 * PAGE), "/serialdata/x")
+            tv.run("sync")
+            tv.rm("/serialdata/x")
+            tv.resize("/serialdata", 2 * PAGE)
+            tv.power_cut()
+            tv.await_end()
+            tv.stop()
+            tv.start()
+            self.assertIn("simset: /serialdata holds more than its size and is full with that", tv.errors())
+            self.assertEqual([row["path"] for row in tv.trace(who="disk", call="too-small")], ["/serialdata"])
+            self.assertEqual(tv.disks()["/serialdata"], {"size": 3 * PAGE, "used": 3 * PAGE, "free": 0})
+
+    def test_a_stick_has_one(self):
+        with CommandSet() as tv:
+            (tv.folder / "stick").mkdir()
+            (tv.folder / "stick/file").write_bytes(bytes(PAGE))
+            tv.resize("/mnt/usb/sda1", 2 * PAGE)
+            tv.plug(tv.folder / "stick")
+            self.assertEqual(tv.disks()["/mnt/usb/sda1"], {"size": 2 * PAGE, "used": PAGE, "free": PAGE})
+            self.assertNotEqual(tv.run("busybox cp /bin/busybox /mnt/usb/sda1/x"), 0)
 
 
 class Staging(AtOnce):

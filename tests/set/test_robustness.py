@@ -1,5 +1,6 @@
 """What is left behind when something ends the hard way, and what is said about it."""
 
+import json
 import os
 import pathlib
 import signal
@@ -199,6 +200,10 @@ class OrdinaryUser(unittest.TestCase):
             process.terminate()
             self.assertEqual(process.wait(NEVER), 0)
             process.stdout.close()
+            rows = [json.loads(row) for row in pathlib.Path(folder, "state/trace.jsonl").open("rb")]
+            mounts = [row["status"] for row in rows if row["who"] == "shell-end" and row["command"].startswith("mount ")]
+            self.assertTrue(mounts)
+            self.assertEqual(set(mounts), {0})
         finally:
             subprocess.run(["rm", "-rf", folder], check=False)
 

@@ -116,7 +116,7 @@ AgentLink::AgentLink(const AgentConfig& config, int stateFolder, const std::arra
     requestEnd.Reset();
     eventEnd.Reset();
     try {
-        Request({request::kBuild, nlohmann::json(config).dump()});
+        m_tooSmall = Request({request::kBuild, nlohmann::json(config).dump()}).parts;
     } catch (const std::exception& error) {
         Kill();
         if (std::strstr(error.what(), std::strerror(ENOSPC)) != nullptr) {

@@ -25,6 +25,9 @@ class AgentLink {
     AgentLink(const AgentLink&) = delete;
     AgentLink& operator=(const AgentLink&) = delete;
 
+    // The partitions and sticks that held more than their size when the set was built, and are full with that.
+    const std::vector<std::string>& TooSmall() const { return m_tooSmall; }
+
     // Carries out one request; any thread; throws std::runtime_error with a sentence when it failed.
     Message Request(const std::vector<std::string>& parts, const std::vector<int>& fds = {});
 
@@ -48,6 +51,7 @@ class AgentLink {
     Descriptor m_requests;
     Descriptor m_events;
     pid_t m_init = -1;
+    std::vector<std::string> m_tooSmall;
     std::mutex m_requestMutex;
 };
 

@@ -76,6 +76,12 @@ Board::Board(const RunOptions& options)
                                if (m_scenarioRun) {
                                    m_scenarioRun->AwaitTaken(seq);
                                }
+                           },
+                           [this] { return Disks(); },
+                           [this](const std::string& path, std::uint64_t size) {
+                               if (Agent()) {
+                                   Request({request::kResize, path, std::to_string(size)});
+                               }
                            }});
     m_middleware.CutPowerAfter(options.powerCutAfter);
     m_middleware.Listen(m_state.ShortPath("middleware"));
@@ -189,6 +195,7 @@ AgentConfig Board::Config() const {
     config.xSocket = m_panel ? m_panel->Socket() : "";
     config.environment = Environment();
     config.sticks = m_sticks.Plugged();
+    config.sizes = m_middleware.ChangedDiskSizes();
     return config;
 }
 
@@ -207,6 +214,7 @@ void Board::PowerOn(bool first) {
         m_agent = agent;
         m_streams = streams;
     }
+    TellTooSmall(agent->TooSmall());
     m_applicationEnded = false;
     const pid_t pid = agent->StartApplication();
     streams->CloseApplicationEnds();
@@ -482,6 +490,21 @@ int Board::PowerOff(End end) {
 
 bool Board::OnSync() {
     return Agent() == nullptr || SaveTrees();
+}
+
+nlohmann::ordered_json Board::Disks() {
+    return Agent() ? nlohmann::ordered_json::parse(Request({request::kDisks}).parts.at(0))
+                   : nlohmann::ordered_json();
+}
+
+void Board::TellTooSmall(const std::vector<std::string>& paths) {
+    for (const std::string& path : paths) {
+        m_middleware.Trace({{"who", "disk"}, {"call", "too-small"}, {"path", path}});
+        Problem(
+            path +
+            " holds more than its size and is full with that: remove something, or give it more with ctl disk " +
+            path + " SIZE");
+    }
 }
 
 void Board::Problem(const std::string& text) {

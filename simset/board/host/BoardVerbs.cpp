@@ -5,6 +5,7 @@
 #include "simset/base/Files.h"
 #include "simset/base/Numbers.h"
 #include "simset/board/host/Board.h"
+#include "simset/board/inside/SetTree.h"
 
 namespace simset {
 namespace {
@@ -140,7 +141,8 @@ std::vector<std::string> Board::ListPath(const std::string& path) {
 }
 
 void Board::StickIn(const Stick& stick) {
-    Request({request::kPlug, stick.name, stick.readOnly ? "ro" : "rw"});
+    const std::uint64_t size = m_middleware.DiskSize(StickFolder(stick.name));
+    TellTooSmall(Request({request::kPlug, stick.name, stick.readOnly ? "ro" : "rw", std::to_string(size)}).parts);
 }
 
 void Board::StickOut(const std::string& name) {

@@ -22,6 +22,8 @@
 #include <sstream>
 
 #include "simset/base/Files.h"
+#include "simset/base/Partitions.h"
+#include "simset/board/inside/Disks.h"
 #include "simset/board/inside/Emulation.h"
 #include "simset/board/inside/Keeper.h"
 #include "simset/board/inside/Protocol.h"
@@ -74,9 +76,9 @@ bool HoldsMount(const std::string& path) {
 class Writable {
   public:
     explicit Writable(const std::string& path) {
-        for (const char* partition : kPartitions) {
-            if (path.rfind(std::string(partition) + "/", 0) == 0) {
-                Open(partition, MS_NOSUID | MS_NODEV);
+        for (const Partition& partition : kPartitions) {
+            if (path.rfind(std::string(partition.path) + "/", 0) == 0) {
+                Open(partition.path, MS_NOSUID | MS_NODEV);
                 return;
             }
         }
@@ -120,7 +122,10 @@ class Agent {
     };
 
     Answer Handle(const Message& message);
-    void Build(const std::string& config);
+    Parts Build(const std::string& config);
+    Parts Disks() const;
+    std::string DiskRows() const;
+    void ResizeDisk(const std::string& path, std::uint64_t size) const;
     void Start();
     [[noreturn]] void BecomeApplication(int errorPipe);
     void Reap();
@@ -187,7 +192,7 @@ Agent::Answer Agent::Handle(const Message& message) {
     const auto argument = [&parts](std::size_t index) -> const std::string& { return parts.at(index); };
     Answer answer;
     if (parts[0] == request::kBuild) {
-        Build(argument(1));
+        answer.parts = Build(argument(1));
     } else if (parts[0] == request::kStart) {
         Start();
     } else if (parts[0] == request::kStop) {
@@ -209,8 +214,14 @@ Agent::Answer Agent::Handle(const Message& message) {
         answer.parts.push_back(ReadToEnd(OpenFile("/proc/self/mounts").Get()));
     } else if (parts[0] == request::kUnsaved) {
         answer.parts = m_keeper.Unsaved();
+    } else if (parts[0] == request::kDisks) {
+        answer.parts = {DiskRows()};
+    } else if (parts[0] == request::kResize) {
+        ResizeDisk(argument(1), std::stoull(argument(2)));
     } else if (parts[0] == request::kPlug) {
-        MountStick({argument(1), argument(2) == "ro"}, kStateFd);
+        if (!MountStick({argument(1), argument(2) == "ro"}, std::stoull(argument(3)), kStateFd)) {
+            answer.parts = {StickFolder(argument(1))};
+        }
         m_keeper.Follow(argument(1));
     } else if (parts[0] == request::kUnplug) {
         m_keeper.SaveStick(argument(1));
@@ -226,10 +237,10 @@ Agent::Answer Agent::Handle(const Message& message) {
     return answer;
 }
 
-void Agent::Build(const std::string& config) {
+Parts Agent::Build(const std::string& config) {
     nlohmann::json::parse(config).get_to(m_config);
     SetUpNetwork();
-    BuildSetTree(m_config, kStateFd);
+    Parts tooSmall = BuildSetTree(m_config, kStateFd);
     m_root = ListFolder(OpenFolder(AT_FDCWD, "/").Get());
     struct stat info {};
     if (::fstatat(kStateFd, "partitions", &info, 0) == 0) {
@@ -240,6 +251,35 @@ void Agent::Build(const std::string& config) {
     }
     m_keeper.Save();
     ::inotify_add_watch(m_watch.Get(), "/var/run", IN_CLOSE_WRITE | IN_MOVED_TO);
+    return tooSmall;
+}
+
+Parts Agent::Disks() const {
+    Parts paths;
+    for (const Partition& partition : kPartitions) {
+        paths.emplace_back(partition.path);
+    }
+    for (const std::string& stick : m_keeper.Sticks()) {
+        paths.push_back(StickFolder(stick));
+    }
+    return paths;
+}
+
+std::string Agent::DiskRows() const {
+    auto disks = nlohmann::ordered_json::array();
+    for (const std::string& path : Disks()) {
+        const DiskUse use = UseOf(path);
+        disks.push_back({{"path", path}, {"size", use.size}, {"used", use.used}, {"free", use.free}});
+    }
+    return disks.dump();
+}
+
+// A stick that is not plugged gets its size when it is.
+void Agent::ResizeDisk(const std::string& path, std::uint64_t size) const {
+    const Parts disks = Disks();
+    if (std::find(disks.begin(), disks.end(), path) != disks.end() && !Resize(path, size)) {
+        throw std::runtime_error(path + " holds more than that: " + std::to_string(UseOf(path).used) + " bytes");
+    }
 }
 
 void Agent::Start() {

@@ -30,6 +30,14 @@ void Keeper::Follow(const std::string& stick) {
     m_sticks[stick] = Fingerprint(StickFolder(stick));
 }
 
+std::vector<std::string> Keeper::Sticks() const {
+    std::vector<std::string> names;
+    for (const auto& entry : m_sticks) {
+        names.push_back(entry.first);
+    }
+    return names;
+}
+
 void Keeper::Save() {
     SavePartitions();
     for (const auto& entry : m_sticks) {

@@ -25,6 +25,9 @@ class Keeper {
     // Forgets a stick.
     void Forget(const std::string& stick) { m_sticks.erase(stick); }
 
+    // The sticks that are followed.
+    std::vector<std::string> Sticks() const;
+
     // Saves the partitions and sticks that changed. Throws std::system_error; the state folder then still holds
     // what was saved before.
     void Save();

@@ -2,6 +2,8 @@
 #ifndef SIMSET_INSIDE_PROTOCOL_H
 #define SIMSET_INSIDE_PROTOCOL_H
 
+#include <cstdint>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
@@ -18,7 +20,7 @@ constexpr int kStreamsFd = 6;  // first of three: the application's standard inp
 
 // Requests are lists of texts, the first is one of these; the answer is {"ok", …} or {"error", SENTENCE}.
 namespace request {
-constexpr const char* kBuild = "build";            // AgentConfig as JSON: build the tree
+constexpr const char* kBuild = "build";            // AgentConfig as JSON: build the tree; TOO-SMALL paths follow
 constexpr const char* kStart = "start";            // start the application
 constexpr const char* kStop = "stop";              // SIGTERM to the application, SIGKILL after GRACE ms
 constexpr const char* kSave = "save";              // save what changed to the state folder
@@ -28,7 +30,9 @@ constexpr const char* kRemove = "rm";              // PATH
 constexpr const char* kList = "ls";                // PATH: names follow
 constexpr const char* kMounts = "mounts";          // the mount table
 constexpr const char* kUnsaved = "unsaved";        // mount points with changes that are not saved follow
-constexpr const char* kPlug = "plug";              // NAME, "rw" | "ro"
+constexpr const char* kDisks = "disks";            // answers with a JSON list of path, size, used, free in bytes
+constexpr const char* kResize = "resize";          // PATH, BYTES (0: no more than it holds)
+constexpr const char* kPlug = "plug";              // NAME, "rw" | "ro", BYTES; answers as build
 constexpr const char* kUnplug = "unplug";          // NAME
 constexpr const char* kReadStick = "read-stick";   // NAME, with the target folder's descriptor
 constexpr const char* kSupervisor = "supervisor";  // NUMBER, TEXT: the supervisor's answer into its marker
@@ -61,11 +65,12 @@ struct AgentConfig {
     std::string xSocket;      // the X server's socket; empty without a panel
     std::vector<std::string> environment;  // of the application, NAME=VALUE
     std::vector<Stick> sticks;
+    std::map<std::string, std::uint64_t> sizes;  // of partitions and sticks, by path, where they are not their own
 };
 
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Stick, name, readOnly)
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(AgentConfig, root, application, libraries, shim, shell, emulator, sysroot,
-                                   serial, middleware, xSocket, environment, sticks)
+                                   serial, middleware, xSocket, environment, sticks, sizes)
 
 }  // namespace simset
 

@@ -10,6 +10,8 @@
 #include <cstdlib>
 
 #include "simset/base/Files.h"
+#include "simset/base/Partitions.h"
+#include "simset/board/inside/Disks.h"
 #include "simset/board/inside/Emulation.h"
 
 namespace simset {
@@ -63,11 +65,22 @@ void Link(const char* target, const std::string& path) {
     }
 }
 
+// The size that was asked for, or else the disk's own.
+std::uint64_t SizeOf(const AgentConfig& config, const std::string& path, std::uint64_t own) {
+    const auto found = config.sizes.find(path);
+    return found == config.sizes.end() ? own : found->second;
+}
+
+// False when it holds more than `size` bytes, and is full with that.
+bool ResizeOrFill(const std::string& path, std::uint64_t size) {
+    return Resize(path, size) || !Resize(path, 0);
+}
+
 class TreeBuilder {
   public:
     TreeBuilder(const AgentConfig& config, int stateFolder) : m_config(config), m_state(stateFolder) {}
 
-    void Build() {
+    std::vector<std::string> Build() {
         Mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE);
         Mount("simset", m_config.root, "ramfs", 0, "mode=0755");
         BindPcFolders();
@@ -78,9 +91,12 @@ class TreeBuilder {
         MakePartitions();
         EnterRoot();
         for (const Stick& stick : m_config.sticks) {
-            MountStick(stick, m_state);
+            if (!MountStick(stick, SizeOf(m_config, StickFolder(stick.name), kStickSize), m_state)) {
+                m_tooSmall.push_back(StickFolder(stick.name));
+            }
         }
         Mount(nullptr, "/", nullptr, MS_REMOUNT | MS_RDONLY);
+        return m_tooSmall;
     }
 
   private:
@@ -189,10 +205,9 @@ class TreeBuilder {
         if (!saved) {
             saved.Reset(::openat(m_state, "partitions.old", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
         }
-        for (const char* path : kPartitions) {
-            Folder(path);
-            Mount(path + 1, In(path), "ramfs", MS_NOSUID | MS_NODEV);
-            Folder(path);
+        for (const Partition& partition : kPartitions) {
+            Folder(partition.path);
+            MountDisk(partition.path + 1, In(partition.path));
         }
         if (saved) {
             for (const char* path : kKeptFolders) {
@@ -205,8 +220,12 @@ class TreeBuilder {
             FillFactoryNew(OpenFolder(AT_FDCWD, m_config.root).Get());
         }
         WriteFile(AT_FDCWD, In(kSupervisorFile), "");
-        for (const char* path : kPartitions) {
-            Mount(nullptr, In(path), nullptr, MS_REMOUNT | MS_RDONLY | MS_NOSUID | MS_NODEV);
+        for (const Partition& partition : kPartitions) {
+            const std::string path = In(partition.path);
+            if (!ResizeOrFill(path, SizeOf(m_config, partition.path, partition.size))) {
+                m_tooSmall.emplace_back(partition.path);
+            }
+            Mount(nullptr, path, nullptr, MS_REMOUNT | MS_RDONLY | MS_NOSUID | MS_NODEV);
         }
     }
 
@@ -220,13 +239,14 @@ class TreeBuilder {
 
     const AgentConfig& m_config;
     int m_state;
+    std::vector<std::string> m_tooSmall;
 };
 
 }  // namespace
 
-void BuildSetTree(const AgentConfig& config, int stateFolder) {
+std::vector<std::string> BuildSetTree(const AgentConfig& config, int stateFolder) {
     ::umask(022);
-    TreeBuilder(config, stateFolder).Build();
+    return TreeBuilder(config, stateFolder).Build();
 }
 
 void FillFactoryNew(int root) {
@@ -247,20 +267,21 @@ void FillFactoryNew(int root) {
 
 std::string StickFolder(const std::string& name) {
     const std::string prefix = "vu_";
-    return "/mnt/usb/" + (name.rfind(prefix, 0) == 0 ? name.substr(prefix.size()) : name);
+    return kStickFolders + (name.rfind(prefix, 0) == 0 ? name.substr(prefix.size()) : name);
 }
 
-void MountStick(const Stick& stick, int stateFolder) {
+bool MountStick(const Stick& stick, std::uint64_t size, int stateFolder) {
     const std::string folder = StickFolder(stick.name);
     const Descriptor content = OpenFolder(stateFolder, "usb/" + stick.name);
     MakeFolders(AT_FDCWD, folder);
-    Mount(("/dev/shm/shm_tmp/" + stick.name).c_str(), folder, "ramfs", MS_NOSUID | MS_NODEV);
+    MountDisk("/dev/shm/shm_tmp/" + stick.name, folder);
     try {
-        ::chmod(folder.c_str(), 0755);
         CopyTree(content.Get(), OpenFolder(AT_FDCWD, folder).Get());
+        const bool fits = ResizeOrFill(folder, size);
         if (stick.readOnly) {
             Mount(nullptr, folder, nullptr, MS_REMOUNT | MS_RDONLY | MS_NOSUID | MS_NODEV);
         }
+        return fits;
     } catch (...) {
         ::umount2(folder.c_str(), MNT_DETACH);
         ::rmdir(folder.c_str());

@@ -3,16 +3,13 @@
 #define SIMSET_INSIDE_SETTREE_H
 
 #include <array>
+#include <cstdint>
 #include <string>
+#include <vector>
 
 #include "simset/board/inside/Protocol.h"
 
 namespace simset {
-
-// The set's partitions, each a file system of its own, mounted read-only when the set gets power.
-constexpr std::array<const char*, 9> kPartitions = {
-    "/zodata/critical",        "/zodata/factory", "/zodata/model", "/var/local",  "/var/run",
-    "/vendor/tvconfig/config", "/config",         "/serialdata",   "/certificate"};
 
 // What the set keeps without power, by folder: the partitions except "/var/run", whose content lives in memory on
 // a set too, and the folder in which the TV service counts its hours.
@@ -33,8 +30,9 @@ constexpr const char* kSupervisorFile = "/var/run/superwatch";
 // Builds the set's file tree in the calling process's own mount namespace and makes it the root: PC folders that
 // programs need (read-only), devices, partitions filled from the state folder, temporary folders. The PC's own
 // mounts are out of reach afterwards. `stateFolder` is the descriptor of the state folder, which holds
-// "partitions" when the set is not factory-new. Throws std::system_error.
-void BuildSetTree(const AgentConfig& config, int stateFolder);
+// "partitions" when the set is not factory-new. Returns the partitions and sticks that hold more than their size,
+// and are full with what they hold. Throws std::system_error.
+std::vector<std::string> BuildSetTree(const AgentConfig& config, int stateFolder);
 
 // Puts what a factory-new set has in its partitions below the open folder `root`. Throws std::runtime_error.
 void FillFactoryNew(int root);
@@ -42,8 +40,9 @@ void FillFactoryNew(int root);
 // The folder at which a stick of that name ("vu_sda1") is mounted
 std::string StickFolder(const std::string& name);
 
-// Mounts a stick with the content of state folder's "usb/NAME". Throws std::system_error.
-void MountStick(const Stick& stick, int stateFolder);
+// Mounts a stick with the content of state folder's "usb/NAME", of `size` bytes (0: full). False when it holds
+// more, and is full with that. Throws std::system_error.
+bool MountStick(const Stick& stick, std::uint64_t size, int stateFolder);
 
 // Takes a stick out of the mount table, also while files on it are open. Throws std::system_error.
 void UnmountStick(const std::string& name);

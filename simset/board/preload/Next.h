@@ -20,4 +20,23 @@ Function Next(const char* name) {
 
 }  // namespace simset::preload
 
+#define SIMSET_VISIBLE __attribute__((visibility("default")))
+
+// Types and parameter lists are no expressions: they take no parentheses.
+// NOLINTBEGIN(bugprone-macro-parentheses)
+
+// Finds the C library's function of that name when the shim is loaded. To ask later would take the loader's lock,
+// and another thread may hold that which waits for this one: a sanitizer looks at files while it walks the
+// libraries, and the application opens libraries. Who calls before the shim is loaded asks then.
+#define SIMSET_NEXT(Result, name, parameters)                                                                 \
+    Result(*s_next_##name) parameters = nullptr;                                                              \
+    __attribute__((constructor)) void FindNext_##name() {                                                     \
+        s_next_##name = simset::preload::Next<Result(*) parameters>(#name);                                   \
+    }                                                                                                         \
+    Result(*Next_##name()) parameters {                                                                       \
+        return s_next_##name != nullptr ? s_next_##name : simset::preload::Next<Result(*) parameters>(#name); \
+    }
+
+// NOLINTEND(bugprone-macro-parentheses)
+
 #endif

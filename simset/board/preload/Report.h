@@ -37,6 +37,9 @@ class Line {
 // Returns the status of the answer; 0, with nothing done, when no simset is there. Keeps errno.
 int Report(Line& line);
 
+// Whether this process is the application, and no program that it started.
+bool InApplication();
+
 // Appends the calling thread's name as a member, with a comma behind it.
 void AddThread(Line& line);
 

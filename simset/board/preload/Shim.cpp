@@ -12,6 +12,7 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include "simset/board/preload/DiskFull.h"
 #include "simset/board/preload/Next.h"
 #include "simset/board/preload/PortMark.h"
 #include "simset/board/preload/Report.h"
@@ -20,7 +21,6 @@ namespace {
 
 constexpr char kDriver[] = "/proc/utopia_mdb";
 constexpr char kDriverPlace[] = "/simset/utopia_mdb";
-constexpr char kApplications[] = "/simset/bin/";
 constexpr size_t kPathMax = 4096;
 
 // A path as the C library should see it.
@@ -45,12 +45,6 @@ class Path {
 
 using simset::preload::Next;
 
-bool InApplication() {
-    char self[kPathMax];
-    const ssize_t size = readlink("/proc/self/exe", self, sizeof self - 1);
-    return size > 0 && strncmp(self, kApplications, sizeof kApplications - 1) == 0;
-}
-
 bool IsPort(int fd) {
     struct stat opened {};
     struct stat port {};
@@ -61,6 +55,33 @@ bool IsPort(int fd) {
 bool TakesMode(int flags) {
     return (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
 }
+
+// A remount of a program gets the options back that the mount table shows. In a namespace of an ordinary user
+// these name an owner whom the namespace does not know, and the kernel refuses them: they are left out.
+class RemountOptions {
+  public:
+    explicit RemountOptions(const char* given) {
+        m_options[0] = '\0';
+        size_t size = 0;
+        while (*given != '\0') {
+            const size_t length = strcspn(given, ",");
+            const bool owner = strncmp(given, "uid=", 4) == 0 || strncmp(given, "gid=", 4) == 0;
+            if (!owner && size + length + 2 < sizeof m_options) {
+                if (size > 0) {
+                    m_options[size++] = ',';
+                }
+                memcpy(m_options + size, given, length);
+                size += length;
+                m_options[size] = '\0';
+            }
+            given += length + (given[length] == ',' ? 1 : 0);
+        }
+    }
+    const char* Get() const { return m_options; }
+
+  private:
+    char m_options[kPathMax];
+};
 
 // The errno that a mount of `target` has to fail with, 0 for none.
 int FaultOfMount(const char* target) {
@@ -75,7 +96,7 @@ int FaultOfMount(const char* target) {
 // already told by the shell command that ran it, but for one that has to fail.
 template <typename Carry>
 int ReportedMount(const char* call, const char* target, long flags, int fault, const Carry& carry) {
-    static const bool inApplication = InApplication();
+    const bool inApplication = simset::preload::InApplication();
     if (!inApplication && fault == 0) {
         return carry();
     }
@@ -109,22 +130,8 @@ int ReportedMount(const char* call, const char* target, long flags, int fault, c
 
 }  // namespace
 
-#define SIMSET_VISIBLE __attribute__((visibility("default")))
-
 // Types and parameter lists are no expressions: they take no parentheses.
 // NOLINTBEGIN(bugprone-macro-parentheses)
-
-// Finds the C library's function of that name when the shim is loaded. To ask later would take the loader's lock,
-// and another thread may hold that which waits for this one: a sanitizer looks at files while it walks the
-// libraries, and the application opens libraries. Who calls before the shim is loaded asks then.
-#define SIMSET_NEXT(Result, name, parameters)                                                \
-    Result(*s_next_##name) parameters = nullptr;                                             \
-    __attribute__((constructor)) void FindNext_##name() {                                    \
-        s_next_##name = Next<Result(*) parameters>(#name);                                   \
-    }                                                                                        \
-    Result(*Next_##name()) parameters {                                                      \
-        return s_next_##name != nullptr ? s_next_##name : Next<Result(*) parameters>(#name); \
-    }
 
 // Stands in front of the C library's function of that name: hands on what follows the parameters.
 #define SIMSET_IN_FRONT(Result, name, parameters, ...) \
@@ -136,19 +143,30 @@ int ReportedMount(const char* call, const char* target, long flags, int fault, c
     }
 
 // The same for one that opens; the mode argument is there only with flags that create.
-#define SIMSET_IN_FRONT_OF_OPEN(name, parameters, ...)  \
-    namespace {                                         \
-    SIMSET_NEXT(int, name, parameters)                  \
-    }                                                   \
-    SIMSET_VISIBLE int name parameters {                \
-        mode_t mode = 0;                                \
-        if (TakesMode(flags)) {                         \
-            va_list arguments;                          \
-            va_start(arguments, flags);                 \
-            mode = va_arg(arguments, mode_t);           \
-            va_end(arguments);                          \
-        }                                               \
-        return Next_##name()(__VA_ARGS__, flags, mode); \
+#define SIMSET_IN_FRONT_OF_OPEN(name, parameters, ...)          \
+    namespace {                                                 \
+    SIMSET_NEXT(int, name, parameters)                          \
+    }                                                           \
+    SIMSET_VISIBLE int name parameters {                        \
+        mode_t mode = 0;                                        \
+        if (TakesMode(flags)) {                                 \
+            va_list arguments;                                  \
+            va_start(arguments, flags);                         \
+            mode = va_arg(arguments, mode_t);                   \
+            va_end(arguments);                                  \
+        }                                                       \
+        const int fd = Next_##name()(__VA_ARGS__, flags, mode); \
+        return simset::preload::Told(fd, fd < 0, path);         \
+    }
+
+// The same for one that opens a stream.
+#define SIMSET_IN_FRONT_OF_FOPEN(name)                              \
+    namespace {                                                     \
+    SIMSET_NEXT(FILE*, name, (const char* path, const char* mode))  \
+    }                                                               \
+    SIMSET_VISIBLE FILE* name(const char* path, const char* mode) { \
+        FILE* const file = Next_##name()(Path(path).Get(), mode);   \
+        return simset::preload::Told(file, file == nullptr, path);  \
     }
 
 // NOLINTEND(bugprone-macro-parentheses)
@@ -177,8 +195,8 @@ SIMSET_VISIBLE int creat64(const char* path, mode_t mode) {
     return open64(path, O_CREAT | O_WRONLY | O_TRUNC, mode);
 }
 
-SIMSET_IN_FRONT(FILE*, fopen, (const char* path, const char* mode), Path(path).Get(), mode)
-SIMSET_IN_FRONT(FILE*, fopen64, (const char* path, const char* mode), Path(path).Get(), mode)
+SIMSET_IN_FRONT_OF_FOPEN(fopen)
+SIMSET_IN_FRONT_OF_FOPEN(fopen64)
 SIMSET_IN_FRONT(int, access, (const char* path, int mode), Path(path).Get(), mode)
 #if __GLIBC_PREREQ(2, 33)
 SIMSET_IN_FRONT(int, stat, (const char* path, struct stat* info), Path(path).Get(), info)
@@ -215,8 +233,13 @@ SIMSET_VISIBLE int mount(const char* source, const char* target, const char* typ
                          const void* data) {
     using Call = int (*)(const char*, const char*, const char*, unsigned long, const void*);
     static const auto next = Next<Call>("mount");
-    return ReportedMount("mount", target, static_cast<long>(flags), FaultOfMount(target),
-                         [&] { return next(source, target, type, flags, data); });
+    return ReportedMount("mount", target, static_cast<long>(flags), FaultOfMount(target), [&] {
+        if ((flags & MS_REMOUNT) == 0 || data == nullptr) {
+            return next(source, target, type, flags, data);
+        }
+        const RemountOptions options(static_cast<const char*>(data));
+        return next(source, target, type, flags, options.Get());
+    });
 }
 
 SIMSET_VISIBLE int umount(const char* target) {

@@ -137,6 +137,10 @@ const std::vector<Verb<Control>>& Control::Verbs() {
         {{"sync", "fail STATUS [--times N]", "a sync saves nothing; a power cut then loses what was written"},
          &Control::FailSync},
         {{kSync, "fail", "", false}, &Control::ListFaults<kSync>},
+        {{"disk", "", "size, use and room of partitions and sticks as JSON, in bytes", false},
+         &Control::ListDisks},
+        {{"disk", "PATH SIZE", "bytes, or with K or M behind; full: nothing more can be written; default"},
+         &Control::ChangeDisk},
         {{"behave", "NAME on|off|MS",
           "factory-ready, preset, bluetooth, wifi, wired, supervisor\n(supervisor also: wrong)"},
          &Control::Behave},
@@ -324,6 +328,31 @@ std::string Control::FailMount(const Arguments& arguments) {
 
 std::string Control::FailSync(const Arguments& arguments) {
     return Fail(kSync, "*", kAnyStep, arguments[0], arguments);
+}
+
+std::string Control::ListDisks(const Arguments&) {
+    nlohmann::ordered_json disks = m_parts.disks();
+    if (disks.is_null()) {
+        for (const std::string& path : DiskSizes::Partitions()) {
+            disks.push_back({{"path", path}, {"size", m_parts.diskSizes.Of(path)}});
+        }
+    }
+    return disks.dump() + '\n';
+}
+
+std::string Control::ChangeDisk(const Arguments& arguments) {
+    const std::string& path = arguments[0];
+    if (!DiskSizes::IsDisk(path)) {
+        RefuseName("partition", path, DiskSizes::Partitions());
+    }
+    const auto size = DiskSizes::Parse(path, arguments[1]);
+    if (!size) {
+        throw ControlError(
+            fmt::format("\"{}\" is no size: give bytes such as 65536, 64K or 2M, full, or default", arguments[1]));
+    }
+    m_parts.resizeDisk(path, *size);
+    m_parts.diskSizes.Change(path, *size);
+    return {};
 }
 
 std::string Control::ListBehaviours(const Arguments&) {

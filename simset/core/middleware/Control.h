@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "simset/control/Verbs.h"
+#include "simset/core/middleware/DiskSizes.h"
 #include "simset/core/rules/Violations.h"
 #include "simset/core/services/AppManager.h"
 #include "simset/core/services/KeyStore.h"
@@ -28,9 +29,12 @@ class Control {
         Behaviours& behaviours;
         const Violations& violations;
         AppManager& manager;
+        DiskSizes& diskSizes;
         std::function<void(std::uint64_t delivery)> await;  // until the application took it; throws ControlError
         std::function<void(bool serving)> serve;            // whether the services are there
         std::function<bool()> powered;
+        std::function<nlohmann::ordered_json()> disks;  // null while the set is off
+        std::function<void(const std::string& path, std::uint64_t size)> resizeDisk;
     };
 
     explicit Control(Parts parts) : m_parts(std::move(parts)) {}
@@ -63,6 +67,8 @@ class Control {
     std::string FailSync(const Arguments& arguments);
     template <const char* Area>
     std::string ListFaults(const Arguments& arguments);
+    std::string ListDisks(const Arguments& arguments);
+    std::string ChangeDisk(const Arguments& arguments);
     std::string ListBehaviours(const Arguments& arguments);
     std::string Behave(const Arguments& arguments);
     std::string Press(const Arguments& arguments);

@@ -43,6 +43,7 @@ Middleware::Middleware(const std::filesystem::path& stateDir, std::unique_ptr<Sc
       m_state(stateDir / "state.db"),
       m_faults(m_state),
       m_behaviours(m_state),
+      m_diskSizes(m_state),
       m_trace(stateDir / "trace.jsonl", TraceBounds(), [this](const std::string& line) { Problem(line); }),
       m_shared{
           m_state,
@@ -61,8 +62,14 @@ Middleware::Middleware(const std::filesystem::path& stateDir, std::unique_ptr<Sc
       m_model(m_shared, m_finish),
       m_appManager(m_shared),
       m_control({m_model, m_flash, m_metadata, m_keys, m_faults, m_behaviours, m_violations, m_appManager,
-                 [this](std::uint64_t delivery) { Deliver(delivery); }, [this](bool serving) { Serve(serving); },
-                 [this] { return m_powered; }}),
+                 m_diskSizes, [this](std::uint64_t delivery) { Deliver(delivery); },
+                 [this](bool serving) { Serve(serving); }, [this] { return m_powered; },
+                 [this] { return m_hooks.disks ? m_hooks.disks() : nlohmann::ordered_json(); },
+                 [this](const std::string& path, std::uint64_t size) {
+                     if (m_hooks.resizeDisk) {
+                         m_hooks.resizeDisk(path, size);
+                     }
+                 }}),
       m_traceVerbs(m_trace) {}
 
 Middleware::~Middleware() {
@@ -177,6 +184,16 @@ std::optional<std::chrono::milliseconds> Middleware::Behaviour(const std::string
 bool Middleware::AnswersWrong(const std::string& name) const {
     const std::lock_guard<std::mutex> lock(m_mutex);
     return m_behaviours.AnswersWrong(name);
+}
+
+std::uint64_t Middleware::DiskSize(const std::string& path) const {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_diskSizes.Of(path);
+}
+
+std::map<std::string, std::uint64_t> Middleware::ChangedDiskSizes() const {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_diskSizes.Changed();
 }
 
 std::string Middleware::Flash(const std::string& name) const {
@@ -336,8 +353,26 @@ Reply Middleware::Report(const std::string& op, const Request& request) {
     if (fault != kOk) {
         row["fault"] = fault;
     }
+    if (row.value("who", "") == "shell-end" && row.value("status", 0) != 0) {
+        TellFullDisks(row);
+    }
     Trace(row);
     return {{"status", fault}};
+}
+
+// A program that finds no room is not asked why it failed, so this tells what was full just then.
+void Middleware::TellFullDisks(const nlohmann::json& command) {
+    if (!m_hooks.disks) {
+        return;
+    }
+    for (const auto& disk : m_hooks.disks()) {
+        if (disk.at("free") == 0) {
+            Trace({{"who", "disk"},
+                   {"call", "full"},
+                   {"path", disk.at("path")},
+                   {"command", command.value("command", "")}});
+        }
+    }
 }
 
 // What a call of the board's has to come to: 0, or the status of a fault.

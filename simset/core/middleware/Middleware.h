@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "simset/core/middleware/Control.h"
+#include "simset/core/middleware/DiskSizes.h"
 #include "simset/core/middleware/Scheduler.h"
 #include "simset/core/middleware/Server.h"
 #include "simset/core/middleware/TraceVerbs.h"
@@ -45,6 +46,12 @@ struct Hooks {
     // A request was carried out and is about to be answered; `seq` is the number of the last row of the trace.
     // Runs on the connection's thread without a lock, and the process waits until it returns.
     std::function<void(std::uint64_t seq)> onAnswer;
+    // The partitions and sticks of the set as rows of path, size, used and free (bytes); null while it is off. Any
+    // thread.
+    std::function<nlohmann::ordered_json()> disks;
+    // Gives a partition or stick that size in bytes, DiskSizes::kFull for no more than it holds. Nothing while the
+    // set is off. Any thread; throws std::runtime_error when it holds more.
+    std::function<void(const std::string& path, std::uint64_t size)> resizeDisk;
 };
 
 // All operations may be called from any thread unless they say otherwise.
@@ -118,6 +125,11 @@ class Middleware {
     std::string Flash(const std::string& name) const;
     void SetFlash(const std::string& name, const std::string& value);
 
+    // The sizes of partitions and sticks in bytes, DiskSizes::kFull for no more than they hold: that of one, and
+    // by path those which are not their own.
+    std::uint64_t DiskSize(const std::string& path) const;
+    std::map<std::string, std::uint64_t> ChangedDiskSizes() const;
+
     // Appends `row` (an object with "who" and what happened) to the trace; "seq" and "ms" are put in front.
     void Trace(const nlohmann::json& row);
 
@@ -146,6 +158,7 @@ class Middleware {
     Reply Sync();
     Reply Carry(const Request& request);
     Reply Report(const std::string& op, const Request& request);
+    void TellFullDisks(const nlohmann::json& command);
     std::int32_t TakeFault(const std::string& area, const std::string& name);
     std::shared_ptr<EventQueue> Opened(const std::string& client);
     void Closed(const std::string& client, const std::shared_ptr<EventQueue>& queue);
@@ -165,6 +178,7 @@ class Middleware {
     State m_state;
     Faults m_faults;
     Behaviours m_behaviours;
+    DiskSizes m_diskSizes;
     Clients m_clients;
     TraceLog m_trace;
     Violations m_violations;

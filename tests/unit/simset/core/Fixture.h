@@ -171,7 +171,13 @@ class SimsetTest : public ::testing::Test {
                                         m_hooks.onProblem(message);
                                     }
                                 },
-                                nullptr});
+                                nullptr,
+                                [this] { return m_hooks.disks ? m_hooks.disks() : nlohmann::ordered_json(); },
+                                [this](const std::string& path, std::uint64_t size) {
+                                    if (m_hooks.resizeDisk) {
+                                        m_hooks.resizeDisk(path, size);
+                                    }
+                                }});
         m_middleware->Listen(Socket());
     }
 
