@@ -197,7 +197,8 @@ TEST(AmClientStreams, WhicheverDescriptorIsMissingTheStartFailsOrTheManagerIsHea
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 constexpr rlim_t kMiB = rlim_t{1} << 20;
 
-// A thread's stack: more than the C library keeps of those of threads that have ended, which it would take instead.
+// A thread's stack: more than the C library keeps of those of threads that have ended, which it would take
+// instead.
 constexpr rlim_t kStack = 64 * kMiB;
 
 #if UINTPTR_MAX == UINT32_MAX

@@ -1,8 +1,8 @@
-#include "simset/platform/Deliveries.h"
-
 #include <gtest/gtest.h>
 
 #include <future>
+
+#include "simset/platform/Deliveries.h"
 
 namespace simset {
 namespace {
