@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <memory>
 #include <sstream>
+#include <thread>
 
 #include "factory_aux/FactoryAux.h"
 #include "flashenv/FlashEnv.h"
@@ -173,6 +174,33 @@ TEST_F(RuledSet, AnEndInTheMiddleOfAnOperationIsFair) {
     EXPECT_EQ(Broken(), Rules{});
 }
 
+TEST_F(RuledSet, AnotherThreadMayBeAtWorkWhenTheMainThreadEndsWell) {
+    IntegerObserver observer;
+    boost::shared_ptr<frame::Interface> other;
+    std::thread([&] {
+        auto interface = OpenModel();
+        vumodelapi::NumericInteger* volume = nullptr;
+        EXPECT_EQ(interface->getRootInterface()->connect(kVolume, &observer, volume), 0);
+        // Each use counts, of the connection and of the interface.
+        Advance(20000);
+        EXPECT_EQ(volume->setValue(1), 0);
+        Advance(20000);
+        other = interface;
+    }).join();
+    TheMiddleware().ApplicationEnded(0);
+    EXPECT_EQ(Broken(), Rules{});
+}
+
+TEST_F(RuledSet, AnOperationThatFailedNeedNotSettle) {
+    IntegerObserver observer;
+    const auto interface = OpenModel();
+    vumodelapi::NumericInteger* volume = nullptr;
+    ASSERT_EQ(interface->getRootInterface()->connect(kVolume, &observer, volume), 0);
+    EXPECT_EQ(volume->setValue(101), kOutOfRange);
+    EXPECT_EQ(interface->getRootInterface()->disconnect(kVolume, &observer), 0);
+    EXPECT_EQ(Broken(), Rules{"value-out-of-range"});
+}
+
 TEST_F(RuledSet, WhatNobodyUsedForLongWasForgotten) {
     IntegerObserver observer;
     const auto interface = OpenModel();
@@ -227,11 +255,13 @@ TEST_F(RuledSet, ValuesAreThoseOfTheirKey) {
     vumodelapi::VectorNumericInteger* drc = nullptr;
     ASSERT_EQ(interface->getRootInterface()->connect(kDrc, &vectors, drc), 0);
     EXPECT_EQ(drc->setValue({{4, 0}}), kOutOfRange);
+    EXPECT_EQ(drc->setValue({{-1, 0}}), kOutOfRange);
     EXPECT_EQ(drc->setValue({{0, 2}}), kOutOfRange);
     vumodelapi::String* address = nullptr;
     ASSERT_EQ(interface->getRootInterface()->connect("tovix.sl2.str.network.ip-address", &texts, address), 0);
     EXPECT_EQ(address->setValue("10.0.0.1"), kReadOnly);
-    EXPECT_EQ(Broken(), (Rules{"element-out-of-range", "value-out-of-range", "read-only-key"}));
+    EXPECT_EQ(Broken(),
+              (Rules{"element-out-of-range", "element-out-of-range", "value-out-of-range", "read-only-key"}));
     // The television itself may do all that.
     Ctl({"model", "set", kVolume, "101"});
     Ctl({"model", "set", "tovix.sl2.str.network.ip-address", "10.0.0.1"});
@@ -244,6 +274,14 @@ TEST_F(RuledSet, ActionsTakeTheirOwnArguments) {
     EXPECT_EQ(Broken(), refused);
     EXPECT_FALSE(Value(kGpio).contains("pins"));
     EXPECT_EQ(Invoke(kGpio, {{0, 0, 0, "7"}}), kRefused);
+    EXPECT_EQ(Broken(), refused);
+    EXPECT_EQ(Invoke(kGpio, {{0, 0, 0, "7"}, {0, 1, 0, "0"}}), kRefused) << "a position of its own";
+    EXPECT_EQ(Broken(), refused);
+    EXPECT_EQ(
+        Invoke(kSource,
+               {{0, 0, 0, "ZelFacTestUUID"}, {0, 1, 0, "8"}, {0, 2, 0, "TV"}, {0, 3, 0, ""}, {0, 4, 0, "tuner"}}),
+        kRefused)
+        << "no channel";
     EXPECT_EQ(Broken(), refused);
     EXPECT_EQ(Invoke(kSource, {{0, 0, 0, "9"}, {0, 1, 0, "ZelFacTestUUID"}, {0, 2, 0, "HDMI1"}, {0, 3, 0, "0"}}),
               kRefused);
@@ -304,6 +342,9 @@ TEST_F(RuledSet, TheRadioIsOnBeforeItsSearch) {
     EXPECT_EQ(Broken(), Rules{"search-with-radio-off"});
     EXPECT_EQ(Invoke(kEnable), kOk);
     EXPECT_EQ(Invoke(kSearch), kOk);
+    // The television switched it off itself.
+    Ctl({"model", "set", "tovix.sl2.i32.bluetooth.enum.status", "1"});
+    EXPECT_EQ(Invoke(kSearch), kRefused);
     EXPECT_EQ(Broken(), Rules{});
 }
 
@@ -324,9 +365,48 @@ TEST_F(RuledSet, TheFinishIsPrepared) {
     EXPECT_EQ(Broken(), Rules{});
 }
 
+TEST_F(RuledSet, AFinishIsPreparedByTheApplicationItself) {
+    const auto refused = [this] {
+        EXPECT_EQ(Invoke(kReady), kRefused);
+        EXPECT_EQ(Broken(), Rules{"finish-prepared"});
+    };
+    PrepareFinish();
+    FlashEnv::instance().setEnv("FactoryOK", "Off");
+    refused();
+    // What the television has set, and the application read, it did not set.
+    TheMiddleware().PowerOff();
+    TheMiddleware().PowerOn();
+    PrepareFinish();
+    TheMiddleware().PowerOff();
+    TheMiddleware().PowerOn();
+    Mount("rw", "/zodata/critical");
+    Mount("rw", "/zodata/factory");
+    char text[8];
+    EXPECT_EQ(FlashEnv::instance().getEnv("FactoryOK", text, sizeof(text)), 0);
+    EXPECT_EQ(FlashEnv::instance().getEnv("FactoryOpenState", text, sizeof(text)), 0);
+    refused();
+    TheMiddleware().PowerOff();
+    TheMiddleware().PowerOn();
+    FlashEnv::instance().setEnv("FactoryOpenState", "Off");
+    FlashEnv::instance().setEnv("FactoryOK", "On");
+    // A mount that is no remount changes nothing of what is mounted there.
+    for (const char* partition : {"/zodata/critical", "/zodata/factory"}) {
+        TheMiddleware().Trace({{"who", "mount"}, {"call", "mount"}, {"target", partition}, {"flags", 0}});
+    }
+    refused();
+}
+
+TEST_F(RuledSet, AFinishIsOverWhenThePowerGoesOff) {
+    Confirm();
+    TheMiddleware().PowerOff();
+    TheMiddleware().PowerOn();
+    TheMiddleware().ApplicationEnded(0);
+    EXPECT_EQ(Broken(), Rules{});
+}
+
 TEST_F(RuledSet, AfterTheFinishThePartitionsAreReadOnlyAndSaved) {
     Confirm();
-    Mount("ro", "/zodata/critical");
+    TheMiddleware().Trace({{"who", "mount"}, {"call", "mount"}, {"target", "/zodata/critical"}, {"flags", 33}});
     AskStatus({{"op", "sync"}});
     Advance(30000);
     EXPECT_EQ(Broken(), Rules{"finish-read-only"});

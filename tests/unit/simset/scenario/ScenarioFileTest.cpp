@@ -87,11 +87,14 @@ do = "line --flip 0.1"
 TEST_F(ScenarioFile, KeepsTheSeedThatALineIsGiven) {
     const Scenario scenario = Read("[[when]]\nafter = 0\ndo = 'line --flip 0.1 --seed 9'\n");
     EXPECT_THAT(scenario.triggers[0].verbs, ElementsAre(Words{"line", "--flip", "0.1", "--seed", "9"}));
+    EXPECT_THAT(Read("[[when]]\nafter = 0\ndo = 'line'\n").triggers[0].verbs, ElementsAre(Words{"line"}));
 }
 
 TEST_F(ScenarioFile, TellsEveryMistakeWithItsLine) {
     EXPECT_EQ(Mistakes("[[when]\n").substr(0, 2), "1:");
     EXPECT_EQ(Mistakes("seed = 1\n"), "1: a scenario wants one [[when]] or more");
+    EXPECT_EQ(Mistakes("name = 1\nseed = -1\n[[when]]\nafter = 1\ndo = 'reboot'\n"),
+              "1: 'name' must be a text\n2: 'seed' must be a whole number from 0 to 9223372036854775807");
     EXPECT_EQ(Mistakes("when = 3\n"), "1: a scenario wants one [[when]] or more");
     EXPECT_EQ(Mistakes("[[when]]\ndo = 'reboot'\n"), "1: a [[when]] wants either 'match' or 'after'");
     EXPECT_EQ(Mistakes("[[when]]\nmatch = 'a'\nafter = 1\ndo = 'reboot'\n"),

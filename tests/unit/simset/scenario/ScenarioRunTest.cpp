@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <future>
 
 #include "simset/board/scenario/ScenarioRun.h"
@@ -112,6 +113,38 @@ TEST_F(ScenarioAtWork, DrawsTheSameWithTheSameSeed) {
     EXPECT_NE(drawn(8), first);
     EXPECT_NE(first.find('x'), std::string::npos);
     EXPECT_NE(first.find('.'), std::string::npos);
+}
+
+TEST_F(ScenarioAtWork, EachTriggerDrawsForItself) {
+    ScenarioTrigger trigger = On("call=set", {"a"});
+    trigger.times = 0;
+    trigger.chance = 0.5;
+    ScenarioTrigger other = trigger;
+    other.verbs = {{"b"}};
+    Start({trigger, other});
+    for (int i = 0; i < 64; ++i) {
+        Row("set");
+    }
+    const std::vector<std::string> done = Done();
+    // With the same draws each "a" would have its "b" behind it.
+    std::size_t pairs = 0;
+    for (std::size_t i = 1; i < done.size(); ++i) {
+        pairs += done[i - 1] == "a" && done[i] == "b" ? 1 : 0;
+    }
+    EXPECT_LT(pairs, static_cast<std::size_t>(std::count(done.begin(), done.end(), "a")));
+    Finish();
+}
+
+TEST_F(ScenarioAtWork, ATriggerTellsTheRowThatSetItOff) {
+    Start({On("call=set", {"a"})});
+    Row("get");
+    const std::uint64_t row = m_log.Last() + 1;
+    Row("set");
+    const auto told = nlohmann::json::parse(m_log.Await(row, std::chrono::milliseconds(0)).at(0).line);
+    EXPECT_EQ(told.value("call", ""), "trigger");
+    EXPECT_EQ(told.value("row", 0U), row);
+    EXPECT_EQ(told["do"], nlohmann::json::array({"a"}));
+    Finish();
 }
 
 TEST_F(ScenarioAtWork, ATimeSetsItOff) {
