@@ -54,8 +54,11 @@ class Refusals(AtOnce):
             self.assertEqual(tv.output(), "")
 
     def test_no_step_at_which_the_power_fails(self):
-        with Set("--power-cut-after", "0", app="/bin/cat") as tv:
+        with Set("--power-cut-after", "0", app="/bin/sh") as tv:
             tv.power_cut(0)
+            tv.am("sh -c 'exit 0'; echo a step is done")
+            tv.await_output("a step is done")
+            self.assertEqual(tv.trace(who="shell")[0]["command"], "exit 0")
             self.assertEqual(tv.stop(), 0)
 
     def test_a_long_state_path(self):

@@ -4,6 +4,7 @@
 #include <fstream>
 #include <future>
 #include <sstream>
+#include <thread>
 
 #include "simset/base/Errors.h"
 #include "simset/core/DiskFull.h"
@@ -18,6 +19,24 @@ namespace {
 using std::chrono::milliseconds;
 
 constexpr milliseconds kAtOnce{0};
+
+// Runs `wait` on a thread of its own, and returns once that thread sleeps.
+template <typename Wait>
+auto AsleepIn(Wait wait) {
+    std::promise<pid_t> begun;
+    auto thread = begun.get_future();
+    auto done = std::async(std::launch::async, [&begun, wait] {
+        begun.set_value(::gettid());
+        return wait();
+    });
+    const std::string file = "/proc/self/task/" + std::to_string(thread.get()) + "/stat";
+    for (std::string state; state != "S"; std::this_thread::yield()) {
+        std::string number;
+        std::string name;
+        std::ifstream(file) >> number >> name >> state;
+    }
+    return done;
+}
 
 bool Holds(const std::string& match, const std::string& line) {
     return RowMatch(match).Holds({1, line});
@@ -94,8 +113,9 @@ std::string LineOf(const std::vector<TraceRow>& rows, std::size_t index) {
 
 TEST_F(TraceLogTest, ARowIsNumberTimeWhoCallArgumentsStatus) {
     TraceLog log(File());
-    EXPECT_EQ(log.Append(10, {{"status", 0}, {"who", "flash"}, {"name", "n"}, {"call", "get"}}), 1U);
-    const char* const row = R"({"seq":1,"ms":10,"who":"flash","call":"get","name":"n","status":0})";
+    EXPECT_EQ(log.Append(10, {{"status", 0}, {"who", "flash"}, {"name", "n"}, {"value", "v"}, {"call", "get"}}),
+              1U);
+    const char* const row = R"({"seq":1,"ms":10,"who":"flash","call":"get","name":"n","value":"v","status":0})";
     EXPECT_EQ(LineOf(log.Await(0, kAtOnce), 0), row);
     EXPECT_EQ(Content(), std::string(row) + '\n');
 }
@@ -130,7 +150,7 @@ TEST_F(TraceLogTest, WaitsForTheNextRow) {
     log.Append(0, {{"who", "one"}});
     EXPECT_EQ(log.Await(0, kAtOnce).size(), 1U);
     EXPECT_EQ(log.Await(1, kAtOnce).size(), 0U);
-    auto next = std::async(std::launch::async, [&log] { return log.Await(1, kPatience); });
+    auto next = AsleepIn([&log] { return log.Await(1, std::chrono::hours(1)); });
     log.Append(0, {{"who", "two"}});
     const auto rows = next.get();
     ASSERT_EQ(rows.size(), 1U);
@@ -139,7 +159,7 @@ TEST_F(TraceLogTest, WaitsForTheNextRow) {
 
 TEST_F(TraceLogTest, ClosingWakesWhoWaits) {
     TraceLog log(File());
-    auto next = std::async(std::launch::async, [&log] { return log.Await(0, std::chrono::hours(1)); });
+    auto next = AsleepIn([&log] { return log.Await(0, std::chrono::hours(1)); });
     log.Close();
     EXPECT_EQ(next.get().size(), 0U);
     log.Append(0, {{"who", "late"}});
