@@ -5,7 +5,13 @@
 #include <string>
 #include <string_view>
 
+#include "manual/Program.h"
+
 namespace zelline {
+
+// The tool as its tables tell of it: the verbs that ask the set, then those of the tool, with the options of all.
+// The help pages, the man page and the completions are made from it.
+const manual::Program& Description();
 
 // The page of the whole tool, or of one verb.
 std::string HelpPage();

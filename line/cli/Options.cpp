@@ -23,15 +23,18 @@ const std::vector<OptionInfo>& CommonOptions() {
     return kOptions;
 }
 
-const OptionInfo kListenFor = {"--for", "MS", &Options::listenFor, "", 1, 86400000};
-const OptionInfo kMarkdown = {"--markdown", "", &Options::markdown, ""};
-const OptionInfo kDryRun = {"--dry-run", "", &Options::dryRun, ""};
-const OptionInfo kReport = {"--report", "FILE", &Options::reports, ""};
-const OptionInfo kSet = {"--set", "NAME=VALUE", &Options::variables, ""};
-const OptionInfo kUnit = {"--unit", "SERIAL", &Options::unit, ""};
-const OptionInfo kLast = {"--last", "N", &Options::last, "", 1, 1000000};
-const OptionInfo kSince = {"--since", "DATE", &Options::since, ""};
-const OptionInfo kStation = {"--station", "NAME", &Options::station, ""};
+const OptionInfo kListenFor = {
+    "--for", "MS", &Options::listenFor, "how long to listen; without it, until Ctrl-C", 1, 86400000};
+const OptionInfo kMarkdown = {"--markdown", "", &Options::markdown, "the whole protocol reference"};
+const OptionInfo kDryRun = {"--dry-run", "", &Options::dryRun, "print what would be sent, and send nothing"};
+const OptionInfo kReport = {"--report", "FILE", &Options::reports,
+                            "write a report; .json, .xml (JUnit), .csv or .html"};
+const OptionInfo kSet = {"--set", "NAME=VALUE", &Options::variables, "the value of a plan's variable"};
+const OptionInfo kUnit = {"--unit", "SERIAL", &Options::unit, "the unit's serial number"};
+const OptionInfo kLast = {"--last", "N", &Options::last, "how many runs", 1, 1000000};
+const OptionInfo kSince = {"--since", "DATE", &Options::since, "from this day on (2026-05-04, UTC)"};
+const OptionInfo kStation = {"--station", "NAME", &Options::station,
+                             "the station's name in the record; the machine's unless given"};
 
 Settings Options::ForVerbs() const {
     Settings settings;

@@ -44,7 +44,7 @@ struct OptionInfo {
     std::string_view value;  // the name of its value, empty for a switch
     std::variant<bool Options::*, long Options::*, std::string Options::*, std::vector<std::string> Options::*>
         into;
-    std::string_view help;  // of an option of every verb
+    std::string_view help;
     long least = 0;
     long most = 0;
     const char* environment = nullptr;  // the variable that stands in for it

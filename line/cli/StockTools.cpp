@@ -87,7 +87,8 @@ struct StockForm {
     Exit (*run)(const Context&, Stock&, const Words&);
 };
 
-constexpr std::array<StockForm, 5> kStockForms = {{{"add", "add TYPE FOLDER|mac FIRST LAST", 3, 4, AddStock},
+constexpr std::array<StockForm, 6> kStockForms = {{{"add", "add TYPE FOLDER", 3, 3, AddStock},
+                                                   {"add", "add mac FIRST LAST", 4, 4, AddStock},
                                                    {"status", "status", 1, 1, ShowStock},
                                                    {"check", "check", 1, 1, CheckStock},
                                                    {"export", "export FILE", 2, 2, ExportStock},
@@ -100,6 +101,14 @@ Store OpenStore(const Options& options) {
         Fail(Exit::Unusable, "which store? Write --store FILE or --store postgresql://..., or set ZELLINE_STORE");
     }
     return Store(options.store);
+}
+
+std::vector<std::string_view> StockForms() {
+    std::vector<std::string_view> forms;
+    for (const StockForm& form : kStockForms) {
+        forms.push_back(form.words);
+    }
+    return forms;
 }
 
 Exit WorkOnStock(const Context& context) {

@@ -126,7 +126,8 @@ const std::vector<ToolVerb>& ToolVerbs() {
          "themselves\n"
          "  zelline stock retire TYPE NAME     use an item no more; its unit gets another the next time\n"
          "The store is a file or a PostgreSQL database (--store). What it has or had is never taken in twice.",
-         WorkOnStock},
+         WorkOnStock,
+         StockForms()},
         {"history",
          "",
          {&kUnit, &kLast},
@@ -162,6 +163,14 @@ const std::vector<ToolVerb>& ToolVerbs() {
          "List the commands of the protocol",
          "--markdown prints the whole protocol reference.",
          ShowCommands},
+        {"man", "", {}, "Print the man page", "  zelline man | man -l -", ShowManual},
+        {"completion",
+         "bash|zsh",
+         {},
+         "Print what makes a shell complete verbs, options and files",
+         "An installed zelline brings it along. Otherwise, for this session of bash:\n"
+         "  source <(zelline completion bash)",
+         ShowCompletion},
     };
     return kVerbs;
 }

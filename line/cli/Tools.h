@@ -22,6 +22,7 @@ struct ToolVerb {
     std::string_view help;  // one line
     std::string_view more;
     Exit (*run)(const Context& context);
+    std::vector<std::string_view> forms = {};  // its forms when there are several, for the pages and completions
 };
 
 // All of them, in the order of the help page.
@@ -43,6 +44,11 @@ Exit WorkOnStock(const Context& context);
 Exit ShowHistory(const Context& context);
 Exit ShowYield(const Context& context);
 Exit ReportRun(const Context& context);
+Exit ShowManual(const Context& context);
+Exit ShowCompletion(const Context& context);
+
+// The forms of `stock`.
+std::vector<std::string_view> StockForms();
 
 }  // namespace zelline
 

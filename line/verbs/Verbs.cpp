@@ -68,6 +68,8 @@ constexpr std::array<std::string_view, 17> kSources = {"DTV",   "DTV-C", "DTV-T"
                                                        "VGA",   "AV1",   "AV2",    "AV3",    "HDMI1",  "HDMI2",
                                                        "HDMI3", "HDMI4", "SCART1", "YPBPR1", "YPBPR2"};
 
+constexpr std::array<std::string_view, 4> kQueries = {"MAC", "WIFIMAC", "ESN", "ETH_IP"};
+
 std::string SourceDoubt(const std::string& name) {
     const bool known = std::find(kSources.begin(), kSources.end(), name) != kSources.end();
     return known ? std::string()
@@ -245,7 +247,8 @@ const std::vector<VerbInfo>& Verbs() {
          "Show an input, and set the sound for measuring",
          fmt::format("NAME is one of {},\n{}.\n", fmt::join(kSources.begin(), kSources.begin() + 10, ", "),
                      fmt::join(kSources.begin() + 10, kSources.end(), ", ")) +
-             "The first tuner input takes several seconds longer: the set learns its tuners."},
+             "The first tuner input takes several seconds longer: the set learns its tuners.",
+         {kSources.begin(), kSources.end()}},
         {"cam", {{"", Ask(id::kCamDetected)}}, "Is a CI module in?", ""},
         {"network", {{"", Ask(id::kWiredNetwork)}}, "Does the wired network have an address?", ""},
         {"ping",
@@ -264,7 +267,8 @@ const std::vector<VerbInfo>& Verbs() {
         {"query",
          {{"NAME", Ask(id::kNamedQuery, Text)}},
          "Ask for a text by name",
-         "NAME is one of MAC, WIFIMAC, ESN, ETH_IP; the set answers \"xxx\" to any other name."},
+         fmt::format("NAME is one of {}; the set answers \"xxx\" to any other name.", fmt::join(kQueries, ", ")),
+         {kQueries.begin(), kQueries.end()}},
         {"key",
          {{"send TYPE FILE", SendKey}, {"crc TYPE", KeyChecksum}},
          "Install a key file, or read the checksum of the last one",

@@ -46,8 +46,9 @@ struct Form {
 struct VerbInfo {
     std::string_view name;
     std::vector<Form> forms;
-    std::string_view help;  // one line
-    std::string more;       // what a user should know beyond that, with an example
+    std::string_view help;                     // one line
+    std::string more;                          // what a user should know beyond that, with an example
+    std::vector<std::string_view> names = {};  // what NAME in its forms may be
 };
 
 // All of them, in the order of the help page.

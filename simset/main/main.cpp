@@ -6,12 +6,15 @@
 #include <string>
 #include <vector>
 
+#include "manual/Completion.h"
+#include "manual/Page.h"
 #include "simset/base/Errors.h"
 #include "simset/board/folder/ControlSet.h"
 #include "simset/board/host/Board.h"
 #include "simset/board/host/RunOptions.h"
 #include "simset/board/inside/Agent.h"
 #include "simset/board/inside/Protocol.h"
+#include "simset/main/Manual.h"
 #include "simset/stick/StickCommand.h"
 
 namespace {
@@ -100,6 +103,15 @@ int main(int argc, char** argv) {
         app.add_subcommand("stick", "Make a sample USB stick, or check one before it goes to the line");
     simset::stick::AddStickCommands(*stick, stickOptions);
 
+    const CLI::App* page = app.add_subcommand("man", "Print the man page");
+    CLI::App* completion =
+        app.add_subcommand("completion", "Print what makes a shell complete commands and options");
+    std::string shell;
+    completion->add_option("SHELL", shell, "bash or zsh")
+        ->required()
+        ->check(CLI::IsMember({"bash", "zsh"}))
+        ->type_name("SHELL");
+
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
@@ -108,6 +120,13 @@ int main(int argc, char** argv) {
             return 0;
         }
         return control->parsed() ? 1 : simset::kExitUsage;
+    }
+    if (page->parsed() || completion->parsed()) {
+        const manual::Program told = simset::Describe(app, simset::Board::AllVerbs());
+        const std::string text = page->parsed()    ? ManPage(told)
+                                 : shell == "bash" ? BashCompletion(told)
+                                                   : ZshCompletion(told);
+        return std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0 ? 0 : 1;
     }
     if (stick->parsed()) {
         return simset::stick::RunStick(stickOptions);

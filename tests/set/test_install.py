@@ -28,6 +28,9 @@ class Installed(unittest.TestCase):
 
     def test_programs_and_documents_are_there(self):
         self.assertEqual(sorted(path.name for path in (self.prefix / "bin").iterdir()), sorted(PROGRAMS))
+        for page in ("man/man1/{}.1", "bash-completion/completions/{}", "zsh/site-functions/_{}"):
+            for program in ("zelline", "simset"):
+                self.assertIn(program, (self.prefix / "share" / page.format(program)).read_text())
         documents = self.prefix / "share/doc/zelfac"
         self.assertTrue((documents / "README.md").is_file())
         self.assertTrue((documents / "docs/protocol.md").is_file())
