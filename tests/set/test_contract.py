@@ -8,12 +8,13 @@ import tempfile
 import runner
 from runner import AtOnce, cases
 from setlib import Set
-from zelfac import programs, status
+from zelfac import programs, result, status
 
 BROKEN_RULE = 7
 
 # The rule that each case of the wrong application breaks.
 RULES = {
+    "answer-unsynced": "synced-before-answer",
     "disconnect-twice": "disconnect-without-connect",
     "element-beyond": "element-out-of-range",
     "finish-left-writable": "finish-read-only",
@@ -36,6 +37,8 @@ RULES = {
     "other-interface": "unknown-interface",
     "other-preset": "action-arguments",
     "radio-off": "search-with-radio-off",
+    "removed-unsynced": "synced-before-answer",
+    "result-unsynced": "synced-before-answer",
     "source-swapped": "action-arguments",
     "table-before-preset": "table-before-preset",
     "unknown-item": "unknown-metadata-item",
@@ -96,6 +99,13 @@ class WrongApplications(AtOnce):
             self.assertEqual((row["rule"], row["call"]), ("manager-unregistration", "requestStop"))
             self.assertIn("unRegisterApp", row["expected"])
 
+    def test_a_stick_is_synced_as_a_partition_is(self):
+        with tempfile.TemporaryDirectory() as stick, wrong("stick-unsynced", "--strict", "--usb", stick) as tv:
+            self.assertEqual(tv.await_end(), BROKEN_RULE)
+            row, = [row for row in tv.trace_file() if row["who"] == "violation"]
+            self.assertEqual((row["rule"], row["call"]), ("synced-before-answer", "set"))
+            self.assertIn("/mnt/usb/sda1", row["expected"])
+
     def test_without_strict_the_exit_status_is_the_applications(self):
         with wrong("gpio-pin") as tv:
             self.assertEqual(tv.await_end(), 0)
@@ -111,6 +121,15 @@ class TheApplication(AtOnce):
             self.assertEqual(
                 rows[-3:], [("notifyAppStatusInfo", 4), ("unRegisterApp", None), ("requestStop", None)]
             )
+
+    def test_what_others_write_is_not_its_own(self):
+        with Set(strict=True) as tv:
+            tv.await_started()
+            tv.line.connect()
+            tv.put(b"OTHER", "/var/local/ZelPcbSn")
+            self.assertEqual(tv.line.ask(0x1275), result(0x1275, b"OTHER"))
+            self.assertEqual(tv.line.ask(0x12A0, b"RED_ON"), status(0x12A0, 0))
+            self.assertIn("/var/local", tv.text("mounts", "--unsynced"))
 
     def test_it_outlives_services_that_die_and_come_back(self):
         led = (0x12A0, b"RED_ON")

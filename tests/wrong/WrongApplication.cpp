@@ -1,12 +1,16 @@
 // An application that does a little of everything that a television allows, and one thing wrong: the case that its
 // first argument names, or without one the name of its own file. "right" does nothing wrong.
+#include <fcntl.h>
 #include <sys/mount.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <chrono>
 #include <condition_variable>
+#include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -286,6 +290,46 @@ void UseRecords() {
     FlashEnv::instance().setEnv(Is("unknown-variable") ? "UartOnOff" : "UARTOnOff", "on");
 }
 
+void Store(const char* path, bool synced) {
+    std::ofstream(path) << "stored";
+    if (synced) {
+        ::sync();
+    }
+}
+
+int OpenLine() {
+    const int port = ::open("/dev/ttyS0", O_RDWR | O_NOCTTY | O_CLOEXEC);
+    termios settings{};
+    ::tcgetattr(port, &settings);
+    ::cfmakeraw(&settings);
+    ::cfsetspeed(&settings, B115200);
+    ::tcsetattr(port, TCSANOW, &settings);
+    return port;
+}
+
+void Answer(int port) {
+    if (::write(port, "answer", 6) != 6) {
+        std::perror("answer");
+    }
+}
+
+void TellWhatIsStored() {
+    const int port = OpenLine();
+    ::mount(nullptr, "/var/local", nullptr, MS_REMOUNT, nullptr);
+    Store("/var/local/record", !Is("answer-unsynced"));
+    if (Is("removed-unsynced")) {
+        ::unlink("/var/local/record");
+    }
+    Answer(port);
+    ::close(port);
+    ::sync();
+    const bool onStick = Is("stick-unsynced");
+    Store(onStick ? "/mnt/usb/sda1/used" : "/var/local/update", !onStick && !Is("result-unsynced"));
+    Use<vumodelapi::NumericInteger, Integers>("tovix.sl2.system.ctrl.led.gpio",
+                                              [](vumodelapi::NumericInteger& led) { led.setValue(1); });
+    ::sync();
+}
+
 using Adapter = qx::apmclient::AppManagerClientAdapter;
 
 void Unregister(Adapter& adapter) {
@@ -324,6 +368,7 @@ int main(int count, char** arguments) {
     }
     UseRecords();
     UseModel();
+    TellWhatIsStored();
     Finish();
     if (Is("no-unregistration")) {
         ::pause();  // until the set goes off

@@ -82,7 +82,8 @@ Board::Board(const RunOptions& options)
                                if (Agent()) {
                                    Request({request::kResize, path, std::to_string(size)});
                                }
-                           }});
+                           },
+                           [this] { return Written(); }});
     m_middleware.CutPowerAfter(options.powerCutAfter);
     m_middleware.Listen(m_state.ShortPath("middleware"));
     m_control = std::make_unique<ControlServer>(
@@ -495,6 +496,14 @@ bool Board::OnSync() {
 nlohmann::ordered_json Board::Disks() {
     return Agent() ? nlohmann::ordered_json::parse(Request({request::kDisks}).parts.at(0))
                    : nlohmann::ordered_json();
+}
+
+std::vector<std::string> Board::Written() {
+    try {
+        return Request({request::kWritten}).parts;
+    } catch (const std::exception&) {
+        return {};  // the set has gone off meanwhile
+    }
 }
 
 void Board::TellTooSmall(const std::vector<std::string>& paths) {

@@ -95,6 +95,7 @@ class Board : private SetContent {
     // Requests from other threads.
     bool OnSync();
     nlohmann::ordered_json Disks();  // null while the set is off
+    std::vector<std::string> Written();
     void TellTooSmall(const std::vector<std::string>& paths);
     void Problem(const std::string& text);
     std::shared_ptr<AgentLink> Agent() const;

@@ -206,14 +206,18 @@ Agent::Answer Agent::Handle(const Message& message) {
         answer.fd = OpenForReading(PathInSet(argument(1)));
     } else if (parts[0] == request::kPut) {
         Put(PathInSet(argument(1)), message.fds.at(0).Get());
+        m_keeper.Excuse();
     } else if (parts[0] == request::kRemove) {
         Remove(PathInSet(argument(1)));
+        m_keeper.Excuse();
     } else if (parts[0] == request::kList) {
         answer.parts = List(PathInSet(argument(1)));
     } else if (parts[0] == request::kMounts) {
         answer.parts.push_back(ReadToEnd(OpenFile("/proc/self/mounts").Get()));
     } else if (parts[0] == request::kUnsaved) {
         answer.parts = m_keeper.Unsaved();
+    } else if (parts[0] == request::kWritten) {
+        answer.parts = m_keeper.Written();
     } else if (parts[0] == request::kDisks) {
         answer.parts = {DiskRows()};
     } else if (parts[0] == request::kResize) {

@@ -69,20 +69,30 @@ void Keeper::SaveStick(const std::string& stick) {
     m_sticks[stick] = now;
 }
 
-std::vector<std::string> Keeper::Unsaved() const {
-    std::vector<std::string> unsaved;
-    for (const auto& [path, now] : PartitionsFingerprints()) {
-        const auto saved = m_partitions.find(path);
-        if (saved == m_partitions.end() || saved->second != now) {
-            unsaved.push_back(path);
+std::map<std::string, std::uint64_t> Keeper::Now() const {
+    std::map<std::string, std::uint64_t> now = PartitionsFingerprints();
+    for (const auto& entry : m_sticks) {
+        now[StickFolder(entry.first)] = Fingerprint(StickFolder(entry.first));
+    }
+    return now;
+}
+
+std::vector<std::string> Keeper::Changed(bool butExcused) const {
+    std::map<std::string, std::uint64_t> saved = m_partitions;
+    for (const auto& [stick, fingerprint] : m_sticks) {
+        saved[StickFolder(stick)] = fingerprint;
+    }
+    const auto same = [](const auto& fingerprints, const auto& disk) {
+        const auto found = fingerprints.find(disk.first);
+        return found != fingerprints.end() && found->second == disk.second;
+    };
+    std::vector<std::string> changed;
+    for (const auto& disk : Now()) {
+        if (!same(saved, disk) && !(butExcused && same(m_excused, disk))) {
+            changed.push_back(disk.first);
         }
     }
-    for (const auto& [stick, saved] : m_sticks) {
-        if (Fingerprint(StickFolder(stick)) != saved) {
-            unsaved.push_back(StickFolder(stick));
-        }
-    }
-    return unsaved;
+    return changed;
 }
 
 }  // namespace simset

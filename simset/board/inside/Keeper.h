@@ -36,14 +36,23 @@ class Keeper {
     void SaveStick(const std::string& stick);
 
     // Where partitions and sticks that changed since they were saved are mounted.
-    std::vector<std::string> Unsaved() const;
+    std::vector<std::string> Unsaved() const { return Changed(false); }
+
+    // Those of Unsaved that have changed since Excuse.
+    std::vector<std::string> Written() const { return Changed(true); }
+
+    // What changed until now was not the application's doing.
+    void Excuse() { m_excused = Now(); }
 
   private:
+    std::map<std::string, std::uint64_t> Now() const;
+    std::vector<std::string> Changed(bool butExcused) const;
     void SavePartitions();
 
     int m_state;
     std::map<std::string, std::uint64_t> m_partitions;  // by mount point
     std::map<std::string, std::uint64_t> m_sticks;
+    std::map<std::string, std::uint64_t> m_excused;  // by mount point
 };
 
 }  // namespace simset

@@ -30,6 +30,7 @@ constexpr const char* kRemove = "rm";              // PATH
 constexpr const char* kList = "ls";                // PATH: names follow
 constexpr const char* kMounts = "mounts";          // the mount table
 constexpr const char* kUnsaved = "unsaved";        // mount points with changes that are not saved follow
+constexpr const char* kWritten = "written";        // as unsaved, but for what requests have changed
 constexpr const char* kDisks = "disks";            // answers with a JSON list of path, size, used, free in bytes
 constexpr const char* kResize = "resize";          // PATH, BYTES (0: no more than it holds)
 constexpr const char* kPlug = "plug";              // NAME, "rw" | "ro", BYTES; answers as build

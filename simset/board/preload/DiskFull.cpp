@@ -9,6 +9,7 @@
 
 #include "simset/board/preload/Next.h"
 #include "simset/board/preload/Report.h"
+#include "simset/board/preload/Unsynced.h"
 
 namespace simset::preload {
 namespace {
@@ -59,6 +60,9 @@ SIMSET_NEXT(int, fclose, (FILE * file))
 extern "C" {
 
 SIMSET_VISIBLE ssize_t write(int fd, const void* data, size_t size) {
+    if (simset::preload::HasWritten() && simset::preload::IsPort(fd)) {
+        simset::preload::BeforeAnswer();
+    }
     const ssize_t written = Next_write()(fd, data, size);
     return ToldOf(written, written < 0, fd);
 }

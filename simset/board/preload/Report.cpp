@@ -6,6 +6,7 @@
 #include <string.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -58,6 +59,13 @@ int ReceiveStatus(int socket) {
 }
 
 }  // namespace
+
+bool IsPort(int fd) {
+    struct stat opened {};
+    struct stat port {};
+    return fstat(fd, &opened) == 0 && S_ISCHR(opened.st_mode) && stat("/dev/ttyS0", &port) == 0 &&
+           opened.st_rdev == port.st_rdev;
+}
 
 bool InApplication() {
     constexpr char kApplications[] = "/simset/bin/";

@@ -40,6 +40,9 @@ int Report(Line& line);
 // Whether this process is the application, and no program that it started.
 bool InApplication();
 
+// Whether the descriptor is the set's serial port.
+bool IsPort(int fd);
+
 // Appends the calling thread's name as a member, with a comma behind it.
 void AddThread(Line& line);
 

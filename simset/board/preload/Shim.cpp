@@ -16,6 +16,7 @@
 #include "simset/board/preload/Next.h"
 #include "simset/board/preload/PortMark.h"
 #include "simset/board/preload/Report.h"
+#include "simset/board/preload/Unsynced.h"
 
 namespace {
 
@@ -44,13 +45,6 @@ class Path {
 };
 
 using simset::preload::Next;
-
-bool IsPort(int fd) {
-    struct stat opened {};
-    struct stat port {};
-    return fstat(fd, &opened) == 0 && S_ISCHR(opened.st_mode) && stat("/dev/ttyS0", &port) == 0 &&
-           opened.st_rdev == port.st_rdev;
-}
 
 bool TakesMode(int flags) {
     return (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
@@ -155,6 +149,9 @@ int ReportedMount(const char* call, const char* target, long flags, int fault, c
             mode = va_arg(arguments, mode_t);                   \
             va_end(arguments);                                  \
         }                                                       \
+        if ((flags & (O_WRONLY | O_RDWR)) != 0) {               \
+            simset::preload::NoteWrite();                       \
+        }                                                       \
         const int fd = Next_##name()(__VA_ARGS__, flags, mode); \
         return simset::preload::Told(fd, fd < 0, path);         \
     }
@@ -165,6 +162,9 @@ int ReportedMount(const char* call, const char* target, long flags, int fault, c
     SIMSET_NEXT(FILE*, name, (const char* path, const char* mode))  \
     }                                                               \
     SIMSET_VISIBLE FILE* name(const char* path, const char* mode) { \
+        if (strpbrk(mode, "wa+") != nullptr) {                      \
+            simset::preload::NoteWrite();                           \
+        }                                                           \
         FILE* const file = Next_##name()(Path(path).Get(), mode);   \
         return simset::preload::Told(file, file == nullptr, path);  \
     }
@@ -226,6 +226,7 @@ SIMSET_VISIBLE void sync() {
     line.Raw("{");
     simset::preload::AddThread(line);
     line.Raw(R"("op":"sync"})");
+    simset::preload::NoteSync();
     simset::preload::Report(line);
 }
 
@@ -256,7 +257,7 @@ SIMSET_VISIBLE int tcgetattr(int fd, struct termios* settings) {
     using Call = int (*)(int, struct termios*);
     static const auto next = Next<Call>("tcgetattr");
     const int status = next(fd, settings);
-    if (status == 0 && IsPort(fd)) {
+    if (status == 0 && simset::preload::IsPort(fd)) {
         settings->c_cflag =
             simset::preload::Unmarked(settings->c_cflag, settings->c_cc[simset::preload::kPortMark]);
         settings->c_cc[simset::preload::kPortMark] = 0;
@@ -267,7 +268,7 @@ SIMSET_VISIBLE int tcgetattr(int fd, struct termios* settings) {
 SIMSET_VISIBLE int tcsetattr(int fd, int when, const struct termios* settings) {
     using Call = int (*)(int, int, const struct termios*);
     static const auto next = Next<Call>("tcsetattr");
-    if (!IsPort(fd)) {
+    if (!simset::preload::IsPort(fd)) {
         return next(fd, when, settings);
     }
     struct termios kept = *settings;

@@ -98,6 +98,7 @@ void Middleware::PowerOn() {
     m_serving = true;
     m_auxiliary = {};
     m_finish.PowerOn();
+    m_synced.PowerOn();
     m_faults.Forget();
     m_model.PowerOn();
     m_appManager.PowerOn();
@@ -208,6 +209,9 @@ void Middleware::SetFlash(const std::string& name, const std::string& value) {
 
 void Middleware::Trace(const nlohmann::json& row) {
     m_finish.Follow(row);
+    if (SyncedRules::IsResult(row)) {
+        JudgeSynced("set", {{"key", row.at("key")}});
+    }
     const std::lock_guard<std::mutex> lock(m_timeMutex);
     m_trace.Append((m_scheduler->Now() - m_powerOnTime).count(), WithAsker(row));
     if (CutPoint::IsStep(row)) {
@@ -298,6 +302,7 @@ Reply Middleware::Sync() {
     } else if (m_hooks.onSync && !m_hooks.onSync()) {
         status = kNotKept;
     }
+    m_synced.Sync(status == kOk);
     row["tookMs"] = (m_scheduler->Now() - begin).count();
     row["status"] = status;
     Trace(row);
@@ -315,6 +320,10 @@ Reply Middleware::Carry(const Request& request) {
             Violation(request.at("rule").get<std::string>(), request.at("call").get<std::string>(),
                       request.at("expected").get<std::string>(),
                       request.value("details", nlohmann::json::object()));
+            return {{"status", kOk}};
+        }
+        if (op == "answering") {
+            JudgeSynced("answer", nlohmann::json::object());
             return {{"status", kOk}};
         }
         if (op == "mounting") {
@@ -358,6 +367,16 @@ Reply Middleware::Report(const std::string& op, const Request& request) {
     }
     Trace(row);
     return {{"status", fault}};
+}
+
+// What a call tells to have been done has to outlive the power by then.
+void Middleware::JudgeSynced(const std::string& call, const nlohmann::json& details) {
+    if (!m_hooks.written) {
+        return;
+    }
+    if (const auto broken = m_synced.Judge(m_hooks.written())) {
+        Violation(broken->rule, call, broken->expected, details);
+    }
 }
 
 // A program that finds no room is not asked why it failed, so this tells what was full just then.

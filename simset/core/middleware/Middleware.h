@@ -24,6 +24,7 @@
 #include "simset/core/middleware/TraceVerbs.h"
 #include "simset/core/rules/CallOrder.h"
 #include "simset/core/rules/Finish.h"
+#include "simset/core/rules/Synced.h"
 #include "simset/core/rules/Violations.h"
 #include "simset/core/state/CutPoint.h"
 
@@ -52,6 +53,8 @@ struct Hooks {
     // Gives a partition or stick that size in bytes, DiskSizes::kFull for no more than it holds. Nothing while the
     // set is off. Any thread; throws std::runtime_error when it holds more.
     std::function<void(const std::string& path, std::uint64_t size)> resizeDisk;
+    // The partitions and sticks that hold what the application has written and nobody has synced. Any thread.
+    std::function<std::vector<std::string>()> written;
 };
 
 // All operations may be called from any thread unless they say otherwise.
@@ -158,6 +161,7 @@ class Middleware {
     Reply Sync();
     Reply Carry(const Request& request);
     Reply Report(const std::string& op, const Request& request);
+    void JudgeSynced(const std::string& call, const nlohmann::json& details);
     void TellFullDisks(const nlohmann::json& command);
     std::int32_t TakeFault(const std::string& area, const std::string& name);
     std::shared_ptr<EventQueue> Opened(const std::string& client);
@@ -186,6 +190,7 @@ class Middleware {
     Shared m_shared;
     AuxiliaryOrder m_auxiliary;
     FinishRules m_finish;
+    SyncedRules m_synced;
     simset::Flash m_flash;
     Metadata m_metadata;
     KeyStore m_keys;

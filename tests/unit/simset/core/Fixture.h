@@ -155,29 +155,30 @@ class SimsetTest : public ::testing::Test {
         auto time = std::make_unique<ManualTime>();
         m_time = time.get();
         m_middleware = std::make_unique<Middleware>(m_dir.Path(), std::move(time));
-        m_middleware->SetHooks({[this] { return !m_hooks.onSync || m_hooks.onSync(); },
-                                [this] {
-                                    if (m_hooks.onReboot) {
-                                        m_hooks.onReboot();
-                                    }
-                                },
-                                [this] {
-                                    if (m_hooks.onPowerCut) {
-                                        m_hooks.onPowerCut();
-                                    }
-                                },
-                                [this](const std::string& message) {
-                                    if (m_hooks.onProblem) {
-                                        m_hooks.onProblem(message);
-                                    }
-                                },
-                                nullptr,
-                                [this] { return m_hooks.disks ? m_hooks.disks() : nlohmann::ordered_json(); },
-                                [this](const std::string& path, std::uint64_t size) {
-                                    if (m_hooks.resizeDisk) {
-                                        m_hooks.resizeDisk(path, size);
-                                    }
-                                }});
+        m_middleware->SetHooks(
+            {[this] { return !m_hooks.onSync || m_hooks.onSync(); },
+             [this] {
+                 if (m_hooks.onReboot) {
+                     m_hooks.onReboot();
+                 }
+             },
+             [this] {
+                 if (m_hooks.onPowerCut) {
+                     m_hooks.onPowerCut();
+                 }
+             },
+             [this](const std::string& message) {
+                 if (m_hooks.onProblem) {
+                     m_hooks.onProblem(message);
+                 }
+             },
+             nullptr, [this] { return m_hooks.disks ? m_hooks.disks() : nlohmann::ordered_json(); },
+             [this](const std::string& path, std::uint64_t size) {
+                 if (m_hooks.resizeDisk) {
+                     m_hooks.resizeDisk(path, size);
+                 }
+             },
+             [this] { return m_hooks.written ? m_hooks.written() : std::vector<std::string>(); }});
         m_middleware->Listen(Socket());
     }
 

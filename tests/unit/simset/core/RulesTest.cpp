@@ -16,6 +16,7 @@ namespace simset::test {
 namespace {
 
 constexpr std::int32_t kSettle = 50;
+constexpr char kLed[] = "tovix.sl2.system.ctrl.led.gpio";
 
 using Rules = std::vector<std::string>;
 
@@ -51,18 +52,23 @@ class RuledSet : public SimsetTest {
         return status;
     }
 
-    std::int32_t SetVolume(std::int32_t value) {
+    std::int32_t SetVolume(std::int32_t value) { return SetInteger(kVolume, value); }
+
+    std::int32_t SetInteger(const std::string& key, std::int32_t value) {
         IntegerObserver observer;
         const auto interface = OpenModel();
-        vumodelapi::NumericInteger* volume = nullptr;
-        EXPECT_EQ(interface->getRootInterface()->connect(kVolume, &observer, volume), 0);
-        const std::int32_t status = volume->setValue(value);
+        vumodelapi::NumericInteger* integer = nullptr;
+        EXPECT_EQ(interface->getRootInterface()->connect(key, &observer, integer), 0);
+        const std::int32_t status = integer->setValue(value);
         if (status == kOk) {
             Advance(kSettle);
-            EXPECT_EQ(interface->getRootInterface()->disconnect(kVolume, &observer), 0);
+            EXPECT_EQ(interface->getRootInterface()->disconnect(key, &observer), 0);
         }
         return status;
     }
+
+    // The application is about to write to its serial port.
+    static void Answer() { AskStatus({{"op", "answering"}}); }
 
     // How many tuners the set has to show.
     std::int32_t CountTuners() {
@@ -424,6 +430,47 @@ TEST_F(RuledSet, AfterTheFinishThePartitionsAreReadOnlyAndSaved) {
     Mount("rw", "/zodata/factory");
     Advance(30000);
     EXPECT_EQ(Broken(), Rules{});
+}
+
+TEST_F(RuledSet, WhatIsToldToBeDoneIsSynced) {
+    std::vector<std::string> written;
+    m_hooks.written = [&] { return written; };
+    Answer();
+    EXPECT_EQ(SetInteger(kLed, 1), kOk);
+    EXPECT_EQ(Broken(), Rules{});
+    written = {"/var/local", "/mnt/usb/sda1"};
+    Answer();
+    const auto row = nlohmann::json::parse(Ctl({"violations"}));
+    EXPECT_EQ(row["call"], "answer");
+    EXPECT_NE(row["expected"].get<std::string>().find("/var/local, /mnt/usb/sda1"), std::string::npos);
+    EXPECT_EQ(Broken(), Rules{"synced-before-answer"});
+    EXPECT_EQ(SetInteger(kLed, 1), kOk);
+    EXPECT_EQ(Broken(), Rules{"synced-before-answer"});
+    EXPECT_EQ(SetVolume(20), kOk) << "no result of anything";
+    Ctl({"model", "set", kLed, "0"});
+    EXPECT_EQ(Broken(), Rules{});
+}
+
+TEST_F(RuledSet, ASyncThatDidNotSaveIsNotTheApplications) {
+    m_hooks.written = [] { return std::vector<std::string>{"/var/local"}; };
+    Ctl({"sync", "fail", "5", "--times", "1"});
+    AskStatus({{"op", "sync"}});
+    Answer();
+    bool room = false;
+    m_hooks.onSync = [&] { return room; };
+    AskStatus({{"op", "sync"}});
+    Answer();
+    EXPECT_EQ(Broken(), Rules{});
+    room = true;
+    AskStatus({{"op", "sync"}});
+    Answer();
+    EXPECT_EQ(Broken(), Rules{"synced-before-answer"});
+    room = false;
+    AskStatus({{"op", "sync"}});
+    TheMiddleware().PowerOff();
+    TheMiddleware().PowerOn();
+    Answer();
+    EXPECT_EQ(Broken(), Rules{"synced-before-answer"});
 }
 
 TEST_F(RuledSet, TheAuxiliaryLibraryIsInitialisedOnceAndFirst) {
