@@ -35,7 +35,8 @@ Millis DefaultTimeout(std::uint16_t command) {
 }
 
 bool MayRepeat(std::uint16_t command) {
-    return DefaultTimeout(command) <= Millis(6000) && command != id::kLeaveFactory;
+    const zel::CommandInfo* row = zel::FindCommand(command);
+    return row == nullptr || row->repeat == zel::RepeatRule::Harmless;
 }
 
 std::string DropReason(std::uint16_t command, const std::string& payload) {

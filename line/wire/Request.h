@@ -29,8 +29,7 @@ bool CarriesFileBytes(std::uint16_t id);
 // after the last byte at the earliest, because silence is what ends a burst for it.
 Millis DefaultTimeout(std::uint16_t id);
 
-// Whether a missing answer to `id` may be followed by sending it again: not where the first try may still be
-// running, or where the set would do a thing twice.
+// Whether a missing answer to `id` may be followed by sending it again: not where the set would do one thing more.
 bool MayRepeat(std::uint16_t id);
 
 // Why the set may have left the command with this payload unanswered, as far as its own rules tell; empty when

@@ -51,11 +51,33 @@ enum class CommandGroup : std::uint8_t {
     Finish
 };
 
+// What it does to a set to be asked again, because its answer did not arrive, for what it may have done already.
+enum class RepeatRule : std::uint8_t {
+    Harmless,  // it is as it was after the first time
+    Counts     // it does one thing more: another chunk, another end
+};
+
+// What a command changes, where its answer is a status, or reads, where its answer is data, of what the line can
+// change. Commands of one subject depend on each other's order, those of different subjects do not.
+enum class Subject : std::uint8_t {
+    Nothing,
+    SerialNumber,
+    MacAddress,
+    Input,
+    Backlight,
+    Volume,
+    Led,
+    Panel,
+    Whole  // it says what came of all that was asked before, ends the link, or its answer also comes unasked
+};
+
 struct CommandInfo {
     std::uint16_t id;
     CommandGroup group;
     PayloadRule payload;
     ReplyRule reply;
+    RepeatRule repeat;
+    Subject subject;
     AnswerForm answer;               // a refused chunk is answered with a status, whatever its file's answer is
     std::uint16_t answerTime;        // milliseconds after the last byte within which an answer comes, if any does
     std::string_view name;           // short name, empty for ignored ids
@@ -78,6 +100,8 @@ using namespace std::string_view_literals;
 using G = CommandGroup;
 using P = PayloadRule;
 using R = ReplyRule;
+using N = RepeatRule;  // N::Harmless, N::Counts
+using S = Subject;
 using F = AnswerForm;
 
 constexpr std::uint16_t kSoon = 3000;            // the set answers 0.5 s after the last byte at the earliest
@@ -103,118 +127,118 @@ constexpr std::string_view kExampleFile = "key"sv;              // a whole file 
 constexpr std::string_view kExampleCrc = "\x8A\x90\xAB\xA9"sv;  // its CRC-32
 
 constexpr CommandInfo Ignored(std::uint16_t id) {
-    return {id, G::Ignored, P::Any, R::None, F::None, kSoon, "", "", "", "", ""};
+    return {id, G::Ignored, P::Any, R::None, N::Harmless, S::Nothing, F::None, kSoon, "", "", "", "", ""};
 }
 
 // clang-format off
 inline constexpr std::array<CommandInfo, kCommandCount> kRows = {{
-    {0x1273, G::Link, P::Any, R::Status, F::Status, kSoon, "connect",
+    {0x1273, G::Link, P::Any, R::Status, N::Harmless, S::Nothing, F::Status, kSoon, "connect",
      "none", "status 0; ends the ready frames", "", kSucceeded},
-    {0x1274, G::Record, P::NotEmpty, R::Status, F::Status, kSoon, "write PCB serial number",
+    {0x1274, G::Record, P::NotEmpty, R::Status, N::Harmless, S::SerialNumber, F::Status, kSoon, "write PCB serial number",
      "1 to 64 characters", "status", "AB12", kSucceeded},
-    {0x1275, G::Record, P::Any, R::Data, F::TextOrNothing, kSoon, "read PCB serial number",
+    {0x1275, G::Record, P::Any, R::Data, N::Harmless, S::SerialNumber, F::TextOrNothing, kSoon, "read PCB serial number",
      "none", "the characters; empty when there is none", "", "AB12"},
     Ignored(0x1276),
-    {0x1277, G::Link, P::Any, R::Data, F::Empty, kSoon, "empty query",
+    {0x1277, G::Link, P::Any, R::Data, N::Harmless, S::Nothing, F::Empty, kSoon, "empty query",
      "none", "answer without data", "", ""},
-    {0x1278, G::Address, P::MacText, R::Status, F::Status, kSoon, "write MAC address",
+    {0x1278, G::Address, P::MacText, R::Status, N::Harmless, S::MacAddress, F::Status, kSoon, "write MAC address",
      "17 characters, such as 00:11:22:33:44:55", "status", "00:11:22:33:44:55", kSucceeded},
-    {0x1279, G::Address, P::Any, R::Data, F::TextOrUnreadable, kSoon, "read MAC address",
+    {0x1279, G::Address, P::Any, R::Data, N::Harmless, S::MacAddress, F::TextOrUnreadable, kSoon, "read MAC address",
      "none", "the characters; one byte 0x01 when it cannot be read", "", "00:11:22:33:44:55"},
-    {0x127A, G::Link, P::Any, R::Failure, F::Status, kSoon, "not supported",
+    {0x127A, G::Link, P::Any, R::Failure, N::Harmless, S::Nothing, F::Status, kSoon, "not supported",
      "none", "status 1", "", kFailed},
-    {0x127B, G::Address, P::Any, R::Data, F::TextOrUnreadable, kSoon, "read Wi-Fi MAC address",
+    {0x127B, G::Address, P::Any, R::Data, N::Harmless, S::Nothing, F::TextOrUnreadable, kSoon, "read Wi-Fi MAC address",
      "none", "the characters; one byte 0x01 when it cannot be read", "", "00:11:22:33:44:55"},
     Ignored(0x127C),
-    {0x127D, G::Link, P::Any, R::Data, F::Empty, kSoon, "empty query",
+    {0x127D, G::Link, P::Any, R::Data, N::Harmless, S::Nothing, F::Empty, kSoon, "empty query",
      "none", "answer without data", "", ""},
     Ignored(0x127E),
-    {0x127F, G::Link, P::Any, R::Data, F::Empty, kSoon, "empty query",
+    {0x127F, G::Link, P::Any, R::Data, N::Harmless, S::Nothing, F::Empty, kSoon, "empty query",
      "none", "answer without data", "", ""},
-    {0x1280, G::Link, P::Any, R::Data, F::Empty, kSoon, "empty query",
+    {0x1280, G::Link, P::Any, R::Data, N::Harmless, S::Nothing, F::Empty, kSoon, "empty query",
      "none", "answer without data", "", ""},
-    {0x1281, G::Key, P::KeyChunk, R::Deferred, F::Status, kInstallTime, "HDCP 1.4 key chunk",
+    {0x1281, G::Key, P::KeyChunk, R::Deferred, N::Counts, S::Whole, F::Status, kInstallTime, "HDCP 1.4 key chunk",
      kChunk, kKeyAnswered, kExampleFile, kSucceeded},
-    {0x1282, G::Key, P::Any, R::KeyData, F::Bits32Big, kSoon, "HDCP 1.4 key checksum",
+    {0x1282, G::Key, P::Any, R::KeyData, N::Harmless, S::Nothing, F::Bits32Big, kSoon, "HDCP 1.4 key checksum",
      "none", kLastCrc, "", kExampleCrc},
-    {0x1283, G::Key, P::KeyChunk, R::Deferred, F::Status, kInstallTime, "HDCP 2.2 key chunk",
+    {0x1283, G::Key, P::KeyChunk, R::Deferred, N::Counts, S::Whole, F::Status, kInstallTime, "HDCP 2.2 key chunk",
      kChunk, kKeyAnswered, kExampleFile, kSucceeded},
-    {0x1284, G::Key, P::Any, R::KeyData, F::Bits32Big, kSoon, "HDCP 2.2 key checksum",
+    {0x1284, G::Key, P::Any, R::KeyData, N::Harmless, S::Nothing, F::Bits32Big, kSoon, "HDCP 2.2 key checksum",
      "none", kLastCrc, "", kExampleCrc},
-    {0x1285, G::Key, P::KeyChunk, R::Deferred, F::Status, kInstallTime, "CI+ key chunk",
+    {0x1285, G::Key, P::KeyChunk, R::Deferred, N::Counts, S::Whole, F::Status, kInstallTime, "CI+ key chunk",
      kChunk, kKeyAnswered, kExampleFile, kSucceeded},
-    {0x1286, G::Key, P::Any, R::KeyData, F::Bits32Big, kSoon, "CI+ key checksum",
+    {0x1286, G::Key, P::Any, R::KeyData, N::Harmless, S::Nothing, F::Bits32Big, kSoon, "CI+ key checksum",
      "none", kLastCrc, "", kExampleCrc},
-    {0x1287, G::Board, P::Any, R::Status, F::Status, kSoon, "acknowledge",
+    {0x1287, G::Board, P::Any, R::Status, N::Harmless, S::Nothing, F::Status, kSoon, "acknowledge",
      "any", "status 0; also the id of key press reports", "", kSucceeded},
-    {0x1288, G::Input, P::Any, R::Status, F::Status, kSourceTime, "source check",
+    {0x1288, G::Input, P::Any, R::Status, N::Harmless, S::Input, F::Status, kSourceTime, "source check",
      "input name, such as HDMI1, DTV-C, YPBPR1", "status", "HDMI1", kSucceeded},
-    {0x1289, G::Link, P::Any, R::Status, F::Status, kSoon, "acknowledge",
+    {0x1289, G::Link, P::Any, R::Status, N::Harmless, S::Nothing, F::Status, kSoon, "acknowledge",
      "any", "status 0", "", kSucceeded},
-    {0x128A, G::Input, P::Any, R::Status, F::Status, kSoon, "CI module detected",
+    {0x128A, G::Input, P::Any, R::Status, N::Harmless, S::Nothing, F::Status, kSoon, "CI module detected",
      "none", "status 0 when at least one module is in", "", kSucceeded},
-    {0x128B, G::Link, P::Any, R::Status, F::Status, kSoon, "acknowledge",
+    {0x128B, G::Link, P::Any, R::Status, N::Harmless, S::Nothing, F::Status, kSoon, "acknowledge",
      "any", "status 0", "", kSucceeded},
-    {0x128C, G::Link, P::Any, R::Status, F::Status, kSoon, "acknowledge",
+    {0x128C, G::Link, P::Any, R::Status, N::Harmless, S::Nothing, F::Status, kSoon, "acknowledge",
      "any", "status 0", "", kSucceeded},
-    {0x128D, G::Picture, P::Any, R::Status, F::Status, kSoon, "backlight full",
+    {0x128D, G::Picture, P::Any, R::Status, N::Harmless, S::Backlight, F::Status, kSoon, "backlight full",
      "none", "status 0", "", kSucceeded},
-    {0x128E, G::Picture, P::Any, R::Status, F::Status, kSoon, "backlight off",
+    {0x128E, G::Picture, P::Any, R::Status, N::Harmless, S::Backlight, F::Status, kSoon, "backlight off",
      "none", "status 0", "", kSucceeded},
-    {0x128F, G::Picture, P::Any, R::StatusTwice, F::Status, kSoon, "backlight full",
+    {0x128F, G::Picture, P::Any, R::StatusTwice, N::Harmless, S::Backlight, F::Status, kSoon, "backlight full",
      "none", "status 0, sent twice", "", kSucceeded},
-    {0x1290, G::Link, P::Any, R::Status, F::Status, kSoon, "acknowledge",
+    {0x1290, G::Link, P::Any, R::Status, N::Harmless, S::Whole, F::Status, kSoon, "acknowledge",
      "any", "status 0; also sent for keys 105 and 106", "", kSucceeded},
-    {0x1291, G::Link, P::Any, R::Status, F::Status, kSoon, "acknowledge",
+    {0x1291, G::Link, P::Any, R::Status, N::Harmless, S::Nothing, F::Status, kSoon, "acknowledge",
      "any", "status 0", "", kSucceeded},
-    {0x1292, G::Radio, P::Any, R::Data, F::Byte, kSoon, "Wi-Fi test progress",
+    {0x1292, G::Radio, P::Any, R::Data, N::Harmless, S::Nothing, F::Byte, kSoon, "Wi-Fi test progress",
      "none", "one byte: 101 minus the pass count", "", "\x64"},
-    {0x1293, G::Network, P::Any, R::Status, F::Status, kSoon, "wired network up",
+    {0x1293, G::Network, P::Any, R::Status, N::Harmless, S::Nothing, F::Status, kSoon, "wired network up",
      "none", "status 0 when the set has an address", "", kSucceeded},
-    {0x1294, G::Radio, P::Any, R::Status, F::Status, kBluetoothTime, "Bluetooth search",
+    {0x1294, G::Radio, P::Any, R::Status, N::Harmless, S::Nothing, F::Status, kBluetoothTime, "Bluetooth search",
      "none", "status 0 when a device was found", "", kSucceeded},
-    {0x1295, G::Picture, P::Any, R::Data, F::Byte, kSoon, "read backlight",
+    {0x1295, G::Picture, P::Any, R::Data, N::Harmless, S::Backlight, F::Byte, kSoon, "read backlight",
      "none", "one byte, 0 to 100", "", "\x64"},
-    {0x1296, G::Record, P::Any, R::Data, F::Bits32Little, kSoon, "read running time",
+    {0x1296, G::Record, P::Any, R::Data, N::Harmless, S::Nothing, F::Bits32Little, kSoon, "read running time",
      "none", "running time as 4 bytes little-endian; 10 when unknown or 0", "", "\x2C\x01\0\0"sv},
-    {0x1297, G::Record, P::Any, R::Data, F::Text, kSoon, "read software version",
+    {0x1297, G::Record, P::Any, R::Data, N::Harmless, S::Nothing, F::Text, kSoon, "read software version",
      "none", "the characters after the first dot", "", "2.3"},
-    {0x1298, G::Record, P::NotEmpty, R::Status, F::Status, kSoon, "write test result",
+    {0x1298, G::Record, P::NotEmpty, R::Status, N::Harmless, S::Whole, F::Status, kSoon, "write test result",
      "1 to 64 characters", "status", "PASS", kSucceeded},
-    {0x1299, G::Link, P::Any, R::None, F::LinkClosing, kSoon, "leave factory mode",
+    {0x1299, G::Link, P::Any, R::None, N::Counts, S::Whole, F::LinkClosing, kSoon, "leave factory mode",
      "none", "none; the link stops", "", ""},
-    {0x129A, G::Finish, P::Any, R::Status, F::Status, kFinishTime, "factory finish",
+    {0x129A, G::Finish, P::Any, R::Status, N::Counts, S::Whole, F::Status, kFinishTime, "factory finish",
      "none", "status, within about 20 s", "", kSucceeded},
-    {0x129B, G::Finish, P::Any, R::Status, F::Status, kFinishTime, "factory finish",
+    {0x129B, G::Finish, P::Any, R::Status, N::Counts, S::Whole, F::Status, kFinishTime, "factory finish",
      "none", "status, within about 20 s", "", kSucceeded},
-    {0x129C, G::Board, P::NotEmpty, R::Status, F::Status, kSoon, "USB port check",
+    {0x129C, G::Board, P::NotEmpty, R::Status, N::Harmless, S::Nothing, F::Status, kSoon, "USB port check",
      "USB1 to USB4", "status 0 with at least that many marked sticks", "USB1", kSucceeded},
-    {0x129D, G::Address, P::NotEmpty, R::Status, F::Status, kSoon, "write MAC address, tagged",
+    {0x129D, G::Address, P::NotEmpty, R::Status, N::Harmless, S::MacAddress, F::Status, kSoon, "write MAC address, tagged",
      "MAC= and the address", "status", "MAC=00:11:22:33:44:55", kSucceeded},
-    {0x129E, G::Network, P::NotEmpty, R::DataByText, F::TextOrUnreadable, kSoon, "named query",
+    {0x129E, G::Network, P::NotEmpty, R::DataByText, N::Harmless, S::MacAddress, F::TextOrUnreadable, kSoon, "named query",
      "MAC, WIFIMAC, SN, DEVICEID, TVID, ESN, UL or ETH_IP", "the text; one byte 0x01 when it cannot be read", "ETH_IP", "192.168.1.20"},
-    {0x129F, G::Sound, P::VolumeByte, R::Status, F::Status, kSoon, "set main volume",
+    {0x129F, G::Sound, P::VolumeByte, R::Status, N::Harmless, S::Volume, F::Status, kSoon, "set main volume",
      "one byte, 0 to 100", "status 0", "\x14", kSucceeded},
-    {0x12A0, G::Board, P::Any, R::Status, F::Status, kSoon, "LED colour",
+    {0x12A0, G::Board, P::Any, R::Status, N::Harmless, S::Led, F::Status, kSoon, "LED colour",
      "RED_ON, RED_OFF, GREEN_ON or GREEN_OFF", "status", "RED_ON", kSucceeded},
-    {0x12A1, G::Key, P::KeyChunk, R::Deferred, F::Status, kInstallTime, "ESN/ULPK/MAC file chunk",
+    {0x12A1, G::Key, P::KeyChunk, R::Deferred, N::Counts, S::Whole, F::Status, kInstallTime, "ESN/ULPK/MAC file chunk",
      kChunk, kKeyboxAnswered, kExampleFile, kSucceeded},
-    {0x12A2, G::Key, P::KeyChunk, R::Deferred, F::Status, kInstallTime, "Widevine keybox chunk",
+    {0x12A2, G::Key, P::KeyChunk, R::Deferred, N::Counts, S::Whole, F::Status, kInstallTime, "Widevine keybox chunk",
      kChunk, kKeyAnswered, kExampleFile, kSucceeded},
-    {0x12A3, G::Key, P::Any, R::KeyData, F::Bits32Big, kSoon, "ESN/ULPK/MAC file checksum",
+    {0x12A3, G::Key, P::Any, R::KeyData, N::Harmless, S::Nothing, F::Bits32Big, kSoon, "ESN/ULPK/MAC file checksum",
      "none", kLastCrc, "", kExampleCrc},
-    {0x12A4, G::Key, P::Any, R::KeyData, F::Bits32Big, kSoon, "Widevine keybox checksum",
+    {0x12A4, G::Key, P::Any, R::KeyData, N::Harmless, S::Nothing, F::Bits32Big, kSoon, "Widevine keybox checksum",
      "none", kLastCrc, "", kExampleCrc},
-    {0x12A5, G::Board, P::Any, R::Status, F::Status, kPingTime, "panel, aspect and Ethernet",
+    {0x12A5, G::Board, P::Any, R::Status, N::Harmless, S::Panel, F::Status, kPingTime, "panel, aspect and Ethernet",
      "PANEL_VCC_ON, PANEL_VCC_OFF, PANEL_BL_ON, PANEL_BL_OFF, ASPECT=16_9, ASPECT=4_3, ASPECT=FULL or ETHPING= and an address", "status", "ASPECT=16_9", kSucceeded},
-    {0x12A6, G::Finish, P::Any, R::Status, F::Status, kFinishTime, "factory finish",
+    {0x12A6, G::Finish, P::Any, R::Status, N::Counts, S::Whole, F::Status, kFinishTime, "factory finish",
      "none", "status, within about 20 s", "", kSucceeded},
-    {0x12A7, G::Key, P::KeyChunk, R::Deferred, F::Bits32Big, kInstallTime, "configuration file chunk",
+    {0x12A7, G::Key, P::KeyChunk, R::Deferred, N::Counts, S::Whole, F::Bits32Big, kInstallTime, "configuration file chunk",
      kChunk, "CRC-32, 4 bytes big-endian, when written and checked; status 1 otherwise", kExampleFile, kExampleCrc},
     Ignored(0x12A8),
     Ignored(0x12A9),
     Ignored(0x12AA),
-    {0x12AB, G::Record, P::Any, R::Data, F::Bits32Little, kSoon, "read running time",
+    {0x12AB, G::Record, P::Any, R::Data, N::Harmless, S::Nothing, F::Bits32Little, kSoon, "read running time",
      "none", "running time as 4 bytes little-endian; 10 when unknown or 0", "", "\x2C\x01\0\0"sv},
     Ignored(0x12AC),
     Ignored(0x12AD),
@@ -223,17 +247,17 @@ inline constexpr std::array<CommandInfo, kCommandCount> kRows = {{
     Ignored(0x12B0),
     Ignored(0x12B1),
     Ignored(0x12B2),
-    {0x12B3, G::Key, P::KeyChunk, R::Deferred, F::Status, kInstallTime, "Netflix key chunk",
+    {0x12B3, G::Key, P::KeyChunk, R::Deferred, N::Counts, S::Whole, F::Status, kInstallTime, "Netflix key chunk",
      kChunk, kKeyAnswered, kExampleFile, kSucceeded},
-    {0x12B4, G::Key, P::Any, R::KeyData, F::Bits32Big, kSoon, "Netflix key checksum",
+    {0x12B4, G::Key, P::Any, R::KeyData, N::Harmless, S::Nothing, F::Bits32Big, kSoon, "Netflix key checksum",
      "none", kLastCrc, "", kExampleCrc},
     Ignored(0x12B5),
     Ignored(0x12B6),
     Ignored(0x12B7),
     Ignored(0x12B8),
-    {0x12B9, G::Key, P::KeyChunk, R::Deferred, F::Status, kInstallTime, "CI+ ECP key chunk",
+    {0x12B9, G::Key, P::KeyChunk, R::Deferred, N::Counts, S::Whole, F::Status, kInstallTime, "CI+ ECP key chunk",
      kChunk, kKeyAnswered, kExampleFile, kSucceeded},
-    {0x12BA, G::Key, P::Any, R::KeyData, F::Bits32Big, kSoon, "CI+ ECP key checksum",
+    {0x12BA, G::Key, P::Any, R::KeyData, N::Harmless, S::Nothing, F::Bits32Big, kSoon, "CI+ ECP key checksum",
      "none", kLastCrc, "", kExampleCrc},
 }};
 // clang-format on
@@ -255,6 +279,11 @@ inline constexpr const std::array<CommandInfo, kCommandCount>& kCommandCatalogue
 // The row of `id`, null outside the command range. Any thread.
 constexpr const CommandInfo* FindCommand(std::uint32_t id) {
     return id < kFirstCommand || id > kLastCommand ? nullptr : &kCommandCatalogue[id - kFirstCommand];
+}
+
+// Whether the command changes its subject; it reads it otherwise.
+constexpr bool ChangesSubject(const CommandInfo& row) {
+    return row.subject != Subject::Nothing && (row.answer == AnswerForm::Status || row.subject == Subject::Whole);
 }
 
 // Whether a payload passes `rule`. KeyChunk lets any pass: its handler refuses, with a reply.

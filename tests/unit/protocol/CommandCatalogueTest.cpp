@@ -38,6 +38,35 @@ TEST(CommandCatalogue, IgnoredIdsHaveNeitherNameNorAnswer) {
     }
 }
 
+TEST(CommandCatalogue, WhatIsNotHarmlessToRepeatIsAFileOrAnEnd) {
+    for (const CommandInfo& row : kCommandCatalogue) {
+        SCOPED_TRACE(row.id);
+        const bool isFile = row.payload == PayloadRule::KeyChunk;
+        const bool isEnd = row.group == CommandGroup::Finish || row.id == command::kLeaveFactory;
+        EXPECT_EQ(row.repeat == RepeatRule::Counts, isFile || isEnd);
+        const bool isVerdict = row.id == command::kWriteTestResult;
+        EXPECT_EQ(row.subject == Subject::Whole, isFile || isEnd || isVerdict || row.id == command::kConfirmedKey);
+        if (row.answer == AnswerForm::Empty || row.group == CommandGroup::Ignored) {
+            EXPECT_EQ(row.subject, Subject::Nothing);
+        }
+    }
+}
+
+TEST(CommandCatalogue, ASubjectThatIsReadIsChangedByAnotherCommand) {
+    std::set<Subject> changed;
+    std::set<Subject> read;
+    for (const CommandInfo& row : kCommandCatalogue) {
+        if (row.subject != Subject::Nothing) {
+            (ChangesSubject(row) ? changed : read).insert(row.subject);
+        }
+        EXPECT_FALSE(ChangesSubject(row) && IsData(row)) << row.id;
+    }
+    EXPECT_EQ(read, (std::set{Subject::SerialNumber, Subject::MacAddress, Subject::Backlight}));
+    for (const Subject subject : read) {
+        EXPECT_EQ(changed.count(subject), 1U);
+    }
+}
+
 TEST(CommandCatalogue, TheFormOfTheAnswerFitsTheReply) {
     for (const CommandInfo& row : kCommandCatalogue) {
         SCOPED_TRACE(row.id);
