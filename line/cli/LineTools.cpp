@@ -45,43 +45,54 @@ const char* RoleWord(const UartFrame& frame) {
 
 constexpr Millis kUnansweredPause{700};  // longer than the silence that ends a burst for the set
 
-// The request of a burst that an answer belongs to; the last one when none has its id.
-const UartFrame& RequestOf(const RecordedBurst& burst, const UartFrame& answer) {
-    const auto asked = std::find_if(burst.requests.begin(), burst.requests.end(), [&](const UartFrame& request) {
-        return request.CommandId() == answer.CommandId();
-    });
-    return asked == burst.requests.end() ? burst.requests.back() : *asked;
+// The request of a burst that one of `answers` belongs to, as far as none is missing; the last one when none has
+// its id.
+const UartFrame& RequestOf(const RecordedBurst& burst, const std::vector<UartFrame>& answers, std::size_t which) {
+    const auto isSame = [&](const UartFrame& frame) { return frame.CommandId() == answers[which].CommandId(); };
+    auto before = std::count_if(answers.begin(), answers.begin() + static_cast<std::ptrdiff_t>(which), isSame);
+    const UartFrame* request = &burst.requests.back();
+    for (const UartFrame& asked : burst.requests) {
+        if (isSame(asked)) {
+            request = &asked;
+            if (before-- == 0) {
+                break;
+            }
+        }
+    }
+    return *request;
 }
 
 // Sends one burst as it was recorded, and returns what is answered.
 std::vector<UartFrame> SendAgain(Link& link, const RecordedBurst& burst, std::optional<Millis> given) {
     link.Send(burst.requests);
-    const Millis sent = link.Line().Now();
     Millis timeout = given.value_or(kUnansweredPause);
-    if (!burst.answers.empty() && !given) {
-        timeout = DefaultTimeout(burst.answers.back().CommandId());
-        timeout += Millis(100) * static_cast<int>(burst.requests.size());
+    for (const UartFrame& answer : burst.answers) {
+        timeout = given.value_or(std::max(timeout, DefaultTimeout(answer.CommandId())));
     }
     std::vector<UartFrame> answers;
+    Millis last = link.Line().Now();  // when something was heard last
     while (burst.answers.empty() || answers.size() < burst.answers.size()) {
-        const auto frame = link.Receive(sent + timeout);
+        const auto frame = link.Receive(last + timeout);
         if (!frame) {
             break;
         }
         if (RoleOf(*frame) == FrameRole::Answer) {
             answers.push_back(*frame);
+            last = link.Line().Now();
         }
     }
     return answers;
 }
 
-// Tells of one answer beside the recorded one; either may be missing, and of neither there is nothing to tell.
-Exit Compare(const Console& console, const RecordedBurst& burst, const UartFrame* then, const UartFrame* now) {
-    const UartFrame* any = then != nullptr ? then : now;
-    if (any == nullptr) {
-        return Exit::Success;
-    }
-    const UartFrame& asked = RequestOf(burst, *any);
+// Tells of one answer beside the recorded one; either may be missing.
+Exit Compare(const Console& console, const RecordedBurst& burst, const std::vector<UartFrame>& answers,
+             std::size_t which) {
+    const auto of = [&](const std::vector<UartFrame>& frames) {
+        return which < frames.size() ? &frames[which] : nullptr;
+    };
+    const UartFrame* then = of(burst.answers);
+    const UartFrame* now = of(answers);
+    const UartFrame& asked = RequestOf(burst, then != nullptr ? burst.answers : answers, which);
     const auto hex = [](const UartFrame* frame) {
         return frame == nullptr ? Json(nullptr) : Json(WireHex(*frame));
     };
@@ -135,9 +146,7 @@ Exit Replay(const Context& context) {
     for (const RecordedBurst& burst : bursts) {
         const auto answers = SendAgain(*session.link, burst, context.options.ForVerbs().timeout);
         for (std::size_t i = 0; i < std::max(answers.size(), burst.answers.size()); ++i) {
-            worst = Worse(worst,
-                          Compare(context.console, burst, i < burst.answers.size() ? &burst.answers[i] : nullptr,
-                                  i < answers.size() ? &answers[i] : nullptr));
+            worst = Worse(worst, Compare(context.console, burst, answers, i));
         }
     }
     return worst;

@@ -27,6 +27,7 @@ const OptionInfo kListenFor = {
     "--for", "MS", &Options::listenFor, "how long to listen; without it, until Ctrl-C", 1, 86400000};
 const OptionInfo kMarkdown = {"--markdown", "", &Options::markdown, "the whole protocol reference"};
 const OptionInfo kDryRun = {"--dry-run", "", &Options::dryRun, "print what would be sent, and send nothing"};
+const OptionInfo kOneByOne = {"--one-by-one", "", &Options::oneByOne, "ask each step alone"};
 const OptionInfo kReport = {"--report", "FILE", &Options::reports,
                             "write a report; .json, .xml (JUnit), .csv or .html"};
 const OptionInfo kSet = {"--set", "NAME=VALUE", &Options::variables, "the value of a plan's variable"};

@@ -27,6 +27,7 @@ struct Options {
     long listenFor = 0;  // ms; 0: without end
     bool markdown = false;
     bool dryRun = false;
+    bool oneByOne = false;
     std::vector<std::string> variables;  // NAME=VALUE
     std::vector<std::string> reports;
     std::string unit;
@@ -57,6 +58,7 @@ const std::vector<OptionInfo>& CommonOptions();
 extern const OptionInfo kListenFor;
 extern const OptionInfo kMarkdown;
 extern const OptionInfo kDryRun;
+extern const OptionInfo kOneByOne;
 extern const OptionInfo kReport;
 extern const OptionInfo kSet;
 extern const OptionInfo kUnit;

@@ -8,6 +8,7 @@
 #include "cli/Tools.h"
 #include "plan/PlanFile.h"
 #include "plan/PlanRun.h"
+#include "plan/Segments.h"
 #include "record/UnitRun.h"
 #include "report/RunReports.h"
 #include "report/RunTable.h"
@@ -64,34 +65,122 @@ std::optional<Plan> Load(const Context& context) {
     return problems.empty() ? std::optional(std::move(plan)) : std::nullopt;
 }
 
-void DryRun(const Console& console, const Plan& plan, const Settings& settings) {
-    bool inStep = false;
-    for (const Step& step : plan.steps) {
-        const Variables known = VariablesOf(step, plan.variables, {});
+// What the run would send, as if every step passed.
+class DryRun {
+  public:
+    DryRun(const Console& console, const Plan& plan, const Settings& settings)
+        : m_console(console), m_plan(plan), m_settings(settings), m_values{plan.variables, {}} {}
+
+    void Show(bool oneByOne) {
+        for (std::size_t number = 0; number < m_plan.steps.size();) {
+            const Segment segment = NextSegment(m_plan, number, m_values, m_settings);
+            if (segment.steps.size() > 1 && !oneByOne) {
+                number = ShowTogether(segment);
+            } else {
+                ShowAlone(number++);
+            }
+        }
+    }
+
+  private:
+    Variables Known(const Step& step) const { return VariablesOf(step, m_values.variables, {}); }
+
+    std::size_t ShowTogether(const Segment& segment) {
+        std::vector<BurstItem> items;
+        for (const SegmentStep& each : segment.steps) {
+            items.push_back(ItemOf(each.action, StepSettings(m_plan.steps[each.number], m_settings)));
+        }
+        const std::string bytes = fmt::format("{} bytes at most", Burst::MostBytes(items));
+        const std::string until =
+            segment.reason.empty() ? std::string() : fmt::format("; the next does not: {}", segment.reason);
+        ++m_bursts;
+        m_console.Result(
+            {{"v", 1},
+             {"type", "burst"},
+             {"burst", m_bursts},
+             {"steps", segment.steps.size()},
+             {"bytes", Burst::MostBytes(items)},
+             {"until", segment.reason}},
+            fmt::format("Burst {}: {} steps go out together, {}{}", m_bursts, segment.steps.size(), bytes, until));
+        const std::vector<UartFrame> frames = Burst::Frames(items);
+        auto frame = frames.begin();
+        std::size_t number = segment.steps.front().number;
+        for (const SegmentStep& each : segment.steps) {
+            for (; number < each.number; ++number) {
+                Show(number, "", {"left out by its condition"}, 0);
+            }
+            std::vector<std::string> lines;
+            if (!m_inStep) {
+                lines = {FrameLine(ConnectFrame()), FrameLine(FrameOf({kFences[0], "", 0, 0}))};
+            }
+            const auto tell = [&] { lines.push_back(FrameLine(*frame++)); };
+            while (frame->CommandId() != each.action.request.id) {
+                tell();
+            }
+            tell();
+            if (&each == &segment.steps.back()) {
+                while (frame != frames.end()) {
+                    tell();
+                }
+            }
+            Show(number++, each.action.verb, lines, m_bursts);
+            m_inStep = true;
+        }
+        return number;
+    }
+
+    void ShowAlone(std::size_t number) {
+        const Step& step = m_plan.steps[number];
         std::vector<std::string> lines;
-        std::string name = step.name;
-        std::string verb = fmt::format("{}", fmt::join(step.words, " "));
+        std::string verb;
         try {
-            name = Expand(name, known);
-            const Action action = StepAction(step, known);
+            const Action action = StepAction(step, Known(step));
             verb = action.verb;
-            lines = Preview(action, StepSettings(step, settings), inStep);
-            inStep = inStep || action.kind != Action::Kind::Leave;
+            lines = Preview(action, StepSettings(step, m_settings), m_inStep);
+            m_inStep = m_inStep || action.kind != Action::Kind::Leave;
         } catch (const Error&) {
             lines = {"depends on a value that an earlier step reads"};
         }
-        Json object = {{"v", 1}, {"type", "preview"}, {"name", name}, {"verb", verb}, {"sends", lines}};
-        std::string words = fmt::format("{}{}: {}", name, step.teardown ? " (teardown)" : "", verb);
+        Show(number, verb, lines, 0);
+    }
+
+    void Show(std::size_t number, std::string verb, const std::vector<std::string>& lines, int burst) {
+        const Step& step = m_plan.steps[number];
+        std::string name = step.name;
+        try {
+            name = Expand(name, Known(step));
+        } catch (const Error&) {  // it has a value that an earlier step reads
+            name = step.name;
+        }
+        verb = verb.empty() ? fmt::format("{}", fmt::join(step.words, " ")) : verb;
+        Json object = {{"v", 1},
+                       {"type", "preview"},
+                       {"name", name},
+                       {"verb", verb},
+                       {"burst", burst == 0 ? Json(nullptr) : Json(burst)},
+                       {"sends", lines}};
+        const std::string indent = burst == 0 ? "" : "  ";
+        std::string words = fmt::format("{}{}{}: {}", indent, name, step.teardown ? " (teardown)" : "", verb);
         if (!step.runIf.empty()) {
             words += fmt::format("   if {}", step.runIf);
             object["run_if"] = step.runIf;
         }
         for (const std::string& line : lines) {
-            words += "\n    " + line;
+            words += fmt::format("\n{}    {}", indent, line);
         }
-        console.Result(object, words);
+        m_console.Result(object, words);
+        if (!step.id.empty()) {
+            m_values.variables["step." + step.id] = StateWord(StepState::Passed);
+        }
     }
-}
+
+    const Console& m_console;
+    const Plan& m_plan;
+    const Settings& m_settings;
+    Values m_values;
+    int m_bursts = 0;
+    bool m_inStep = false;
+};
 
 std::string HostName() {
     std::array<char, 256> name{};
@@ -124,7 +213,7 @@ Exit RunPlan(const Context& context) {
         Fail(Exit::Unusable, "{} cannot run as it is; nothing was sent", options.words[0]);
     }
     if (options.dryRun) {
-        DryRun(console, *plan, settings);
+        DryRun(console, *plan, settings).Show(options.oneByOne);
         return Exit::Success;
     }
     CheckUnit(options, *plan);
@@ -142,7 +231,7 @@ Exit RunPlan(const Context& context) {
     RunTable table(console);
     std::vector<RunObserver*> observers = kept ? kept->Observers() : std::vector<RunObserver*>();
     observers.insert(observers.end(), {&table, &reports});
-    Exit status = ExecutePlan(*plan, *session.link, settings, observers, &progress).status;
+    Exit status = ExecutePlan(*plan, *session.link, settings, observers, &progress, options.oneByOne).status;
     for (const Error& error : kept ? kept->Problems() : std::vector<Error>()) {
         console.Fail(error);
         status = Worse(status, error.Status());

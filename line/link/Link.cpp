@@ -1,25 +1,15 @@
 #include "link/Link.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <array>
 
+#include "link/Fences.h"
 #include "protocol/CommandCatalogue.h"
 #include "protocol/FrameCodec.h"
 #include "wire/Answer.h"
 #include "wire/Error.h"
-#include "wire/Hex.h"
 
 namespace zelline {
-
-// What arrived while an answer was missing, for the message.
-struct Seen {
-    bool ready = false;
-    bool connected = false;
-    bool other = false;
-    bool noise = false;
-};
 
 namespace {
 
@@ -39,33 +29,15 @@ std::size_t WireBytes(Millis time) {
     return static_cast<std::size_t>(time.count() * 115200 / 10 / 1000);
 }
 
-std::string NoAnswerText(const Request& request, const AskOptions& options, const Seen& seen) {
-    const zel::CommandInfo* row = zel::FindCommand(request.id);
-    std::string text = fmt::format("no answer to {}{} within {}{} ms", IdText(request.id),
-                                   row == nullptr || row->name.empty() ? "" : fmt::format(" ({})", row->name),
-                                   options.retries == 0 ? "" : fmt::format("{} tries of ", options.retries + 1),
-                                   options.timeout.count());
-    const std::string dropped = DropReason(request.id, request.payload);
-    if (!dropped.empty()) {
-        return text + ": " + dropped;
-    }
-    if (seen.connected || seen.other) {
-        return text +
-               ": the set is alive, so it is still busy with this command (give it longer with --timeout), "
-               "or the frame was damaged on the line (--retries)";
-    }
-    if (seen.ready) {
-        return text + ": the set sends ready frames but does not hear us; check the line towards the set";
-    }
-    if (seen.noise) {
-        return text + ": only noise arrived; check ground, baud rate (115200) and that this is the factory port";
-    }
-    return text +
-           ": nothing arrived; check that the set is on and in factory mode, and the cable. A set that has "
-           "left factory mode stays silent, one that is in a long command answers after it";
-}
-
 }  // namespace
+
+void Mark::Take(const UartFrame& answer) {
+    if (answer.CommandId() == m_frames[m_answered].CommandId()) {
+        ++m_answered;
+    } else {
+        m_answered = answer.CommandId() == m_frames[0].CommandId() ? 1 : 0;
+    }
+}
 
 Link::Link(Transport& transport, std::vector<LineObserver*> observers)
     : m_transport(transport), m_observers(std::move(observers)) {}
@@ -152,7 +124,16 @@ void Link::Flush() {
 
 void Link::Abandon() {
     Flush();
-    m_inStep = false;
+    SetStep(false);
+}
+
+Mark Link::NextMark() {
+    return Mark({ConnectFrame(), FrameOf({kFences.at(m_marks++ % kFences.size()), "", 0, 0})});
+}
+
+void Link::SetStep(bool allAnswered) {
+    m_inStep = allAnswered;
+    m_missing = !allAnswered;
 }
 
 void Link::TakeIn() {
@@ -197,18 +178,14 @@ std::optional<UartFrame> Link::Receive(Millis deadline) {
     return frame;
 }
 
-std::optional<Answered> Link::Try(const Request& request, const AskOptions& options, bool connect, Seen& seen) {
-    std::vector<UartFrame> burst;
-    if (connect) {
-        burst.push_back(ConnectFrame());
-    }
+std::optional<Answered> Link::Try(const Request& request, const AskOptions& options, Mark mark, Seen& seen) {
+    std::vector<UartFrame> burst = mark.Frames();
     burst.push_back(FrameOf(request));
     const Millis start = m_transport.Now();
     if (!m_inStep) {
         Flush();
     }
     Send(burst);
-    bool behindConnect = connect;
     const Millis deadline = start + options.timeout;
     while (m_transport.Now() < deadline || !m_arrived.empty()) {
         const auto frame = Receive(std::min(deadline, m_transport.Now() + kShowWait));
@@ -225,16 +202,17 @@ std::optional<Answered> Link::Try(const Request& request, const AskOptions& opti
             }
             continue;
         }
-        if (behindConnect) {
-            behindConnect = frame->CommandId() != zel::command::kConnect;
-            seen.connected = seen.connected || !behindConnect;
+        if (!mark.IsPassed()) {
+            mark.Take(*frame);
+            seen.connected = seen.connected || frame->CommandId() == zel::command::kConnect;
             continue;
         }
         if (frame->CommandId() != request.id) {
             seen.other = true;
             continue;
         }
-        m_inStep = true;
+        // What is missing from before can come as long as no mark has kept it away.
+        SetStep(!mark.Frames().empty() || !m_missing);
         Answered answered;
         answered.frame = *frame;
         if (options.second) {
@@ -244,7 +222,7 @@ std::optional<Answered> Link::Try(const Request& request, const AskOptions& opti
         answered.elapsed = m_transport.Now() - start;
         return answered;
     }
-    seen.noise = seen.noise || m_noisy || !m_unparsed.empty();
+    seen.noise = seen.noise || HasHeardNoise();
     return std::nullopt;
 }
 
@@ -252,15 +230,18 @@ Answered Link::Ask(const Request& request, const AskOptions& options) {
     Seen seen;
     const Millis start = m_transport.Now();
     for (int attempt = 0; attempt <= options.retries; ++attempt) {
-        const bool connect = options.connect && !m_inStep && request.id != zel::command::kConnect;
-        if (auto answered = Try(request, options, connect, seen)) {
+        Mark mark;
+        if (options.connect && !m_inStep && request.id != zel::command::kConnect) {
+            mark = m_missing ? NextMark() : Mark({ConnectFrame()});
+        }
+        if (auto answered = Try(request, options, std::move(mark), seen)) {
             answered->tries = attempt + 1;
             answered->elapsed = m_transport.Now() - start;
             return *answered;
         }
-        m_inStep = false;
+        SetStep(false);
     }
-    throw Error(Exit::NoAnswer, NoAnswerText(request, options, seen));
+    throw Error(Exit::NoAnswer, NoAnswerText(request, options.retries + 1, options.timeout, seen));
 }
 
 }  // namespace zelline

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "link/Missing.h"
 #include "port/Transport.h"
 #include "protocol/RxParser.h"
 #include "protocol/UartFrame.h"
@@ -46,12 +47,30 @@ struct Answered {
     Millis elapsed{0};  // from the first byte sent, all tries
 };
 
+// Frames in front of a request whose answers show that what comes behind them answers the request, and nothing
+// that was asked before: they come one directly behind the other.
+class Mark {
+  public:
+    Mark() = default;
+    explicit Mark(std::vector<UartFrame> frames) : m_frames(std::move(frames)) {}
+
+    const std::vector<UartFrame>& Frames() const { return m_frames; }
+    bool IsPassed() const { return m_answered == m_frames.size(); }
+    // Takes the next answer that came, as long as the mark is not passed.
+    void Take(const UartFrame& answer);
+
+  private:
+    std::vector<UartFrame> m_frames;
+    std::size_t m_answered = 0;
+};
+
 // One session with one set.
 //
 // The first command of a session, and the first after a missing answer, goes out behind a connect in the same
 // burst. The set takes both in order and would have taken as long for one, so this costs no time; it ends the
 // ready frames where there are any; and since answers come in order, whatever arrives before the connect's
-// answer is a left-over of an earlier command and is not mistaken for this one's.
+// answer is a left-over of an earlier command and is not mistaken for this one's. Behind a missing answer, which
+// may still come, a fence follows the connect, each time another one: a connect may be answered late as well.
 //
 // In front of that burst go 73 zero bytes. A set to which a frame came damaged in its length may still be waiting
 // for up to 73 bytes, over any silence: it would take them out of this command, and carry out the old one late.
@@ -75,6 +94,16 @@ class Link {
     // The next Ask puts a connect in front again.
     void LoseStep() { m_inStep = false; }
 
+    // Whether nothing that was asked is still unanswered.
+    bool IsInStep() const { return m_inStep; }
+
+    // What goes in front of the next requests for certain that their answers are told from earlier ones: a connect
+    // and a fence.
+    Mark NextMark();
+
+    // All that was asked has been answered, or something has not. What AskTogether and Ask find out.
+    void SetStep(bool allAnswered);
+
     // What was being sent may have been cut short: ends whatever the set still waits for, and loses step.
     void Abandon();
 
@@ -87,6 +116,10 @@ class Link {
     // Whether the set has sent ready frames again after it had answered, as it does when it has restarted. The
     // next Ask then connects it again, and the question is asked anew.
     bool TakeRestart();
+    bool HasRestarted() const { return m_restarted; }
+
+    // Whether bytes have come that were no frame.
+    bool HasHeardNoise() const { return m_noisy || !m_unparsed.empty(); }
 
     // Ready frames are in order from here on: the set was told to leave.
     void ForgetAnswers() { m_answered.reset(); }
@@ -94,8 +127,7 @@ class Link {
     Transport& Line() { return m_transport; }
 
   private:
-    std::optional<Answered> Try(const Request& request, const AskOptions& options, bool connect,
-                                struct Seen& seen);
+    std::optional<Answered> Try(const Request& request, const AskOptions& options, Mark mark, Seen& seen);
     void Deliver(const UartFrame& frame);
     void FlushNoise();
 
@@ -107,6 +139,8 @@ class Link {
     std::optional<Millis> m_answered;  // when the set answered first
     bool m_restarted = false;
     bool m_inStep = false;
+    bool m_missing = false;  // an answer is, which may still come
+    std::size_t m_marks = 0;
     bool m_noisy = false;  // bytes that were no frame have come
 };
 

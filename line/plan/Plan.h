@@ -29,6 +29,7 @@ struct Step {
     Words words;     // the verb, variables not filled in
     Expectation expect;
     std::optional<Millis> within;  // the outcome must be there by then
+    std::optional<Millis> until;   // how long it is asked again for an answer that is not the expected one
     Settings settings;
     bool stopOnFailure = true;
     std::string runIf;
@@ -47,6 +48,12 @@ std::vector<std::string*> TextsOf(Step& step);
 
 // What has a value in a step: `variables` are the plan's and what was saved so far, under the names in `saved`.
 Variables VariablesOf(const Step& step, const Variables& variables, const std::set<std::string>& saved);
+
+// What has a value while a plan runs.
+struct Values {
+    Variables variables;
+    std::set<std::string> saved;  // names among them that steps have saved
+};
 
 struct Plan {
     std::string file;  // as the user named it
@@ -91,6 +98,7 @@ struct StepResult {
     Millis elapsed{0};
     std::string id;         // of the step in the plan; may be empty
     bool isNumber = false;  // the value
+    int burst = 0;          // the steps of one number went out together; 0: alone, or not at all
 };
 
 // "PASSED", "FAILED", or "ABORTED" when it was stopped before its end.

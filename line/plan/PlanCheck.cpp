@@ -144,6 +144,9 @@ class Checker {
             if (!action.stock.empty() && step.expect.status != Exit::Success) {
                 Fail(Exit::Unusable, "a step that takes an item from the stock expects success");
             }
+            if (step.until && (action.kind != Action::Kind::Ask || !MayRepeat(action.request.id))) {
+                Fail(Exit::Unusable, "'until' does not apply: '{}' is not harmless to repeat", action.verb);
+            }
         } else if (std::find(step.words.begin(), step.words.end(), kFromStock) != step.words.end()) {
             Fail(Exit::Unusable, "what the step takes from the stock must be known before the plan runs");
         } else if (FindVerb(step.words[0]) == nullptr) {

@@ -190,8 +190,8 @@ void ReadWords(const Section& section, Step& step) {
 }
 
 Step ReadStep(const Section& section, const Common& defaults, bool teardown) {
-    section.Allow({"name", "id", "run", "expect", "within", "timeout", "retries", "pace", "on-failure", "run-if",
-                   "save", "wait", "include"},
+    section.Allow({"name", "id", "run", "expect", "within", "until", "timeout", "retries", "pace", "on-failure",
+                   "run-if", "save", "wait", "include"},
                   "in a step");
     Step step;
     step.file = section.file;
@@ -208,6 +208,7 @@ Step ReadStep(const Section& section, const Common& defaults, bool teardown) {
     step.save = section.Text("save").value_or("");
     step.wait = section.Time("wait", 0).value_or(Millis(0));
     step.within = section.Time("within", 1);
+    step.until = section.Time("until", 1);
     return step;
 }
 

@@ -6,13 +6,18 @@
 #include <algorithm>
 #include <cstdlib>
 #include <ctime>
+#include <optional>
 #include <regex>
-#include <set>
 
+#include "link/Burst.h"
+#include "plan/Segments.h"
 #include "wire/Error.h"
 
 namespace zelline {
 namespace {
+
+constexpr Millis kAskAgain{500};  // between two askings of a step with 'until'
+constexpr const char* kStopped = "stopped while it was under way";
 
 // Why the outcome is not what the step expects; empty when it is.
 std::string Mismatch(const Step& step, const Outcome& outcome, const Variables& variables) {
@@ -46,12 +51,6 @@ std::string Mismatch(const Step& step, const Outcome& outcome, const Variables& 
     }
     return {};
 }
-
-// What has a value while the plan runs.
-struct Values {
-    Variables variables;
-    std::set<std::string> saved;  // names among them that steps have saved
-};
 
 // The step's result before it has run.
 StepResult ResultOf(const Step& step, const Variables& variables) {
@@ -97,12 +96,13 @@ void Abandon(Link& link) {
 class PlanRunner {
   public:
     PlanRunner(const Plan& plan, Link& link, const Settings& settings, const std::vector<RunObserver*>& observers,
-               UploadProgress* progress)
+               UploadProgress* progress, bool oneByOne)
         : m_plan(plan),
           m_link(link),
           m_settings(settings),
           m_observers(observers),
           m_progress(progress),
+          m_oneByOne(oneByOne),
           m_result(NotYetRun(plan)),
           m_values{plan.variables, {}} {}
 
@@ -110,9 +110,17 @@ class PlanRunner {
         const Millis start = m_link.Line().Now();
         Tell([&](RunObserver& observer) { observer.RunBegins(m_result); });
         m_result.status = Exit::Success;
-        for (std::size_t number = 0; number < m_plan.steps.size(); ++number) {
+        for (std::size_t number = 0; number < m_plan.steps.size();) {
             const Step& step = m_plan.steps[number];
-            End(number, IsLeftOut(step) ? LeftOut(step) : Carry(number));
+            const bool isLeftOut = IsLeftOut(step);
+            const Segment segment =
+                isLeftOut || m_oneByOne ? Segment() : NextSegment(m_plan, number, m_values, m_settings);
+            if (segment.steps.size() > 1) {
+                number = CarryTogether(segment);
+            } else {
+                End(number, isLeftOut ? LeftOut(step) : Carry(number));
+                ++number;
+            }
         }
         m_result.elapsed = m_link.Line().Now() - start;
         Tell([&](RunObserver& observer) { observer.RunEnded(m_result); });
@@ -139,6 +147,13 @@ class PlanRunner {
         return result;
     }
 
+    StepResult Skipped(const Step& step) const {
+        StepResult result = ResultOf(step, Known(step));
+        result.state = StepState::Skipped;
+        result.words = fmt::format("run only if {}", step.runIf);
+        return result;
+    }
+
     StepResult Carry(std::size_t number) {
         const Step& step = m_plan.steps[number];
         const Variables variables = Known(step);
@@ -146,31 +161,145 @@ class PlanRunner {
         const Millis start = m_link.Line().Now();
         try {
             if (!step.runIf.empty() && !Holds(step.runIf, variables)) {
-                result.state = StepState::Skipped;
-                result.words = fmt::format("run only if {}", step.runIf);
-                return result;
+                return Skipped(step);
             }
             const Action action = StepAction(step, variables);
             result.verb = action.verb;
             Tell([&](RunObserver& observer) { observer.StepBegins(number, action); });
             Wait(m_link.Line(), step.wait, m_progress);
             RefuseRestart(m_link);
-            const Outcome outcome = Perform(m_link, action, StepSettings(step, m_settings), m_progress);
-            result.tries = outcome.tries;
-            result.elapsed = outcome.elapsed;
-            RefuseRestart(m_link);
-            Judge(step, outcome, variables, result);
+            Ask(step, action, result);
+            AskUntilItFits(step, action, m_link.Line().Now() - result.elapsed, result);
         } catch (const Error& error) {
-            const bool interrupted = error.Status() == Exit::Interrupted;
-            result.state = interrupted ? StepState::NotRun : StepState::Failed;
-            result.status = error.Status();
-            result.words = interrupted ? "stopped while it was under way" : error.what();
+            Break(error, result);
             result.elapsed = m_link.Line().Now() - start;
-            if (interrupted) {
-                Abandon(m_link);
-            }
         }
         return result;
+    }
+
+    void Ask(const Step& step, const Action& action, StepResult& result) {
+        const Outcome outcome = Perform(m_link, action, StepSettings(step, m_settings), m_progress);
+        result.tries += outcome.tries;
+        result.elapsed = outcome.elapsed;
+        RefuseRestart(m_link);
+        Judge(step, outcome, Known(step), result);
+    }
+
+    // As long as the step's `until` says, when it was asked at the time `since` and its answer did not fit.
+    void AskUntilItFits(const Step& step, const Action& action, Millis since, StepResult& result) {
+        const auto soFar = [&] { return m_link.Line().Now() - since; };
+        while (step.until && result.state == StepState::Failed && result.status != Exit::NoAnswer &&
+               soFar() + kAskAgain <= *step.until) {
+            Wait(m_link.Line(), kAskAgain, m_progress);
+            Ask(step, action, result);
+            result.elapsed = soFar();
+        }
+    }
+
+    // What an error makes of the step under way.
+    void Break(const Error& error, StepResult& result) {
+        const bool interrupted = error.Status() == Exit::Interrupted;
+        result.state = interrupted ? StepState::NotRun : StepState::Failed;
+        result.status = error.Status();
+        result.words = interrupted ? kStopped : error.what();
+        if (interrupted) {
+            Abandon(m_link);
+        }
+    }
+
+    // Asks the steps of a segment together. Returns the number of the step with which the run goes on.
+    std::size_t CarryTogether(const Segment& segment) {
+        std::vector<BurstItem> items;
+        for (const SegmentStep& each : segment.steps) {
+            items.push_back(ItemOf(each.action, StepSettings(m_plan.steps[each.number], m_settings)));
+        }
+        Burst burst(m_link, std::move(items));
+        std::optional<Error> broken;  // what ended it before its time
+        try {
+            for (const SegmentStep& each : segment.steps) {
+                Tell([&](RunObserver& observer) { observer.StepBegins(each.number, each.action); });
+            }
+            Wait(m_link.Line(), m_plan.steps[segment.steps.front().number].wait, m_progress);
+            RefuseRestart(m_link);
+            ++m_bursts;
+            burst.Ask([this](Millis elapsed) {
+                if (m_progress != nullptr) {
+                    m_progress->Waiting(elapsed);
+                }
+            });
+            RefuseRestart(m_link);
+        } catch (const Error& error) {
+            broken = error;
+        }
+        if (m_progress != nullptr) {
+            m_progress->End();
+        }
+        return EndTogether(segment, burst, broken);
+    }
+
+    std::size_t EndTogether(const Segment& segment, const Burst& burst, const std::optional<Error>& broken) {
+        // A port that takes no bytes is a missing answer; all else happened to the first step without one.
+        const bool isMissing = broken && broken->Status() == Exit::NoAnswer;
+        const std::vector<BurstReply>& replies = burst.Replies();
+        const auto hasNone = [](const BurstReply& reply) { return reply.frames.empty(); };
+        const auto firstWithout = std::find_if(replies.begin(), replies.end() - 1, hasNone);
+        const auto hit = static_cast<std::size_t>(firstWithout - replies.begin());
+        std::size_t number = segment.steps.front().number;
+        for (std::size_t i = 0; i < replies.size(); ++i) {
+            const SegmentStep& each = segment.steps[i];
+            for (; number < each.number; ++number) {
+                End(number, Skipped(m_plan.steps[number]));
+            }
+            const Step& step = m_plan.steps[each.number];
+            StepResult result = ResultOf(step, Known(step));
+            result.verb = each.action.verb;
+            result.tries = replies[i].tries;
+            result.elapsed = replies[i].gap;
+            result.burst = result.tries > 0 ? m_bursts : 0;
+            if (broken && !isMissing && i == hit) {
+                Break(*broken, result);
+            } else if (!replies[i].frames.empty()) {
+                JudgeAll(step, each.action, replies[i], result);
+                if (!broken) {
+                    GoOn(step, each.action, result);
+                }
+            } else if (broken && !isMissing) {
+                if (!m_lost && !m_aborted) {
+                    return number;  // the set has restarted, or nothing was sent: what is behind that is asked
+                                    // anew
+                }
+                result = LeftOut(step);
+                result.words = replies[i].tries > 0 ? kStopped : result.words;
+            } else {
+                Outcome outcome;
+                outcome.status = Exit::NoAnswer;
+                outcome.words = isMissing ? broken->what() : burst.Missing(i);
+                Judge(step, outcome, Known(step), result);
+            }
+            End(number++, std::move(result));
+        }
+        return number;
+    }
+
+    // Behind a burst, the step that is asked until its answer fits.
+    void GoOn(const Step& step, const Action& action, StepResult& result) {
+        try {
+            AskUntilItFits(step, action, m_link.Line().Now() - result.elapsed, result);
+        } catch (const Error& error) {
+            Break(error, result);
+        }
+    }
+
+    // Every answer of a reply must be one that the step expects.
+    void JudgeAll(const Step& step, const Action& action, const BurstReply& reply, StepResult& result) {
+        for (const UartFrame& frame : reply.frames) {
+            Outcome outcome = OutcomeOf(action, frame, reply.answers);
+            outcome.elapsed = reply.gap;
+            Judge(step, outcome, Known(step), result);
+            if (result.state == StepState::Failed) {
+                return;
+            }
+        }
     }
 
     // Whether the outcome is what the step expects, and what is saved of it.
@@ -213,8 +342,10 @@ class PlanRunner {
     const Settings& m_settings;
     const std::vector<RunObserver*>& m_observers;
     UploadProgress* m_progress;
+    bool m_oneByOne;
     PlanResult m_result;
     Values m_values;
+    int m_bursts = 0;
     bool m_stopped = false;  // by a step that failed
     bool m_aborted = false;  // by the user
     bool m_lost = false;     // nothing more can be asked, or the user will not wait for the teardown
@@ -238,8 +369,8 @@ PlanResult NotYetRun(const Plan& plan) {
 }
 
 PlanResult ExecutePlan(const Plan& plan, Link& link, const Settings& settings,
-                       const std::vector<RunObserver*>& observers, UploadProgress* progress) {
-    return PlanRunner(plan, link, settings, observers, progress).Run();
+                       const std::vector<RunObserver*>& observers, UploadProgress* progress, bool oneByOne) {
+    return PlanRunner(plan, link, settings, observers, progress, oneByOne).Run();
 }
 
 }  // namespace zelline

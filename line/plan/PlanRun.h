@@ -13,10 +13,11 @@ namespace zelline {
 // stopped.
 PlanResult NotYetRun(const Plan& plan);
 
-// `observers` are told of all of it. When the user wants to stop, the teardown steps still run; when that is said
-// again, they do not.
+// Steps go out together where they may (Segments.h), each alone with `oneByOne`. `observers` are told of all of
+// it. When the user wants to stop, the teardown steps still run; when that is said again, they do not.
 PlanResult ExecutePlan(const Plan& plan, Link& link, const Settings& settings,
-                       const std::vector<RunObserver*>& observers, UploadProgress* progress = nullptr);
+                       const std::vector<RunObserver*>& observers, UploadProgress* progress = nullptr,
+                       bool oneByOne = false);
 
 }  // namespace zelline
 

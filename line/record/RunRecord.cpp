@@ -40,6 +40,9 @@ std::string LimitsText(const Step& step) {
     if (step.within) {
         limits["within"] = step.within->count();
     }
+    if (step.until) {
+        limits["until"] = step.until->count();
+    }
     return JsonLine(limits);
 }
 
@@ -104,11 +107,12 @@ void RunRecord::StepEnded(std::size_t number, const StepResult& result) {
         const std::string begun = m_begun[number];
         const std::string now = TimeText();
         sql << "UPDATE step SET name = :name, verb = :verb, state = :state, status = :status, value = :value, "
-               "is_number = :is_number, words = :words, tries = :tries, ms = :ms, begun = :begun, ended = :ended "
+               "is_number = :is_number, words = :words, tries = :tries, burst = :burst, ms = :ms, begun = :begun, "
+               "ended = :ended "
                "WHERE run = :run AND number = :number",
             soci::use(name), soci::use(verb), soci::use(state), soci::use(status), soci::use(value),
-            soci::use(isNumber), soci::use(words), soci::use(result.tries), soci::use(ms), soci::use(begun),
-            soci::use(now), soci::use(m_plan.run), soci::use(row);
+            soci::use(isNumber), soci::use(words), soci::use(result.tries), soci::use(result.burst), soci::use(ms),
+            soci::use(begun), soci::use(now), soci::use(m_plan.run), soci::use(row);
     };
     Write([&] { m_store.Note(work); });
 }

@@ -13,7 +13,7 @@ constexpr char kRunColumns[] =
     "status "
     "FROM run ";
 constexpr char kStepColumns[] =
-    "SELECT name, id, verb, teardown, limits, ms, state, status, value, is_number, words, tries FROM step ";
+    "SELECT name, id, verb, teardown, limits, ms, state, status, value, is_number, words, tries, burst FROM step ";
 
 Exit StatusOf(int number) {
     const auto row = std::find_if(kExits.begin(), kExits.end(),
@@ -74,7 +74,7 @@ void LoadSteps(soci::session& sql, RecordedRun& run, const std::string& conditio
         (sql.prepare << kStepColumns + condition, soci::use(run.result.run), soci::into(row.name),
          soci::into(row.id), soci::into(row.verb), soci::into(teardown), soci::into(limits), soci::into(ms),
          soci::into(state), soci::into(status), soci::into(row.value), soci::into(isNumber), soci::into(row.words),
-         soci::into(row.tries));
+         soci::into(row.tries), soci::into(row.burst));
     select.execute();
     while (select.fetch()) {
         run.limits.push_back(limits);

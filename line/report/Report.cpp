@@ -49,6 +49,11 @@ std::string AsJunit(const PlanResult& result) {
         test.append_attribute("classname") = Printable(result.name).c_str();
         test.append_attribute("name") = Printable(step.name).c_str();
         test.append_attribute("time") = fmt::format("{:.3f}", Seconds(step.elapsed)).c_str();
+        if (step.burst > 0) {
+            pugi::xml_node property = test.append_child("properties").append_child("property");
+            property.append_attribute("name") = "burst";
+            property.append_attribute("value") = step.burst;
+        }
         if (step.state == StepState::Failed) {
             pugi::xml_node failure = test.append_child("failure");
             failure.append_attribute("type") = StatusWord(step.status);
@@ -67,6 +72,10 @@ std::string AsJunit(const PlanResult& result) {
     return text.str();
 }
 
+std::string BurstText(const StepResult& step) {
+    return step.burst == 0 ? std::string() : fmt::to_string(step.burst);
+}
+
 std::string CsvField(const std::string& text) {
     std::string field = "\"";
     for (const char c : Printable(text)) {
@@ -76,12 +85,12 @@ std::string CsvField(const std::string& text) {
 }
 
 std::string AsCsv(const PlanResult& result) {
-    std::string text = "step,verb,teardown,outcome,status,value,words,tries,ms\r\n";
+    std::string text = "step,verb,teardown,outcome,status,value,words,tries,ms,burst\r\n";
     for (const StepResult& step : result.steps) {
-        text += fmt::format("{},{},{},{},{},{},{},{},{}\r\n", CsvField(step.name), CsvField(step.verb),
+        text += fmt::format("{},{},{},{},{},{},{},{},{},{}\r\n", CsvField(step.name), CsvField(step.verb),
                             step.teardown ? "yes" : "no", StateWord(step.state),
                             step.HasRun() ? StatusWord(step.status) : "", CsvField(step.value),
-                            CsvField(step.words), step.tries, step.elapsed.count());
+                            CsvField(step.words), step.tries, step.elapsed.count(), BurstText(step));
     }
     return text;
 }
@@ -112,18 +121,19 @@ std::string AsHtml(const PlanResult& result) {
         ".skipped, .notrun {{ color: #777; }}\n"
         "</style></head><body>\n<h1>{0}: <span class=\"{1}\">{1}</span></h1>\n"
         "<p>{2}, begun {3}, {4:.1f} s, {5} of {6} steps passed.</p>\n"
-        "<table>\n<tr><th>Step</th><th>Verb</th><th>Result</th><th>Time</th><th>Value</th><th>What "
+        "<table>\n<tr><th>Step</th><th>Verb</th><th>Result</th><th>Burst</th><th>Time</th><th>Value</th><th>What "
         "happened</th></tr>\n",
         Escaped(result.name), verdict, Escaped(result.plan), result.started, Seconds(result.elapsed),
         CountOf(result, StepState::Passed), result.steps.size());
     for (const StepResult& step : result.steps) {
         const std::string state = StateWord(step.state);
         page += fmt::format(
-            "<tr><td>{}{}</td><td><code>{}</code></td><td class=\"{}\">{}</td><td class=\"n\">{:.2f} s</td>"
+            "<tr><td>{}{}</td><td><code>{}</code></td><td class=\"{}\">{}</td><td class=\"n\">{}</td><td "
+            "class=\"n\">{:.2f} s</td>"
             "<td>{}</td><td>{}</td></tr>\n",
             Escaped(step.name), step.teardown ? " (teardown)" : "", Escaped(step.verb),
-            state == "not run" ? "notrun" : state, state, Seconds(step.elapsed), Escaped(step.value),
-            Escaped(step.words));
+            state == "not run" ? "notrun" : state, state, BurstText(step), Seconds(step.elapsed),
+            Escaped(step.value), Escaped(step.words));
     }
     return page + "</table>\n</body></html>\n";
 }
@@ -172,6 +182,7 @@ Json StepJson(const StepResult& step) {
             {"value", step.isNumber ? Json(std::stoul(step.value)) : Json(step.value)},
             {"words", step.words},
             {"tries", step.tries},
+            {"burst", step.burst == 0 ? Json(nullptr) : Json(step.burst)},
             {"ms", step.elapsed.count()}};
 }
 

@@ -14,7 +14,7 @@ namespace zelline {
 namespace {
 
 constexpr std::size_t kNameWidth = 30;
-constexpr std::size_t kWhatAt = kNameWidth + 26;
+constexpr std::size_t kWhatAt = kNameWidth + 33;
 constexpr std::size_t kWhatWidth = 100 - kWhatAt;
 
 // Columns that a printable text takes: characters from Hangul on take two.
@@ -73,8 +73,9 @@ std::vector<std::string> Wrap(const std::string& text, std::size_t width) {
 std::string TableRow(std::size_t number, const StepResult& step) {
     const auto what = Wrap(Printable(step.words), kWhatWidth);
     std::string row =
-        fmt::format("{:>3}  {}  {:<7}  {:>6.2f} s  {}", number, Clip(Printable(step.name), kNameWidth),
-                    StateWord(step.state), Seconds(step.elapsed), what.front());
+        fmt::format("{:>3}  {}  {:<7}  {:>5}  {:>6.2f} s  {}", number, Clip(Printable(step.name), kNameWidth),
+                    StateWord(step.state), step.burst == 0 ? std::string() : fmt::to_string(step.burst),
+                    Seconds(step.elapsed), what.front());
     for (std::size_t i = 1; i < what.size(); ++i) {
         row += fmt::format("\n{:{}}{}", "", kWhatAt, what[i]);
     }
@@ -86,8 +87,8 @@ std::string TableRow(std::size_t number, const StepResult& step) {
 void RunTable::RunBegins(const PlanResult& planned) {
     if (!m_console.json) {
         m_console.out << planned.name << "\n\n"
-                      << fmt::format("{:>3}  {:<{}}  {:<7}  {:>8}  {}", "#", "Step", kNameWidth, "Result", "Time",
-                                     "What")
+                      << fmt::format("{:>3}  {:<{}}  {:<7}  {:>5}  {:>8}  {}", "#", "Step", kNameWidth, "Result",
+                                     "Burst", "Time", "What")
                       << std::endl;
     }
 }

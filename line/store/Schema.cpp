@@ -12,7 +12,7 @@ using Statements = std::vector<const char*>;
 
 // One entry for each version, in order; what stands here is never changed, only added to. Types and words are
 // those that SQLite and PostgreSQL share. Columns are never null: an empty text stands for nothing.
-const std::array<Statements, 2> kVersions = {{
+const std::array<Statements, 3> kVersions = {{
     // `digest` is an item's identity: SHA-256 of a key's content, an address itself. `content` is a key's bytes in
     // hexadecimal.
     {"CREATE TABLE item (digest TEXT PRIMARY KEY, type TEXT NOT NULL, name TEXT NOT NULL, content TEXT NOT NULL, "
@@ -34,6 +34,8 @@ const std::array<Statements, 2> kVersions = {{
      "ended TEXT NOT NULL DEFAULT '', ms BIGINT NOT NULL DEFAULT 0, state TEXT NOT NULL DEFAULT 'not run', "
      "status INTEGER NOT NULL DEFAULT 0, value TEXT NOT NULL DEFAULT '', is_number INTEGER NOT NULL DEFAULT 0, "
      "words TEXT NOT NULL, tries INTEGER NOT NULL DEFAULT 0, PRIMARY KEY (run, number))"},
+    // The number that the steps of a run which went out together share; 0 for one that went out alone.
+    {"ALTER TABLE step ADD COLUMN burst INTEGER NOT NULL DEFAULT 0"},
 }};
 
 }  // namespace

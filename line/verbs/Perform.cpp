@@ -41,28 +41,9 @@ Outcome PerformAsk(Link& link, const Action& action, const Settings& settings, U
         options.onWait = [progress](Millis elapsed) { progress->Waiting(elapsed); };
     }
     const Answered answered = link.Ask(action.request, options);
-    const Reading reading = ReadAnswer(answered.frame);
-
-    Outcome outcome;
-    outcome.status = reading.success ? Exit::Success : Exit::Failure;
-    outcome.words = reading.words;
-    outcome.hasValue = reading.type != ValueType::None;
-    outcome.value = reading.text;
+    Outcome outcome = OutcomeOf(action, answered.frame, answered.answers);
     outcome.tries = answered.tries;
     outcome.elapsed = answered.elapsed;
-    outcome.json["id"] = IdText(action.request.id);
-    outcome.isNumber = reading.type == ValueType::Number;
-    if (outcome.isNumber) {
-        outcome.json["value"] = reading.number;
-    } else if (outcome.hasValue) {
-        outcome.json["value"] = reading.text;
-    }
-    if (options.second) {
-        outcome.json["answers"] = answered.answers;
-        outcome.words +=
-            answered.answers == 2 ? ", answered twice as it should be" : ", answered once instead of twice";
-    }
-    outcome.json["payload"] = ToHex(answered.frame.payload.data(), answered.frame.length);
     return outcome;
 }
 
@@ -118,6 +99,33 @@ Outcome PerformUpload(Link& link, const Action& action, const Settings& settings
 
 }  // namespace
 
+BurstItem ItemOf(const Action& action, const Settings& settings) {
+    const AskOptions options = OptionsFor(action, settings);
+    return {action.request, options.second ? 2 : 1, options.timeout, options.retries};
+}
+
+Outcome OutcomeOf(const Action& action, const UartFrame& answer, int answers) {
+    const Reading reading = ReadAnswer(answer);
+    Outcome outcome;
+    outcome.status = reading.success ? Exit::Success : Exit::Failure;
+    outcome.words = reading.words;
+    outcome.hasValue = reading.type != ValueType::None;
+    outcome.value = reading.text;
+    outcome.json["id"] = IdText(action.request.id);
+    outcome.isNumber = reading.type == ValueType::Number;
+    if (outcome.isNumber) {
+        outcome.json["value"] = reading.number;
+    } else if (outcome.hasValue) {
+        outcome.json["value"] = reading.text;
+    }
+    if (OptionsFor(action, {}).second) {
+        outcome.json["answers"] = answers;
+        outcome.words += answers == 2 ? ", answered twice as it should be" : ", answered once instead of twice";
+    }
+    outcome.json["payload"] = ToHex(answer.payload.data(), answer.length);
+    return outcome;
+}
+
 Outcome Perform(Link& link, const Action& action, const Settings& settings, UploadProgress* progress) {
     Outcome outcome;
     const Millis start = link.Line().Now();
@@ -143,13 +151,14 @@ Outcome Perform(Link& link, const Action& action, const Settings& settings, Uplo
     return outcome;
 }
 
+std::string FrameLine(const UartFrame& frame) {
+    return fmt::format("{}   {}", WireHex(frame), Explain(frame));
+}
+
 std::vector<std::string> Preview(const Action& action, const Settings& settings, bool inStep) {
     if (!action.stock.empty()) {
         return {fmt::format("the unit's {} from the stock", action.stock)};
     }
-    const auto line = [](const UartFrame& frame) {
-        return fmt::format("{}   {}", WireHex(frame), Explain(frame));
-    };
     if (action.kind == Action::Kind::Upload) {
         const std::size_t size = LoadFile(action.path).size();
         return {fmt::format("{}: {}, {} bytes in {} chunks under {}", action.path, action.type->words, size,
@@ -158,9 +167,9 @@ std::vector<std::string> Preview(const Action& action, const Settings& settings,
     std::vector<std::string> lines;
     const bool first = !inStep && settings.connect;
     if (action.kind == Action::Kind::Leave || (first && action.request.id != zel::command::kConnect)) {
-        lines.push_back(line(ConnectFrame()));
+        lines.push_back(FrameLine(ConnectFrame()));
     }
-    lines.push_back(line(FrameOf(action.request)));
+    lines.push_back(FrameLine(FrameOf(action.request)));
     return lines;
 }
 

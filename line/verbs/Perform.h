@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "link/Burst.h"
 #include "link/Link.h"
 #include "link/Uploader.h"
 #include "verbs/Verbs.h"
@@ -36,6 +37,13 @@ struct Outcome {
 // Throws Error with Exit::Unusable when a file cannot be sent, with Exit::Port or Exit::Interrupted as the
 // transport does. A missing answer is an outcome and no exception.
 Outcome Perform(Link& link, const Action& action, const Settings& settings, UploadProgress* progress = nullptr);
+
+// An action of the kind Ask as part of a burst, and its outcome there.
+BurstItem ItemOf(const Action& action, const Settings& settings);
+Outcome OutcomeOf(const Action& action, const UartFrame& answer, int answers);
+
+// A frame in one line: its bytes, and in words.
+std::string FrameLine(const UartFrame& frame);
 
 // What Perform would send first, in words, one line per frame; `inStep` when an earlier action of the same session
 // was answered, which leaves out the connect in front.

@@ -1,3 +1,4 @@
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -168,6 +169,65 @@ TEST_F(Cli, DryRunShowsAConnectInFrontOfTheFirstStepOnly) {
         }
     }
     EXPECT_EQ(sent, (std::vector<std::string>{"0x1273", "0x1297", "0x128A", "0x1273", "0x1299"}));
+}
+
+TEST_F(Cli, ADryRunShowsWhatGoesOutTogether) {
+    const std::string plan = m_folder.Write(
+        "plan.toml",
+        "[defaults]\non-failure = \"continue\"\n[[step]]\nrun = \"led red on\"\n[[step]]\nrun = \"cam\"\n"
+        "[[step]]\nrun = \"led green on\"\n[[step]]\nrun = \"result PASS\"\nrun-if = \"${step.all} == passed\"\n");
+    EXPECT_EQ(Run({"run", plan, "--dry-run"}), 0);
+    EXPECT_THAT(m_out.str(),
+                HasSubstr("Burst 1: 3 steps go out together, 141 bytes at most; the next does not: it "
+                          "needs ${step.all}, which is not known before"));
+    EXPECT_EQ(Run({"run", plan, "--dry-run", "--json"}), 0);
+    std::vector<std::string> sent;
+    std::istringstream lines(m_out.str());
+    for (std::string line; std::getline(lines, line);) {
+        const Json object = Json::parse(line);
+        for (const Json& frame : object.value("sends", Json::array())) {
+            sent.push_back(fmt::format("{} {}", object["burst"].dump(), frame.get<std::string>().substr(6, 5)));
+        }
+    }
+    EXPECT_THAT(sent, testing::ElementsAre("1 12 73", "1 12 77", "1 12 A0", "1 12 8A", "1 12 A0", "1 12 77",
+                                           "null 12 98"));
+    EXPECT_EQ(Run({"run", plan, "--dry-run", "--one-by-one"}), 0);
+    EXPECT_THAT(m_out.str(), testing::Not(HasSubstr("Burst")));
+}
+
+TEST_F(Cli, StepsGoOutTogetherUnlessTheyAreToGoOneByOne) {
+    const std::string plan = m_folder.Write(
+        "plan.toml",
+        "[defaults]\non-failure = \"continue\"\n[[step]]\nrun = \"version\"\n[[step]]\nrun = \"led red on\"\n"
+        "[[step]]\nrun = \"led green on\"\n");
+    m_set.texts[0x1297] = "2.5";
+    const std::string trace = m_folder.At("t.jsonl");
+    const auto sent = [&] {
+        std::vector<std::string> ids;
+        std::istringstream rows(m_folder.Read("t.jsonl"));
+        for (std::string row; std::getline(rows, row);) {
+            const Json object = Json::parse(row);
+            ids.push_back(object["dir"].get<std::string>() + object["id"].get<std::string>().substr(4));
+        }
+        return ids;
+    };
+    EXPECT_EQ(Ask({"run", plan, "--json", "--trace", trace}), 0);
+    const std::string together = m_out.str();
+    EXPECT_THAT(sent(), testing::ElementsAre("tx73", "tx77", "tx97", "txA0", "tx77", "txA0", "tx7D", "rx73",
+                                             "rx77", "rx97", "rxA0", "rx77", "rxA0", "rx7D"));
+    EXPECT_EQ(Ask({"replay", trace, "--json"}), 0);
+    std::istringstream lines(m_out.str());
+    std::vector<std::string> asked;
+    for (std::string line; std::getline(lines, line);) {
+        asked.push_back(Json::parse(line)["request"].get<std::string>().substr(9, 8));
+    }
+    EXPECT_THAT(asked, testing::ElementsAre("73 00 00", "77 00 00", "97 00 00", "A0 06 52", "77 00 00", "A0 08 47",
+                                            "7D 00 00"));
+    EXPECT_EQ(Ask({"run", plan, "--json", "--one-by-one", "--trace", trace}), 0);
+    EXPECT_THAT(sent(), testing::ElementsAre("tx73", "tx97", "rx73", "rx97", "txA0", "rxA0", "txA0", "rxA0"));
+    EXPECT_EQ(Last()["passed"], 3);
+    EXPECT_THAT(together, HasSubstr("\"burst\":1"));
+    EXPECT_THAT(m_out.str(), testing::Not(HasSubstr("\"burst\":1")));
 }
 
 TEST_F(Cli, TriesAreCountedAndTheTimeIsTheOneThatIsMeant) {

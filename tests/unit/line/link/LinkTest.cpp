@@ -10,6 +10,9 @@ namespace {
 
 const std::string kConnect = "79 00 12 73 00 00 00 7B FE";
 const std::string kConnected = "79 10 12 73 01 00 00 01 69 FE";
+const std::string kFence1 = "79 00 12 77 00 00 00 77 FE";
+const std::string kFenced1 = "79 10 12 77 00 00 00 67 FE";
+const std::string kFence2 = "79 00 12 7D 00 00 00 71 FE";
 const std::string kReady = "79 00 12 72 01 02 00 01 78 FE";
 const std::string kReadSn = "79 00 12 75 00 00 00 79 FE";
 const std::string kSn = "79 11 12 75 04 41 42 31 32 00 01 7D FE";  // AB12
@@ -68,7 +71,8 @@ TEST(Link, ReadyFramesAndKeyPressesAreToldAndNotTaken) {
 TEST(Link, RepeatsWithoutAnAnswerBehindANewConnect) {
     ScriptedLine line;
     line.Expect(kConnect + " " + kReadSn, {{500, kConnected}});
-    line.Expect(kConnect + " " + kReadSn, {{500, kConnected + " " + kSn}});
+    line.Expect(kConnect + " " + kFence1 + " " + kReadSn, {{500, kConnected + " " + kFenced1 + " " + kSn}});
+    line.Expect(kReadSn, {{500, kSn}});
     Link link(line);
     AskOptions options;
     options.timeout = Millis(1000);
@@ -76,13 +80,27 @@ TEST(Link, RepeatsWithoutAnAnswerBehindANewConnect) {
     EXPECT_EQ(answered.tries, 2);
     EXPECT_EQ(answered.elapsed, Millis(1500));
     EXPECT_EQ(line.flushes, 2);
+    link.Ask(Sn(), options);
+    EXPECT_EQ(line.flushes, 2);
+}
+
+TEST(Link, AnAnswerThatComesLateIsNotTakenForThatOfTheNextTry) {
+    ScriptedLine line;
+    const std::string old = "79 11 12 75 03 4F 4C 44 00 01 85 FE";  // OLD
+    line.Expect(kConnect + " " + kReadSn);
+    line.Expect(kConnect + " " + kFence1 + " " + kReadSn,
+                {{100, kConnected + " " + old}, {500, kConnected + " " + kFenced1 + " " + kSn}});
+    Link link(line);
+    AskOptions options;
+    options.timeout = Millis(1000);
+    EXPECT_EQ(ReadAnswer(link.Ask(Sn(), options).frame).text, "AB12");
 }
 
 TEST(Link, GivesUpAfterTheGivenTriesAndTime) {
     ScriptedLine line;
-    for (int i = 0; i < 3; ++i) {
-        line.Expect(kConnect + " " + kReadSn);
-    }
+    line.Expect(kConnect + " " + kReadSn);
+    line.Expect(kConnect + " " + kFence1 + " " + kReadSn);
+    line.Expect(kConnect + " " + kFence2 + " " + kReadSn);
     Link link(line);
     AskOptions options;
     options.timeout = Millis(800);

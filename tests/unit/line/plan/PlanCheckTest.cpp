@@ -77,6 +77,13 @@ TEST(PlanCheck, AFileThatIsNoConfigurationIsAMistake) {
     EXPECT_THAT(Mistakes("key send hdcp1 key.bin"), ElementsAre());
 }
 
+TEST(PlanCheck, OnlyWhatIsHarmlessIsAskedUntilItFits) {
+    EXPECT_THAT(Mistakes("wifi", "until = 5000\n"), ElementsAre());
+    for (const char* run : {"finish", "leave", "key send hdcp1 key.bin"}) {
+        EXPECT_THAT(Mistakes(run, "until = 5000\n"), ElementsAre(HasSubstr("not harmless to repeat"))) << run;
+    }
+}
+
 TEST(PlanCheck, ARunIfThatNamesALaterStepSaysSo) {
     EXPECT_THAT(Mistakes("version", "run-if = \"${step.b} == passed\"\n[[step]]\nid = \"b\"\nrun = \"cam\"\n"),
                 ElementsAre(HasSubstr("the step 'b' in line 6 does not come before this one")));

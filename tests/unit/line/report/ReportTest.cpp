@@ -104,6 +104,23 @@ TEST(Report, HtmlEscapes) {
     EXPECT_EQ(text.find("<plan>"), std::string::npos);
 }
 
+TEST(Report, SaysWhichStepsWentOutTogether) {
+    PlanResult result = Sample();
+    result.steps[0].burst = 7;
+    EXPECT_EQ(StepJson(result.steps[0])["burst"], 7);
+    EXPECT_EQ(StepJson(result.steps[1])["burst"], nullptr);
+    const tests::TempFolder folder;
+    for (const auto& [name, text] :
+         {std::pair("r.xml", "<property name=\"burst\" value=\"7\""), std::pair("r.csv", ",505,7\r\n"),
+          std::pair("r.html", "<td class=\"n\">7</td>")}) {
+        Report report(folder.At(name));
+        report.Write(result);
+        const std::string written = folder.Read(name);
+        EXPECT_NE(written.find(text), std::string::npos) << written;
+        EXPECT_EQ(written.find(text), written.rfind(text));
+    }
+}
+
 Exit StatusOf(const std::string& path) {
     try {
         const Report report(path);
