@@ -34,6 +34,8 @@ const OptionInfo kSet = {"--set", "NAME=VALUE", &Options::variables, "the value 
 const OptionInfo kUnit = {"--unit", "SERIAL", &Options::unit, "the unit's serial number"};
 const OptionInfo kLast = {"--last", "N", &Options::last, "how many runs", 1, 1000000};
 const OptionInfo kSince = {"--since", "DATE", &Options::since, "from this day on (2026-05-04, UTC)"};
+const OptionInfo kLedgerFile = {"--ledger", "FILE", &Options::ledger, "the station's own file beside a server",
+                                0,          0,      "ZELLINE_LEDGER"};
 const OptionInfo kStation = {"--station", "NAME", &Options::station,
                              "the station's name in the record; the machine's unless given"};
 

@@ -32,6 +32,7 @@ struct Options {
     std::vector<std::string> reports;
     std::string unit;
     std::string station;
+    std::string ledger;
     std::string since;
     long last = 20;
 
@@ -65,6 +66,7 @@ extern const OptionInfo kUnit;
 extern const OptionInfo kLast;
 extern const OptionInfo kSince;
 extern const OptionInfo kStation;
+extern const OptionInfo kLedgerFile;
 
 }  // namespace zelline
 

@@ -3,6 +3,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdlib>
+#include <filesystem>
 #include <optional>
 
 #include "cli/Tools.h"
@@ -12,6 +14,7 @@
 #include "record/UnitRun.h"
 #include "report/RunReports.h"
 #include "report/RunTable.h"
+#include "store/Digest.h"
 #include "wire/Hex.h"
 
 namespace zelline {
@@ -187,6 +190,25 @@ std::string HostName() {
     return ::gethostname(name.data(), name.size() - 1) == 0 ? name.data() : "";
 }
 
+// The station's own file beside a server: one for each server, among what the user's programs keep.
+std::string LedgerFile(const Options& options) {
+    if (!options.ledger.empty() || !IsServer(options.store)) {
+        return options.ledger;
+    }
+    constexpr std::size_t kDigits = 12;
+    const char* state = std::getenv("XDG_STATE_HOME");
+    const char* home = std::getenv("HOME");
+    if (state == nullptr && home == nullptr) {
+        Fail(Exit::Unusable, "beside a server the station needs a file of its own: write --ledger FILE");
+    }
+    const std::filesystem::path folder =
+        (state == nullptr ? std::filesystem::path(home) / ".local" / "state" : std::filesystem::path(state)) /
+        "zelline";
+    std::error_code status;
+    std::filesystem::create_directories(folder, status);
+    return (folder / (Sha256(WithoutPassword(options.store)).substr(0, kDigits) + ".db")).string();
+}
+
 // Refuses a run that lacks what its plan needs.
 void CheckUnit(const Options& options, const Plan& plan) {
     const auto types = ItemTypesOf(plan);
@@ -222,7 +244,7 @@ Exit RunPlan(const Context& context) {
     RunReports reports(options.reports, NotYetRun(*plan));
     std::optional<UnitRun> kept;
     if (!options.store.empty()) {
-        kept.emplace(options.store, *plan,
+        kept.emplace(options.store, LedgerFile(options), *plan,
                      RunPlace{options.unit, options.station.empty() ? HostName() : options.station, "",
                               options.port, ZELLINE_VERSION});
     }
@@ -232,9 +254,15 @@ Exit RunPlan(const Context& context) {
     std::vector<RunObserver*> observers = kept ? kept->Observers() : std::vector<RunObserver*>();
     observers.insert(observers.end(), {&table, &reports});
     Exit status = ExecutePlan(*plan, *session.link, settings, observers, &progress, options.oneByOne).status;
-    for (const Error& error : kept ? kept->Problems() : std::vector<Error>()) {
-        console.Fail(error);
-        status = Worse(status, error.Status());
+    if (kept) {
+        kept->End();
+        for (const std::string& words : kept->Notes()) {
+            console.Note("zelline: " + words);
+        }
+        for (const Error& error : kept->Problems()) {
+            console.Fail(error);
+            status = Worse(status, error.Status());
+        }
     }
     return TellOf(console, reports, status);
 }

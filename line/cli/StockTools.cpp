@@ -1,8 +1,11 @@
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
+#include <cctype>
 
 #include "cli/Tools.h"
+#include "plan/PlanText.h"
 #include "stock/Delivery.h"
 #include "stock/Stock.h"
 
@@ -26,10 +29,11 @@ Exit AddStock(const Context& context, Stock& stock, const Words& words) {
 }
 
 Exit ShowStock(const Context& context, Stock& stock, const Words&) {
-    constexpr const char* kRow = "{:<14} {:>8} {:>8} {:>8} {:>8} {:>8}";
+    constexpr const char* kRow = "{:<14} {:>8} {:>8} {:>8} {:>8} {:>8} {:>8}";
     const auto counts = stock.Count();
     if (!context.console.json) {
-        context.console.out << fmt::format(kRow, "stock", "free", "reserved", "written", "verified", "spent")
+        context.console.out << fmt::format(kRow, "stock", "free", "leased", "reserved", "written", "verified",
+                                           "spent")
                             << std::endl;
     }
     for (const StockCount& row : counts) {
@@ -38,11 +42,22 @@ Exit ShowStock(const Context& context, Stock& stock, const Words&) {
              {"type", "stock"},
              {"stock", row.type},
              {"free", row.free},
+             {"leased", row.leased},
              {"reserved", row.reserved},
              {"written", row.written},
              {"verified", row.verified},
              {"spent", row.spent}},
-            fmt::format(kRow, row.type, row.free, row.reserved, row.written, row.verified, row.spent));
+            fmt::format(kRow, row.type, row.free, row.leased, row.reserved, row.written, row.verified, row.spent));
+    }
+    for (const StockLease& row : stock.Leases()) {
+        context.console.Result(
+            {{"v", 1},
+             {"type", "lease"},
+             {"stock", row.type},
+             {"station", row.station},
+             {"ledger", row.ledger},
+             {"free", row.free}},
+            fmt::format("{} {} are leased to {} (ledger {})", row.free, row.type, row.station, row.ledger));
     }
     return Exit::Success;
 }
@@ -79,20 +94,36 @@ Exit RetireItem(const Context& context, Stock& stock, const Words& words) {
     return Exit::Success;
 }
 
+Exit RetireLedger(const Context& context, Stock& stock, const Words& words) {
+    if (!stock.RetireLedger(words[2])) {
+        Fail(Exit::Unusable, "the store knows no ledger {}; 'stock status' lists those that have items", words[2]);
+    }
+    context.console.Result({{"v", 1}, {"type", "stock"}, {"retired", words[2]}},
+                           fmt::format("what the ledger {} had free or reserved is spent", words[2]));
+    return Exit::Success;
+}
+
 struct StockForm {
-    std::string_view name;
-    std::string_view words;
-    std::size_t least;  // words with the name
-    std::size_t most;
+    std::string_view words;  // those in small letters stand for themselves
     Exit (*run)(const Context&, Stock&, const Words&);
 };
 
-constexpr std::array<StockForm, 6> kStockForms = {{{"add", "add TYPE FOLDER", 3, 3, AddStock},
-                                                   {"add", "add mac FIRST LAST", 4, 4, AddStock},
-                                                   {"status", "status", 1, 1, ShowStock},
-                                                   {"check", "check", 1, 1, CheckStock},
-                                                   {"export", "export FILE", 2, 2, ExportStock},
-                                                   {"retire", "retire TYPE NAME", 3, 3, RetireItem}}};
+constexpr std::array<StockForm, 7> kStockForms = {{{"add TYPE FOLDER", AddStock},
+                                                   {"add mac FIRST LAST", AddStock},
+                                                   {"status", ShowStock},
+                                                   {"check", CheckStock},
+                                                   {"export FILE", ExportStock},
+                                                   {"retire ledger NAME", RetireLedger},
+                                                   {"retire TYPE NAME", RetireItem}}};
+
+bool Fits(const StockForm& form, const Words& words) {
+    const Words parts = SplitWords(form.words);
+    return parts.size() == words.size() &&
+           std::equal(parts.begin(), parts.end(), words.begin(),
+                      [](const std::string& part, const std::string& word) {
+                          return part == word || std::isupper(static_cast<unsigned char>(part[0])) != 0;
+                      });
+}
 
 }  // namespace
 
@@ -115,7 +146,7 @@ Exit WorkOnStock(const Context& context) {
     const Words& words = context.options.words;
     std::string forms;
     for (const StockForm& form : kStockForms) {
-        if (!words.empty() && words[0] == form.name && words.size() >= form.least && words.size() <= form.most) {
+        if (Fits(form, words)) {
             Store store = OpenStore(context.options);
             Stock stock(store);
             return form.run(context, stock, words);

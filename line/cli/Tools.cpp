@@ -91,7 +91,7 @@ const std::vector<ToolVerb>& ToolVerbs() {
         {"ports", "", {}, "List the serial ports of this machine, and who holds them", "", ShowPorts},
         {"run",
          "PLAN.toml",
-         {&kUnit, &kStation, &kDryRun, &kOneByOne, &kReport, &kSet},
+         {&kUnit, &kStation, &kLedgerFile, &kDryRun, &kOneByOne, &kReport, &kSet},
          "Work through a station plan",
          "Prints a table of the steps and ends with the status of the worst one. A report's kind follows its\n"
          "name: .json, .xml (JUnit), .csv or .html; {unit}, {run}, {plan}, {date} and {time} in it are\n"
@@ -127,6 +127,7 @@ const std::vector<ToolVerb>& ToolVerbs() {
          "  zelline stock export FILE          which unit has what, as .csv or .json, without the keys "
          "themselves\n"
          "  zelline stock retire TYPE NAME     use an item no more; its unit gets another the next time\n"
+         "  zelline stock retire ledger NAME   a station's ledger is lost: spend what it had\n"
          "The store is a file or a PostgreSQL database (--store). What it has or had is never taken in twice.",
          WorkOnStock,
          StockForms()},

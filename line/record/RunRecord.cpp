@@ -70,9 +70,9 @@ void RunRecord::RunBegins(const PlanResult& planned) {
         const std::string path = Printable(planned.plan);
         const std::string name = Printable(planned.name);
         sql << "INSERT INTO run (id, unit, station, slot, port, plan, plan_name, plan_hash, tool, variables, "
-               "started) "
+               "started, revision) "
                "VALUES (:id, :unit, :station, :slot, :port, :plan, :plan_name, :plan_hash, :tool, :variables, "
-               ":started)",
+               ":started, 1)",
             soci::use(m_plan.run), soci::use(m_place.unit), soci::use(m_place.station), soci::use(m_place.slot),
             soci::use(m_place.port), soci::use(path), soci::use(name), soci::use(hash), soci::use(m_place.tool),
             soci::use(variables), soci::use(planned.started);
@@ -113,6 +113,7 @@ void RunRecord::StepEnded(std::size_t number, const StepResult& result) {
             soci::use(name), soci::use(verb), soci::use(state), soci::use(status), soci::use(value),
             soci::use(isNumber), soci::use(words), soci::use(result.tries), soci::use(result.burst), soci::use(ms),
             soci::use(begun), soci::use(now), soci::use(m_plan.run), soci::use(row);
+        sql << "UPDATE run SET revision = revision + 1 WHERE id = :id", soci::use(m_plan.run);
     };
     Write([&] { m_store.Note(work); });
 }
@@ -123,7 +124,8 @@ void RunRecord::RunEnded(const PlanResult& result) {
         const std::string verdict = Verdict(result.status);
         const long long ms = result.elapsed.count();
         const int status = static_cast<int>(result.status);
-        sql << "UPDATE run SET ended = :ended, ms = :ms, status = :status, verdict = :verdict WHERE id = :id",
+        sql << "UPDATE run SET revision = revision + 1, ended = :ended, ms = :ms, status = :status, verdict = "
+               ":verdict WHERE id = :id",
             soci::use(now), soci::use(ms), soci::use(status), soci::use(verdict), soci::use(m_plan.run);
     };
     Write([&] { m_store.Do(work); });

@@ -61,7 +61,8 @@ struct ItemRow {
 void SetState(soci::session& sql, const std::string& digest, ItemState state, const std::string& note) {
     const std::string word = ItemStateWord(state);
     const std::string now = TimeText();
-    sql << "UPDATE item SET state = :state, note = :note, changed = :changed WHERE digest = :digest",
+    sql << "UPDATE item SET state = :state, note = :note, changed = :changed, revision = revision + 1 WHERE "
+           "digest = :digest",
         soci::use(word), soci::use(note), soci::use(now), soci::use(digest);
 }
 
@@ -139,9 +140,12 @@ std::vector<StockCount> Stock::Count() {
         std::string type;
         std::string state;
         long long count = 0;
+        long long leased = 0;
         soci::statement select =
-            (sql.prepare << "SELECT type, state, COUNT(*) FROM item GROUP BY type, state ORDER BY type",
-             soci::into(type), soci::into(state), soci::into(count));
+            (sql.prepare
+                 << "SELECT type, state, COUNT(*), COUNT(NULLIF(ledger, '')) FROM item GROUP BY type, state "
+                    "ORDER BY type",
+             soci::into(type), soci::into(state), soci::into(count), soci::into(leased));
         select.execute();
         while (select.fetch()) {
             if (counts.empty() || counts.back().type != type) {
@@ -151,10 +155,46 @@ std::vector<StockCount> Stock::Count() {
             std::size_t* const columns[] = {&row.free, &row.reserved, &row.written, &row.verified, &row.spent};
             if (const std::size_t number = StateNumber(state); number < kStates.size()) {
                 *columns[number] = static_cast<std::size_t>(count);
+                row.leased += number == 0 ? static_cast<std::size_t>(leased) : 0;
             }
         }
     });
     return counts;
+}
+
+std::vector<StockLease> Stock::Leases() {
+    std::vector<StockLease> leases;
+    m_store.Do([&](soci::session& sql) {
+        StockLease row;
+        long long count = 0;
+        soci::statement select =
+            (sql.prepare << "SELECT ledger.name, ledger.station, item.type, COUNT(*) FROM item JOIN ledger ON "
+                            "ledger.name = item.ledger WHERE item.state = 'free' GROUP BY ledger.name, "
+                            "ledger.station, item.type ORDER BY ledger.station, ledger.name, item.type",
+             soci::into(row.ledger), soci::into(row.station), soci::into(row.type), soci::into(count));
+        select.execute();
+        while (select.fetch()) {
+            leases.push_back(row);
+            leases.back().free = static_cast<std::size_t>(count);
+        }
+    });
+    return leases;
+}
+
+bool Stock::RetireLedger(const std::string& name) {
+    long long changed = 0;
+    m_store.Do([&](soci::session& sql) {
+        constexpr long long kNever = 1LL << 60;  // more than the file will ever have counted
+        const std::string now = TimeText();
+        soci::statement refuse = (sql.prepare << "UPDATE ledger SET generation = :generation WHERE name = :name",
+                                  soci::use(kNever), soci::use(name));
+        refuse.execute(true);
+        changed = refuse.get_affected_rows();
+        sql << "UPDATE item SET state = 'spent', note = 'its station''s ledger is lost', changed = :changed, "
+               "revision = revision + 1 WHERE ledger = :name AND state IN ('free', 'reserved')",
+            soci::use(now), soci::use(name);
+    });
+    return changed > 0;
 }
 
 std::vector<Item> Stock::All() {
@@ -185,7 +225,8 @@ Item Stock::Reserve(const std::string& type, const std::string& unit, const std:
         }
         item = FirstItem(
             sql,
-            columns + " WHERE type = :type AND state = 'free' ORDER BY added, name LIMIT 1" + m_store.Claiming(),
+            columns + " WHERE type = :type AND state = 'free' AND ledger = '' ORDER BY added, name LIMIT 1" +
+                m_store.Claiming(),
             type, nullptr);
         if (!item) {
             return;
@@ -194,7 +235,8 @@ Item Stock::Reserve(const std::string& type, const std::string& unit, const std:
         item->run = run;
         item->state = ItemState::Reserved;
         const std::string now = TimeText();
-        sql << "UPDATE item SET state = 'reserved', unit = :unit, run = :run, note = '', changed = :changed "
+        sql << "UPDATE item SET state = 'reserved', unit = :unit, run = :run, note = '', changed = :changed, "
+               "revision = revision + 1 "
                "WHERE digest = :digest",
             soci::use(unit), soci::use(run), soci::use(now), soci::use(item->digest);
     });
@@ -208,7 +250,8 @@ Item Stock::Reserve(const std::string& type, const std::string& unit, const std:
 void Stock::Sending(const Item& item, const std::string& run) {
     m_store.Do([&](soci::session& sql) {
         SetState(sql, item.digest, ItemState::Spent, "sent to its unit; what came of it is not known");
-        sql << "UPDATE item SET run = :run WHERE digest = :digest", soci::use(run), soci::use(item.digest);
+        sql << "UPDATE item SET run = :run, revision = revision + 1 WHERE digest = :digest", soci::use(run),
+            soci::use(item.digest);
     });
 }
 
@@ -219,7 +262,7 @@ void Stock::Settle(const Item& item, ItemState state, const std::string& note) {
 void Stock::Release(const std::string& run) {
     m_store.Do([&](soci::session& sql) {
         const std::string now = TimeText();
-        sql << "UPDATE item SET state = 'free', unit = '', run = '', changed = :changed "
+        sql << "UPDATE item SET state = 'free', unit = '', run = '', changed = :changed, revision = revision + 1 "
                "WHERE run = :run AND state = 'reserved'",
             soci::use(now), soci::use(run);
     });
@@ -230,8 +273,10 @@ bool Stock::Retire(const std::string& type, const std::string& name, const std::
     m_store.Do([&](soci::session& sql) {
         const std::string now = TimeText();
         soci::statement update =
-            (sql.prepare << "UPDATE item SET state = 'spent', unit = '', note = :note, changed = :changed "
-                            "WHERE type = :type AND name = :name AND (state = 'free' OR unit <> '')",
+            (sql.prepare
+                 << "UPDATE item SET state = 'spent', unit = '', note = :note, changed = :changed, revision = "
+                    "revision + 1 "
+                    "WHERE type = :type AND name = :name AND ledger = '' AND (state = 'free' OR unit <> '')",
              soci::use(note), soci::use(now), soci::use(type), soci::use(name));
         update.execute(true);
         changed = update.get_affected_rows();

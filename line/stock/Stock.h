@@ -35,9 +35,18 @@ struct Item {
     ItemState state = ItemState::Free;
 };
 
+// What a station has on lease from a server.
+struct StockLease {
+    std::string ledger;  // the name of the station's file
+    std::string station;
+    std::string type;
+    std::size_t free = 0;
+};
+
 struct StockCount {
     std::string type;
     std::size_t free = 0;
+    std::size_t leased = 0;  // of the free ones: a station has them
     std::size_t reserved = 0;
     std::size_t written = 0;
     std::size_t verified = 0;
@@ -57,6 +66,9 @@ class Stock {
     // One row for each type that the stock has or had, by name.
     std::vector<StockCount> Count();
 
+    // One row for each station and type of which it has free items.
+    std::vector<StockLease> Leases();
+
     // All items, by type and name, with their content.
     std::vector<Item> All();
 
@@ -74,8 +86,12 @@ class Stock {
     void Release(const std::string& run);
 
     // The item is never to be used again, and its unit gets another one the next time. False when there is no item
-    // of that type and name, or it is free no longer and has no unit.
+    // of that type and name that is free or has a unit, or a station has it on lease.
     bool Retire(const std::string& type, const std::string& name, const std::string& note);
+
+    // The station's file of that name is lost: what it had free or reserved is spent, and it is refused should it
+    // come back. False when there is no such file.
+    bool RetireLedger(const std::string& name);
 
     // What is wrong with the stock, one sentence each.
     std::vector<std::string> Check();

@@ -12,7 +12,7 @@ using Statements = std::vector<const char*>;
 
 // One entry for each version, in order; what stands here is never changed, only added to. Types and words are
 // those that SQLite and PostgreSQL share. Columns are never null: an empty text stands for nothing.
-const std::array<Statements, 3> kVersions = {{
+const std::array<Statements, 4> kVersions = {{
     // `digest` is an item's identity: SHA-256 of a key's content, an address itself. `content` is a key's bytes in
     // hexadecimal.
     {"CREATE TABLE item (digest TEXT PRIMARY KEY, type TEXT NOT NULL, name TEXT NOT NULL, content TEXT NOT NULL, "
@@ -36,6 +36,17 @@ const std::array<Statements, 3> kVersions = {{
      "words TEXT NOT NULL, tries INTEGER NOT NULL DEFAULT 0, PRIMARY KEY (run, number))"},
     // The number that the steps of a run which went out together share; 0 for one that went out alone.
     {"ALTER TABLE step ADD COLUMN burst INTEGER NOT NULL DEFAULT 0"},
+    // A station's own file has one row in `ledger`, a server one for each such file that it knows; `item.ledger`
+    // is set
+    // on a server only and names the file that has the item on lease. `revision` counts the changes of a row,
+    // `pushed`
+    // those of a file's row that the server has.
+    {"CREATE TABLE ledger (name TEXT PRIMARY KEY, station TEXT NOT NULL, generation BIGINT NOT NULL)",
+     "ALTER TABLE item ADD COLUMN ledger TEXT NOT NULL DEFAULT ''",
+     "ALTER TABLE item ADD COLUMN revision BIGINT NOT NULL DEFAULT 0",
+     "ALTER TABLE item ADD COLUMN pushed BIGINT NOT NULL DEFAULT 0",
+     "ALTER TABLE run ADD COLUMN revision BIGINT NOT NULL DEFAULT 0",
+     "ALTER TABLE run ADD COLUMN pushed BIGINT NOT NULL DEFAULT 0"},
 }};
 
 }  // namespace

@@ -23,17 +23,6 @@ constexpr int kBusySeconds = 30;    // that a transaction of another process may
 constexpr int kConnectSeconds = 5;  // that a server may take to answer
 constexpr long kMigrationLock = 0x7A656C6C;
 
-bool IsServerName(const std::string& where) {
-    return where.rfind("postgresql://", 0) == 0 || where.rfind("postgres://", 0) == 0;
-}
-
-std::string WithoutPassword(const std::string& where) {
-    const auto user = where.find("://") + 3;
-    const auto at = where.find('@');
-    const auto colon = where.find(':', user);
-    return at == std::string::npos || colon > at ? where : where.substr(0, colon) + where.substr(at);
-}
-
 std::string ServerConnection(const std::string& where) {
     return where + (where.find('?') == std::string::npos ? '?' : '&') +
            fmt::format("connect_timeout={}", kConnectSeconds);
@@ -66,6 +55,17 @@ std::string FirstLine(const std::string& text) {
 
 }  // namespace
 
+bool IsServer(const std::string& name) {
+    return name.rfind("postgresql://", 0) == 0 || name.rfind("postgres://", 0) == 0;
+}
+
+std::string WithoutPassword(const std::string& name) {
+    const auto scheme = name.find("://");
+    const auto at = name.find('@');
+    const auto colon = scheme == std::string::npos ? scheme : name.find(':', scheme + 3);
+    return at == std::string::npos || colon > at ? name : name.substr(0, colon) + name.substr(at);
+}
+
 // Locks beside a file, one byte for each name: the system gives them back when the process ends, however it ends.
 class Store::LockFile {
   public:
@@ -91,7 +91,7 @@ class Store::LockFile {
     int m_file;
 };
 
-Store::Store(const std::string& where) : m_name(where), m_isServer(IsServerName(where)) {
+Store::Store(const std::string& where) : m_name(where), m_isServer(zelline::IsServer(where)) {
     if (m_isServer) {
         m_name = WithoutPassword(where);
     } else {
@@ -101,6 +101,9 @@ Store::Store(const std::string& where) : m_name(where), m_isServer(IsServerName(
         m_sql = m_isServer ? std::make_unique<soci::session>(soci::postgresql, ServerConnection(where))
                            : std::make_unique<soci::session>(
                                  soci::sqlite3, fmt::format("db=\"{}\" timeout={}", where, kBusySeconds));
+        if (m_isServer) {  // its library would print the rest
+            *m_sql << "SET client_min_messages TO error";
+        }
     } catch (const soci::soci_error& error) {
         Fail(Exit::Store, "the store {} cannot be reached: {}", m_name, FirstLine(error.get_error_message()));
     }

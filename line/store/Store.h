@@ -10,6 +10,12 @@
 
 namespace zelline {
 
+// Whether the name of a store is that of a server, and not of a file.
+bool IsServer(const std::string& name);
+
+// The name of a store without the password that it may have.
+std::string WithoutPassword(const std::string& name);
+
 // One connection to a store. One thread uses it at a time; several processes and threads may each have their own.
 class Store {
   public:
@@ -40,6 +46,9 @@ class Store {
     // What ends a SELECT of rows that are changed next, so that several stations each take others at once. Nothing
     // in a file, where a transaction has the store to itself.
     const char* Claiming() const { return m_isServer ? " FOR UPDATE SKIP LOCKED" : ""; }
+
+    // The same for rows that others may be changing: they are waited for.
+    std::string Waiting() const { return m_isServer ? " FOR UPDATE" : ""; }
 
   private:
     class LockFile;

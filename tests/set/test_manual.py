@@ -173,7 +173,7 @@ class Bash(unittest.TestCase):
         verbs, options = zelline_help()
         self.assertEqual(bash_offers("zelline", ""), verbs)
         self.assertEqual(bash_offers("zelline", "--"), options)
-        self.assertEqual(bash_offers("zelline", "run", "--") - options, {"--unit", "--station", "--dry-run", "--report", "--set"})
+        self.assertEqual(bash_offers("zelline", "run", "--") - options, {"--unit", "--station", "--ledger", "--dry-run", "--one-by-one", "--report", "--set"})
         self.assertEqual(bash_offers("simset", ""), {"run", "ctl", "stick", "man", "completion"})
         self.assertEqual(bash_offers("simset", "ctl", "--state", "x", ""), {verb for verb, _ in control_help()})
         run_options = set(re.findall(r"^  (--[a-z-]+)", printed("simset", "run", "--help"), re.M))

@@ -108,13 +108,13 @@ class OnSets(AtOnce):
         """The runs that the tool is asked for, one after the other, and what is on record of them."""
         self.assertEqual(self.zelline(tv, "stock", "add", "hdcp1", self.folder / "keys")[0], 0)
         self.assertEqual(self.zelline(tv, "stock", "add", "mac", "00:00:00:00:00:0A", "00:00:00:00:00:0B")[0], 0)
-        plan = self.folder / "plan.toml"
+        plan = [self.folder / "plan.toml", "--ledger", self.folder / "ledger.db"]
         for unit, number in (("A", 1), ("B", 2), ("A", 1)):
-            status, rows = self.zelline(tv, "run", plan, "--unit", unit)
+            status, rows = self.zelline(tv, "run", *plan, "--unit", unit)
             self.assertEqual(status, 0, rows)
             self.assertEqual(tv.key(HDCP1), (1000, zlib.crc32(self.key(number))))
             self.assertEqual(rows[1]["value"], f"00:00:00:00:00:0{'_AB'[number]}")
-        self.assertEqual(self.zelline(tv, "run", plan, "--unit", "C")[0], 6)
+        self.assertEqual(self.zelline(tv, "run", *plan, "--unit", "C")[0], 6)
         states = self.states(tv)
         self.assertEqual([states[kind]["verified"] for kind in ("hdcp1", "mac")], [2, 2])
         self.assertEqual([row["verdict"] for row in self.zelline(tv, "history")[1]], ["PASSED"] * 3)

@@ -31,8 +31,8 @@ TEST_F(StockCli, IsFilledAndCounted) {
     EXPECT_EQ(Last()["known"], 1);
     EXPECT_EQ(OnStock({"add", "mac", "00:00:00:00:00:01", "00:00:00:00:00:0A"}), 0);
     EXPECT_EQ(OnStock({"status"}), 0);
-    EXPECT_THAT(m_out.str(), testing::MatchesRegex("stock +free +reserved +written +verified +spent\n"
-                                                   "hdcp1 +2 +0 +0 +0 +0\nmac +10 +0 +0 +0 +0\n"));
+    EXPECT_THAT(m_out.str(), testing::MatchesRegex("stock +free +leased +reserved +written +verified +spent\n"
+                                                   "hdcp1 +2 +0 +0 +0 +0 +0\nmac +10 +0 +0 +0 +0 +0\n"));
     EXPECT_EQ(OnStock({"status", "--json"}), 0);
     EXPECT_EQ(Last()["stock"], "mac");
     EXPECT_EQ(Last()["free"], 10);
@@ -44,6 +44,9 @@ TEST_F(StockCli, IsCheckedExportedAndRetired) {
     EXPECT_EQ(m_out.str(), "1 items, all in order\n");
     EXPECT_EQ(OnStock({"retire", "hdcp1", "1.bin"}), 0);
     EXPECT_EQ(OnStock({"retire", "hdcp1", "1.bin"}), 2);
+    EXPECT_EQ(OnStock({"retire", "ledger", "none"}), 2);
+    Store(m_store).Do([](soci::session& sql) { sql << "INSERT INTO ledger VALUES ('f00d', 'A', 1)"; });
+    EXPECT_EQ(OnStock({"retire", "ledger", "f00d"}), 0);
     const std::string path = m_folder.At("stock.csv").string();
     EXPECT_EQ(OnStock({"export", path}), 0);
     EXPECT_THAT(m_folder.Read("stock.csv"), HasSubstr("hdcp1,\"1.bin\",spent,"));
