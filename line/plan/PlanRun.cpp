@@ -268,8 +268,7 @@ class PlanRunner {
                     return number;  // the set has restarted, or nothing was sent: what is behind that is asked
                                     // anew
                 }
-                result = LeftOut(step);
-                result.words = replies[i].tries > 0 ? kStopped : result.words;
+                result.words = result.tries > 0 && m_aborted ? kStopped : LeftOut(step).words;
             } else {
                 Outcome outcome;
                 outcome.status = Exit::NoAnswer;

@@ -400,6 +400,7 @@ TEST(PlanRun, AStopWithinABurstSaysOfEachStepWhatIsKnown) {
     EXPECT_EQ(ran.result.status, Exit::Interrupted);
     EXPECT_EQ(ran.result.steps[2].words, "stopped while it was under way");
     EXPECT_EQ(ran.result.steps[3].words, "stopped while it was under way");
+    EXPECT_EQ(ran.result.steps[3].burst, 1);
     EXPECT_EQ(ran.result.steps[4].words, "the run was stopped");
     EXPECT_THAT(set.done, ElementsAre("128A", "1288 DTV", "1293", "12A0 GREEN_ON"));
 }
