@@ -47,14 +47,14 @@ long long Execute(soci::session& sql, const std::string& text, const Texts& uses
 }
 
 // Column names that a row is copied by, and the placeholders for their values.
-struct Columns {
+struct RowForm {
     std::string names;
     std::string places;
     std::size_t count = 0;
 };
 
-Columns ColumnsOf(const std::vector<const char*>& names) {
-    Columns columns;
+RowForm RowFormOf(const std::vector<const char*>& names) {
+    RowForm columns;
     for (const char* name : names) {
         const char* comma = columns.count == 0 ? "" : ", ";
         columns.names += fmt::format("{}{}", comma, name);
@@ -64,11 +64,11 @@ Columns ColumnsOf(const std::vector<const char*>& names) {
     return columns;
 }
 
-const Columns kItems = ColumnsOf(
+const RowForm kItems = RowFormOf(
     {"digest", "type", "name", "content", "state", "unit", "run", "note", "added", "changed", "revision"});
-const Columns kRuns = ColumnsOf({"id", "unit", "station", "slot", "port", "plan", "plan_name", "plan_hash", "tool",
+const RowForm kRuns = RowFormOf({"id", "unit", "station", "slot", "port", "plan", "plan_name", "plan_hash", "tool",
                                  "variables", "started", "ended", "ms", "status", "verdict", "revision"});
-const Columns kSteps = ColumnsOf({"run", "number", "name", "id", "verb", "teardown", "limits", "begun", "ended",
+const RowForm kSteps = RowFormOf({"run", "number", "name", "id", "verb", "teardown", "limits", "begun", "ended",
                                   "ms", "state", "status", "value", "is_number", "words", "tries", "burst"});
 // Their places among these.
 constexpr std::size_t kItemRevision = 10;

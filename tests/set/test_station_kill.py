@@ -6,11 +6,13 @@ server is stopped and started in between.
 
 import collections
 import concurrent.futures
+import contextlib
 import json
 import os
 import pathlib
 import random
 import signal
+import sqlite3
 import subprocess
 import tempfile
 import threading
@@ -115,9 +117,8 @@ class Stations(AtOnce):
         """The rows of a query in all the stations' own files."""
         rows = []
         for file in sorted(self.folder.glob("*.db")):
-            done = setlib.run("sqlite3", "-separator", "\t", file, query)
-            self.assertEqual(done.returncode, 0, done.stderr)
-            rows += [line.split("\t") for line in done.stdout.splitlines()]
+            with contextlib.closing(sqlite3.connect(file)) as store:
+                rows += [[str(value) for value in row] for row in store.execute(query)]
         return rows
 
     def test_many_stations_lease_at_once(self):
