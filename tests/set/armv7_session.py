@@ -1,15 +1,12 @@
 """The application for the set's processor in a simulated set, emulated: the demonstration plan with the panel, beside the
 same session of the PC's own application. scripts/check-armv7 runs it.
 
-ZELFAC_ARMV7 is the application, ZELFAC_SYSROOT the root that its libraries are in; ZELFAC_REPORT, when it is there, a
-folder for what was measured.
+ZELFAC_ARMV7 is the application, ZELFAC_SYSROOT the root that its libraries are in.
 """
 
 import concurrent.futures
-import json
 import os
 import pathlib
-import time
 
 import runner
 from panel import TEXT, PanelSet, PanelTest
@@ -25,17 +22,14 @@ class SessionSet(PanelSet):
     def work(self):
         with self:
             self.plan = self.zelline("run", PLAN, timeout=None)
-            self.memory = pathlib.Path(f"/proc/{self.ready['pid']}/status").read_text()
             trace = self.trace()
             self.mounts = [(row["call"], row["target"], row["status"]) for row in trace if row["who"] == "mount"]
             self.commands = [row["command"] for row in trace if row["who"] == "shell"]
             stored = [row for row in trace if row["who"] == "flash" and row["call"] == "set"]
             self.stored = [(row["name"], row["value"]) for row in stored if not row["value"].startswith("00:00:00:")]
             self.stop()
-            begin = time.monotonic()
             self.start()
             self.await_started()
-            self.started = time.monotonic() - begin
             self.last = self.picture()
         return self
 
@@ -52,11 +46,9 @@ class Session(PanelTest):
         self.assertIn(b"PASSED: 48 of 48 steps passed", there.plan.stdout)
         self.assertEqual(there.mounts, here.mounts)
         self.assertGreater(len(there.mounts), 4)
-        self.assertEqual(there.commands, here.commands)
+        self.assertEqual(sorted(there.commands), sorted(here.commands))  # threads may overtake each other
         self.assertEqual(there.stored, here.stored)  # but for the address that a new set draws
         self.check_pictures(here.last, there.last)
-        if "ZELFAC_REPORT" in os.environ:
-            self.report(here, there)
 
     def check_pictures(self, here, there):
         height = here.width // 42 * 7 // 6
@@ -72,13 +64,6 @@ class Session(PanelTest):
             for one, other in zip(mine, theirs, strict=True)
         ) if here.rows != there.rows else 0
         self.assertLessEqual(worst, SHADES)
-
-    def report(self, here, there):
-        folder = pathlib.Path(os.environ["ZELFAC_REPORT"])
-        for name, tv in (("here", here), ("there", there)):
-            kib = {line.split()[0]: line.split()[1] for line in tv.memory.splitlines() if line.startswith("Vm")}
-            figures = {"started_s": round(tv.started, 2), "resident_kib": int(kib["VmRSS:"]), "peak_kib": int(kib["VmHWM:"])}
-            (folder / f"{name}.json").write_text(json.dumps(figures) + "\n")
 
 
 if __name__ == "__main__":
