@@ -11,7 +11,8 @@ const std::vector<OptionInfo>& CommonOptions() {
         {"--retries", "N", &Options::retries, "how often to try again without an answer (usually 1, for files 3)",
          0, 1000},
         {"--json", "", &Options::json, "JSON Lines on standard output, for scripts"},
-        {"--trace", "FILE", &Options::trace, "record every frame both ways; bytes of key files are left out"},
+        {"--trace", "FILE", &Options::trace,
+         "record every frame both ways, key bytes left out; a .pcapng is a capture"},
         {"--trace-key-bytes", "", &Options::traceKeyBytes,
          "write the bytes of key files into the trace too, in clear"},
         {"--store", "STORE", &Options::store,
@@ -26,6 +27,7 @@ const std::vector<OptionInfo>& CommonOptions() {
 const OptionInfo kListenFor = {
     "--for", "MS", &Options::listenFor, "how long to listen; without it, until Ctrl-C", 1, 86400000};
 const OptionInfo kMarkdown = {"--markdown", "", &Options::markdown, "the whole protocol reference"};
+const OptionInfo kLua = {"--lua", "", &Options::lua, "a dissector of the protocol for Wireshark"};
 const OptionInfo kDryRun = {"--dry-run", "", &Options::dryRun, "print what would be sent, and send nothing"};
 const OptionInfo kOneByOne = {"--one-by-one", "", &Options::oneByOne, "ask each step alone"};
 const OptionInfo kReport = {"--report", "FILE", &Options::reports,

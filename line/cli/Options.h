@@ -26,6 +26,7 @@ struct Options {
     // Of single verbs:
     long listenFor = 0;  // ms; 0: without end
     bool markdown = false;
+    bool lua = false;
     bool dryRun = false;
     bool oneByOne = false;
     std::vector<std::string> variables;  // NAME=VALUE
@@ -58,6 +59,7 @@ const std::vector<OptionInfo>& CommonOptions();
 // Those of single verbs.
 extern const OptionInfo kListenFor;
 extern const OptionInfo kMarkdown;
+extern const OptionInfo kLua;
 extern const OptionInfo kDryRun;
 extern const OptionInfo kOneByOne;
 extern const OptionInfo kReport;

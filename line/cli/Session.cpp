@@ -1,5 +1,6 @@
 #include "cli/Session.h"
 
+#include "link/Capture.h"
 #include "wire/Error.h"
 
 namespace zelline {
@@ -11,7 +12,7 @@ Session::Session(const Context& context, LineObserver* observer) {
     }
     std::vector<LineObserver*> observers;
     if (!options.trace.empty()) {
-        trace = std::make_unique<Trace>(options.trace, options.traceKeyBytes);
+        trace = MakeRecording(options.trace, options.traceKeyBytes, options.port);
         observers.push_back(trace.get());
     }
     if (observer != nullptr) {

@@ -27,7 +27,7 @@ struct Session {
     // `observer` hears of everything on the line too; may be null.
     explicit Session(const Context& context, LineObserver* observer = nullptr);
 
-    std::unique_ptr<Trace> trace;
+    std::unique_ptr<Recording> trace;
     std::unique_ptr<Transport> transport;
     std::unique_ptr<Link> link;
 };

@@ -58,6 +58,10 @@ Exit ShowCommands(const Context& context) {
         console.out << ProtocolReference();
         return Exit::Success;
     }
+    if (context.options.lua) {
+        console.out << DissectorScript();
+        return Exit::Success;
+    }
     for (const zel::CommandInfo& row : zel::kCommandCatalogue) {
         if (row.reply == zel::ReplyRule::None && row.name.empty() && !console.json) {
             continue;
@@ -113,7 +117,7 @@ const std::vector<ToolVerb>& ToolVerbs() {
          "FILE",
          {},
          "Send the requests of a trace again and compare the answers",
-         "FILE was recorded with --trace. Status 1 when an answer differs.",
+         "FILE was recorded with --trace, also as a capture. Status 1 when an answer differs.",
          Replay},
         {"stock",
          "add|status|check|export|retire ...",
@@ -162,9 +166,9 @@ const std::vector<ToolVerb>& ToolVerbs() {
          Decode},
         {"commands",
          "",
-         {&kMarkdown},
+         {&kMarkdown, &kLua},
          "List the commands of the protocol",
-         "--markdown prints the whole protocol reference.",
+         "--markdown prints the whole protocol reference, --lua what lets Wireshark read a --trace FILE.pcapng.",
          ShowCommands},
         {"man", "", {}, "Print the man page", "  zelline man | man -l -", ShowManual},
         {"completion",

@@ -5,7 +5,9 @@
 
 #include <chrono>
 #include <cstring>
+#include <ctime>
 
+#include "link/Capture.h"
 #include "wire/Answer.h"
 #include "wire/Error.h"
 #include "wire/Explain.h"
@@ -14,40 +16,45 @@ namespace zelline {
 namespace {
 
 std::string WallClock() {
-    const auto now = std::chrono::system_clock::now();
-    const auto ms = std::chrono::duration_cast<Millis>(now.time_since_epoch()).count() % 1000;
-    return fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:03}Z", fmt::gmtime(std::chrono::system_clock::to_time_t(now)), ms);
-}
-
-// A request that carries bytes of a file; answers under the same ids carry a status or a checksum.
-bool IsSecret(const char* direction, const UartFrame& frame) {
-    return std::strcmp(direction, "tx") == 0 && CarriesFileBytes(frame.CommandId());
+    const auto now = std::chrono::duration_cast<Millis>(WallTime());
+    return fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:03}Z", fmt::gmtime(static_cast<std::time_t>(now.count() / 1000)),
+                       now.count() % 1000);
 }
 
 }  // namespace
 
-Trace::Trace(const std::string& path, bool withKeyBytes)
-    : m_path(path), m_file(path, std::ios::app), m_withKeyBytes(withKeyBytes) {
+std::chrono::microseconds WallTime() {
+    return std::chrono::duration_cast<std::chrono::microseconds>(
+        std::chrono::system_clock::now().time_since_epoch());
+}
+
+bool IsSecret(const UartFrame& frame, bool sent) {
+    return sent && CarriesFileBytes(frame.CommandId());
+}
+
+RecordingFile::RecordingFile(const std::string& path) : m_path(path), m_file(path, std::ios::app) {
     if (!m_file) {
         Fail(Exit::Record, "trace {} cannot be written: {}", path, std::strerror(errno));
     }
 }
 
-void Trace::Begin() {
+void RecordingFile::Begin() {
     m_file.close();
-    m_file.open(m_path, std::ios::trunc);
+    m_file.open(m_path, std::ios::trunc | std::ios::binary);
     m_begun = true;
 }
 
-void Trace::Write(const std::string& line) {
+void RecordingFile::Write(std::string_view bytes) {
     if (!m_begun) {
         Begin();
     }
-    m_file << line << '\n' << std::flush;
+    m_file << bytes << std::flush;
     if (!m_file) {
         Fail(Exit::Record, "trace {} cannot be written any more: is the disk full?", m_path);
     }
 }
+
+Trace::Trace(const std::string& path, bool withKeyBytes) : m_file(path), m_withKeyBytes(withKeyBytes) {}
 
 Json Trace::Head(const char* direction, Millis when) {
     m_start = m_start.count() < 0 ? when : m_start;
@@ -57,7 +64,7 @@ Json Trace::Head(const char* direction, Millis when) {
 void Trace::Row(const char* direction, const UartFrame& frame, Millis when) {
     Json row = Head(direction, when);
     row["id"] = IdText(frame.CommandId());
-    if (IsSecret(direction, frame) && !m_withKeyBytes) {
+    if (IsSecret(frame, std::strcmp(direction, "tx") == 0) && !m_withKeyBytes) {
         row["redacted"] = frame.length;
         row["index"] = frame.trailerA;
         row["total"] = frame.trailerB;
@@ -65,7 +72,7 @@ void Trace::Row(const char* direction, const UartFrame& frame, Millis when) {
         row["hex"] = WireHex(frame);
     }
     row["words"] = Explain(frame);
-    Write(JsonLine(row));
+    m_file.Write(JsonLine(row) + '\n');
 }
 
 void Trace::Sent(const UartFrame& frame, Millis when) {
@@ -79,15 +86,77 @@ void Trace::Received(const UartFrame& frame, Millis when) {
 void Trace::Noise(const Bytes& bytes, Millis when) {
     Json row = Head("rx", when);
     row["noise"] = ToHex(bytes);
-    Write(JsonLine(row));
+    m_file.Write(JsonLine(row) + '\n');
 }
+
+namespace {
+
+// Puts recorded frames together as the bursts that they were.
+class BurstCollector {
+  public:
+    explicit BurstCollector(const std::string& path) : m_path(path) {}
+
+    // A frame of line or packet `number`; `what` names where its bytes stand.
+    void Take(bool sent, const Bytes& bytes, std::size_t number, std::string_view what) {
+        const std::vector<Stretch> frames = Dissect(bytes);
+        if (frames.size() != 1 || !frames[0].intact) {
+            Fail(Exit::Unusable, "{}:{}: {} is not one intact frame", m_path, number, what);
+        }
+        if (sent) {
+            if (m_bursts.empty() || !m_bursts.back().answers.empty()) {
+                m_bursts.push_back({{}, {}, number});
+            }
+            m_bursts.back().requests.push_back(frames[0].frame);
+        } else if (!m_bursts.empty() && RoleOf(frames[0].frame) == FrameRole::Answer) {
+            m_bursts.back().answers.push_back(frames[0].frame);
+        }
+    }
+
+    [[noreturn]] void RefuseSecret(std::size_t number) const {
+        Fail(Exit::Unusable,
+             "{}:{}: bytes of a file were left out here; only a trace that "
+             "was recorded with --trace-key-bytes can send them again",
+             m_path, number);
+    }
+
+    std::vector<RecordedBurst> Bursts() {
+        if (m_bursts.empty()) {
+            Fail(Exit::Unusable, "{} holds no requests", m_path);
+        }
+        return std::move(m_bursts);
+    }
+
+  private:
+    const std::string& m_path;
+    std::vector<RecordedBurst> m_bursts;
+};
+
+std::vector<RecordedBurst> CapturedBursts(const std::string& path) {
+    BurstCollector collector(path);
+    for (const CapturedPacket& packet : ReadCapture(path)) {
+        if (!packet.whole) {
+            collector.RefuseSecret(packet.number);
+        }
+        const std::vector<Stretch> frames = Dissect(packet.bytes);
+        const bool isNoise = frames.size() != 1 || !frames[0].intact;
+        if (packet.sent || !isNoise) {
+            collector.Take(packet.sent, packet.bytes, packet.number, "this packet");
+        }
+    }
+    return collector.Bursts();
+}
+
+}  // namespace
 
 std::vector<RecordedBurst> ReadTrace(const std::string& path) {
     std::ifstream file(path);
     if (!file) {
         Fail(Exit::Unusable, "trace {} cannot be read: {}", path, std::strerror(errno));
     }
-    std::vector<RecordedBurst> bursts;
+    if (IsCapture(path)) {
+        return CapturedBursts(path);
+    }
+    BurstCollector collector(path);
     std::string text;
     for (std::size_t line = 1; std::getline(file, text); ++line) {
         if (text.empty()) {
@@ -98,36 +167,20 @@ std::vector<RecordedBurst> ReadTrace(const std::string& path) {
             Fail(Exit::Unusable, "{}:{}: this is no row of a trace", path, line);
         }
         if (row.contains("redacted")) {
-            Fail(Exit::Unusable,
-                 "{}:{}: bytes of a file were left out here; only a trace that "
-                 "was recorded with --trace-key-bytes can send them again",
-                 path, line);
+            collector.RefuseSecret(line);
         }
         if (!row.contains("hex") || !row["hex"].is_string()) {
             continue;
         }
-        std::vector<Stretch> frames;
+        Bytes bytes;
         try {
-            frames = Dissect(FromHex(row["hex"].get<std::string>()));
+            bytes = FromHex(row["hex"].get<std::string>());
         } catch (const Error& error) {
             Fail(Exit::Unusable, "{}:{}: {}", path, line, error.what());
         }
-        if (frames.size() != 1 || !frames[0].intact) {
-            Fail(Exit::Unusable, "{}:{}: \"hex\" is not one intact frame", path, line);
-        }
-        if (row["dir"] == "tx") {
-            if (bursts.empty() || !bursts.back().answers.empty()) {
-                bursts.push_back({{}, {}, line});
-            }
-            bursts.back().requests.push_back(frames[0].frame);
-        } else if (!bursts.empty() && RoleOf(frames[0].frame) == FrameRole::Answer) {
-            bursts.back().answers.push_back(frames[0].frame);
-        }
+        collector.Take(row["dir"] == "tx", bytes, line, "\"hex\"");
     }
-    if (bursts.empty()) {
-        Fail(Exit::Unusable, "{} holds no requests", path);
-    }
-    return bursts;
+    return collector.Bursts();
 }
 
 }  // namespace zelline

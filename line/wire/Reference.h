@@ -1,4 +1,4 @@
-// The protocol reference, made from the command catalogue.
+// The protocol reference and the dissector for Wireshark, made from the command catalogue.
 #ifndef ZELLINE_WIRE_REFERENCE_H
 #define ZELLINE_WIRE_REFERENCE_H
 
@@ -8,6 +8,9 @@ namespace zelline {
 
 // The whole page, in Markdown.
 std::string ProtocolReference();
+
+// A script in Lua that shows captured frames in Wireshark.
+std::string DissectorScript();
 
 }  // namespace zelline
 

@@ -45,5 +45,12 @@ TEST(Reference, IsTheOneInTheRepository) {
     EXPECT_TRUE(text.str() == ProtocolReference()) << ZELLINE_REFERENCE << " is out of date";
 }
 
+// So is the dissector: "zelline commands --lua" makes it anew.
+TEST(Reference, DissectorIsTheOneInTheRepository) {
+    std::ostringstream text;
+    text << std::ifstream(ZELLINE_DISSECTOR).rdbuf();
+    EXPECT_TRUE(text.str() == DissectorScript()) << ZELLINE_DISSECTOR << " is out of date";
+}
+
 }  // namespace
 }  // namespace zelline
