@@ -22,6 +22,7 @@ PS1=
 bind 'set enable-bracketed-paste off'
 dump() {{ printf '%s\\n' "$READLINE_LINE" > {answer}; READLINE_LINE=; READLINE_POINT=0; }}
 bind -x '"\\C-g": dump'
+PROMPT_COMMAND='unset PROMPT_COMMAND; echo ready > {answer}'
 """
 ZSH = """
 PS1=
@@ -38,6 +39,8 @@ compadd() {{
 dump() {{ print -r -- "$BUFFER" > {answer}; BUFFER= }}
 zle -N dump
 bindkey '^G' dump
+ready() {{ zle -D zle-line-init; print ready > {answer} }}
+zle -N zle-line-init ready
 """
 
 
@@ -62,22 +65,22 @@ class Shell:
         for program in PROGRAMS:
             script = self.scripts / (f"_{program}" if name == "zsh" else program)
             script.write_text(printed(program, "completion", name))
-        setup = folder / "setup"
+        setup = folder / ".zshrc"
         if name == "zsh":
             setup.write_text(ZSH.format(**words))
-            command = ["zsh", "-f", "-i"]
+            command = ["zsh", "--no-globalrcs", "-i"]
         else:
             setup.write_text(BASH.format(**words) + "".join(f"source {self.scripts / program}\n" for program in PROGRAMS))
-            command = ["bash", "--norc", "--noprofile", "-i"]
+            command = ["bash", "--rcfile", setup, "-i"]
         self.terminal, inside = pty.openpty()
         # What the shell shows is not looked at; it must only not be stopped by a full terminal.
-        environment = {**os.environ, "TERM": "dumb", "HISTFILE": ""}
+        environment = {**os.environ, "TERM": "dumb", "HISTFILE": "", "ZDOTDIR": str(folder)}
         self.shell = subprocess.Popen(command, stdin=inside, stdout=subprocess.DEVNULL, stderr=inside, cwd=self.work,
                                       env=environment, start_new_session=True)
         os.close(inside)
         self.drain = subprocess.Popen(["cat"], stdin=self.terminal, stdout=subprocess.DEVNULL)
-        self.type(f"source {setup}\n")
-        self.line("")
+        # What is typed before the shell takes keys may be lost.
+        assert self.answer.read_text() == "ready\n"
 
     def type(self, text):
         os.write(self.terminal, text.encode())
