@@ -106,7 +106,7 @@ Exit Dispatch(const Context& context, const std::string& verb) {
 
 }  // namespace
 
-int RunCli(const std::vector<std::string>& arguments, Console console, const PortOpener& open) {
+int RunCli(const std::vector<std::string>& arguments, Console console, const PortOpener& open, const Stop& stop) {
     CLI::App app;
     Options options;
     Describe(app, options);
@@ -121,7 +121,7 @@ int RunCli(const std::vector<std::string>& arguments, Console console, const Por
         app.parse(reversed);
         verb = app.get_subcommands().front()->get_name();
         console.json = options.json;
-        return static_cast<int>(Dispatch({console, options, open}, verb));
+        return static_cast<int>(Dispatch({console, options, open, stop}, verb));
     } catch (const CLI::CallForHelp&) {
         console.out << (verb.empty() ? HelpPage() : HelpPage(verb));
         return 0;

@@ -36,35 +36,12 @@ std::string Place(const PlanProblem& problem) {
     return problem.line == 0 ? problem.file : fmt::format("{}:{}", problem.file, problem.line);
 }
 
-// What the tool itself gives to a plan, with texts that stand in for items until they are reserved.
-Variables ProvidedVariables(const std::string& unit) {
-    Variables provided;
-    if (!unit.empty()) {
-        provided["unit"] = unit;
-    }
-    for (const std::string& type : ItemTypes()) {
-        provided[ItemVariable(type)] = type == kAddressStock ? "02:00:00:00:00:01" : "00000000";
-    }
-    return provided;
-}
-
 // Loads the plan or tells every mistake; nothing when there was one.
 std::optional<Plan> Load(const Context& context) {
-    const Console& console = context.console;
     std::vector<PlanProblem> problems;
     Plan plan = LoadPlan(context.options.words[0], GivenVariables(context.options.variables), problems,
                          ProvidedVariables(context.options.unit));
-    for (const PlanProblem& problem : problems) {
-        if (console.json) {
-            console.Result({{"v", 1},
-                            {"type", "problem"},
-                            {"file", problem.file},
-                            {"line", problem.line},
-                            {"words", problem.words}},
-                           "");
-        }
-        console.Note(fmt::format("{}: {}", Place(problem), problem.words));
-    }
+    TellOf(context.console, problems);
     return problems.empty() ? std::optional(std::move(plan)) : std::nullopt;
 }
 
@@ -225,6 +202,20 @@ void CheckUnit(const Options& options, const Plan& plan) {
 }
 
 }  // namespace
+
+void TellOf(const Console& console, const std::vector<PlanProblem>& problems) {
+    for (const PlanProblem& problem : problems) {
+        if (console.json) {
+            console.Result({{"v", 1},
+                            {"type", "problem"},
+                            {"file", problem.file},
+                            {"line", problem.line},
+                            {"words", problem.words}},
+                           "");
+        }
+        console.Note(fmt::format("{}: {}", Place(problem), problem.words));
+    }
+}
 
 Exit RunPlan(const Context& context) {
     const Console& console = context.console;

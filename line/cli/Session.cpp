@@ -18,7 +18,7 @@ Session::Session(const Context& context, LineObserver* observer) {
     if (observer != nullptr) {
         observers.push_back(observer);
     }
-    transport = context.open(options.port);
+    transport = context.open(options.port, context.stop);
     if (trace) {
         trace->Begin();
     }

@@ -2,7 +2,6 @@
 #ifndef ZELLINE_CLI_SESSION_H
 #define ZELLINE_CLI_SESSION_H
 
-#include <functional>
 #include <memory>
 #include <string>
 
@@ -12,14 +11,12 @@
 
 namespace zelline {
 
-// Opens the transport to the set at the path.
-using PortOpener = std::function<std::unique_ptr<Transport>(const std::string& path)>;
-
 // What a verb works with.
 struct Context {
     const Console& console;
     const Options& options;
     const PortOpener& open;
+    const Stop& stop;  // of the whole tool
 };
 
 // The opened port, with its trace where one is wanted.

@@ -14,6 +14,10 @@ Exit ShowPorts(const Context& context) {
     const auto ports = ListPorts();
     for (const ListedPort& port : ports) {
         std::string words = fmt::format("{:<16} {}", port.path, port.description);
+        if (!port.socket.empty()) {
+            words += fmt::format("  USB socket {}{}{}", port.socket, port.serial.empty() ? "" : ", serial number ",
+                                 port.serial);
+        }
         if (!port.holder.empty()) {
             words += fmt::format("  taken by {}", port.holder);
         }
@@ -21,6 +25,8 @@ Exit ShowPorts(const Context& context) {
                                 {"type", "port"},
                                 {"path", port.path},
                                 {"description", port.description},
+                                {"serial", port.serial.empty() ? Json(nullptr) : Json(port.serial)},
+                                {"socket", port.socket.empty() ? Json(nullptr) : Json(port.socket)},
                                 {"holder", port.holder.empty() ? Json(nullptr) : Json(port.holder)}},
                                words);
     }
@@ -158,6 +164,14 @@ const std::vector<ToolVerb>& ToolVerbs() {
          "RUN is a run's name or the beginning of it, or 'last'.\n"
          "  zelline report last --report {unit}-{run}.html",
          ReportRun},
+        {"station",
+         "STATION.toml",
+         {},
+         "Run a station of several slots, with a page for its operator",
+         "Prints the page's address and, as it changes, what each slot does. Numbers that are scanned are taken\n"
+         "from the page, and from standard input, a line each. Ends with Ctrl-C or SIGTERM: units at work are\n"
+         "stopped, and their teardown runs.",
+         RunStation},
         {"decode",
          "HEX ...",
          {},

@@ -35,6 +35,9 @@ Store OpenStore(const Options& options);
 // what it told of.
 Exit TellOf(const Console& console, const RunReports& reports, Exit status);
 
+// Tells of the mistakes of a plan or of a station.
+void TellOf(const Console& console, const std::vector<PlanProblem>& problems);
+
 // What carries out those that have a file of their own.
 Exit Listen(const Context& context);
 Exit Replay(const Context& context);
@@ -44,6 +47,7 @@ Exit WorkOnStock(const Context& context);
 Exit ShowHistory(const Context& context);
 Exit ShowYield(const Context& context);
 Exit ReportRun(const Context& context);
+Exit RunStation(const Context& context);
 Exit ShowManual(const Context& context);
 Exit ShowCompletion(const Context& context);
 

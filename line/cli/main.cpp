@@ -9,9 +9,11 @@
 #include "port/Port.h"
 
 int main(int argc, char** argv) {
-    const zelline::Interrupt interrupt;
+    const zelline::Stop stop;
+    const zelline::Interrupt interrupt(stop);
     const zelline::Console console{std::cout, std::cerr, ::isatty(STDERR_FILENO) != 0, false};
-    return zelline::RunCli(std::vector<std::string>(argv + 1, argv + argc), console, [&](const std::string& path) {
-        return std::make_unique<zelline::Port>(path, interrupt.Descriptor());
-    });
+    const auto open = [](const std::string& path, const zelline::Stop& ends) {
+        return std::make_unique<zelline::Port>(path, ends.Descriptor());
+    };
+    return zelline::RunCli(std::vector<std::string>(argv + 1, argv + argc), console, open, stop);
 }

@@ -167,10 +167,7 @@ Millis Port::Now() const {
 void Port::Sleep(Millis time) {
     const Millis end = Now() + time;
     for (Millis left = time; left.count() > 0; left = end - Now()) {
-        pollfd watched = {m_interrupt, POLLIN, 0};
-        if (::poll(&watched, m_interrupt < 0 ? 0 : 1, static_cast<int>(left.count())) > 0) {
-            Stopped();
-        }
+        Await(0, left);
     }
 }
 

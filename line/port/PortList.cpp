@@ -16,6 +16,7 @@
 #include <set>
 #include <sstream>
 
+#include "port/PortPlace.h"
 #include "wire/Hex.h"
 
 namespace zelline {
@@ -170,7 +171,7 @@ std::string Text(const char* text) {
 
 }  // namespace
 
-std::vector<ListedPort> ListPorts() {
+std::vector<ListedPort> ListPorts(bool withHolders) {
     std::vector<ListedPort> ports;
     sp_port** list = nullptr;
     if (sp_list_ports(&list) != SP_OK) {
@@ -181,7 +182,11 @@ std::vector<ListedPort> ListPorts() {
         ListedPort port;
         port.path = Text(sp_get_port_name(*at));
         port.description = Text(sp_get_port_description(*at));
-        port.holder = PortHolder(port.path);
+        port.serial = Text(sp_get_port_usb_serial(*at));
+        std::error_code none;
+        port.socket = UsbSocketOf(
+            fs::canonical(fs::path("/sys/class/tty") / fs::path(port.path).filename() / "device", none).string());
+        port.holder = withHolders ? PortHolder(port.path) : std::string();
         ports.push_back(std::move(port));
     }
     return ports;

@@ -4,7 +4,11 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
 
+#include "port/Stop.h"
 #include "wire/Units.h"
 
 namespace zelline {
@@ -33,9 +37,13 @@ class Transport {
     // Time since an arbitrary start; never goes back.
     virtual Millis Now() const = 0;
 
-    // Lets `time` pass. Throws Error with Exit::Interrupted when the user wants to stop, once for each time.
+    // Lets `time` pass. Throws Error with Exit::Port when the far end is gone, Exit::Interrupted when the user
+    // wants to stop, once for each time.
     virtual void Sleep(Millis time) = 0;
 };
+
+// Opens the transport to the set at the path, whose waits end when `stop` is raised. Throws Error with Exit::Port.
+using PortOpener = std::function<std::unique_ptr<Transport>(const std::string& path, const Stop& stop)>;
 
 }  // namespace zelline
 

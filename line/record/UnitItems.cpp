@@ -55,6 +55,17 @@ std::vector<std::string> ItemTypes() {
     return types;
 }
 
+Variables ProvidedVariables(const std::string& unit) {
+    Variables provided;
+    if (!unit.empty()) {
+        provided["unit"] = unit;
+    }
+    for (const std::string& type : ItemTypes()) {
+        provided[ItemVariable(type)] = type == kAddressStock ? "02:00:00:00:00:01" : "00000000";
+    }
+    return provided;
+}
+
 std::set<std::string> ItemTypesOf(const Plan& plan) {
     std::set<std::string> types;
     for (Step step : plan.steps) {

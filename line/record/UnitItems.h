@@ -19,6 +19,10 @@ std::string ItemVariable(const std::string& type);
 // All types that items may have.
 std::vector<std::string> ItemTypes();
 
+// What the tool itself gives to a plan for the unit, with texts that stand in for items until they are reserved;
+// without a unit when that is empty.
+Variables ProvidedVariables(const std::string& unit);
+
 // The types of items that the plan's steps take, or name in a variable.
 std::set<std::string> ItemTypesOf(const Plan& plan);
 

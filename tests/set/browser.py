@@ -136,6 +136,11 @@ class Browser:
         """Types into an element; a name of KEYS alone is that key."""
         self._ask("POST", self.element(selector) + "/value", {"text": KEYS.get(text, text)})
 
+    def keys(self, text):
+        """Types to whatever has the focus, as a keyboard or a scanner does."""
+        strokes = [{"type": kind, "value": "\ue007" if letter == "\n" else letter} for letter in text for kind in ("keyDown", "keyUp")]
+        self._ask("POST", "/actions", {"actions": [{"type": "key", "id": "keyboard", "actions": strokes}]})
+
     def picture(self, path):
         pathlib.Path(path).write_bytes(base64.b64decode(self._ask("GET", "/screenshot")))
 

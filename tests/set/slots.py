@@ -37,15 +37,18 @@ def _in_turn(choose):
         os.close(turn)
 
 
-def _first_free():
+def _first_free(count):
+    taken = []
     while True:
         for number in range(COUNT):
             descriptor = _open(f"slot-{number}")
             try:
                 fcntl.flock(descriptor, fcntl.LOCK_EX | fcntl.LOCK_NB)
-                return descriptor
+                taken.append(descriptor)
             except BlockingIOError:
                 os.close(descriptor)
+            if len(taken) == count:
+                return taken
         time.sleep(0.05)  # a lock on any one of several files cannot be waited for
 
 
@@ -56,22 +59,23 @@ def _every_one():
 
 
 class Slot:
-    """A slot that is held until `give_back`."""
+    """A slot that is held until `give_back`, or several for sets that run together."""
 
-    def __init__(self):
+    def __init__(self, count=1):
         self.thread = threading.current_thread()
-        self.descriptor = -1
+        self.descriptors = []
         if self.thread in _holders:
             raise AssertionError("who holds a set does not wait for another: end the first one before")
         if not _all_taken:
-            self.descriptor = _in_turn(_first_free)
+            self.descriptors = _in_turn(lambda: _first_free(count))
             _holders.add(self.thread)
 
     def give_back(self):
         """Any thread may do it."""
-        if self.descriptor >= 0:
-            os.close(self.descriptor)
-            self.descriptor = -1
+        if self.descriptors:
+            for descriptor in self.descriptors:
+                os.close(descriptor)
+            self.descriptors = []
             _holders.discard(self.thread)
 
 

@@ -23,13 +23,14 @@ class CliFixture : public testing::Test {
         m_out.str("");
         m_err.str("");
         const Console console{m_out, m_err, m_isTerminal, false};
-        return RunCli(arguments, console, [this](const std::string& path) -> std::unique_ptr<Transport> {
+        const auto open = [this](const std::string& path, const Stop&) -> std::unique_ptr<Transport> {
             ++m_opened;
             if (path != "port") {
                 throw Error(Exit::Port, "port " + path + " is taken by picocom (process 1)");
             }
             return std::make_unique<BorrowedLine>(m_set, m_stops);
-        });
+        };
+        return RunCli(arguments, console, open, Stop());
     }
     int Ask(std::vector<std::string> arguments) {
         arguments.insert(arguments.begin(), {"--port", "port"});

@@ -11,6 +11,7 @@
 #include "base/TempFolder.h"
 #include "port/Port.h"
 #include "port/PortList.h"
+#include "port/Stop.h"
 #include "wire/Error.h"
 
 namespace zelline {
@@ -188,12 +189,27 @@ TEST(Port, ALostPortIsTold) {
     EXPECT_THROW(port.Write(&byte, 1), Error);
 }
 
-TEST(Port, AnInterruptEndsAWaitAtOnce) {
+TEST(Port, ALostPortEndsASleepAtOnce) {
+    FarEnd end;
+    Port port(end.Path(), -1);
+    port.Sleep(Millis(1));
+    end.Close();
+    try {
+        port.Sleep(Millis(60000));
+        ADD_FAILURE() << "not ended";
+    } catch (const Error& error) {
+        EXPECT_EQ(error.Status(), Exit::Port);
+    }
+}
+
+TEST(Port, AStopEndsAWaitAtOnceAndNobodyElses) {
     const FarEnd end;
-    int pipe[2];
-    ASSERT_EQ(::pipe(pipe), 0);
-    Port port(end.Path(), pipe[0]);
-    ASSERT_EQ(::write(pipe[1], "", 1), 1);
+    const FarEnd otherEnd;
+    const Stop stop;
+    const Stop otherStop;
+    Port port(end.Path(), stop.Descriptor());
+    Port other(otherEnd.Path(), otherStop.Descriptor());
+    stop.Raise();
     std::uint8_t byte = 0;
     try {
         port.Read(&byte, 1, Millis(60000));
@@ -202,10 +218,9 @@ TEST(Port, AnInterruptEndsAWaitAtOnce) {
         EXPECT_EQ(error.Status(), Exit::Interrupted);
     }
     EXPECT_EQ(port.Read(&byte, 1, Millis(1)), 0U) << "the first one is over";
-    ASSERT_EQ(::write(pipe[1], "", 1), 1);
+    stop.Raise();
     EXPECT_THROW(port.Sleep(Millis(60000)), Error);
-    ::close(pipe[0]);
-    ::close(pipe[1]);
+    EXPECT_EQ(other.Read(&byte, 1, Millis(1)), 0U);
 }
 
 }  // namespace

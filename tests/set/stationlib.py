@@ -1,0 +1,131 @@
+"""A station of the line tool, with what it says as it is said."""
+
+import contextlib
+import json
+import pathlib
+import signal
+import subprocess
+import tempfile
+import threading
+import time
+
+import slots as pool
+from setlib import NEVER, Set
+from zelfac import programs
+
+SERIAL = "[A-Z]{2}[0-9]{4}"
+PLAN = """
+name = "Station test"
+[[step]]
+name = "Write the serial number"
+run = ["sn", "write", "${unit}"]
+[[step]]
+name = "Read it again"
+run = "sn read"
+expect = { equals = "${unit}" }
+[[step]]
+name = "Lamp"
+run = "led red on"
+[[teardown]]
+name = "Sound"
+run = "volume 20"
+"""
+
+
+class LineSet(Set):
+    """A set whose line is left to the station."""
+
+    def start(self):
+        super().start()
+        self.line.close()
+
+    @property
+    def place(self):
+        """What stands in its slot's table."""
+        return f'port = "{pathlib.Path(self.state) / "line"}"'
+
+
+@contextlib.contextmanager
+def two_sets():
+    slot = pool.Slot(2)
+    try:
+        with LineSet(slot=slot) as first, LineSet(slot=slot) as second:
+            yield first, second
+    finally:
+        slot.give_back()
+
+
+class Station:
+    """`zelline station`, as a context manager. `slots` are names with what stands in each one's table."""
+
+    def __init__(self, slots, plan=PLAN, more="", page=None):
+        self.held = tempfile.TemporaryDirectory(prefix="zelfac-station.")
+        self.folder = pathlib.Path(self.held.name)
+        (self.folder / "plan.toml").write_text(plan)
+        lines = ['name = "Test"', 'plan = "plan.toml"', f'scan = "{SERIAL}"', more]
+        for name, place in slots.items():
+            lines += ["[[slot]]", f'name = "{name}"', place]
+        if page is not None:
+            lines += ["[page]", page]
+        self.file = self.folder / "station.toml"
+        self.file.write_text("\n".join(lines) + "\n")
+        self.rows = []
+        self.heard = threading.Condition()
+
+    def __enter__(self):
+        command = [programs.find("zelline"), "--json", "station", self.file]
+        self.errors = (self.folder / "err").open("w+")
+        self.tool = subprocess.Popen(list(map(str, command)), stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=self.errors, text=True)
+        self.reader = threading.Thread(target=self._read)
+        self.reader.start()
+        self.url = self.wait(type="ready")["page"]
+        return self
+
+    def __exit__(self, *_):
+        if self.tool.poll() is None:
+            self.end()
+        self.tool.stdin.close()
+        self.reader.join()
+        self.tool.stdout.close()
+        self.errors.close()
+        self.held.cleanup()
+
+    def end(self):
+        """Ends it as the system does, and returns its exit status."""
+        self.tool.send_signal(signal.SIGTERM)
+        return self.tool.wait(NEVER)
+
+    def _read(self):
+        for line in self.tool.stdout:
+            with self.heard:
+                self.rows.append(json.loads(line))
+                self.heard.notify_all()
+        with self.heard:
+            self.rows.append({"type": "end"})
+            self.heard.notify_all()
+
+    def seen(self):
+        """How much has been said, for `since`."""
+        with self.heard:
+            return len(self.rows)
+
+    def wait(self, since=0, **fields):
+        """The first row from `since` on that has these fields."""
+        end = time.monotonic() + NEVER
+        with self.heard:
+            while True:
+                for row in self.rows[since:]:
+                    if all(row.get(name) == value for name, value in fields.items()):
+                        return row
+                    if row["type"] == "end":
+                        raise AssertionError(f"the station has ended: {(self.folder / 'err').read_text()}")
+                if not self.heard.wait(end - time.monotonic()):
+                    raise AssertionError(f"waited in vain for {fields}; last: {self.rows[-5:]}")
+
+    def scan(self, text):
+        """What the station says to something that is scanned."""
+        since = self.seen()
+        self.tool.stdin.write(text + "\n")
+        self.tool.stdin.flush()
+        row = self.wait(since, type="scan")
+        return row["reply"], row["slot"], row["unit"]

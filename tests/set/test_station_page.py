@@ -1,0 +1,211 @@
+"""The operator's page of a station in Chromium: scans, passes, fails, a lost port, a reload, ten slots, who may use it."""
+
+import http.client
+import json
+import os
+import pathlib
+import tempfile
+import unittest
+import urllib.parse
+
+import runner
+from browser import Browser
+from setlib import NEVER
+from stationlib import PLAN, LineSet, Station, two_sets
+
+CARD = "[data-slot='{}']"
+SLOW = PLAN.replace('run = "led red on"', 'run = "led red on"\nwait = 3600000')
+
+
+class Page(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.browser = Browser()
+        cls.addClassCleanup(cls.browser.close)
+
+    def open(self, station):
+        self.browser.complaints()  # those of the test before
+        self.browser.open(station.url)
+
+    def picture(self, name):
+        if folder := os.environ.get("ZELFAC_PICTURES"):
+            self.browser.picture(pathlib.Path(folder) / f"{name}.png")
+
+    def card(self, slot, *parts):
+        """Waits until a slot's card shows all the parts."""
+        for part in parts:
+            self.browser.wait_text(CARD.format(slot), part)
+
+    def scan(self, text):
+        """As a scanner does it: letters and Enter, to whatever has the focus."""
+        self.browser.keys(text + "\n")
+
+    def tearDown(self):
+        self.picture(self.id().split(".")[-1])
+        self.browser.open("about:blank")
+
+    def test_one_passes_and_one_fails(self):
+        with two_sets() as (first, second):
+            second.model.fail("tovix.sl2.system.ctrl.led.gpio", "connect", 7)
+            with Station({"A": first.place, "B": second.place}, more='store = "line.db"', page='language = "en"') as station:
+                self.open(station)
+                self.card("A", "Ready", "Scan the next set")
+                self.scan("AB0001")
+                self.browser.wait_text("#reply", "AB0001: which slot?")
+                self.scan("A")
+                self.browser.wait_text("#reply", "Slot A has AB0001")
+                self.scan("AB0002")
+                self.card("A", "PASS", "AB0001")
+                self.card("B", "FAIL", "AB0002", "Step: Lamp", "did not pass this step")
+                self.browser.wait_text("#yield", "1 of 2 passed, 50 % at once")
+                # The letters fill the slot, and lie inside it.
+                share = self.browser.run("""
+                    const card = arguments[0] && document.querySelector(arguments[0]);
+                    const range = document.createRange();
+                    range.selectNodeContents(card.querySelector('.big'));
+                    const words = range.getBoundingClientRect(), whole = card.getBoundingClientRect();
+                    return [words.left >= whole.left && words.right <= whole.right && words.top >= whole.top && words.bottom <= whole.bottom,
+                            words.width / whole.width]""", CARD.format("A"))
+                self.assertTrue(share[0])
+                self.assertGreater(share[1], 0.85)
+                # It stays until the next scan for that slot.
+                self.browser.reload()
+                self.card("A", "PASS", "AB0001")
+                self.card("B", "FAIL", "AB0002", "Step: Lamp")
+                self.picture("fail")
+                self.browser.click("#language")
+                self.card("A", "合格")
+                self.card("B", "不合格", "步骤: Lamp")
+                self.picture("chinese")
+                self.browser.click("#language")
+                self.assertEqual(self.browser.complaints(), [])
+
+    def test_the_field_has_the_focus(self):
+        """Whatever was clicked or tabbed to, what a scanner types arrives."""
+        with Station({"A": 'port = "nowhere"', "B": 'port = "elsewhere"'}, page="") as station:
+            self.open(station)
+            self.card("A", "No cable")
+            self.scan("nonsense")
+            self.browser.wait_text("#reply", "nonsense is no serial number")
+            self.browser.click(CARD.format("B"))
+            self.scan("B")
+            self.browser.wait_text("#reply", "Slot B: scan the set")
+            self.browser.run("document.getElementById('language').focus()")
+            self.scan("AB0002")
+            self.card("B", "Waiting for the cable", "AB0002")
+            # By keys alone: to the slot's button, twice Enter.
+            self.browser.run("document.getElementById('field').focus()")
+            self.browser.keys("\ue004")
+            self.assertEqual(self.browser.run("return document.activeElement.closest('.slot')?.dataset.slot"), "B")
+            self.browser.keys("\n")
+            self.card("B", "Press again")
+            self.browser.keys("\n")
+            self.card("B", "STOPPED", "AB0002")
+            self.scan("AB0003")
+            self.browser.wait_text("#reply", "AB0003: which slot?")
+            self.browser.keys("\ue00c")
+            self.browser.wait("return document.getElementById('reply').textContent === ''")
+            self.scan("A")
+            self.browser.wait_text("#reply", "Slot A: scan the set")
+            self.assertEqual(self.browser.complaints(), [])
+
+    def test_a_reload_in_the_middle_and_a_lost_port(self):
+        with tempfile.TemporaryDirectory(prefix="zelfac-station.") as folder:
+            link = pathlib.Path(folder) / "port"
+            with Station({"A": f'port = "{link}"'}, plan=SLOW, page="") as station:
+                self.open(station)
+                self.card("A", "No cable")
+                with LineSet() as tv:
+                    link.symlink_to(pathlib.Path(tv.state) / "line")
+                    self.card("A", "Ready")
+                    self.scan("AB0001")
+                    self.card("A", "Testing", "Step 3 of 4: Lamp")
+                    self.browser.reload()
+                    self.card("A", "Testing", "AB0001", "Step 3 of 4: Lamp")
+                    self.picture("running")
+                self.card("A", "FAIL", "The connection was lost", "AB0001")
+
+    def test_a_station_that_goes(self):
+        with Station({"A": 'port = "nowhere"'}, page="") as station:
+            self.open(station)
+            self.card("A", "No cable")
+            self.assertEqual(station.end(), 0)
+            self.browser.wait_text("#gone", "No connection to the station")
+
+    def test_ten_slots(self):
+        names = [f"P{number}" for number in range(10)]
+        with Station({name: f'port = "{name}.tty"' for name in names}, page='language = "zh"') as station:
+            self.open(station)
+            for number, name in enumerate(names):
+                self.card(name, "未接线")
+                self.scan(name)
+                self.scan(f"AB{number:04}")
+                self.card(name, "等待线缆", f"AB{number:04}")
+            outside = self.browser.run("""
+                return [...document.querySelectorAll('.slot')].filter((card) => {
+                  const place = card.getBoundingClientRect();
+                  return place.bottom > innerHeight || place.right > innerWidth || place.height < 100;
+                }).length""")
+            self.assertEqual(outside, 0)
+            self.assertEqual(self.browser.complaints(), [])
+
+    def test_what_is_scanned_is_text(self):
+        with Station({"A": 'port = "nowhere"'}, page="") as station:
+            self.open(station)
+            self.card("A", "No cable")
+            self.scan("<img src=x onerror=window.hostile=1>")
+            self.browser.wait_text("#reply", "<img src=x")
+            self.assertIsNone(self.browser.run("return window.hostile ?? null"))
+
+
+class Gate(unittest.TestCase):
+    def ask(self, url, path, method="GET", body=None, **headers):
+        place = urllib.parse.urlsplit(url)
+        link = http.client.HTTPConnection(place.hostname, place.port, timeout=NEVER)
+        try:
+            link.request(method, path, body, headers)
+            answer = link.getresponse()
+            return answer.status if path.startswith("/events") else (answer.status, answer.read())[0]
+        finally:
+            link.close()
+
+    def test_who_may_use_it(self):
+        own = {"Content-Type": "application/json"}
+        scan = json.dumps({"text": "AB0001"})
+        token = "a-token-of-the-file"
+        with Station({"A": 'port = "nowhere"', "B": 'port = "else"'}, page=f'token = "{token}"') as station:
+            self.assertTrue(station.url.startswith("http://127.0.0.1:"))
+            self.assertTrue(station.url.endswith(f"/?token={token}"))
+
+            def ask(path="/scan", method="POST", body=scan, **headers):
+                return self.ask(station.url, path, method, body, **headers)
+
+            known = {"X-Zelline-Token": token}
+            self.assertEqual(ask(**own), 403)
+            self.assertEqual(ask(**own, **{"X-Zelline-Token": token[:-1] + "x"}), 403)
+            self.assertEqual(ask(f"/scan?token={token}", **own), 403, "what acts has it in a header")
+            self.assertEqual(ask("/events", "GET"), 403)
+            self.assertEqual(ask(f"/events?token={token}", "GET"), 200)
+            self.assertEqual(ask("/", "GET"), 200)
+            self.assertEqual(ask(**known), 415)
+            self.assertEqual(ask(**own, **known, Host="rebound.example"), 421)
+            self.assertEqual(ask("/", "GET", Host="rebound.example"), 421)
+            self.assertEqual(ask(**own, **known, Origin="http://rebound.example"), 403)
+            self.assertEqual(ask(**own, **known, **{"Sec-Fetch-Site": "cross-site"}), 403)
+            self.assertEqual(ask(**own, **known, body="x" * 5000), 413)
+            self.assertEqual(ask(**own, **known, body="[1]"), 200)
+            self.assertEqual([row for row in station.rows if row.get("unit") == "AB0001"], [])
+            self.assertEqual(ask(**own, **known), 200)
+            station.wait(type="station", unit="AB0001")
+
+    def test_an_address_that_is_taken(self):
+        with Station({"A": 'port = "nowhere"'}, page="") as station:
+            place = urllib.parse.urlsplit(station.url).netloc
+            other = Station({"A": 'port = "else"'}, page=f'address = "{place}"')
+            with self.assertRaisesRegex(AssertionError, "another program has it"):
+                other.__enter__()
+            other.__exit__()
+
+
+if __name__ == "__main__":
+    runner.main()
