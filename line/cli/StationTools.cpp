@@ -150,7 +150,7 @@ Exit RunStation(const Context& context) {
     }
     StationVoice voice(context.console);
     const std::string url = page ? page->Url() : std::string();
-    voice.Say({{"v", 1}, {"type", "ready"}, {"page", page ? Json(url) : Json(nullptr)}},
+    voice.Say({{"v", 1}, {"type", "serving"}, {"page", page ? Json(url) : Json(nullptr)}},
               page ? "The operator's page: " + url : "The station is ready");
     std::atomic<bool> ended = false;
     std::thread teller([&] {

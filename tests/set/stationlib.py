@@ -78,7 +78,7 @@ class Station:
         self.tool = subprocess.Popen(list(map(str, command)), stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=self.errors, text=True)
         self.reader = threading.Thread(target=self._read)
         self.reader.start()
-        self.url = self.wait(type="ready")["page"]
+        self.url = self.wait(type="serving")["page"]
         return self
 
     def __exit__(self, *_):
