@@ -58,7 +58,10 @@ std::optional<Broken> ManagerOrder::Register(const std::string& identity, std::i
 }
 
 std::optional<Broken> ManagerOrder::Notify(const std::string& identity, std::int32_t value) {
-    const bool first = m_lastStatus == 0;
+    if (m_startCrossesStop && identity == m_identity && value == kRunning && m_lastStatus == kStopped) {
+        return std::nullopt;
+    }
+    const bool first = m_lastStatus == 0 && !m_startCrossesStop;
     m_lastStatus = value;
     if (auto broken = JudgeIdentity(identity, "notifyAppStatusInfo")) {
         return broken;

@@ -38,6 +38,9 @@ class ManagerOrder {
     std::optional<Broken> Register(const std::string& identity, std::int32_t status);
     std::optional<Broken> Notify(const std::string& identity, std::int32_t value);
     std::optional<Broken> Unregister(const std::string& identity);
+    // The manager asks the application to stop. One that has not said yet that it runs is about to, on another
+    // thread: that may then come at any time.
+    void AskToStop() { m_startCrossesStop = m_registered && m_lastStatus == 0; }
     // The application has answered the manager's request to stop.
     std::optional<Broken> Stopped() const;
     // The manager was away: what was asked of it then is not known, and nothing is judged any more.
@@ -52,6 +55,7 @@ class ManagerOrder {
     bool m_excused = false;
     bool m_rpc = false;
     bool m_registered = false;
+    bool m_startCrossesStop = false;
     std::string m_identity;  // of the first registration
     std::int32_t m_lastStatus = 0;
 };

@@ -145,6 +145,9 @@ const std::map<std::string, std::size_t>& AppManager::Requests() {
 }
 
 std::uint64_t AppManager::Ask(const std::string& request, const std::vector<std::string>& texts) {
+    if (request == "requestStop") {
+        m_order.AskToStop();
+    }
     return Send({{"event", "request"}, {"request", request}, {"texts", texts}},
                 {{"call", request}, {"texts", texts}});
 }

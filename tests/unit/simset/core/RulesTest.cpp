@@ -541,6 +541,35 @@ TEST(ManagerOrder, NothingComesBeforeWhatItNeeds) {
     EXPECT_EQ(RuleOf(order.Notify("app", 4)), "manager-call-order") << "after the unregistration";
 }
 
+TEST(ManagerOrder, ARequestToStopMayCrossTheStart) {
+    for (const int late : {0, 1, 2}) {  // the calls of the stop that come before status 1
+        ManagerOrder order;
+        order.SetRpcEnv();
+        order.Register("app", kOk);
+        order.AskToStop();
+        for (const int call : {0, 1, 2}) {
+            if (call == late) {
+                EXPECT_EQ(RuleOf(order.Notify("app", 1)), "") << late;
+            }
+            if (call == 0) {
+                EXPECT_EQ(RuleOf(order.Notify("app", 4)), "") << late;
+            } else if (call == 1) {
+                EXPECT_EQ(RuleOf(order.Unregister("app")), "") << late;
+            }
+        }
+        EXPECT_EQ(RuleOf(order.Stopped()), "") << late;
+        EXPECT_EQ(RuleOf(order.Notify("app", 4)), "manager-call-order") << late;
+    }
+    ManagerOrder order;
+    order.SetRpcEnv();
+    order.Register("app", kOk);
+    order.Notify("app", 1);
+    order.AskToStop();
+    order.Notify("app", 4);
+    order.Unregister("app");
+    EXPECT_EQ(RuleOf(order.Notify("app", 1)), "manager-call-order") << "it had said so before";
+}
+
 TEST(ManagerOrder, TheIdentityStaysOne) {
     ManagerOrder order;
     order.SetRpcEnv();
