@@ -4,9 +4,12 @@ import os
 import pathlib
 import pty
 import re
+import select
 import shutil
 import subprocess
 import tempfile
+import termios
+import time
 import unittest
 
 import runner
@@ -22,7 +25,6 @@ PS1=
 bind 'set enable-bracketed-paste off'
 dump() {{ printf '%s\\n' "$READLINE_LINE" > {answer}; READLINE_LINE=; READLINE_POINT=0; }}
 bind -x '"\\C-g": dump'
-PROMPT_COMMAND='unset PROMPT_COMMAND; echo ready > {answer}'
 """
 ZSH = """
 PS1=
@@ -39,8 +41,6 @@ compadd() {{
 dump() {{ print -r -- "$BUFFER" > {answer}; BUFFER= }}
 zle -N dump
 bindkey '^G' dump
-ready() {{ zle -D zle-line-init; print ready > {answer} }}
-zle -N zle-line-init ready
 """
 
 
@@ -72,6 +72,8 @@ class Shell:
         else:
             setup.write_text(BASH.format(**words) + "".join(f"source {self.scripts / program}\n" for program in PROGRAMS))
             command = ["bash", "--rcfile", setup, "-i"]
+        # Open both ways: an end that opens and closes anew for each answer may miss the other.
+        self.answers = os.open(self.answer, os.O_RDWR)
         self.terminal, inside = pty.openpty()
         # What the shell shows is not looked at; it must only not be stopped by a full terminal.
         environment = {**os.environ, "TERM": "dumb", "HISTFILE": "", "ZDOTDIR": str(folder)}
@@ -79,16 +81,18 @@ class Shell:
                                       env=environment, start_new_session=True)
         os.close(inside)
         self.drain = subprocess.Popen(["cat"], stdin=self.terminal, stdout=subprocess.DEVNULL)
-        # What is typed before the shell takes keys may be lost.
-        assert self.answer.read_text() == "ready\n"
 
     def type(self, text):
+        # What comes before the shell asks for single keys, or while it runs something, may be lost.
+        while termios.tcgetattr(self.terminal)[3] & termios.ICANON:
+            time.sleep(0.005)
         os.write(self.terminal, text.encode())
 
     def line(self, text):
         """The line that is there when `text` was typed."""
         self.type(text + DUMP)
-        return self.answer.read_text().rstrip("\n")
+        assert select.select([self.answers], [], [], NEVER)[0], f"no answer to {text!r}"
+        return os.read(self.answers, 4096).decode().rstrip("\n")
 
     def offered(self, text):
         """zsh: what is offered for what stands behind `text`."""
@@ -102,6 +106,7 @@ class Shell:
         self.shell.wait()
         self.drain.wait()
         os.close(self.terminal)
+        os.close(self.answers)
         self.folder.cleanup()
 
 
