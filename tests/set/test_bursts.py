@@ -14,7 +14,7 @@ from setlib import Set, campaign, seed
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 PLANS = sorted([*(ROOT / "docs/plans").glob("*.toml"), *(ROOT / "tests/set/plans").glob("*.toml")])
 NOISE = 0.0007  # per byte, for a lost one and for a damaged one
-ROUNDS = 8 if campaign() else 1
+ROUNDS = 3 if campaign() else 1
 STATE = [
     "tovix.sl2.i32.video.backlight",
     "tovix.sl2.i32.video.format",
