@@ -19,7 +19,7 @@ namespace {
 
 constexpr int kFirstSpareFd = 64;  // above every fixed descriptor of the agent
 
-std::pair<Descriptor, Descriptor> SocketPair() {
+Pipe SocketPair() {
     std::array<int, 2> ends{};
     if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0) {
         throw SystemError("socketpair");
