@@ -33,6 +33,8 @@ const OptionInfo kOneByOne = {"--one-by-one", "", &Options::oneByOne, "ask each 
 const OptionInfo kReport = {"--report", "FILE", &Options::reports,
                             "write a report; .json, .xml (JUnit), .csv or .html"};
 const OptionInfo kSet = {"--set", "NAME=VALUE", &Options::variables, "the value of a plan's variable"};
+const OptionInfo kAnswer = {"--answer", "STEP=TEXT", &Options::answers,
+                            "the answer to what a step asks the operator, by its id or name"};
 const OptionInfo kUnit = {"--unit", "SERIAL", &Options::unit, "the unit's serial number"};
 const OptionInfo kLast = {"--last", "N", &Options::last, "how many runs", 1, 1000000};
 const OptionInfo kSince = {"--since", "DATE", &Options::since, "from this day on (2026-05-04, UTC)"};

@@ -31,6 +31,7 @@ struct Options {
     bool oneByOne = false;
     std::vector<std::string> variables;  // NAME=VALUE
     std::vector<std::string> reports;
+    std::vector<std::string> answers;  // STEP=TEXT
     std::string unit;
     std::string station;
     std::string ledger;
@@ -64,6 +65,7 @@ extern const OptionInfo kDryRun;
 extern const OptionInfo kOneByOne;
 extern const OptionInfo kReport;
 extern const OptionInfo kSet;
+extern const OptionInfo kAnswer;
 extern const OptionInfo kUnit;
 extern const OptionInfo kLast;
 extern const OptionInfo kSince;

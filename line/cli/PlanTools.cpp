@@ -14,18 +14,20 @@
 #include "record/UnitRun.h"
 #include "report/RunReports.h"
 #include "report/RunTable.h"
+#include "report/TerminalOperator.h"
 #include "store/Digest.h"
 #include "wire/Hex.h"
 
 namespace zelline {
 namespace {
 
-Variables GivenVariables(const std::vector<std::string>& texts) {
+// Pairs as an option gives them, "NAME=VALUE"; `form` shows how it is written.
+Variables GivenVariables(const std::vector<std::string>& texts, const char* form = "--set NAME=VALUE") {
     Variables variables;
     for (const std::string& text : texts) {
         const auto at = text.find('=');
         if (at == std::string::npos || at == 0) {
-            Fail(Exit::Unusable, "'{}' does not fit: write --set NAME=VALUE", text);
+            Fail(Exit::Unusable, "'{}' does not fit: write {}", text, form);
         }
         variables[text.substr(0, at)] = text.substr(at + 1);
     }
@@ -117,7 +119,8 @@ class DryRun {
             const Action action = StepAction(step, Known(step));
             verb = action.verb;
             lines = Preview(action, StepSettings(step, m_settings), m_inStep);
-            m_inStep = m_inStep || action.kind != Action::Kind::Leave;
+            const bool connects = !IsForOperator(action) || action.kind == Action::Kind::Press;
+            m_inStep = m_inStep || (connects && action.kind != Action::Kind::Leave);
         } catch (const Error&) {
             lines = {"depends on a value that an earlier step reads"};
         }
@@ -201,6 +204,37 @@ void CheckUnit(const Options& options, const Plan& plan) {
     }
 }
 
+// Refuses a run whose questions nobody could answer, and answers that no question has.
+Variables CheckedAnswers(const Options& options, const Plan& plan, bool atTerminal) {
+    Variables unused = GivenVariables(options.answers, "--answer STEP=TEXT");
+    const Variables answers = unused;
+    for (const Step& step : plan.steps) {
+        if (!IsOperatorStep(step) || step.words[0] == "await") {
+            continue;
+        }
+        const std::string& name = step.id.empty() ? step.name : step.id;
+        const auto given = answers.find(name);
+        unused.erase(name);
+        if (given == answers.end() && !atTerminal) {
+            Fail(Exit::Unusable,
+                 "{}:{}: the step asks the operator, and {}: write --answer '{}=TEXT'; nothing was sent",
+                 step.file, step.line,
+                 options.json ? "with --json nobody is asked" : "standard input is no terminal", name);
+        }
+        if (given != answers.end() && step.words[0] == "confirm" && !YesOrNo(given->second)) {
+            Fail(Exit::Unusable, "--answer {}={}: the step wants yes or no", name, given->second);
+        }
+        if (given != answers.end() && given->second.find_first_not_of(" \t\r\n") == std::string::npos) {
+            Fail(Exit::Unusable, "--answer {}=: an empty answer is none", name);
+        }
+    }
+    if (!unused.empty()) {
+        Fail(Exit::Unusable, "--answer {}: the plan has no such step that asks the operator",
+             unused.begin()->first);
+    }
+    return answers;
+}
+
 }  // namespace
 
 void TellOf(const Console& console, const std::vector<PlanProblem>& problems) {
@@ -230,6 +264,8 @@ Exit RunPlan(const Context& context) {
         return Exit::Success;
     }
     CheckUnit(options, *plan);
+    const bool atTerminal = !console.json && ::isatty(STDIN_FILENO) == 1;
+    TerminalOperator person(console, CheckedAnswers(options, *plan, atTerminal), atTerminal);
     plan->unit = options.unit;
     plan->run = NewRunName();
     RunReports reports(options.reports, NotYetRun(*plan));
@@ -244,7 +280,8 @@ Exit RunPlan(const Context& context) {
     RunTable table(console);
     std::vector<RunObserver*> observers = kept ? kept->Observers() : std::vector<RunObserver*>();
     observers.insert(observers.end(), {&table, &reports});
-    Exit status = ExecutePlan(*plan, *session.link, settings, observers, &progress, options.oneByOne).status;
+    Exit status =
+        ExecutePlan(*plan, *session.link, settings, observers, &progress, options.oneByOne, &person).status;
     if (kept) {
         kept->End();
         for (const std::string& words : kept->Notes()) {

@@ -68,6 +68,14 @@ class StationVoice {
                 words = fmt::format("{:<8} {:<16} {}  {}{}", slot, unit, what, failed, std::string(news["words"]));
             }
             m_phases[slot] = phase;
+            const Json& question = news["question"];
+            if (!question.is_null() && m_asked[slot] != question["number"]) {
+                m_asked[slot] = question["number"];
+                const std::string asked = question["kind"] == "key" ? "press " + std::string(question["key"])
+                                                                    : std::string(question["words"]);
+                const std::string note = question["note"].is_null() ? "" : std::string(question["note"]) + ": ";
+                words = fmt::format("{:<8} {:<16} asks  {}{}", slot, std::string(news["unit"]), note, asked);
+            }
         }
         Say(news, words);
     }
@@ -76,6 +84,7 @@ class StationVoice {
     const Console& m_console;
     std::mutex m_mutex;
     std::map<std::string, std::string> m_phases;
+    std::map<std::string, std::uint64_t> m_asked;
 };
 
 // The lines of standard input. It is read as it comes, so that waiting for it does not outlast the station.

@@ -101,7 +101,7 @@ const std::vector<ToolVerb>& ToolVerbs() {
         {"ports", "", {}, "List the serial ports of this machine, and who holds them", "", ShowPorts},
         {"run",
          "PLAN.toml",
-         {&kUnit, &kStation, &kLedgerFile, &kDryRun, &kOneByOne, &kReport, &kSet},
+         {&kUnit, &kStation, &kLedgerFile, &kDryRun, &kOneByOne, &kReport, &kSet, &kAnswer},
          "Work through a station plan",
          "Prints a table of the steps and ends with the status of the worst one. A report's kind follows its\n"
          "name: .json, .xml (JUnit), .csv or .html; {unit}, {run}, {plan}, {date} and {time} in it are\n"
@@ -110,6 +110,8 @@ const std::vector<ToolVerb>& ToolVerbs() {
          "Steps go out together where that cannot change the verdict; --one-by-one asks each alone, which\n"
          "takes 0.5 s a step longer.\n"
          "  zelline run docs/plans/demo.toml --set sn=AB12 --report result.xml --report result.html\n"
+         "Steps with ask, confirm and 'await key' are put to the operator at the terminal; --answer answers\n"
+         "them beforehand, and must where there is no terminal or with --json.\n"
          "--unit is the serial number, ${unit} in the plan. With --store, @stock in 'key send TYPE @stock' and\n"
          "'mac write @stock' stands for the unit's own item, and ${stock.TYPE} for its address or CRC-32.",
          RunPlan},

@@ -66,6 +66,13 @@ std::string TextIn(const httplib::Request& request, const char* key) {
     return has ? object[key].get<std::string>() : std::string();
 }
 
+// The number under `key`; 0, which no question has, for anything else.
+std::uint64_t NumberIn(const httplib::Request& request, const char* key) {
+    const Json object = Json::parse(request.body, nullptr, false);
+    const bool has = object.is_object() && object.contains(key) && object[key].is_number_unsigned();
+    return has ? object[key].get<std::uint64_t>() : 0;
+}
+
 }  // namespace
 
 class PageServer::Server {
@@ -155,6 +162,11 @@ class PageServer::Server {
             const ScanReply reply = m_station.Scan(TextIn(request, "text"));
             const Json object = {{"reply", ReplyWord(reply.kind)}, {"slot", reply.slot}, {"unit", reply.unit}};
             answer.set_content(JsonLine(object), "application/json");
+        });
+        m_http.Post("/answer", [this](const httplib::Request& request, httplib::Response& answer) {
+            const bool taken = m_station.AnswerQuestion(TextIn(request, "slot"), NumberIn(request, "question"),
+                                                        TextIn(request, "text"));
+            answer.set_content(taken ? R"({"taken":true})" : R"({"taken":false})", "application/json");
         });
         m_http.Post("/forget", [this](const httplib::Request&, httplib::Response& answer) {
             m_station.Forget();

@@ -26,6 +26,10 @@ std::vector<std::string*> TextsOf(Step& step) {
     return texts;
 }
 
+bool IsOperatorStep(const Step& step) {
+    return !step.words.empty() && FindPlanVerb(step.words[0]) != FindVerb(step.words[0]);
+}
+
 Variables VariablesOf(const Step& step, const Variables& variables, const std::set<std::string>& saved) {
     Variables known = variables;
     for (const auto& [name, value] : step.own) {

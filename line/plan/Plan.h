@@ -46,6 +46,9 @@ struct Step {
 // The texts of a step in which variables are filled in.
 std::vector<std::string*> TextsOf(Step& step);
 
+// Whether the step's verb asks the operator.
+bool IsOperatorStep(const Step& step);
+
 // What has a value in a step: `variables` are the plan's and what was saved so far, under the names in `saved`.
 Variables VariablesOf(const Step& step, const Variables& variables, const std::set<std::string>& saved);
 

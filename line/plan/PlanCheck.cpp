@@ -50,6 +50,9 @@ std::optional<ValueType> ValueOf(const Action& action) {
     if (action.kind == Action::Kind::Upload) {
         return ValueType::Checksum;
     }
+    if (IsForOperator(action)) {
+        return action.kind == Action::Kind::Question ? ValueType::Text : ValueType::None;
+    }
     const zel::CommandInfo* row = zel::FindCommand(action.request.id);
     if (row == nullptr) {
         return std::nullopt;
@@ -82,6 +85,9 @@ void CheckExpectation(const Expectation& expect, const Action& action) {
     const bool ofValue = expect.equals || expect.matches || compares;
     if (action.kind == Action::Kind::Leave && expect.status == Exit::Failure) {
         Fail(Exit::Unusable, "'status' cannot be \"failure\": the set does not answer '{}'", action.verb);
+    }
+    if (action.kind == Action::Kind::Question && expect.status == Exit::Failure) {
+        Fail(Exit::Unusable, "'status' cannot be \"failure\": any answer to 'ask' is a value");
     }
     if (ofValue && expect.status == Exit::NoAnswer) {
         Fail(Exit::Unusable, "a missing answer has no value that 'expect' could look at");
@@ -144,12 +150,14 @@ class Checker {
             if (!action.stock.empty() && step.expect.status != Exit::Success) {
                 Fail(Exit::Unusable, "a step that takes an item from the stock expects success");
             }
-            if (step.until && (action.kind != Action::Kind::Ask || !MayRepeat(action.request.id))) {
+            const bool repeats = action.kind == Action::Kind::Question ||
+                                 (action.kind == Action::Kind::Ask && MayRepeat(action.request.id));
+            if (step.until && !repeats) {
                 Fail(Exit::Unusable, "'until' does not apply: '{}' is not harmless to repeat", action.verb);
             }
         } else if (std::find(step.words.begin(), step.words.end(), kFromStock) != step.words.end()) {
             Fail(Exit::Unusable, "what the step takes from the stock must be known before the plan runs");
-        } else if (FindVerb(step.words[0]) == nullptr) {
+        } else if (FindPlanVerb(step.words[0]) == nullptr) {
             Fail(Exit::Unusable, "'{}' is no verb that a plan can use", step.words[0]);
         }
     }

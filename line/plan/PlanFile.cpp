@@ -200,6 +200,9 @@ Step ReadStep(const Section& section, const Common& defaults, bool teardown) {
     step.stopOnFailure = defaults.stopOnFailure;
     step.teardown = teardown;
     ReadWords(section, step);
+    if (IsOperatorStep(step)) {
+        step.settings.timeout.reset();  // what the defaults say is for the set
+    }
     ReadCommon(section, step.settings, step.stopOnFailure);
     ReadExpectation(section, step.expect);
     step.name = section.Text("name").value_or(fmt::format("{}", fmt::join(step.words, " ")));

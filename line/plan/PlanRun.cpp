@@ -10,6 +10,7 @@
 #include <regex>
 
 #include "link/Burst.h"
+#include "plan/OperatorStep.h"
 #include "plan/Segments.h"
 #include "wire/Error.h"
 
@@ -96,13 +97,14 @@ void Abandon(Link& link) {
 class PlanRunner {
   public:
     PlanRunner(const Plan& plan, Link& link, const Settings& settings, const std::vector<RunObserver*>& observers,
-               UploadProgress* progress, bool oneByOne)
+               UploadProgress* progress, bool oneByOne, Operator* person)
         : m_plan(plan),
           m_link(link),
           m_settings(settings),
           m_observers(observers),
           m_progress(progress),
           m_oneByOne(oneByOne),
+          m_person(person),
           m_result(NotYetRun(plan)),
           m_values{plan.variables, {}} {}
 
@@ -178,11 +180,25 @@ class PlanRunner {
     }
 
     void Ask(const Step& step, const Action& action, StepResult& result) {
-        const Outcome outcome = Perform(m_link, action, StepSettings(step, m_settings), m_progress);
+        const Outcome outcome = IsForOperator(action)
+                                    ? PutToOperator(step, action, result.words)
+                                    : Perform(m_link, action, StepSettings(step, m_settings), m_progress);
         result.tries += outcome.tries;
         result.elapsed = outcome.elapsed;
         RefuseRestart(m_link);
         Judge(step, outcome, Known(step), result);
+    }
+
+    // `note` is why it is put again. The general time for answers is the set's.
+    Outcome PutToOperator(const Step& step, const Action& action, const std::string& note) {
+        if (m_person == nullptr) {
+            Fail(Exit::Unusable, "there is nobody to answer '{}'", action.verb);
+        }
+        if (m_progress != nullptr) {
+            m_progress->End();
+        }
+        return AskOperator(m_link, *m_person, action, step.id.empty() ? step.name : step.id, note,
+                           step.settings.timeout);
     }
 
     // As long as the step's `until` says, when it was asked at the time `since` and its answer did not fit.
@@ -342,6 +358,7 @@ class PlanRunner {
     const std::vector<RunObserver*>& m_observers;
     UploadProgress* m_progress;
     bool m_oneByOne;
+    Operator* m_person;
     PlanResult m_result;
     Values m_values;
     int m_bursts = 0;
@@ -368,8 +385,9 @@ PlanResult NotYetRun(const Plan& plan) {
 }
 
 PlanResult ExecutePlan(const Plan& plan, Link& link, const Settings& settings,
-                       const std::vector<RunObserver*>& observers, UploadProgress* progress, bool oneByOne) {
-    return PlanRunner(plan, link, settings, observers, progress, oneByOne).Run();
+                       const std::vector<RunObserver*>& observers, UploadProgress* progress, bool oneByOne,
+                       Operator* person) {
+    return PlanRunner(plan, link, settings, observers, progress, oneByOne, person).Run();
 }
 
 }  // namespace zelline

@@ -4,6 +4,7 @@
 
 #include <vector>
 
+#include "plan/Operator.h"
 #include "plan/Plan.h"
 #include "plan/RunObserver.h"
 
@@ -14,10 +15,11 @@ namespace zelline {
 PlanResult NotYetRun(const Plan& plan);
 
 // Steps go out together where they may (Segments.h), each alone with `oneByOne`. `observers` are told of all of
-// it. When the user wants to stop, the teardown steps still run; when that is said again, they do not.
+// it; `person` answers the steps that ask the operator. When the user wants to stop, the teardown steps still run;
+// when that is said again, they do not.
 PlanResult ExecutePlan(const Plan& plan, Link& link, const Settings& settings,
                        const std::vector<RunObserver*>& observers, UploadProgress* progress = nullptr,
-                       bool oneByOne = false);
+                       bool oneByOne = false, Operator* person = nullptr);
 
 }  // namespace zelline
 

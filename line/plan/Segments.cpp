@@ -27,6 +27,9 @@ std::string ReasonAlone(const Step& step, const Action& action, const Settings& 
     if (action.kind == Action::Kind::Upload) {
         return "it sends a file";
     }
+    if (IsForOperator(action)) {
+        return "it waits for the operator";
+    }
     if (TakesFromStock(step)) {
         return "what it takes from the stock is written down before it is sent";
     }

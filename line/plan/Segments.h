@@ -37,8 +37,8 @@ struct Segment {
 // - a step whose words or condition need a value or a state of one of the others begins a segment, as does one
 // that
 //   waits, and one that changes what another has read as it was before all of them;
-// - alone go files, what is taken from the stock, what ends a unit's test or the link (`result`, `finish`,
-// `leave`), what the set does not answer or
+// - alone go files, what the operator is asked, what is taken from the stock, what ends a unit's test or the link
+// (`result`, `finish`, `leave`), what the set does not answer or
 //   is expected not to, and a step with a limit of its own: `within`, or a time for the answer that is shorter
 //   than the command's.
 Segment NextSegment(const Plan& plan, std::size_t begin, const Values& values, const Settings& settings);

@@ -107,6 +107,9 @@ void UnitItems::Reserve(Plan& plan) {
 }
 
 void UnitItems::StepBegins(std::size_t number, const Action& action) {
+    if (IsForOperator(action)) {
+        return;  // an item that a question names is not sent by it
+    }
     for (const std::string& type : m_uses[number]) {
         m_stock.Sending(m_items.at(type), m_run);
         m_written.erase(type);

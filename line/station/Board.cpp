@@ -9,6 +9,20 @@ Json OrNull(const std::string& text) {
     return text.empty() ? Json(nullptr) : Json(text);
 }
 
+Json QuestionJson(const std::optional<SlotQuestion>& question) {
+    if (!question) {
+        return nullptr;
+    }
+    const char* kind = question->kind == Action::Kind::Confirm ? "confirm"
+                       : question->kind == Action::Kind::Press ? "key"
+                                                               : "text";
+    return {{"number", question->number},
+            {"kind", kind},
+            {"words", question->words},
+            {"key", OrNull(question->key)},
+            {"note", OrNull(question->note)}};
+}
+
 Json SlotJson(const SlotState& state) {
     const bool works = state.phase != SlotPhase::Idle;
     const auto since = std::chrono::duration_cast<Millis>(std::chrono::steady_clock::now() - state.begun);
@@ -24,6 +38,7 @@ Json SlotJson(const SlotState& state) {
             {"done", state.done},
             {"steps", state.steps},
             {"percent", state.percent ? Json(*state.percent) : Json(nullptr)},
+            {"question", QuestionJson(state.question)},
             {"verdict", OrNull(state.verdict)},
             {"reason", OrNull(state.reason)},
             {"failed", OrNull(state.failed)},

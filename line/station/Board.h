@@ -13,9 +13,13 @@
 
 #include "record/Runs.h"
 #include "stock/Stock.h"
+#include "verbs/Verbs.h"
 #include "wire/Json.h"
 
 namespace zelline {
+
+// The kind of a failure where the operator, and not the set, gave no answer in time.
+constexpr char kNobodyAnswered[] = "operator";
 
 enum class SlotPhase {
     Idle,          // waits for a unit
@@ -23,6 +27,15 @@ enum class SlotPhase {
     AwaitingSet,   // has a unit, and its set does not answer
     Running,
     Over  // shows the verdict, and waits for the next unit
+};
+
+// What the run in a slot asks the operator.
+struct SlotQuestion {
+    std::uint64_t number = 0;  // of the questions of its slot: another one each time that one is put
+    Action::Kind kind = Action::Kind::Question;
+    std::string words;
+    std::string key;   // that is to be pressed
+    std::string note;  // why it is asked again
 };
 
 struct SlotState {
@@ -37,9 +50,10 @@ struct SlotState {
     std::size_t steps = 0;
     std::optional<int> percent;  // of a file that is being sent
     std::string verdict;         // as Verdict has it; empty until it is over
-    std::string reason;          // kind of failure: a status word
-    std::string failed;          // the step that failed; empty when none had begun
-    std::string words;           // what is known of the failure, or why it waits
+    std::optional<SlotQuestion> question;
+    std::string reason;  // kind of failure: a status word, or kNobodyAnswered
+    std::string failed;  // the step that failed; empty when none had begun
+    std::string words;   // what is known of the failure, or why it waits
     std::chrono::steady_clock::time_point begun;
     std::optional<Millis> elapsed;  // when it is over
 };

@@ -44,6 +44,12 @@ const char* ReplyWord(ScanReply::Kind kind) {
             return "busy";
         case ScanReply::Kind::Twice:
             return "twice";
+        case ScanReply::Kind::Answered:
+            return "answered";
+        case ScanReply::Kind::WhichAnswer:
+            return "which-answer";
+        case ScanReply::Kind::WhichQuestion:
+            return "which-question";
         default:
             return "no-unit";
     }
@@ -88,6 +94,11 @@ ScanReply Station::Scan(const std::string& text) {
         std::find_if(m_file.slots.begin(), m_file.slots.end(), [&](const SlotPlace& s) { return s.name == word; });
     if (named != m_file.slots.end()) {
         const auto slot = static_cast<std::size_t>(named - m_file.slots.begin());
+        if (m_slots[slot]->Person().Asks()) {
+            m_chosen = slot;
+            m_choseQuestion = true;
+            return {Kind::WhichAnswer, word, ""};
+        }
         if (!m_slots[slot]->Unit().empty()) {
             return {Kind::Busy, word, m_unit};
         }
@@ -95,7 +106,11 @@ ScanReply Station::Scan(const std::string& text) {
             return Begin(slot, m_unit);
         }
         m_chosen = slot;
+        m_choseQuestion = false;
         return {Kind::WhichUnit, word, ""};
+    }
+    if (auto reply = AsAnswer(word)) {
+        return *reply;
     }
     if (!std::regex_match(word, m_form)) {
         return {Kind::NoUnit, "", word};
@@ -125,6 +140,35 @@ ScanReply Station::Scan(const std::string& text) {
     return {Kind::WhichSlot, "", word};
 }
 
+// What is made of the text where a slot asks; nothing when it is no answer.
+std::optional<ScanReply> Station::AsAnswer(const std::string& word) {
+    using Kind = ScanReply::Kind;
+    std::vector<std::size_t> asking;
+    for (std::size_t slot = 0; slot < m_slots.size(); ++slot) {
+        if (m_slots[slot]->Person().Asks()) {
+            asking.push_back(slot);
+        }
+    }
+    const bool isNamed = m_chosen && std::find(asking.begin(), asking.end(), *m_chosen) != asking.end();
+    if (m_chosen && !m_choseQuestion) {
+        return std::nullopt;  // the slot waits for its unit
+    }
+    const std::size_t slot = isNamed ? *m_chosen : asking.empty() ? 0 : asking[0];
+    m_chosen.reset();  // also where its question is no longer put
+    if (asking.empty()) {
+        return std::nullopt;
+    }
+    const bool isUnit = std::regex_match(word, m_form) && m_slots.size() > 1 && m_slots[slot]->Unit() != word;
+    if (!isNamed && isUnit) {
+        return std::nullopt;
+    }
+    if (!isNamed && asking.size() > 1) {
+        return ScanReply{Kind::WhichQuestion, "", word};
+    }
+    const bool taken = m_slots[slot]->Person().Answer(std::nullopt, word);
+    return ScanReply{taken ? Kind::Answered : Kind::Busy, m_file.slots[slot].name, m_slots[slot]->Unit()};
+}
+
 // `unit` by value: it may be m_unit, which goes.
 // NOLINTNEXTLINE(performance-unnecessary-value-param)
 ScanReply Station::Begin(std::size_t slot, std::string unit) {
@@ -140,6 +184,15 @@ void Station::Forget() {
     m_unit.clear();
     m_chosen.reset();
     m_board->Ask("");
+}
+
+bool Station::AnswerQuestion(const std::string& slot, std::uint64_t number, const std::string& text) {
+    for (std::size_t place = 0; place < m_slots.size(); ++place) {
+        if (m_file.slots[place].name == slot) {
+            return m_slots[place]->Person().Answer(number, text);
+        }
+    }
+    return false;
 }
 
 bool Station::StopUnit(const std::string& slot) {

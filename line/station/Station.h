@@ -19,12 +19,15 @@ namespace zelline {
 // What became of something that was scanned.
 struct ScanReply {
     enum class Kind {
-        Begun,      // the unit is in the slot
-        WhichSlot,  // the unit waits for its slot to be named
-        WhichUnit,  // the slot waits for its unit
-        NoUnit,     // neither a serial number nor a slot
-        Busy,       // the slot, or every slot, has a unit already
-        Twice       // the unit is in the slot already
+        Begun,          // the unit is in the slot
+        WhichSlot,      // the unit waits for its slot to be named
+        WhichUnit,      // the slot waits for its unit
+        NoUnit,         // neither a serial number nor a slot
+        Busy,           // the slot, or every slot, has a unit already
+        Twice,          // the unit is in the slot already
+        Answered,       // it answers the slot's question
+        WhichAnswer,    // the slot's question waits for its answer
+        WhichQuestion,  // several slots ask: the one that it is for is to be named first
     };
     Kind kind;
     std::string slot;  // where there is one
@@ -43,11 +46,16 @@ class Station {
     ~Station();
 
     // Takes what the scanner read or the operator typed: a serial number, or the name of a slot, in either order.
-    // A number alone goes to the slot that was named before it, or else to the only one that is free.
+    // A number alone goes to the slot that was named before it, or else to the only one that is free. Behind the
+    // name of a slot that asks, anything is the answer; without a name, what is no serial number goes to the only
+    // slot that asks, and so does a number where no other unit can be meant.
     ScanReply Scan(const std::string& text);
 
     // Forgets a number or a slot that waits for the other.
     void Forget();
+
+    // Answers the question `number` in the slot of that name. False when it is not put any more.
+    bool AnswerQuestion(const std::string& slot, std::uint64_t number, const std::string& text);
 
     // Stops the unit in the slot of that name; said again, its teardown. False when there is none.
     bool StopUnit(const std::string& slot);
@@ -62,6 +70,7 @@ class Station {
     const Board& Shown() const { return *m_board; }
 
   private:
+    std::optional<ScanReply> AsAnswer(const std::string& word);
     ScanReply Begin(std::size_t slot, std::string unit);
     void AskTheStore();
     LineState LookAtStore() const;
@@ -72,7 +81,8 @@ class Station {
     std::unique_ptr<Board> m_board;
     std::mutex m_scanning;
     std::string m_unit;                   // that waits for its slot
-    std::optional<std::size_t> m_chosen;  // the slot that waits for its unit
+    std::optional<std::size_t> m_chosen;  // the slot that waits for its unit, or asks
+    bool m_choseQuestion = false;         // for what it asks, and not for a unit
     std::mutex m_storeMutex;
     std::condition_variable m_storeChanged;
     bool m_storeIsOld = true;

@@ -35,8 +35,9 @@ class BoardObserver : public RunObserver, public UploadProgress {
             state.words.clear();
         });
     }
-    void StepBegins(std::size_t number, const Action&) override {
+    void StepBegins(std::size_t number, const Action& action) override {
         m_underWay.insert(number);
+        m_isForOperator = IsForOperator(action);
         Show();
     }
     void StepEnded(std::size_t number, const StepResult& result) override {
@@ -47,7 +48,8 @@ class BoardObserver : public RunObserver, public UploadProgress {
             m_hasFailed = true;
             m_board.Change(m_slot, [&](SlotState& state) {
                 state.failed = result.name;
-                state.reason = StatusWord(result.status);
+                state.reason = m_isForOperator && result.status == Exit::NoAnswer ? kNobodyAnswered
+                                                                                  : StatusWord(result.status);
                 state.words = result.words;
             });
         }
@@ -85,12 +87,17 @@ class BoardObserver : public RunObserver, public UploadProgress {
     std::size_t m_bytes = 0;
     std::optional<int> m_percent;
     bool m_hasFailed = false;
+    bool m_isForOperator = false;  // the step that began last
 };
 
 }  // namespace
 
 StationSlot::StationSlot(const SlotParts& parts, std::size_t number)
-    : m_parts(parts), m_number(number), m_place(parts.station.slots[number]), m_thread([this] { Work(); }) {}
+    : m_parts(parts),
+      m_number(number),
+      m_place(parts.station.slots[number]),
+      m_person(parts.board, number),
+      m_thread([this] { Work(); }) {}
 
 StationSlot::~StationSlot() {
     End();
@@ -287,7 +294,7 @@ StationSlot::Ending StationSlot::RunOn(Transport& line, Plan& plan, const std::s
     std::vector<RunObserver*> observers = kept ? kept->Observers() : std::vector<RunObserver*>();
     observers.insert(observers.end(), {&shown, &reports});
     Link link(line);
-    const PlanResult result = ExecutePlan(plan, link, {}, observers, &shown);
+    const PlanResult result = ExecutePlan(plan, link, {}, observers, &shown, false, &m_person);
     if (kept) {
         kept->End();
     }

@@ -11,6 +11,7 @@
 
 #include "plan/Plan.h"
 #include "station/Board.h"
+#include "station/SlotOperator.h"
 #include "station/StationFile.h"
 
 namespace zelline {
@@ -40,6 +41,9 @@ class StationSlot {
 
     // The unit that is being worked on; empty when there is none. Any thread may call.
     std::string Unit() const;
+
+    // Whom its run asks.
+    SlotOperator& Person() { return m_person; }
 
     // Stops the run of the unit; said again, its teardown. False when none is being worked on. Any thread may
     // call.
@@ -73,6 +77,7 @@ class StationSlot {
     bool m_ending = false;
     bool m_ended = false;
     std::string m_path;  // of the port, as found last
+    SlotOperator m_person;
     std::thread m_thread;
 };
 

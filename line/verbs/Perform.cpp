@@ -156,6 +156,17 @@ std::string FrameLine(const UartFrame& frame) {
 }
 
 std::vector<std::string> Preview(const Action& action, const Settings& settings, bool inStep) {
+    if (action.kind == Action::Kind::Question || action.kind == Action::Kind::Confirm) {
+        return {"asks the operator: " + action.question};
+    }
+    if (action.kind == Action::Kind::Press) {
+        std::vector<std::string> lines = {
+            fmt::format("has the operator press {}, and waits for the set's report of it", action.key)};
+        if (!inStep && settings.connect) {
+            lines.insert(lines.begin(), FrameLine(ConnectFrame()));
+        }
+        return lines;
+    }
     if (!action.stock.empty()) {
         return {fmt::format("the unit's {} from the stock", action.stock)};
     }

@@ -34,8 +34,8 @@ struct Outcome {
     Json json;  // all of it, an object of the kind that --json prints
 };
 
-// Throws Error with Exit::Unusable when a file cannot be sent, with Exit::Port or Exit::Interrupted as the
-// transport does. A missing answer is an outcome and no exception.
+// Not for actions of the operator. Throws Error with Exit::Unusable when a file cannot be sent, with Exit::Port or
+// Exit::Interrupted as the transport does. A missing answer is an outcome and no exception.
 Outcome Perform(Link& link, const Action& action, const Settings& settings, UploadProgress* progress = nullptr);
 
 // An action of the kind Ask as part of a burst, and its outcome there.

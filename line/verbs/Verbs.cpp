@@ -316,7 +316,7 @@ Action MakeAction(const Words& words) {
     if (words.empty()) {
         Fail(Exit::Unusable, "a verb is missing; 'zelline --help' lists them");
     }
-    const VerbInfo* verb = FindVerb(words[0]);
+    const VerbInfo* verb = FindPlanVerb(words[0]);
     if (verb == nullptr) {
         Fail(Exit::Unusable, "'{}' is no verb that asks the set for something; 'zelline --help' lists them",
              words[0]);
@@ -332,7 +332,8 @@ Action MakeAction(const Words& words) {
         forms += fmt::format("{}'{}{}{}'", forms.empty() ? "" : " or ", verb->name, form.words.empty() ? "" : " ",
                              form.words);
     }
-    Fail(Exit::Unusable, "'{}' does not fit: write {}; 'zelline {} --help' explains", written, forms, verb->name);
+    Fail(Exit::Unusable, "'{}' does not fit: write {}; 'zelline {} --help' explains", written, forms,
+         FindVerb(verb->name) == nullptr ? "run" : verb->name);
 }
 
 }  // namespace zelline

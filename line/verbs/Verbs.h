@@ -1,4 +1,5 @@
-// The verbs that ask the set for something, as the command line and station plans write them.
+// The verbs that ask the set for something, as the command line and station plans write them, and those of plans
+// that ask the operator.
 #ifndef ZELLINE_VERBS_VERBS_H
 #define ZELLINE_VERBS_VERBS_H
 
@@ -24,6 +25,10 @@ struct Action {
         Ask,     // one request, one answer
         Leave,   // a request that the set never answers
         Upload,  // a file in chunks
+        // Of a station's operator, in plans:
+        Question,  // a text is the answer
+        Confirm,   // yes or no is
+        Press      // the set reports the key that the operator was told to press
     };
     Kind kind = Kind::Ask;
     std::string verb;                        // as written, words joined by blanks
@@ -32,6 +37,8 @@ struct Action {
     std::string path;                        // Upload
     std::string stock;                       // type of the item that it takes from the stock; empty for none
     std::string content;                     // Upload: of that item, in the place of a file's
+    std::string question;                    // Question, Confirm: what is asked
+    std::string key;                         // Press: as the set names it
     std::string doubt;                       // why any set refuses it, empty when one may not
 };
 
@@ -56,6 +63,14 @@ const std::vector<VerbInfo>& Verbs();
 
 // The verb of that name, or null.
 const VerbInfo* FindVerb(std::string_view name);
+
+// Those that ask the operator: a plan can use them, the command line cannot.
+const std::vector<VerbInfo>& OperatorVerbs();
+
+// The verb of that name that a plan can use, or null.
+const VerbInfo* FindPlanVerb(std::string_view name);
+
+bool IsForOperator(const Action& action);
 
 // Puts the item that was reserved in the place of the word that stood for it; `content` is a key's bytes, or the
 // address.

@@ -1,4 +1,4 @@
-"""The operator's page of a station in Chromium: scans, passes, fails, a lost port, a reload, ten slots, who may use it."""
+"""The operator's page of a station in Chromium: scans, passes, fails, questions answered, a lost port, a reload, ten slots, who may use it."""
 
 import http.client
 import json
@@ -15,6 +15,22 @@ from stationlib import PLAN, LineSet, Station, two_sets
 
 CARD = "[data-slot='{}']"
 SLOW = PLAN.replace('run = "led red on"', 'run = "led red on"\nwait = 3600000')
+
+ASKS = """
+[[step]]
+run = "ask Which label?"
+save = "label"
+[[step]]
+run = "await key MENU"
+[[step]]
+run = "confirm Is ${label} fine?"
+[[step]]
+run = "ask Anything else?"
+expect = { equals = "nothing" }
+[[step]]
+name = "The last"
+run = "confirm Well?"
+"""
 
 
 class Page(unittest.TestCase):
@@ -124,6 +140,40 @@ class Page(unittest.TestCase):
                     self.card("A", "Testing", "AB0001", "Step 3 of 4: Lamp")
                     self.picture("running")
                 self.card("A", "FAIL", "The connection was lost", "AB0001")
+
+    def test_a_question_and_a_key(self):
+        with LineSet() as tv, Station({"A": tv.place, "B": 'port = "nowhere"'}, plan=ASKS, page="") as station:
+            self.open(station)
+            self.card("A", "Ready")
+            self.scan("A")
+            self.browser.wait_text("#reply", "Slot A: scan the set")
+            self.scan("AB0001")
+            self.card("A", "Question", "Which label?")
+            # By the scanner's field.
+            self.scan("X 7")
+            self.card("A", "Press MENU", "Does not react")
+            self.picture("key")
+            tv.press(164)
+            self.card("A", "Question", "Is X 7 fine?", "Yes", "No")
+            self.browser.reload()
+            self.card("A", "Is X 7 fine?", "Yes")
+            # By keys alone: past the button that stops to Yes.
+            self.browser.keys("\ue004")
+            self.browser.keys("\ue004")
+            self.assertEqual(self.browser.run("return document.activeElement.value"), "yes")
+            self.browser.keys("\n")
+            self.card("A", "Question", "Anything else?")
+            # In the slot's own field, which keeps what is typed into it.
+            self.browser.click(CARD.format("A") + " .answer")
+            self.browser.keys("nothing")
+            self.assertEqual(self.browser.run("return document.getElementById('field').value"), "")
+            self.browser.keys("\n")
+            self.card("A", "Question", "Well?")
+            self.picture("confirm")
+            self.browser.click(CARD.format("A") + " .no")
+            self.card("A", "FAIL", "Step: The last", "the operator said no")
+            self.assertEqual(self.browser.run("return document.querySelectorAll('.ask > *').length"), 0)
+            self.assertEqual(self.browser.complaints(), [])
 
     def test_a_station_that_goes(self):
         with Station({"A": 'port = "nowhere"'}, page="") as station:

@@ -53,12 +53,19 @@ function makeSlot(name) {
   card.dataset.slot = name;
   const head = make('div', 'head', card);
   const slot = { card, name: make('span', 'name', head), unit: make('span', 'unit', head), time: make('span', 'time', head),
-    stop: make('button', 'stop', head), big: make('div', 'big', card), said: make('div', 'said', card), bar: make('div', 'bar', card) };
+    stop: make('button', 'stop', head), big: make('div', 'big', card), said: make('div', 'said', card),
+    ask: make('form', 'ask', card), bar: make('div', 'bar', card) };
   slot.reason = make('div', 'reason', slot.said);
   slot.words = make('div', 'words', slot.said);
   slot.fill = make('i', '', slot.bar);
   slot.stop.type = 'button';
   slot.stop.addEventListener('click', () => stop(name));
+  slot.ask.autocomplete = 'off';
+  slot.ask.addEventListener('submit', (event) => {
+    event.preventDefault();
+    const field = slot.ask.querySelector('input');
+    answer(slot, field ? field.value : event.submitter?.value);
+  });
   return slot;
 }
 
@@ -67,6 +74,10 @@ function said(state) {
   const word = { idle: state.port ? 'idle' : 'no-port', port: 'port', set: 'set' }[state.phase];
   if (word) {
     return [text(word), text(`${word}-hint`), state.words || (state.phase === 'port' || !state.port ? state.place : '')];
+  }
+  if (state.question) {
+    const { words, note, key } = state.question;
+    return [text(key ? 'press' : 'asks', { key }), key ? text('press-hint') : words, note ?? ''];
   }
   if (state.phase === 'running') {
     const part = state.percent === null ? '' : ` · ${text('sending')} ${state.percent} %`;
@@ -87,13 +98,14 @@ function draw(slot) {
   const { state } = slot;
   const [big, reason, words] = said(state);
   const lost = state.phase === 'idle' && !state.port ? ' lost' : '';
-  slot.card.className = `slot ${state.phase} ${state.verdict ?? ''}${lost}`;
+  slot.card.className = `slot ${state.phase} ${state.verdict ?? ''}${lost}${state.question ? ' asks' : ''}`;
   put(slot.name, state.slot);
   put(slot.unit, state.unit ?? '');
   put(slot.big, big);
   slot.big.style.setProperty('--wide', width(big));
   put(slot.reason, reason);
   put(slot.words, words);
+  drawQuestion(slot);
   slot.bar.hidden = state.phase !== 'running';
   slot.fill.style.width = `${state.steps ? 100 * state.done / state.steps : 0}%`;
   const works = ['port', 'set', 'running'].includes(state.phase);
@@ -103,6 +115,48 @@ function draw(slot) {
   }
   put(slot.stop, text(slot.pressed === 'stopping' ? 'stopping' : slot.pressed ? 'stop-sure' : 'stop'));
   drawTime(slot);
+}
+
+// What the operator answers with. It is made once for each question, so that what is being typed stays.
+function drawQuestion(slot) {
+  const { question } = slot.state;
+  const shown = question ? `${question.number} ${language}` : '';
+  if (slot.shown === shown) {
+    return;
+  }
+  slot.shown = shown;
+  if (slot.ask.contains(document.activeElement)) {
+    at('field').focus();
+  }
+  slot.ask.replaceChildren();
+  slot.ask.hidden = !question;
+  if (question?.kind === 'text') {
+    const field = make('input', 'answer', slot.ask);
+    field.maxLength = 200;
+    field.spellcheck = false;
+    field.setAttribute('aria-label', question.words);
+  }
+  const choices = { text: { answer: '' }, confirm: { yes: 'yes', no: 'no' }, key: { 'no-reaction': 'no' } }[question?.kind] ?? {};
+  for (const [label, value] of Object.entries(choices)) {
+    const button = make('button', label, slot.ask);
+    button.value = value;
+    put(button, text(label));
+  }
+}
+
+async function answer(slot, words) {
+  if (!slot.state.question || !words?.trim()) {
+    return;
+  }
+  try {
+    const { taken } = await send('answer', { slot: slot.state.slot, question: slot.state.question.number, text: words });
+    if (!taken) {
+      reply(text('reply-late'), true);
+    }
+  } catch {
+    reply(text('reply-lost'), true);
+  }
+  at('field').focus();
 }
 
 function drawTime(slot) {
@@ -171,8 +225,8 @@ at('scan').addEventListener('submit', async (event) => {
   try {
     const answer = await send('scan', { text: scanned });
     const key = answer.reply === 'busy' && !answer.slot ? 'busy-all' : answer.reply;
-    const waits = ['which-slot', 'which-unit'].includes(key);
-    reply(text(`reply-${key}`, answer), !waits && key !== 'begun', waits);
+    const waits = ['which-slot', 'which-unit', 'which-answer'].includes(key);
+    reply(text(`reply-${key}`, answer), !waits && !['begun', 'answered'].includes(key), waits);
   } catch {
     reply(text('reply-lost'), true);
   }
@@ -181,17 +235,18 @@ at('scan').addEventListener('submit', async (event) => {
 // What a scanner types reaches the field from wherever the focus is.
 document.addEventListener('keydown', (event) => {
   const onButton = document.activeElement instanceof HTMLButtonElement;
+  const inAnswer = document.activeElement.classList.contains('answer') && !onButton;
   if (event.key === 'Escape') {
     at('field').value = '';
     reply('', false);
     send('forget', {}).catch(() => {});
     at('field').focus();
-  } else if (event.key.length === 1 && !event.ctrlKey && !event.altKey && !event.metaKey && !(onButton && event.key === ' ')) {
+  } else if (event.key.length === 1 && !inAnswer && !event.ctrlKey && !event.altKey && !event.metaKey && !(onButton && event.key === ' ')) {
     at('field').focus();
   }
 });
 document.addEventListener('click', (event) => {
-  if (!(event.target instanceof HTMLButtonElement)) {
+  if (!(event.target instanceof HTMLButtonElement || event.target instanceof HTMLInputElement)) {
     at('field').focus();
   }
 });

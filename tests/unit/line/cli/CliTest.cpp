@@ -137,6 +137,28 @@ TEST_F(Cli, RunsAPlanAndItsTableFits) {
     EXPECT_EQ(Last()["type"], "summary");
 }
 
+TEST_F(Cli, QuestionsAreAnsweredBeforehandWhereThereIsNoTerminal) {
+    const std::string plan =
+        m_folder.Write("plan.toml",
+                       "[[step]]\nid = \"label\"\nrun = \"ask Which label?\"\nexpect = { equals = \"A\" }\n"
+                       "[[step]]\nname = \"Picture\"\nrun = \"confirm Is it fine?\"\n");
+    EXPECT_EQ(Ask({"--json", "run", plan, "--answer", "label=A"}), 2);
+    EXPECT_THAT(m_err.str(), HasSubstr("plan.toml:7: the step asks the operator, and with --json nobody is asked: "
+                                       "write --answer 'Picture=TEXT'; nothing was sent"));
+    EXPECT_EQ(Ask({"run", plan, "--answer", "label=A", "--answer", "Picture=perhaps"}), 2);
+    EXPECT_EQ(Ask({"run", plan, "--answer", "label= ", "--answer", "Picture=yes"}), 2);
+    EXPECT_EQ(Ask({"run", plan, "--answer", "label=A", "--answer", "Picture=yes", "--answer", "x=y"}), 2);
+    EXPECT_EQ(m_opened, 0);
+    EXPECT_EQ(Ask({"--json", "run", plan, "--answer", "label=A", "--answer", "Picture=yes"}), 0);
+    EXPECT_EQ(Ask({"--json", "run", plan, "--answer", "label=A", "--answer", "Picture=no"}), 1);
+    EXPECT_EQ(Ask({"--json", "run", plan, "--answer", "label=B", "--answer", "Picture=yes"}), 1);
+    m_opened = 0;
+    EXPECT_EQ(Run({"run", plan, "--dry-run"}), 0);
+    EXPECT_THAT(m_out.str(), HasSubstr("asks the operator: Which label?"));
+    EXPECT_EQ(Run({"validate", plan}), 0);
+    EXPECT_EQ(m_opened, 0);
+}
+
 TEST_F(Cli, DryRunOpensNothingAndShowsTheBytes) {
     const std::string plan = m_folder.Write("plan.toml", "[[step]]\nrun = \"volume ${n}\"\n");
     EXPECT_EQ(Run({"run", plan, "--dry-run", "--set", "n=20"}), 0);

@@ -91,5 +91,21 @@ TEST(PlanCheck, ARunIfThatNamesALaterStepSaysSo) {
                 ElementsAre(HasSubstr("the step 'a' in line 2 does not come before this one")));
 }
 
+TEST(PlanCheck, WhatTheOperatorIsAsked) {
+    EXPECT_THAT(Mistakes("ask 'Which colour?'", "expect = { equals = \"red\" }\nuntil = 10000\n"), ElementsAre());
+    EXPECT_THAT(Mistakes("confirm Is the picture fine?"), ElementsAre());
+    EXPECT_THAT(Mistakes("await key MENU", "timeout = 10000\n"), ElementsAre());
+    EXPECT_THAT(Mistakes("ask"), ElementsAre(HasSubstr("write 'ask TEXT [TEXT]'; 'zelline run --help' explains")));
+    EXPECT_THAT(Mistakes("confirm ' '"), ElementsAre(HasSubstr("there is no question")));
+    EXPECT_THAT(Mistakes("await key OK"), ElementsAre(HasSubstr("no key 'OK' by name; there are POWER, ")));
+    EXPECT_THAT(Mistakes("await MENU"), ElementsAre(HasSubstr("write 'await key NAME'")));
+    EXPECT_THAT(Mistakes("ask Which?", "expect = { status = \"failure\" }\n"), ElementsAre(HasSubstr("'status'")));
+    EXPECT_THAT(Mistakes("confirm Fine?", "expect = { equals = \"yes\" }\n"), ElementsAre(HasSubstr("no value")));
+    EXPECT_THAT(Mistakes("await key MENU", "expect = { equals = \"MENU\" }\n"),
+                ElementsAre(HasSubstr("no value")));
+    EXPECT_THAT(Mistakes("confirm Fine?", "until = 1000\n"), ElementsAre(HasSubstr("'until' does not apply")));
+    EXPECT_THAT(Mistakes("ask Which ${colour}?"), ElementsAre(HasSubstr("'colour' is not set")));
+}
+
 }  // namespace
 }  // namespace zelline

@@ -84,6 +84,15 @@ TEST(Segments, TheTeardownIsNeverStoppedAndStandsApart) {
     EXPECT_THAT(CutOf(StepOf("cam") + teardown).segments, ElementsAre("-0", "1+2"));
 }
 
+TEST(Segments, WhatTheOperatorIsAskedStandsAlone) {
+    for (const char* verb : {"ask Which?", "confirm Fine?", "await key MENU"}) {
+        const Cut cut =
+            CutOf(kGoOn + StepOf("cam") + StepOf("network") + StepOf(verb) + StepOf("cam") + StepOf("uptime"));
+        EXPECT_THAT(cut.segments, ElementsAre("0+1", "-2", "3+4")) << verb;
+        EXPECT_THAT(cut.reasons[0], HasSubstr("waits for the operator"));
+    }
+}
+
 TEST(Segments, FilesResultFinishAndLeaveGoOutAlone) {
     for (const char* verb : {"key send hdcp1 a.bin", "result PASS", "finish", "leave", "raw 129A", "raw 129B",
                              "raw 1299", "raw 1298 50", "raw 1281 00", "raw 1290"}) {

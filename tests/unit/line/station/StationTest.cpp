@@ -6,6 +6,7 @@
 #include <ctime>
 
 #include "base/TempFolder.h"
+#include "line/SimulatedReceiver.h"
 #include "station/Station.h"
 #include "wire/Error.h"
 
@@ -184,6 +185,149 @@ TEST_F(Scans, AUnitThatWaitsCanBeStopped) {
         ASSERT_FALSE(news.objects.empty());
     }
     EXPECT_EQ(Say("A"), "which-unit A ") << "the slot is free";
+}
+
+TEST(SlotOperator, AnAnswerIsForTheQuestionThatIsPut) {
+    SlotState a;
+    a.name = "A";
+    Board board("Test", {a});
+    SlotOperator person(board, 0);
+    EXPECT_FALSE(person.Asks());
+    EXPECT_FALSE(person.Answer(std::nullopt, "early"));
+    person.Show({Action::Kind::Question, "label", "Which?", "", ""});
+    EXPECT_TRUE(person.Asks());
+    const auto first = board.At(0).question;
+    ASSERT_TRUE(first);
+    EXPECT_EQ(first->words, "Which?");
+    person.Show({Action::Kind::Press, "key", "", "MENU", "again"});
+    const auto news = board.Await(0, Millis(0)).objects;
+    EXPECT_EQ(news[1]["question"],
+              Json({{"number", 2}, {"kind", "key"}, {"words", ""}, {"key", "MENU"}, {"note", "again"}}));
+    EXPECT_FALSE(person.Answer(first->number, "late"));
+    EXPECT_EQ(person.Take(), std::nullopt);
+    EXPECT_TRUE(person.Answer(2, "no"));
+    EXPECT_FALSE(person.Answer(2, "twice"));
+    EXPECT_EQ(person.Take(), "no");
+    person.Withdraw();
+    EXPECT_FALSE(person.Asks());
+    EXPECT_FALSE(board.At(0).question);
+    EXPECT_FALSE(person.Answer(2, "late"));
+}
+
+// A set behind each port, and a plan that asks.
+class Asking : public testing::Test {
+  protected:
+    // The slots are stopped and gone before what they work with.
+    void Begin(const std::vector<std::string>& slots) {
+        m_file.name = "Test";
+        m_file.scan = "[0-9]{4}";
+        for (const std::string& name : slots) {
+            m_file.slots.push_back({name, {"/dev/null", "", ""}, m_plan});
+        }
+        m_station = std::make_unique<Station>(
+            m_file,
+            [](const std::string&, const Stop& stop) -> std::unique_ptr<Transport> {
+                return std::make_unique<StoppableSet>(stop);
+            },
+            "1");
+    }
+    // Answers at once and lets its waits take their time, so that a run that waits for its operator rests.
+    class StoppableSet : public SimulatedReceiver {
+      public:
+        explicit StoppableSet(const Stop& stop) : m_stop(stop) {}
+
+        std::size_t Read(std::uint8_t* bytes, std::size_t size, Millis wait) override {
+            const std::size_t count = SimulatedReceiver::Read(bytes, size, wait);
+            if (m_stop.Await(Millis(count == 0 ? 1 : 0))) {
+                Fail(Exit::Interrupted, "stopped");
+            }
+            return count;
+        }
+
+      private:
+        const Stop& m_stop;
+    };
+    std::string Say(const std::string& text) {
+        const ScanReply reply = m_station->Scan(text);
+        return std::string(ReplyWord(reply.kind)) + " " + reply.slot + " " + reply.unit;
+    }
+    // Waits until the slot's state is so.
+    template <typename Is>
+    SlotState Await(std::size_t slot, const Is& is) {
+        for (std::uint64_t since = 0;;) {
+            const auto news = m_station->Shown().Await(since, Millis(60000));
+            const SlotState state = m_station->Shown().At(slot);
+            if (is(state) || news.objects.empty()) {
+                EXPECT_TRUE(is(state)) << state.words;
+                return state;
+            }
+            since = news.last;
+        }
+    }
+    SlotState AwaitQuestion(std::size_t slot) {
+        return Await(slot, [](const SlotState& state) { return state.question.has_value(); });
+    }
+    SlotState AwaitEnd(std::size_t slot) {
+        return Await(slot, [](const SlotState& state) { return state.phase == SlotPhase::Over; });
+    }
+
+    tests::TempFolder m_folder;
+    std::string m_plan =
+        m_folder.Write("plan.toml", "[[step]]\nrun = \"ask Which?\"\nexpect = { equals = \"0001\" }\n");
+    StationFile m_file;
+    std::unique_ptr<Station> m_station;
+};
+
+TEST_F(Asking, InAStationOfOneSlotAnythingScannedIsTheAnswer) {
+    Begin({"A"});
+    Say("0002");
+    AwaitQuestion(0);
+    EXPECT_EQ(Say("0001"), "answered A 0002");
+    EXPECT_EQ(AwaitEnd(0).verdict, "PASSED");
+}
+
+TEST_F(Asking, OfSeveralSlotsTheOneThatIsMeantIsNamed) {
+    Begin({"A", "B", "C"});
+    Say("A");
+    Say("0001");
+    AwaitQuestion(0);
+    EXPECT_EQ(Say("0003"), "which-slot  0003") << "another unit";
+    EXPECT_EQ(Say("B"), "begun B 0003");
+    AwaitQuestion(1);
+    EXPECT_EQ(Say("blue"), "which-question  blue");
+    EXPECT_EQ(Say("B"), "which-answer B ");
+    EXPECT_EQ(Say("0001"), "answered B 0003");
+    EXPECT_EQ(AwaitEnd(1).verdict, "PASSED");
+    EXPECT_EQ(Say("C"), "which-unit C ");
+    EXPECT_EQ(Say("0004"), "begun C 0004") << "the slot that was named has no question";
+    AwaitQuestion(2);
+    EXPECT_EQ(Say("C"), "which-answer C ");
+    EXPECT_TRUE(m_station->StopUnit("C"));
+    EXPECT_EQ(AwaitEnd(2).verdict, "ABORTED");
+    EXPECT_EQ(Say("blue"), "answered A 0001") << "the slot that was named asks no more";
+    const SlotState wrong = AwaitEnd(0);
+    EXPECT_EQ(wrong.verdict, "FAILED");
+    EXPECT_FALSE(wrong.question);
+}
+
+TEST_F(Asking, ANumberIsAnswered) {
+    Begin({"A", "B"});
+    Say("A");
+    Say("0001");
+    const SlotState asks = AwaitQuestion(0);
+    EXPECT_FALSE(m_station->AnswerQuestion("B", asks.question->number, "0001"));
+    EXPECT_FALSE(m_station->AnswerQuestion("A", asks.question->number + 1, "0001"));
+    EXPECT_TRUE(m_station->AnswerQuestion("A", asks.question->number, "0001"));
+    EXPECT_EQ(AwaitEnd(0).verdict, "PASSED");
+}
+
+TEST_F(Asking, NobodyAnsweringIsNotTheSetsFault) {
+    m_folder.Write("plan.toml", "[[step]]\nrun = \"ask Which?\"\ntimeout = 1000\n");
+    Begin({"A"});
+    Say("0001");
+    const SlotState over = AwaitEnd(0);
+    EXPECT_EQ(over.reason, kNobodyAnswered);
+    EXPECT_THAT(over.words, HasSubstr("the operator did not answer within 1.0 s"));
 }
 
 }  // namespace

@@ -1,0 +1,149 @@
+#include "plan/OperatorStep.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cctype>
+
+#include "wire/Answer.h"
+#include "wire/Hex.h"
+
+namespace zelline {
+namespace {
+
+constexpr Millis kLookForAnswer{50};  // between two looks whether the operator has answered
+
+// The question, from when it is put until it needs no answer any more.
+class Standing {
+  public:
+    Standing(Operator& person, OperatorQuestion question) : m_person(person), m_question(std::move(question)) {
+        m_person.Show(m_question);
+    }
+    Standing(const Standing&) = delete;
+    Standing& operator=(const Standing&) = delete;
+    ~Standing() { m_person.Withdraw(); }
+
+    void PutAgain(const std::string& note) {
+        m_question.note = note;
+        m_person.Show(m_question);
+    }
+
+  private:
+    Operator& m_person;
+    OperatorQuestion m_question;
+};
+
+std::string WithoutBlanksAround(const std::string& text) {
+    const char* const blanks = " \t\r\n";
+    const auto begin = text.find_first_not_of(blanks);
+    return begin == std::string::npos ? std::string()
+                                      : text.substr(begin, text.find_last_not_of(blanks) - begin + 1);
+}
+
+// Takes in what the operator said. Returns why it is no answer; empty when it is one.
+std::string Understand(const Action& action, const std::string& text, Outcome& outcome) {
+    const std::string said = WithoutBlanksAround(text);
+    if (action.kind == Action::Kind::Question) {
+        if (said.empty()) {
+            return "an empty answer is none";
+        }
+        outcome.value = said;
+        outcome.hasValue = true;
+        outcome.words = fmt::format("the operator answered \"{}\"", Printable(said));
+        return {};
+    }
+    const auto yes = YesOrNo(said);
+    if (action.kind == Action::Kind::Confirm) {
+        if (!yes) {
+            return fmt::format("\"{}\" is neither yes nor no", Printable(said));
+        }
+        outcome.status = *yes ? Exit::Success : Exit::Failure;
+        outcome.words = *yes ? "the operator said yes" : "the operator said no";
+        return {};
+    }
+    if (yes != false) {
+        return fmt::format("press {}, or answer no when the set does not react", action.key);
+    }
+    outcome.status = Exit::Failure;
+    outcome.words = fmt::format("the operator said that the set does not react to {}", action.key);
+    return {};
+}
+
+// Keys are reported once the set is connected.
+void ConnectFor(Link& link) {
+    if (!link.IsInStep()) {
+        Request connect;
+        connect.id = zel::command::kConnect;
+        link.Ask(connect, {});
+    }
+}
+
+std::string MissingWords(const Action& action, Millis limit, const std::string& other) {
+    const double seconds = static_cast<double>(limit.count()) / 1000;
+    if (action.kind != Action::Kind::Press) {
+        return fmt::format("the operator did not answer within {:.1f} s", seconds);
+    }
+    return fmt::format("the set did not report the key {} within {:.1f} s{}", action.key, seconds,
+                       other.empty() ? "" : "; it reported " + other);
+}
+
+}  // namespace
+
+std::optional<bool> YesOrNo(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    const bool yes = text == "yes" || text == "y" || text == "是";
+    return yes || text == "no" || text == "n" || text == "否" ? std::optional(yes) : std::nullopt;
+}
+
+Outcome AskOperator(Link& link, Operator& person, const Action& action, const std::string& step,
+                    const std::string& note, std::optional<Millis> limit) {
+    const Millis start = link.Line().Now();
+    Outcome outcome;
+    outcome.tries = 1;
+    const auto end = [&](Exit status, const std::string& words) {
+        outcome.status = status;
+        outcome.words = words;
+        outcome.elapsed = link.Line().Now() - start;
+        return outcome;
+    };
+    try {
+        if (action.kind == Action::Kind::Press) {
+            ConnectFor(link);
+        }
+        Standing question(person, {action.kind, step, action.question, action.key, note});
+        std::string other;  // a key that was reported in the place of the one that is awaited
+        for (;;) {
+            const Millis passed = link.Line().Now() - start;
+            if (const auto text = person.Take()) {
+                const std::string doubt = Understand(action, *text, outcome);
+                if (doubt.empty()) {
+                    return end(outcome.status, outcome.words);
+                }
+                question.PutAgain(doubt);
+            }
+            if (limit && passed >= *limit) {
+                return end(Exit::NoAnswer, MissingWords(action, *limit, other));
+            }
+            const auto frame = link.Receive(link.Line().Now() +
+                                            (limit ? std::min(kLookForAnswer, *limit - passed) : kLookForAnswer));
+            if (link.HasRestarted()) {
+                return end(Exit::NoAnswer, "the set has restarted");
+            }
+            if (frame && action.kind == Action::Kind::Press && RoleOf(*frame) == FrameRole::KeyPress) {
+                const std::string key = ReadAnswer(*frame).text;
+                if (key == action.key) {
+                    return end(Exit::Success, fmt::format("the set reported the key {}", key));
+                }
+                other = key.empty() ? "a key without a name" : Printable(key);
+            }
+        }
+    } catch (const Error& error) {
+        if (error.Status() != Exit::NoAnswer) {
+            throw;
+        }
+        return end(Exit::NoAnswer, error.what());
+    }
+}
+
+}  // namespace zelline
