@@ -5,9 +5,9 @@
 #include <chrono>
 
 #include "cli/Tools.h"
+#include "explain/Explain.h"
 #include "protocol/FrameCodec.h"
 #include "wire/Answer.h"
-#include "wire/Explain.h"
 
 namespace zelline {
 namespace {

@@ -1,6 +1,6 @@
 #include "cli/Session.h"
 
-#include "link/Capture.h"
+#include "trace/Capture.h"
 #include "wire/Error.h"
 
 namespace zelline {

@@ -6,8 +6,8 @@
 #include <string>
 
 #include "cli/Options.h"
-#include "link/Trace.h"
 #include "report/Console.h"
+#include "trace/Trace.h"
 
 namespace zelline {
 

@@ -2,10 +2,10 @@
 
 #include <fmt/format.h>
 
+#include "explain/Explain.h"
+#include "explain/Reference.h"
 #include "port/PortList.h"
 #include "protocol/CommandCatalogue.h"
-#include "wire/Explain.h"
-#include "wire/Reference.h"
 
 namespace zelline {
 namespace {

@@ -4,9 +4,9 @@
 
 #include <algorithm>
 
+#include "explain/Explain.h"
 #include "protocol/CommandCatalogue.h"
 #include "protocol/FrameCodec.h"
-#include "wire/Explain.h"
 
 namespace zelline {
 namespace {

@@ -1,6 +1,6 @@
 // The record of a session: every frame both ways, as JSON Lines.
-#ifndef ZELLINE_LINK_TRACE_H
-#define ZELLINE_LINK_TRACE_H
+#ifndef ZELLINE_TRACE_TRACE_H
+#define ZELLINE_TRACE_TRACE_H
 
 #include <chrono>
 #include <fstream>

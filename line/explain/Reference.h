@@ -1,6 +1,6 @@
 // The protocol reference and the dissector for Wireshark, made from the command catalogue.
-#ifndef ZELLINE_WIRE_REFERENCE_H
-#define ZELLINE_WIRE_REFERENCE_H
+#ifndef ZELLINE_EXPLAIN_REFERENCE_H
+#define ZELLINE_EXPLAIN_REFERENCE_H
 
 #include <string>
 

@@ -1,12 +1,12 @@
 // The record of a session as a capture that Wireshark reads.
-#ifndef ZELLINE_LINK_CAPTURE_H
-#define ZELLINE_LINK_CAPTURE_H
+#ifndef ZELLINE_TRACE_CAPTURE_H
+#define ZELLINE_TRACE_CAPTURE_H
 
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "link/Trace.h"
+#include "trace/Trace.h"
 
 namespace zelline {
 

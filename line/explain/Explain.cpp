@@ -1,4 +1,4 @@
-#include "wire/Explain.h"
+#include "explain/Explain.h"
 
 #include <fmt/format.h>
 

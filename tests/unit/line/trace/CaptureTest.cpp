@@ -2,8 +2,8 @@
 
 #include "base/TempFolder.h"
 #include "line/SimulatedReceiver.h"
-#include "link/Capture.h"
 #include "link/Uploader.h"
+#include "trace/Capture.h"
 #include "wire/Error.h"
 
 namespace zelline {

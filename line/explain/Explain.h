@@ -1,6 +1,6 @@
 // Frames in words, intact or damaged.
-#ifndef ZELLINE_WIRE_EXPLAIN_H
-#define ZELLINE_WIRE_EXPLAIN_H
+#ifndef ZELLINE_EXPLAIN_EXPLAIN_H
+#define ZELLINE_EXPLAIN_EXPLAIN_H
 
 #include <cstddef>
 #include <string>

@@ -1,11 +1,11 @@
-#include "wire/Reference.h"
+#include "explain/Reference.h"
 
 #include <fmt/format.h>
 
+#include "explain/Explain.h"
 #include "protocol/CommandCatalogue.h"
 #include "protocol/FrameCodec.h"
 #include "wire/Answer.h"
-#include "wire/Explain.h"
 #include "wire/Request.h"
 
 namespace zelline {

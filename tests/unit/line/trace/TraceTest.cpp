@@ -4,8 +4,8 @@
 
 #include "base/TempFolder.h"
 #include "line/SimulatedReceiver.h"
-#include "link/Trace.h"
 #include "link/Uploader.h"
+#include "trace/Trace.h"
 #include "wire/Error.h"
 
 namespace zelline {

@@ -3,7 +3,7 @@
 #include <random>
 
 #include "base/Seed.h"
-#include "wire/Explain.h"
+#include "explain/Explain.h"
 
 namespace zelline {
 namespace {

@@ -1,8 +1,8 @@
 #include <fmt/format.h>
 
+#include "explain/Reference.h"
 #include "protocol/CommandCatalogue.h"
 #include "wire/Hex.h"
-#include "wire/Reference.h"
 #include "wire/Request.h"
 
 namespace zelline {

@@ -1,13 +1,13 @@
-#include "link/Capture.h"
+#include "trace/Capture.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <fstream>
 #include <sstream>
 
+#include "explain/Explain.h"
 #include "protocol/FrameCodec.h"
 #include "wire/Error.h"
-#include "wire/Explain.h"
 
 namespace zelline {
 namespace {

@@ -1,4 +1,4 @@
-#include "link/Trace.h"
+#include "trace/Trace.h"
 
 #include <fmt/chrono.h>
 #include <fmt/format.h>
@@ -7,10 +7,10 @@
 #include <cstring>
 #include <ctime>
 
-#include "link/Capture.h"
+#include "explain/Explain.h"
+#include "trace/Capture.h"
 #include "wire/Answer.h"
 #include "wire/Error.h"
-#include "wire/Explain.h"
 
 namespace zelline {
 namespace {

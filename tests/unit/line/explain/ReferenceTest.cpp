@@ -3,9 +3,9 @@
 #include <fstream>
 #include <sstream>
 
+#include "explain/Explain.h"
+#include "explain/Reference.h"
 #include "protocol/CommandCatalogue.h"
-#include "wire/Explain.h"
-#include "wire/Reference.h"
 
 namespace zelline {
 namespace {
