@@ -9,12 +9,12 @@
 
 #include "cli/Tools.h"
 #include "plan/PlanFile.h"
-#include "plan/PlanRun.h"
-#include "plan/Segments.h"
 #include "record/UnitRun.h"
 #include "report/RunReports.h"
 #include "report/RunTable.h"
 #include "report/TerminalOperator.h"
+#include "run/PlanRun.h"
+#include "run/Segments.h"
 #include "store/Digest.h"
 #include "wire/Hex.h"
 

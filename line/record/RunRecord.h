@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "plan/RunObserver.h"
+#include "run/RunObserver.h"
 #include "store/Store.h"
 #include "wire/Error.h"
 

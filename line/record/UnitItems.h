@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "plan/RunObserver.h"
+#include "run/RunObserver.h"
 #include "stock/Stock.h"
 #include "wire/Error.h"
 

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "plan/RunObserver.h"
 #include "report/Report.h"
+#include "run/RunObserver.h"
 #include "wire/Error.h"
 
 namespace zelline {

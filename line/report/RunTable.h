@@ -2,8 +2,8 @@
 #ifndef ZELLINE_REPORT_RUNTABLE_H
 #define ZELLINE_REPORT_RUNTABLE_H
 
-#include "plan/RunObserver.h"
 #include "report/Console.h"
+#include "run/RunObserver.h"
 
 namespace zelline {
 

@@ -5,8 +5,8 @@
 #include <map>
 #include <string>
 
-#include "plan/Operator.h"
 #include "report/Console.h"
+#include "run/Operator.h"
 
 namespace zelline {
 

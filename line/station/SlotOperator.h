@@ -8,7 +8,7 @@
 #include <optional>
 #include <string>
 
-#include "plan/Operator.h"
+#include "run/Operator.h"
 #include "station/Board.h"
 
 namespace zelline {

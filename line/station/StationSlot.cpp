@@ -8,9 +8,9 @@
 
 #include "link/Link.h"
 #include "plan/PlanFile.h"
-#include "plan/PlanRun.h"
 #include "record/UnitRun.h"
 #include "report/RunReports.h"
+#include "run/PlanRun.h"
 
 namespace zelline {
 namespace {

@@ -1,4 +1,4 @@
-#include "plan/PlanRun.h"
+#include "run/PlanRun.h"
 
 #include <fmt/chrono.h>
 #include <fmt/format.h>
@@ -10,8 +10,8 @@
 #include <regex>
 
 #include "link/Burst.h"
-#include "plan/OperatorStep.h"
-#include "plan/Segments.h"
+#include "run/OperatorStep.h"
+#include "run/Segments.h"
 #include "wire/Error.h"
 
 namespace zelline {

@@ -6,11 +6,11 @@
 #include "base/TempFolder.h"
 #include "line/BorrowedLine.h"
 #include "line/SimulatedReceiver.h"
-#include "plan/OperatorStep.h"
 #include "plan/PlanFile.h"
-#include "plan/PlanRun.h"
 #include "protocol/CommandCatalogue.h"
 #include "protocol/FrameCodec.h"
+#include "run/OperatorStep.h"
+#include "run/PlanRun.h"
 
 namespace zelline {
 namespace {

@@ -1,6 +1,6 @@
 // The seam between a plan's run and the person at its set.
-#ifndef ZELLINE_PLAN_OPERATOR_H
-#define ZELLINE_PLAN_OPERATOR_H
+#ifndef ZELLINE_RUN_OPERATOR_H
+#define ZELLINE_RUN_OPERATOR_H
 
 #include <optional>
 #include <string>

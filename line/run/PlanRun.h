@@ -1,12 +1,12 @@
 // Runs a plan.
-#ifndef ZELLINE_PLAN_PLANRUN_H
-#define ZELLINE_PLAN_PLANRUN_H
+#ifndef ZELLINE_RUN_PLANRUN_H
+#define ZELLINE_RUN_PLANRUN_H
 
 #include <vector>
 
-#include "plan/Operator.h"
 #include "plan/Plan.h"
-#include "plan/RunObserver.h"
+#include "run/Operator.h"
+#include "run/RunObserver.h"
 
 namespace zelline {
 

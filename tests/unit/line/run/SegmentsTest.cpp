@@ -4,7 +4,7 @@
 
 #include "base/TempFolder.h"
 #include "plan/PlanFile.h"
-#include "plan/Segments.h"
+#include "run/Segments.h"
 
 namespace zelline {
 namespace {

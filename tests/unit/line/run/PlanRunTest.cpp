@@ -12,7 +12,7 @@
 #include "line/LossySet.h"
 #include "line/SimulatedReceiver.h"
 #include "plan/PlanFile.h"
-#include "plan/PlanRun.h"
+#include "run/PlanRun.h"
 
 namespace zelline {
 namespace {

@@ -1,6 +1,6 @@
 // Cuts a plan into bursts: the steps that are asked together.
-#ifndef ZELLINE_PLAN_SEGMENTS_H
-#define ZELLINE_PLAN_SEGMENTS_H
+#ifndef ZELLINE_RUN_SEGMENTS_H
+#define ZELLINE_RUN_SEGMENTS_H
 
 #include <cstddef>
 #include <string>
@@ -30,17 +30,14 @@ struct Segment {
 //
 // A step that is asked together with others may be asked again when its answer is lost, late and out of its place,
 // and when it is asked, nothing is known yet of what came of those in front of it. So
-// - nothing stands behind a step that is not to be repeated (the catalogue's word, or the plan's with `retries =
-// 0`), one
-//   that stops the run when it fails, since what is behind that must not have been carried out, and one that is
-//   asked `until` its answer fits;
+// - nothing stands behind a step that is not to be repeated (the catalogue's word, or the plan's with
+//   `retries = 0`), one that stops the run when it fails, since what is behind that must not have been carried
+//   out, and one that is asked `until` its answer fits;
 // - a step whose words or condition need a value or a state of one of the others begins a segment, as does one
-// that
-//   waits, and one that changes what another has read as it was before all of them;
+//   that waits, and one that changes what another has read as it was before all of them;
 // - alone go files, what the operator is asked, what is taken from the stock, what ends a unit's test or the link
-// (`result`, `finish`, `leave`), what the set does not answer or
-//   is expected not to, and a step with a limit of its own: `within`, or a time for the answer that is shorter
-//   than the command's.
+//   (`result`, `finish`, `leave`), what the set does not answer or is expected not to, and a step with a limit of
+//   its own: `within`, or a time for the answer that is shorter than the command's.
 Segment NextSegment(const Plan& plan, std::size_t begin, const Values& values, const Settings& settings);
 
 }  // namespace zelline

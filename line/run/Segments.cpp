@@ -1,4 +1,4 @@
-#include "plan/Segments.h"
+#include "run/Segments.h"
 
 #include <fmt/format.h>
 

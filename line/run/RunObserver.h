@@ -1,6 +1,6 @@
 // Who is told of a plan's run as it goes on: what is shown, written and recorded of it comes from these calls.
-#ifndef ZELLINE_PLAN_RUNOBSERVER_H
-#define ZELLINE_PLAN_RUNOBSERVER_H
+#ifndef ZELLINE_RUN_RUNOBSERVER_H
+#define ZELLINE_RUN_RUNOBSERVER_H
 
 #include <cstddef>
 

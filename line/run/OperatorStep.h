@@ -1,12 +1,12 @@
 // Carries out the steps of a plan that ask the operator.
-#ifndef ZELLINE_PLAN_OPERATORSTEP_H
-#define ZELLINE_PLAN_OPERATORSTEP_H
+#ifndef ZELLINE_RUN_OPERATORSTEP_H
+#define ZELLINE_RUN_OPERATORSTEP_H
 
 #include <optional>
 #include <string>
 
 #include "link/Link.h"
-#include "plan/Operator.h"
+#include "run/Operator.h"
 #include "verbs/Perform.h"
 
 namespace zelline {

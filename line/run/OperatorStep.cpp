@@ -1,4 +1,4 @@
-#include "plan/OperatorStep.h"
+#include "run/OperatorStep.h"
 
 #include <fmt/format.h>
 
