@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "simset/base/Errors.h"
-#include "simset/base/UnixServer.h"
 #include "simset/control/Verbs.h"
+#include "simset/server/UnixServer.h"
 
 namespace simset {
 

@@ -16,7 +16,7 @@
 
 #include "simset/base/Limits.h"
 #include "simset/base/Status.h"
-#include "simset/base/UnixServer.h"
+#include "simset/server/UnixServer.h"
 #include "simset/wire/Wire.h"
 
 namespace simset {

@@ -10,10 +10,10 @@
 #include <mutex>
 #include <string>
 
-#include "simset/base/ThreadServer.h"
 #include "simset/board/panel/Screenshot.h"
 #include "simset/control/Verbs.h"
-#include "simset/core/state/TraceLog.h"
+#include "simset/core/trace/TraceLog.h"
+#include "simset/server/ThreadServer.h"
 #include "simset/view/Gate.h"
 
 namespace simset {

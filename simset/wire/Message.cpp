@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "simset/base/UnixServer.h"
+#include "simset/server/UnixServer.h"
 
 namespace simset {
 namespace {

@@ -4,7 +4,7 @@
 
 #include <cerrno>
 
-#include "simset/base/UnixServer.h"
+#include "simset/server/UnixServer.h"
 
 namespace simset {
 

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "simset/control/Verbs.h"
-#include "simset/core/state/RowMatch.h"
+#include "simset/core/trace/RowMatch.h"
 
 namespace simset {
 

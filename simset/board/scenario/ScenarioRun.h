@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "simset/board/scenario/ScenarioFile.h"
-#include "simset/core/state/TraceLog.h"
+#include "simset/core/trace/TraceLog.h"
 
 namespace simset {
 

@@ -7,8 +7,8 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "simset/base/UnixServer.h"
 #include "simset/core/state/Notifications.h"
+#include "simset/server/UnixServer.h"
 #include "simset/wire/Wire.h"
 
 namespace simset {

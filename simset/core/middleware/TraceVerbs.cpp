@@ -6,7 +6,7 @@
 #include <optional>
 
 #include "simset/base/Numbers.h"
-#include "simset/core/state/RowMatch.h"
+#include "simset/core/trace/RowMatch.h"
 
 namespace simset {
 namespace {

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "simset/control/Verbs.h"
-#include "simset/core/state/TraceLog.h"
+#include "simset/core/trace/TraceLog.h"
 
 namespace simset {
 

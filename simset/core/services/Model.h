@@ -11,9 +11,9 @@
 #include <utility>
 #include <vector>
 
+#include "simset/core/catalogue/Catalogue.h"
+#include "simset/core/catalogue/KeyRules.h"
 #include "simset/core/rules/Finish.h"
-#include "simset/core/services/Catalogue.h"
-#include "simset/core/services/KeyRules.h"
 #include "simset/core/state/Shared.h"
 
 namespace simset {

@@ -9,7 +9,7 @@
 #include "simset/base/Errors.h"
 #include "simset/base/Numbers.h"
 #include "simset/base/Status.h"
-#include "simset/core/services/Catalogue.h"
+#include "simset/core/catalogue/Catalogue.h"
 #include "simset/wire/Wire.h"
 
 namespace simset {

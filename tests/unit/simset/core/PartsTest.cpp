@@ -3,9 +3,9 @@
 #include <iterator>
 
 #include "simset/core/Fixture.h"
+#include "simset/core/catalogue/Catalogue.h"
+#include "simset/core/catalogue/KeyRules.h"
 #include "simset/core/middleware/Scheduler.h"
-#include "simset/core/services/Catalogue.h"
-#include "simset/core/services/KeyRules.h"
 #include "simset/core/state/Behaviours.h"
 #include "simset/core/state/Faults.h"
 #include "simset/core/state/State.h"

@@ -5,7 +5,7 @@
 #include <fstream>
 
 #include "simset/board/scenario/ScenarioFile.h"
-#include "simset/core/state/TraceLog.h"
+#include "simset/core/trace/TraceLog.h"
 
 namespace simset {
 namespace {

@@ -5,7 +5,7 @@
 #include <string>
 #include <thread>
 
-#include "simset/base/ThreadServer.h"
+#include "simset/server/ThreadServer.h"
 #include "simset/view/Http.h"
 
 namespace simset {

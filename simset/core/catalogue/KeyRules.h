@@ -1,6 +1,6 @@
 // What an application may do with each key of the model tree: the contract that the television holds it to.
-#ifndef SIMSET_SERVICES_KEYRULES_H
-#define SIMSET_SERVICES_KEYRULES_H
+#ifndef SIMSET_CATALOGUE_KEYRULES_H
+#define SIMSET_CATALOGUE_KEYRULES_H
 
 #include <chrono>
 #include <cstddef>
@@ -11,7 +11,7 @@
 #include <string_view>
 #include <vector>
 
-#include "simset/core/services/Catalogue.h"
+#include "simset/core/catalogue/Catalogue.h"
 
 namespace simset {
 

@@ -1,6 +1,6 @@
 // A server that answers each connection on a thread of its own.
-#ifndef SIMSET_BASE_THREADSERVER_H
-#define SIMSET_BASE_THREADSERVER_H
+#ifndef SIMSET_SERVER_THREADSERVER_H
+#define SIMSET_SERVER_THREADSERVER_H
 
 #include <sys/socket.h>
 

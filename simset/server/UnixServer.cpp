@@ -1,4 +1,4 @@
-#include "simset/base/UnixServer.h"
+#include "simset/server/UnixServer.h"
 
 #include <sys/stat.h>
 #include <sys/un.h>

@@ -1,4 +1,4 @@
-#include "simset/core/services/Channels.h"
+#include "simset/core/catalogue/Channels.h"
 
 #include <fmt/format.h>
 

@@ -1,4 +1,4 @@
-#include "simset/core/services/KeyRules.h"
+#include "simset/core/catalogue/KeyRules.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>

@@ -1,10 +1,10 @@
 // Local sockets: connecting to one, and a server on one.
-#ifndef SIMSET_BASE_UNIXSERVER_H
-#define SIMSET_BASE_UNIXSERVER_H
+#ifndef SIMSET_SERVER_UNIXSERVER_H
+#define SIMSET_SERVER_UNIXSERVER_H
 
 #include <string>
 
-#include "simset/base/ThreadServer.h"
+#include "simset/server/ThreadServer.h"
 
 namespace simset {
 

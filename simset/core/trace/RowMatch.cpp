@@ -1,11 +1,11 @@
-#include "simset/core/state/RowMatch.h"
+#include "simset/core/trace/RowMatch.h"
 
 #include <fnmatch.h>
 
 #include <algorithm>
 
 #include "simset/base/Errors.h"
-#include "simset/core/state/TraceLog.h"
+#include "simset/core/trace/TraceLog.h"
 
 namespace simset {
 

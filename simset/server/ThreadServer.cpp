@@ -1,4 +1,4 @@
-#include "simset/base/ThreadServer.h"
+#include "simset/server/ThreadServer.h"
 
 #include <array>
 #include <system_error>

@@ -1,11 +1,11 @@
-#include "simset/core/services/Catalogue.h"
+#include "simset/core/catalogue/Catalogue.h"
 
 #include <algorithm>
 #include <array>
 #include <cstdint>
 #include <limits>
 
-#include "simset/core/services/Channels.h"
+#include "simset/core/catalogue/Channels.h"
 
 namespace simset {
 

@@ -10,8 +10,8 @@
 #include "simset/core/DiskFull.h"
 #include "simset/core/Fixture.h"
 #include "simset/core/middleware/TraceVerbs.h"
-#include "simset/core/state/RowMatch.h"
-#include "simset/core/state/TraceLog.h"
+#include "simset/core/trace/RowMatch.h"
+#include "simset/core/trace/TraceLog.h"
 
 namespace simset::test {
 namespace {

@@ -1,6 +1,6 @@
 // The model tree of the simulated set: its keys, their kinds and what a factory-new set answers.
-#ifndef SIMSET_SERVICES_CATALOGUE_H
-#define SIMSET_SERVICES_CATALOGUE_H
+#ifndef SIMSET_CATALOGUE_CATALOGUE_H
+#define SIMSET_CATALOGUE_CATALOGUE_H
 
 #include <cstdint>
 #include <nlohmann/json.hpp>

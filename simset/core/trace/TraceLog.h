@@ -1,6 +1,6 @@
 // The trace: what the set was asked and answered, in order.
-#ifndef SIMSET_STATE_TRACELOG_H
-#define SIMSET_STATE_TRACELOG_H
+#ifndef SIMSET_TRACE_TRACELOG_H
+#define SIMSET_TRACE_TRACELOG_H
 
 #include <chrono>
 #include <condition_variable>

@@ -1,6 +1,6 @@
 // The tuners of the simulated set and the channels of its factory preset.
-#ifndef SIMSET_SERVICES_CHANNELS_H
-#define SIMSET_SERVICES_CHANNELS_H
+#ifndef SIMSET_CATALOGUE_CHANNELS_H
+#define SIMSET_CATALOGUE_CHANNELS_H
 
 #include <nlohmann/json.hpp>
 

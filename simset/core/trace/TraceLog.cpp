@@ -1,4 +1,4 @@
-#include "simset/core/state/TraceLog.h"
+#include "simset/core/trace/TraceLog.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

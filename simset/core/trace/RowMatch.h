@@ -1,6 +1,6 @@
 // Which rows of the trace are meant: the text that `ctl wait`, `ctl trace --match` and scenarios share.
-#ifndef SIMSET_STATE_ROWMATCH_H
-#define SIMSET_STATE_ROWMATCH_H
+#ifndef SIMSET_TRACE_ROWMATCH_H
+#define SIMSET_TRACE_ROWMATCH_H
 
 #include <string>
 #include <vector>

@@ -1,8 +1,8 @@
 #include <sys/socket.h>
 
 #include "simset/base/Status.h"
-#include "simset/base/UnixServer.h"
 #include "simset/core/Fixture.h"
+#include "simset/server/UnixServer.h"
 #include "simset/wire/Wire.h"
 
 namespace simset::test {
