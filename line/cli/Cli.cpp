@@ -6,7 +6,7 @@
 #include <algorithm>
 
 #include "cli/Help.h"
-#include "cli/Tools.h"
+#include "cli/ToolVerbs.h"
 #include "wire/Hex.h"
 
 namespace zelline {

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "cli/Session.h"
+#include "tools/Session.h"
 
 namespace zelline {
 

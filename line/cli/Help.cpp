@@ -2,7 +2,7 @@
 
 #include <fmt/format.h>
 
-#include "cli/Tools.h"
+#include "cli/ToolVerbs.h"
 #include "manual/Completion.h"
 #include "manual/Page.h"
 #include "protocol/KeyFiles.h"

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "manual/Program.h"
+#include "tools/Session.h"
 
 namespace zelline {
 
@@ -16,6 +17,10 @@ const manual::Program& Description();
 // The page of the whole tool, or of one verb.
 std::string HelpPage();
 std::string HelpPage(std::string_view verb);
+
+// What carries out the verbs that print the man page and the completions.
+Exit ShowManual(const Context& context);
+Exit ShowCompletion(const Context& context);
 
 }  // namespace zelline
 

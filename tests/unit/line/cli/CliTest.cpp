@@ -8,7 +8,7 @@
 #include "base/TempFolder.h"
 #include "cli/Cli.h"
 #include "cli/Help.h"
-#include "cli/Tools.h"
+#include "cli/ToolVerbs.h"
 #include "line/CliFixture.h"
 
 namespace zelline {

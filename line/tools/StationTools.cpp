@@ -9,11 +9,11 @@
 #include <set>
 #include <thread>
 
-#include "cli/Tools.h"
 #include "page/PageServer.h"
 #include "plan/PlanFile.h"
 #include "record/UnitItems.h"
 #include "station/Station.h"
+#include "tools/Tools.h"
 
 namespace zelline {
 namespace {

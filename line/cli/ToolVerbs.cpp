@@ -1,92 +1,29 @@
-#include "cli/Tools.h"
+#include "cli/ToolVerbs.h"
 
-#include <fmt/format.h>
-
-#include "explain/Explain.h"
-#include "explain/Reference.h"
-#include "port/PortList.h"
-#include "protocol/CommandCatalogue.h"
+#include "cli/Help.h"
+#include "tools/Tools.h"
 
 namespace zelline {
 namespace {
 
-Exit ShowPorts(const Context& context) {
-    const auto ports = ListPorts();
-    for (const ListedPort& port : ports) {
-        std::string words = fmt::format("{:<16} {}", port.path, port.description);
-        if (!port.socket.empty()) {
-            words += fmt::format("  USB socket {}{}{}", port.socket, port.serial.empty() ? "" : ", serial number ",
-                                 port.serial);
-        }
-        if (!port.holder.empty()) {
-            words += fmt::format("  taken by {}", port.holder);
-        }
-        context.console.Result({{"v", 1},
-                                {"type", "port"},
-                                {"path", port.path},
-                                {"description", port.description},
-                                {"serial", port.serial.empty() ? Json(nullptr) : Json(port.serial)},
-                                {"socket", port.socket.empty() ? Json(nullptr) : Json(port.socket)},
-                                {"holder", port.holder.empty() ? Json(nullptr) : Json(port.holder)}},
-                               words);
-    }
-    if (ports.empty()) {
-        context.console.Note("no serial ports on this machine");
-    }
-    return Exit::Success;
-}
-
-Exit Decode(const Context& context) {
-    const auto stretches = Dissect(FromHex(fmt::format("{}", fmt::join(context.options.words, " "))));
-    if (stretches.empty()) {
-        Fail(Exit::Unusable, "there are no bytes to decode: write them as 'zelline decode 79 00 12 73 ...'");
-    }
-    for (const Stretch& stretch : stretches) {
-        Json object = {{"v", 1}, {"type", stretch.intact ? "frame" : "damage"}, {"at", stretch.at}};
-        if (stretch.intact) {
-            object["id"] = IdText(stretch.frame.CommandId());
-            object["kind"] = stretch.frame.kind;
-            object["length"] = stretch.frame.length;
-            object["payload"] = ToHex(stretch.frame.payload.data(), stretch.frame.length);
-            object["trailer"] = {stretch.frame.trailerA, stretch.frame.trailerB};
-        }
-        object["hex"] = ToHex(stretch.bytes);
-        object["words"] = stretch.words;
-        context.console.Result(
-            object, fmt::format("{:5}  {}\n       {}", stretch.at, ToHex(stretch.bytes), stretch.words));
-    }
-    return Exit::Success;
-}
-
-Exit ShowCommands(const Context& context) {
-    const Console& console = context.console;
-    if (context.options.markdown) {
-        console.out << ProtocolReference();
-        return Exit::Success;
-    }
-    if (context.options.lua) {
-        console.out << DissectorScript();
-        return Exit::Success;
-    }
-    for (const zel::CommandInfo& row : zel::kCommandCatalogue) {
-        if (row.reply == zel::ReplyRule::None && row.name.empty() && !console.json) {
-            continue;
-        }
-        console.Result({{"v", 1},
-                        {"type", "command"},
-                        {"id", IdText(row.id)},
-                        {"decimal", row.id},
-                        {"name", row.name},
-                        {"payload", row.payloadText},
-                        {"answer", row.answerText}},
-                       fmt::format("{}  {:<26} {}\n{:36}-> {}", IdText(row.id), row.name,
-                                   row.payloadText.empty() ? "none" : row.payloadText, "", row.answerText));
-    }
-    if (!console.json) {
-        console.Note("Ids from 0x1273 to 0x12BA that are not listed are dropped by the set.");
-    }
-    return Exit::Success;
-}
+constexpr OptionInfo kListenFor = {
+    "--for", "MS", &Options::listenFor, "how long to listen; without it, until Ctrl-C", 1, 86400000};
+constexpr OptionInfo kMarkdown = {"--markdown", "", &Options::markdown, "the whole protocol reference"};
+constexpr OptionInfo kLua = {"--lua", "", &Options::lua, "a dissector of the protocol for Wireshark"};
+constexpr OptionInfo kDryRun = {"--dry-run", "", &Options::dryRun, "print what would be sent, and send nothing"};
+constexpr OptionInfo kOneByOne = {"--one-by-one", "", &Options::oneByOne, "ask each step alone"};
+constexpr OptionInfo kReport = {"--report", "FILE", &Options::reports,
+                                "write a report; .json, .xml (JUnit), .csv or .html"};
+constexpr OptionInfo kSet = {"--set", "NAME=VALUE", &Options::variables, "the value of a plan's variable"};
+constexpr OptionInfo kAnswer = {"--answer", "STEP=TEXT", &Options::answers,
+                                "the answer to what a step asks the operator, by its id or name"};
+constexpr OptionInfo kUnit = {"--unit", "SERIAL", &Options::unit, "the unit's serial number"};
+constexpr OptionInfo kLast = {"--last", "N", &Options::last, "how many runs", 1, 1000000};
+constexpr OptionInfo kSince = {"--since", "DATE", &Options::since, "from this day on (2026-05-04, UTC)"};
+constexpr OptionInfo kLedgerFile = {"--ledger", "FILE", &Options::ledger, "the station's own file beside a server",
+                                    0,          0,      "ZELLINE_LEDGER"};
+constexpr OptionInfo kStation = {"--station", "NAME", &Options::station,
+                                 "the station's name in the record; the machine's unless given"};
 
 }  // namespace
 

@@ -1,9 +1,9 @@
 #include <fmt/format.h>
 
-#include "cli/Tools.h"
 #include "record/Runs.h"
 #include "report/RunReports.h"
 #include "report/RunTable.h"
+#include "tools/Tools.h"
 #include "wire/Hex.h"
 
 namespace zelline {

@@ -1,9 +1,22 @@
-#include "cli/Session.h"
+#include "tools/Session.h"
 
 #include "trace/Capture.h"
 #include "wire/Error.h"
 
 namespace zelline {
+
+Settings Options::ForVerbs() const {
+    Settings settings;
+    if (timeout > 0) {
+        settings.timeout = Millis(timeout);
+    }
+    if (retries >= 0) {
+        settings.retries = static_cast<int>(retries);
+    }
+    settings.connect = !noConnect;
+    settings.pace = Millis(pace);
+    return settings;
+}
 
 Session::Session(const Context& context, LineObserver* observer) {
     const Options& options = context.options;

@@ -7,7 +7,6 @@
 #include <filesystem>
 #include <optional>
 
-#include "cli/Tools.h"
 #include "plan/PlanFile.h"
 #include "record/UnitRun.h"
 #include "report/RunReports.h"
@@ -16,6 +15,7 @@
 #include "run/PlanRun.h"
 #include "run/Segments.h"
 #include "store/Digest.h"
+#include "tools/Tools.h"
 #include "wire/Hex.h"
 
 namespace zelline {

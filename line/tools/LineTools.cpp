@@ -4,9 +4,10 @@
 #include <algorithm>
 #include <chrono>
 
-#include "cli/Tools.h"
 #include "explain/Explain.h"
+#include "port/PortList.h"
 #include "protocol/FrameCodec.h"
+#include "tools/Tools.h"
 #include "wire/Answer.h"
 
 namespace zelline {
@@ -114,6 +115,32 @@ Exit Compare(const Console& console, const RecordedBurst& burst, const std::vect
 }
 
 }  // namespace
+
+Exit ShowPorts(const Context& context) {
+    const auto ports = ListPorts();
+    for (const ListedPort& port : ports) {
+        std::string words = fmt::format("{:<16} {}", port.path, port.description);
+        if (!port.socket.empty()) {
+            words += fmt::format("  USB socket {}{}{}", port.socket, port.serial.empty() ? "" : ", serial number ",
+                                 port.serial);
+        }
+        if (!port.holder.empty()) {
+            words += fmt::format("  taken by {}", port.holder);
+        }
+        context.console.Result({{"v", 1},
+                                {"type", "port"},
+                                {"path", port.path},
+                                {"description", port.description},
+                                {"serial", port.serial.empty() ? Json(nullptr) : Json(port.serial)},
+                                {"socket", port.socket.empty() ? Json(nullptr) : Json(port.socket)},
+                                {"holder", port.holder.empty() ? Json(nullptr) : Json(port.holder)}},
+                               words);
+    }
+    if (ports.empty()) {
+        context.console.Note("no serial ports on this machine");
+    }
+    return Exit::Success;
+}
 
 // Ends when the time is over, or with what comes out of the transport.
 Exit Listen(const Context& context) {

@@ -4,10 +4,10 @@
 #include <array>
 #include <cctype>
 
-#include "cli/Tools.h"
 #include "plan/PlanText.h"
 #include "stock/Delivery.h"
 #include "stock/Stock.h"
+#include "tools/Tools.h"
 
 namespace zelline {
 namespace {
