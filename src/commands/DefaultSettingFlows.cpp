@@ -9,7 +9,6 @@
 #include "factory_aux/FactoryAux.h"
 #include "log/LogPrint.h"
 #include "model/ModelKeys.h"
-#include "os/Partitions.h"
 #include "os/Shell.h"
 #include "os/Storage.h"
 

@@ -16,7 +16,7 @@ CommandResult HandleAcknowledge(UartManager& manager, const UartFrame& frame);
 CommandResult HandleLeaveFactory(UartManager& manager, const UartFrame& frame);
 CommandResult HandleFileChunk(UartManager& manager, const UartFrame& frame);
 
-// Records and addresses (RecordHandlers.cpp)
+// Records and addresses (Records.cpp)
 CommandResult HandleWritePcbSn(UartManager& manager, const UartFrame& frame);
 CommandResult HandleWriteTestResult(UartManager& manager, const UartFrame& frame);
 CommandResult HandleWriteMac(UartManager& manager, const UartFrame& frame);

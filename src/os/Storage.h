@@ -1,6 +1,27 @@
-// What makes data reach the flash: sync and remounts. Callable from any thread.
+// The partitions that hold factory data, and what makes data reach the flash. Callable from any thread.
 #ifndef ZELFAC_OS_STORAGE_H
 #define ZELFAC_OS_STORAGE_H
+
+#include <array>
+
+// The set mounts them read-only until a mode makes them writable.
+namespace zel::partition {
+
+constexpr char kCritical[] = "/zodata/critical";
+constexpr char kFactory[] = "/zodata/factory";
+constexpr char kModel[] = "/zodata/model";
+constexpr char kVarLocal[] = "/var/local";
+constexpr char kVarRun[] = "/var/run";
+constexpr char kTvConfig[] = "/vendor/tvconfig/config";
+constexpr char kConfig[] = "/config";
+constexpr char kSerialData[] = "/serialdata";
+constexpr char kCertificate[] = "/certificate";
+
+// In the order in which mount(2) goes through them.
+constexpr std::array<const char*, 9> kAll = {kCritical, kFactory, kModel,      kVarLocal,   kVarRun,
+                                             kTvConfig, kConfig,  kSerialData, kCertificate};
+
+}  // namespace zel::partition
 
 namespace zel {
 

@@ -1,6 +1,7 @@
 #include "os/Thread.h"
 
 #include <sys/prctl.h>
+#include <unistd.h>
 
 #include <cstddef>
 
@@ -39,6 +40,14 @@ void DetachThisThread() {
 
 void NameThread(const char* name) {
     prctl(PR_SET_NAME, name);
+}
+
+int ProcessId() {
+    return getpid();
+}
+
+void EndProcess(int status) {
+    _exit(status);
 }
 
 }  // namespace zel

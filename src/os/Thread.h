@@ -1,4 +1,4 @@
-// Threads of the serial link and its workers.
+// Threads of the serial link and its workers, and the process itself.
 #ifndef ZELFAC_OS_THREAD_H
 #define ZELFAC_OS_THREAD_H
 
@@ -20,6 +20,13 @@ void DetachThisThread();
 
 // Names the calling thread (at most 15 characters are kept by the kernel).
 void NameThread(const char* name);
+
+// The process's number. Any thread.
+int ProcessId();
+
+// Ends the process at once, from any thread, with exit status `status`, with no object destroyed and nothing
+// flushed: other threads may be at work on everything until the end.
+[[noreturn]] void EndProcess(int status);
 
 }  // namespace zel
 

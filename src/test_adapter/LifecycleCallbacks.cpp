@@ -6,7 +6,7 @@
 
 #include "UartManager/UartManager.h"
 #include "amclient/AmClient.h"
-#include "os/Process.h"
+#include "os/Thread.h"
 #include "test_adapter/screen/StatusPictures.h"
 
 namespace {

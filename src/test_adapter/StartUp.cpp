@@ -9,8 +9,8 @@
 #include "flashenv/FlashEnv.h"
 #include "log/FixedLine.h"
 #include "log/LogPrint.h"
-#include "os/Process.h"
 #include "os/Storage.h"
+#include "os/Thread.h"
 #include "qx/AppManagerClientAdapter.h"
 #include "test_adapter/RunModeSelection.h"
 

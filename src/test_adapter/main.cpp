@@ -8,7 +8,7 @@
 #include "UartManager/UartManager.h"
 #include "amclient/AmClient.h"
 #include "os/Delay.h"
-#include "os/Process.h"
+#include "os/Thread.h"
 #include "test_adapter/ApplicationTest.h"
 #include "test_adapter/LifecycleCallbacks.h"
 #include "test_adapter/StartUp.h"

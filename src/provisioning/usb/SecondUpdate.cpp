@@ -9,7 +9,6 @@
 #include "model/ModelKeys.h"
 #include "os/Delay.h"
 #include "os/File.h"
-#include "os/Partitions.h"
 #include "os/Shell.h"
 #include "os/Storage.h"
 #include "provisioning/usb/StickNames.h"

@@ -6,7 +6,6 @@
 
 #include "os/Delay.h"
 #include "os/File.h"
-#include "os/Process.h"
 #include "os/SerialPort.h"
 #include "os/Shell.h"
 #include "os/Storage.h"
