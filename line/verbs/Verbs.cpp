@@ -10,6 +10,7 @@
 #include <optional>
 
 #include "protocol/CommandCatalogue.h"
+#include "protocol/Sources.h"
 #include "wire/Address.h"
 #include "wire/Error.h"
 #include "wire/Hex.h"
@@ -64,16 +65,24 @@ std::string Text(const Words& words) {
     return words[0];
 }
 
-constexpr std::array<std::string_view, 17> kSources = {"DTV",   "DTV-C", "DTV-T",  "DTV-T2", "DTV-S2", "ATV",
-                                                       "VGA",   "AV1",   "AV2",    "AV3",    "HDMI1",  "HDMI2",
-                                                       "HDMI3", "HDMI4", "SCART1", "YPBPR1", "YPBPR2"};
-
 constexpr std::array<std::string_view, 4> kQueries = {"MAC", "WIFIMAC", "ESN", "ETH_IP"};
 
+const std::vector<std::string_view>& SourceNames() {
+    static const auto kNames = [] {
+        std::vector<std::string_view> names;
+        for (const zel::SourceInfo& source : zel::kSources) {
+            names.push_back(source.name);
+        }
+        return names;
+    }();
+    return kNames;
+}
+
 std::string SourceDoubt(const std::string& name) {
-    const bool known = std::find(kSources.begin(), kSources.end(), name) != kSources.end();
+    const auto& names = SourceNames();
+    const bool known = std::find(names.begin(), names.end(), name) != names.end();
     return known ? std::string()
-                 : fmt::format("the set knows no source '{}'; there are {}", name, fmt::join(kSources, ", "));
+                 : fmt::format("the set knows no source '{}'; there are {}", name, fmt::join(names, ", "));
 }
 
 // A set's own address, which is written with colons.
@@ -245,10 +254,11 @@ const std::vector<VerbInfo>& Verbs() {
         {"source",
          {{"NAME", Ask(id::kSourceCheck, Text, SourceDoubt)}},
          "Show an input, and set the sound for measuring",
-         fmt::format("NAME is one of {},\n{}.\n", fmt::join(kSources.begin(), kSources.begin() + 10, ", "),
-                     fmt::join(kSources.begin() + 10, kSources.end(), ", ")) +
+         fmt::format("NAME is one of {},\n{}.\n",
+                     fmt::join(SourceNames().begin(), SourceNames().begin() + 10, ", "),
+                     fmt::join(SourceNames().begin() + 10, SourceNames().end(), ", ")) +
              "The first tuner input takes several seconds longer: the set learns its tuners.",
-         {kSources.begin(), kSources.end()}},
+         SourceNames()},
         {"cam", {{"", Ask(id::kCamDetected)}}, "Is a CI module in?", ""},
         {"network", {{"", Ask(id::kWiredNetwork)}}, "Does the wired network have an address?", ""},
         {"ping",

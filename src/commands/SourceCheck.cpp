@@ -1,6 +1,5 @@
 // Showing one named input.
 
-#include <array>
 #include <string_view>
 
 #include "UartManager/UartManager.h"
@@ -8,36 +7,23 @@
 #include "model/ModelGlobals.h"
 #include "model/ModelKeys.h"
 #include "protocol/FrameCodec.h"
+#include "protocol/Sources.h"
 
 namespace {
 
 constexpr char kName[] = "ZelUartCmdSourceCheck";
 
-struct Input {
-    std::string_view name;    // as the line sends it
-    const zel::Tuner* tuner;  // null: an external input
-    const char* sourceName;   // as the model calls it
-};
-
-constexpr std::array<Input, 17> kInputs = {{
-    {"DTV", &zel::kTerrestrialCableTuner, nullptr},
-    {"ATV", &zel::kAnalogueTuner, nullptr},
-    {"VGA", nullptr, "VGA"},
-    {"AV1", nullptr, "AVS"},
-    {"AV2", nullptr, "AVS"},
-    {"AV3", nullptr, "AVS"},
-    {"DTV-C", &zel::kTerrestrialCableTuner, nullptr},
-    {"DTV-T", &zel::kTerrestrialCableTuner, nullptr},
-    {"HDMI1", nullptr, "HDMI1"},
-    {"HDMI2", nullptr, "HDMI2"},
-    {"HDMI3", nullptr, "HDMI3"},
-    {"HDMI4", nullptr, "HDMI4"},
-    {"DTV-S2", &zel::kSatelliteTuner, nullptr},
-    {"DTV-T2", &zel::kTerrestrialCableTuner, nullptr},
-    {"SCART1", nullptr, "SCART"},
-    {"YPBPR1", nullptr, "COMPONENT"},
-    {"YPBPR2", nullptr, "COMPONENT"},
-}};
+// The tuner of a source that is no external input.
+const zel::Tuner& TunerOf(zel::SourceKind kind) {
+    switch (kind) {
+        case zel::SourceKind::Analogue:
+            return zel::kAnalogueTuner;
+        case zel::SourceKind::Satellite:
+            return zel::kSatelliteTuner;
+        default:
+            return zel::kTerrestrialCableTuner;
+    }
+}
 
 // Learns what is not known yet of the tuners and their lists. A failed step is printed and tried again at the
 // next check, because the identity stays empty.
@@ -53,17 +39,18 @@ void LearnIdentities(UartManager& manager) {
 }
 
 std::int32_t Show(UartManager& manager, std::string_view name) {
-    for (const Input& input : kInputs) {
-        if (input.name != name) {
+    for (const zel::SourceInfo& source : zel::kSources) {
+        if (source.name != name) {
             continue;
         }
-        if (input.tuner == nullptr) {
-            return manager.ZelSetSource(zel::key::kSourceSwitch, input.sourceName);
+        if (source.kind == zel::SourceKind::External) {
+            return manager.ZelSetSource(zel::key::kSourceSwitch, source.modelName);
         }
-        if (input.tuner->uuid.Empty() || input.tuner->channelUuid.Empty()) {
+        const zel::Tuner& tuner = TunerOf(source.kind);
+        if (tuner.uuid.Empty() || tuner.channelUuid.Empty()) {
             return -1;
         }
-        return manager.ZelSetDvbTVChannel(input.tuner->uuid.Get(), input.tuner->channelUuid.Get());
+        return manager.ZelSetDvbTVChannel(tuner.uuid.Get(), tuner.channelUuid.Get());
     }
     return -1;
 }
