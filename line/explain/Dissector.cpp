@@ -78,6 +78,7 @@ local field = {
   checksum = ProtoField.uint8("zelfac.checksum", "Checksum", base.HEX),
   good = ProtoField.bool("zelfac.checksum.good", "Checksum is good"),
   stop = ProtoField.uint8("zelfac.end", "End", base.HEX),
+  flush = ProtoField.bytes("zelfac.flush", "Flush"),
   noise = ProtoField.bytes("zelfac.noise", "No frame"),
   leftOut = ProtoField.bool("zelfac.left_out", "Bytes of a file were left out"),
 }
@@ -139,6 +140,15 @@ local function frameAt(buffer, at)
   local size = length + OVERHEAD
   if length > LONGEST or buffer:len() - at < size or buffer(at + size - 1, 1):uint() ~= END then return nil end
   return size
+end
+
+-- Zero bytes that end whatever the set still waits for: as many as the longest frame has, or more.
+local function isFlush(range)
+  local bytes = range:bytes()
+  for i = 0, bytes:len() - 1 do
+    if bytes:get_index(i) ~= 0 then return false end
+  end
+  return bytes:len() >= LONGEST + OVERHEAD
 end
 
 local function addHead(buffer, at, tree)
@@ -212,9 +222,16 @@ function zelfac.dissector(buffer, pinfo, root)
         while behind < buffer:len() and not frameAt(buffer, behind) do
           behind = behind + 1
         end
-        local tree = root:add(zelfac, buffer(at, behind - at))
-        tree:add(field.noise, buffer(at, behind - at)):add_proto_expert_info(noFrame)
-        told[#told + 1] = (behind - at) .. " bytes that are no frame"
+        local range = buffer(at, behind - at)
+        local tree = root:add(zelfac, range)
+        if isFlush(range) then
+          tree:add(field.role, "flush"):set_generated()
+          tree:add(field.flush, range)
+          told[#told + 1] = "flush, " .. range:len() .. " zero bytes"
+        else
+          tree:add(field.noise, range):add_proto_expert_info(noFrame)
+          told[#told + 1] = range:len() .. " bytes that are no frame"
+        end
         tree:set_text("Factory serial protocol, " .. told[#told])
         at = behind
       end

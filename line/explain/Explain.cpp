@@ -99,7 +99,8 @@ std::vector<Stretch> Dissect(const Bytes& stream) {
         Stretch stretch;
         stretch.at = static_cast<std::size_t>(at - stream.begin());
         if (*at != zel::kFrameStart) {
-            stretch.words = "noise: no start byte 79";
+            const bool isFlush = std::equal(at, end, kFlush.begin(), kFlush.end());
+            stretch.words = isFlush ? kFlushWords : "noise: no start byte 79";
         } else {
             const std::uint8_t* bytes = &*at;
             const auto left = static_cast<std::size_t>(stream.end() - at);

@@ -118,8 +118,10 @@ void Link::Deliver(const UartFrame& frame) {
 }
 
 void Link::Flush() {
-    constexpr std::array<std::uint8_t, zel::kMaxWireFrame> kNothing{};
-    m_transport.Write(kNothing.data(), kNothing.size());
+    for (LineObserver* observer : m_observers) {
+        observer->Flushed(m_transport.Now());
+    }
+    m_transport.Write(kFlush.data(), kFlush.size());
 }
 
 void Link::Abandon() {

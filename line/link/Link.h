@@ -24,6 +24,8 @@ class LineObserver {
     virtual ~LineObserver() = default;
 
     virtual void Sent(const UartFrame&, Millis) {}
+    // kFlush was sent.
+    virtual void Flushed(Millis) {}
     virtual void Received(const UartFrame&, Millis) {}
     // Received bytes that belong to no intact frame.
     virtual void Noise(const Bytes&, Millis) {}
@@ -107,7 +109,7 @@ class Link {
     // What was being sent may have been cut short: ends whatever the set still waits for, and loses step.
     void Abandon();
 
-    // Ends whatever the set still waits for: no start byte, as long as the longest frame.
+    // Sends kFlush.
     void Flush();
 
     // Takes in what has arrived by now, without waiting for more; ready frames, key presses and late answers.

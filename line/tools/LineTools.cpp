@@ -65,6 +65,9 @@ const UartFrame& RequestOf(const RecordedBurst& burst, const std::vector<UartFra
 
 // Sends one burst as it was recorded, and returns what is answered.
 std::vector<UartFrame> SendAgain(Link& link, const RecordedBurst& burst, std::optional<Millis> given) {
+    if (burst.flushed) {
+        link.Flush();
+    }
     link.Send(burst.requests);
     Millis timeout = given.value_or(kUnansweredPause);
     for (const UartFrame& answer : burst.answers) {

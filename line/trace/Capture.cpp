@@ -8,6 +8,7 @@
 #include "explain/Explain.h"
 #include "protocol/FrameCodec.h"
 #include "wire/Error.h"
+#include "wire/Request.h"
 
 namespace zelline {
 namespace {
@@ -205,6 +206,10 @@ void Capture::Sent(const UartFrame& frame, Millis) {
     const std::size_t kept = IsSecret(frame, true) && !m_withKeyBytes ? zel::kHeaderSize : wire.size;
     Packet({wire.bytes.begin(), wire.bytes.begin() + static_cast<std::ptrdiff_t>(kept)}, wire.size, true,
            Explain(frame));
+}
+
+void Capture::Flushed(Millis) {
+    Packet({kFlush.begin(), kFlush.end()}, kFlush.size(), true, kFlushWords);
 }
 
 void Capture::Received(const UartFrame& frame, Millis) {

@@ -10,11 +10,11 @@
 
 namespace zelline {
 
-// Writes a pcapng file: one packet per frame, and one per stretch of bytes that belong to no frame, with direction
-// (outbound: to the set), time in microseconds, and its words as a comment. The link type is USER0 (147): a packet
-// is what was on the wire and nothing else, so any program that reads pcapng has the frames themselves. Of a frame
-// with bytes of a key or configuration file the head alone is written unless the bytes are asked for; its comment
-// tells its place in the file.
+// Writes a pcapng file: one packet per frame, per flush and per stretch of bytes that belong to no frame, with
+// direction (outbound: to the set), time in microseconds, and its words as a comment. The link type is USER0
+// (147): a packet is what was on the wire and nothing else, so any program that reads pcapng has the frames
+// themselves. Of a frame with bytes of a key or configuration file the head alone is written unless the bytes are
+// asked for; its comment tells its place in the file.
 class Capture : public Recording {
   public:
     // `port` is the interface's name. Throws Error with Exit::Record when `path` cannot be written. What it holds
@@ -23,6 +23,7 @@ class Capture : public Recording {
 
     void Begin() override;
     void Sent(const UartFrame& frame, Millis when) override;
+    void Flushed(Millis when) override;
     void Received(const UartFrame& frame, Millis when) override;
     void Noise(const Bytes& bytes, Millis when) override;
 

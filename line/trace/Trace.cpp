@@ -3,6 +3,7 @@
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstring>
 #include <ctime>
@@ -11,6 +12,7 @@
 #include "trace/Capture.h"
 #include "wire/Answer.h"
 #include "wire/Error.h"
+#include "wire/Request.h"
 
 namespace zelline {
 namespace {
@@ -79,6 +81,13 @@ void Trace::Sent(const UartFrame& frame, Millis when) {
     Row("tx", frame, when);
 }
 
+void Trace::Flushed(Millis when) {
+    Json row = Head("tx", when);
+    row["flush"] = kFlush.size();
+    row["words"] = kFlushWords;
+    m_file.Write(JsonLine(row) + '\n');
+}
+
 void Trace::Received(const UartFrame& frame, Millis when) {
     Row("rx", frame, when);
 }
@@ -103,14 +112,17 @@ class BurstCollector {
             Fail(Exit::Unusable, "{}:{}: {} is not one intact frame", m_path, number, what);
         }
         if (sent) {
-            if (m_bursts.empty() || !m_bursts.back().answers.empty()) {
-                m_bursts.push_back({{}, {}, number});
+            if (m_flushed || m_bursts.empty() || !m_bursts.back().answers.empty()) {
+                m_bursts.push_back({m_flushed, {}, {}, number});
+                m_flushed = false;
             }
             m_bursts.back().requests.push_back(frames[0].frame);
         } else if (!m_bursts.empty() && RoleOf(frames[0].frame) == FrameRole::Answer) {
             m_bursts.back().answers.push_back(frames[0].frame);
         }
     }
+
+    void TakeFlush() { m_flushed = true; }
 
     [[noreturn]] void RefuseSecret(std::size_t number) const {
         Fail(Exit::Unusable,
@@ -129,6 +141,7 @@ class BurstCollector {
   private:
     const std::string& m_path;
     std::vector<RecordedBurst> m_bursts;
+    bool m_flushed = false;  // in front of the next request
 };
 
 std::vector<RecordedBurst> CapturedBursts(const std::string& path) {
@@ -136,6 +149,10 @@ std::vector<RecordedBurst> CapturedBursts(const std::string& path) {
     for (const CapturedPacket& packet : ReadCapture(path)) {
         if (!packet.whole) {
             collector.RefuseSecret(packet.number);
+        }
+        if (packet.sent && std::equal(packet.bytes.begin(), packet.bytes.end(), kFlush.begin(), kFlush.end())) {
+            collector.TakeFlush();
+            continue;
         }
         const std::vector<Stretch> frames = Dissect(packet.bytes);
         const bool isNoise = frames.size() != 1 || !frames[0].intact;
@@ -168,6 +185,9 @@ std::vector<RecordedBurst> ReadTrace(const std::string& path) {
         }
         if (row.contains("redacted")) {
             collector.RefuseSecret(line);
+        }
+        if (row.contains("flush")) {
+            collector.TakeFlush();
         }
         if (!row.contains("hex") || !row["hex"].is_string()) {
             continue;

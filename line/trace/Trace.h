@@ -48,7 +48,8 @@ std::chrono::microseconds WallTime();
 bool IsSecret(const UartFrame& frame, bool sent);
 
 // Writes one object per frame: "v", "time" (UTC), "ms" since the trace began, "dir" (tx, rx), "id", "hex" and
-// "words"; bytes that belong to no frame have "noise" for "hex". Bytes of key and configuration files are left
+// "words"; bytes that belong to no frame have "noise" for "hex", and a flush has
+// "flush", how many bytes it is, for "id" and "hex". Bytes of key and configuration files are left
 // out unless asked for: such a row has "redacted", "index" and "total" and no "hex".
 class Trace : public Recording {
   public:
@@ -57,6 +58,7 @@ class Trace : public Recording {
 
     void Begin() override { m_file.Begin(); }
     void Sent(const UartFrame& frame, Millis when) override;
+    void Flushed(Millis when) override;
     void Received(const UartFrame& frame, Millis when) override;
     void Noise(const Bytes& bytes, Millis when) override;
 
@@ -69,8 +71,9 @@ class Trace : public Recording {
     Millis m_start{-1};
 };
 
-// What was recorded: requests in order, each burst up to one that was answered.
+// What was recorded: requests in order, each burst up to one that was answered, or to a flush.
 struct RecordedBurst {
+    bool flushed = false;  // behind a flush
     std::vector<UartFrame> requests;
     std::vector<UartFrame> answers;  // ready frames and key presses are left out
     std::size_t line = 0;            // of the first request

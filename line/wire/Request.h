@@ -2,9 +2,11 @@
 #ifndef ZELLINE_WIRE_REQUEST_H
 #define ZELLINE_WIRE_REQUEST_H
 
+#include <array>
 #include <cstdint>
 #include <string>
 
+#include "protocol/FrameCodec.h"
 #include "protocol/UartFrame.h"
 #include "wire/Units.h"
 
@@ -16,6 +18,10 @@ struct Request {
     std::uint8_t trailerA = 0;  // file chunks: index
     std::uint8_t trailerB = 0;  // file chunks: number of chunks
 };
+
+// What ends whatever a set still waits for: no start byte, as long as the longest frame.
+constexpr std::array<std::uint8_t, zel::kMaxWireFrame> kFlush{};
+constexpr char kFlushWords[] = "flush, zero bytes that end whatever the set still waits for";
 
 UartFrame FrameOf(const Request& request);
 

@@ -16,7 +16,7 @@ SCRIPT = pathlib.Path(__file__).resolve().parents[2] / "docs/wireshark/zelfac.lu
 FIELDS = ["frame.time_epoch", "frame.p2p_dir", "frame.interface_name", "frame.comment", "zelfac.role", "zelfac.start",
           "zelfac.kind", "zelfac.id", "zelfac.name", "zelfac.length", "zelfac.payload", "zelfac.text", "zelfac.number",
           "zelfac.crc", "zelfac.status", "zelfac.index", "zelfac.total", "zelfac.checksum", "zelfac.checksum.good",
-          "zelfac.end", "zelfac.noise", "zelfac.left_out", "_ws.expert.message", "_ws.col.Info"]
+          "zelfac.end", "zelfac.flush", "zelfac.noise", "zelfac.left_out", "_ws.expert.message", "_ws.col.Info"]
 SENT, RECEIVED = "0", "1"
 
 PLAN = """
@@ -57,10 +57,11 @@ def block(kind, body):
     return struct.pack("<II", kind, size) + body + struct.pack("<I", size)
 
 
-def capture_of(path, *packets):
-    """Writes a capture as any program may: each packet its bytes, without a direction."""
+def capture_of(path, *packets, flags=0):
+    """Writes a capture as any program may: each packet its bytes, all in the direction that `flags` say, 0: in none."""
     head = block(0x0A0D0D0A, struct.pack("<IHHq", 0x1A2B3C4D, 1, 0, -1)) + block(1, struct.pack("<HHI", 147, 0, 0))
-    rows = (block(6, struct.pack("<IIIII", 0, 0, 0, len(data), len(data)) + data) for data in packets)
+    rows = (block(6, struct.pack("<IIIII", 0, 0, 0, len(data), len(data)) + data + b"\0" * (-len(data) % 4)
+                  + struct.pack("<HHI", 2, 4, flags)) for data in packets)
     path.write_bytes(head + b"".join(rows))
     return dissected(path)
 
@@ -95,7 +96,7 @@ class Session(unittest.TestCase):
     def test_it_is_what_the_set_saw(self):
         for direction, to in ((SENT, "set"), (RECEIVED, "line")):
             seen = [row for row in self.rows if row["to"] == to]
-            captured = [packet for packet in self.shown if packet["frame.p2p_dir"] == direction]
+            captured = [packet for packet in self.shown if packet["frame.p2p_dir"] == direction and "id" in packet]
             self.assertGreater(len(captured), 8)
             self.assertEqual([int(packet["id"], 16) for packet in captured], [int(row["id"], 16) for row in seen])
             for packet, row in zip(captured, seen):
@@ -108,6 +109,8 @@ class Session(unittest.TestCase):
         self.assertLessEqual(self.begun, times[0])
         self.assertLessEqual(times[-1], self.ended)
         for packet in self.shown:
+            if packet["role"] == "flush":
+                continue
             self.assertEqual((packet["start"], packet["end"], packet["checksum.good"]), ("0x79", "0xfe", "1"))
             self.assertNotIn("noise", packet)
             self.assertEqual(packet["frame.interface_name"], self.port)
@@ -124,17 +127,30 @@ class Session(unittest.TestCase):
         self.assertLess(int(uptime["number"]), 1 << 24)
         self.assertEqual(self.of(self.hidden, 0x129F, role="request")["number"], "20")
         self.assertEqual(self.of(self.hidden, 0x128A, role="answer")["status"], "1")
-        checksum = [packet for packet in self.hidden if packet["id"] == "0x1282" and packet["role"] == "answer"][-1]
+        checksum = [packet for packet in self.hidden if packet.get("id") == "0x1282" and packet["role"] == "answer"][-1]
         self.assertEqual(checksum["crc"], "0x" + checksum["payload"])
 
     def test_key_bytes_are_left_out_unless_asked_for(self):
-        hidden = [packet for packet in self.hidden if packet["id"] == "0x1281" and packet["role"] == "request"]
+        hidden = [packet for packet in self.hidden if packet.get("id") == "0x1281" and packet["role"] == "request"]
         self.assertEqual([(packet["length"], packet.get("left_out"), "payload" in packet) for packet in hidden],
                          [("64", "1", False), ("36", "1", False)])
         self.assertIn("chunk 1 of 2", hidden[0]["frame.comment"])
-        shown = [packet for packet in self.shown if packet["id"] == "0x1281" and packet["role"] == "request"]
+        shown = [packet for packet in self.shown if packet.get("id") == "0x1281" and packet["role"] == "request"]
         self.assertEqual(bytes.fromhex("".join(packet["payload"] for packet in shown)), self.key)
         self.assertEqual([(packet["index"], packet["total"]) for packet in shown], [("0", "2"), ("1", "2")])
+
+    def test_flushes_are_told(self):
+        for packets in (self.hidden, self.shown):
+            flushes = [at for at, packet in enumerate(packets) if packet["role"] == "flush"]
+            # The first command of the session and the transfer each begin with a flush and a connect.
+            self.assertEqual((flushes[0], len(flushes)), (0, 2))
+            for at in flushes:
+                flush = packets[at]
+                self.assertEqual(packets[at + 1]["id"], "0x1273")
+                self.assertEqual((flush["flush"], flush["frame.p2p_dir"]), ("00" * 73, SENT))
+                self.assertEqual(flush["_ws.col.Info"], "flush, 73 zero bytes")
+                self.assertTrue(flush["frame.comment"].startswith("flush, "), flush)
+                self.assertEqual(flush["_ws.expert.message"], flush["frame.comment"])  # and no complaint
 
     def test_it_can_be_sent_again(self):
         self.assertIn(b"same    request 0x1275", self.replayed.stdout)
@@ -143,9 +159,9 @@ class Session(unittest.TestCase):
 class Others(AtOnce):
     """Captures that another program wrote."""
 
-    def dissect(self, *packets):
+    def dissect(self, *packets, **how):
         with tempfile.TemporaryDirectory(prefix="zelfac-capture.") as folder:
-            return capture_of(pathlib.Path(folder) / "c.pcapng", *packets)
+            return capture_of(pathlib.Path(folder) / "c.pcapng", *packets, **how)
 
     def test_damage_is_told(self):
         good = bytes(frame(0x1274, b"AB12"))
@@ -156,6 +172,14 @@ class Others(AtOnce):
         noise, cut = self.dissect(b"\x01\x79\x02", good[:-1])
         self.assertEqual((noise["noise"], noise["_ws.expert.message"]), ("017902", "Bytes that are no frame"))
         self.assertEqual(cut["noise"], good[:-1].hex())
+
+    def test_flushes_of_either_direction(self):
+        for flags, direction in ((0, None), (1, RECEIVED), (2, SENT)):
+            flush, both, short = self.dissect(bytes(73), bytes(80) + bytes(frame(0x1273)), bytes(72), flags=flags)
+            self.assertEqual([packet.get("frame.p2p_dir") for packet in (flush, both, short)], [direction] * 3)
+            self.assertEqual((flush["role"], flush["flush"]), ("flush", "00" * 73))
+            self.assertEqual((both["role"], both["flush"]), ("flush,request", "00" * 80))
+            self.assertEqual((short["noise"], "flush" in short), ("00" * 72, False))
 
     def test_several_frames_in_one_packet(self):
         stream = bytes(frame(0x1273)) + b"\xff" + bytes(result(0x1296, b"\x2c\x01\0\0"))

@@ -4,6 +4,7 @@
 
 #include "base/Seed.h"
 #include "explain/Explain.h"
+#include "wire/Request.h"
 
 namespace zelline {
 namespace {
@@ -50,6 +51,9 @@ TEST(Explain, RequestsSayWhatTheyAskFor) {
     const auto words = [](const char* hex) { return Dissect(FromHex(hex)).at(0).words; };
     EXPECT_EQ(words("79 00 12 9F 01 14 00 00 3A FE"), "request 0x129F set main volume to 20");
     EXPECT_NE(words("79 00 12 81 01 41 02 0A 1F FE").find("chunk 3 of 10, 1 bytes"), std::string::npos);
+    const Bytes zeros(74, 0);
+    EXPECT_EQ(Dissect({zeros.begin() + 1, zeros.end()}).at(0).words, kFlushWords);
+    EXPECT_NE(Dissect(zeros).at(0).words, kFlushWords);
     EXPECT_NE(words("79 11 12 87 04 4D 45 4E 55 00 01 1C FE").find("key MENU"), std::string::npos);
 }
 

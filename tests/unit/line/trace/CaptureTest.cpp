@@ -43,20 +43,22 @@ TEST(Capture, HoldsWhatWasOnTheLineBothWays) {
         capture->Noise({1, 2, 3}, Millis(0));
     }
     const auto packets = ReadCapture(folder.At(kCaptureFile));
-    ASSERT_EQ(packets.size(), 5U);
-    EXPECT_EQ(packets[0].bytes, kCapturedConnect);
-    const std::vector<bool> sent = {true, true, false, false, false};
+    ASSERT_EQ(packets.size(), 6U);
+    EXPECT_EQ(packets[0].bytes, Bytes(73, 0));
+    EXPECT_EQ(packets[1].bytes, kCapturedConnect);
+    const std::vector<bool> sent = {true, true, true, false, false, false};
     for (std::size_t i = 0; i < packets.size(); ++i) {
         EXPECT_EQ(packets[i].sent, sent[i]) << i;
         EXPECT_EQ(packets[i].number, i + 1);
         EXPECT_TRUE(packets[i].whole);
     }
-    EXPECT_EQ(packets[4].bytes, (Bytes{1, 2, 3}));
+    EXPECT_EQ(packets[5].bytes, (Bytes{1, 2, 3}));
     const std::string text = folder.Read(kCaptureFile);
     EXPECT_THAT(text, HasSubstr("/dev/ttyUSB0"));
     EXPECT_THAT(text, HasSubstr("answer 0x1297 read software version, \"2.5\""));
     const auto bursts = ReadTrace(folder.At(kCaptureFile));
     ASSERT_EQ(bursts.size(), 1U);
+    EXPECT_TRUE(bursts[0].flushed);
     EXPECT_EQ(bursts[0].requests.size(), 2U);
     EXPECT_EQ(bursts[0].answers.size(), 2U);
 }

@@ -39,13 +39,15 @@ TEST(Trace, HoldsEveryFrameWithTimeAndWords) {
         link.Ask({0x1297, "", 0, 0}, {});
     }
     const auto rows = Rows(folder.Read("t.jsonl"));
-    ASSERT_EQ(rows.size(), 4U);
-    EXPECT_EQ(rows[0]["hex"], "79 00 12 73 00 00 00 7B FE");
+    ASSERT_EQ(rows.size(), 5U);
+    EXPECT_EQ(rows[0]["flush"], 73);
     EXPECT_EQ(rows[0]["dir"], "tx");
     EXPECT_EQ(rows[0]["ms"], 0);
-    EXPECT_EQ(rows[3]["dir"], "rx");
-    EXPECT_EQ(rows[3]["id"], "0x1297");
-    EXPECT_GE(rows[3]["ms"], 500);
+    EXPECT_EQ(rows[1]["hex"], "79 00 12 73 00 00 00 7B FE");
+    EXPECT_EQ(rows[1]["dir"], "tx");
+    EXPECT_EQ(rows[4]["dir"], "rx");
+    EXPECT_EQ(rows[4]["id"], "0x1297");
+    EXPECT_GE(rows[4]["ms"], 500);
     for (const auto& row : rows) {
         EXPECT_EQ(row["v"], 1);
         EXPECT_TRUE(row["time"].get<std::string>().back() == 'Z');
@@ -68,8 +70,21 @@ TEST(Trace, CanBeReadAgain) {
     TracedKey(folder, true);
     const auto bursts = ReadTrace(folder.At("t.jsonl"));
     ASSERT_GE(bursts.size(), 3U);
+    EXPECT_TRUE(bursts[0].flushed);
     EXPECT_EQ(bursts[0].requests.size(), 2U);
     EXPECT_EQ(bursts[0].answers.size(), 2U);
+    EXPECT_FALSE(bursts[1].flushed);
+}
+
+TEST(Trace, AFlushBeginsAnotherBurst) {
+    const tests::TempFolder folder;
+    const std::string connect = "{\"v\":1,\"dir\":\"tx\",\"hex\":\"79 00 12 73 00 00 00 7B FE\"}\n";
+    const std::string flush = "{\"v\":1,\"dir\":\"tx\",\"flush\":73}\n";
+    const auto bursts = ReadTrace(folder.Write("t.jsonl", connect + flush + connect + connect + flush));
+    ASSERT_EQ(bursts.size(), 2U);
+    EXPECT_FALSE(bursts[0].flushed);
+    EXPECT_TRUE(bursts[1].flushed);
+    EXPECT_EQ(bursts[1].requests.size(), 2U);
 }
 
 TEST(Trace, MistakesOfARecordNameTheLine) {
