@@ -145,6 +145,13 @@ class Checker {
         }
         if (std::none_of(step.words.begin(), step.words.end(), [&](const auto& word) { return IsOpen(word); })) {
             const Action action = StepAction(step, known);
+            if (IsForOperator(action) && !IsOperatorStep(step)) {
+                Fail(Exit::Unusable,
+                     "'{}' comes from a variable: the verb of a step that asks the operator must be written out, "
+                     "so "
+                     "that it is known before the plan runs what he is asked",
+                     step.words[0]);
+            }
             CheckAction(action);
             CheckExpectation(step.expect, action);
             if (!action.stock.empty() && step.expect.status != Exit::Success) {

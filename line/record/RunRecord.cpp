@@ -43,6 +43,9 @@ std::string LimitsText(const Step& step) {
     if (step.until) {
         limits["until"] = step.until->count();
     }
+    if (step.settings.timeout) {
+        limits["timeout"] = step.settings.timeout->count();
+    }
     return JsonLine(limits);
 }
 

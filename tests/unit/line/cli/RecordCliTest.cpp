@@ -145,7 +145,8 @@ TEST_F(RecordCli, ARunIsRecordedWithAllThatMatters) {
     const std::string plan =
         "name = \"Final\"\n[vars]\nlevel = 7\n[[step]]\nid = \"v\"\nrun = \"version\"\nexpect = { matches = "
         "\"2.*\" }\n"
-        "within = 9000\n[[step]]\nrun = \"version\"\nexpect = { min = 3 }\n[[step]]\nrun = \"led red on\"\n";
+        "within = 9000\nuntil = 7000\ntimeout = 4000\n[[step]]\nrun = \"version\"\nexpect = { min = 3 "
+        "}\n[[step]]\nrun = \"led red on\"\n";
     EXPECT_EQ(RunUnit(plan, "A", {"--station", "S1", "--set", "level=8"}), 1);
     Store store(m_store);
     const RecordedRun run = LoadRun(store, "last");
@@ -160,7 +161,8 @@ TEST_F(RecordCli, ARunIsRecordedWithAllThatMatters) {
     EXPECT_EQ(run.result.steps[0].value, "2.5");
     EXPECT_EQ(run.result.steps[0].id, "v");
     EXPECT_EQ(run.result.steps[0].tries, 1);
-    EXPECT_EQ(Json::parse(run.limits[0]), Json({{"matches", "2.*"}, {"within", 9000}}));
+    EXPECT_EQ(Json::parse(run.limits[0]),
+              Json({{"matches", "2.*"}, {"within", 9000}, {"until", 7000}, {"timeout", 4000}}));
     EXPECT_EQ(run.result.steps[1].state, StepState::Failed);
     EXPECT_EQ(run.result.steps[2].state, StepState::NotRun);
     EXPECT_EQ(run.result.steps[2].words, "an earlier step failed");

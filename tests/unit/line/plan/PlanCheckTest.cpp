@@ -107,5 +107,20 @@ TEST(PlanCheck, WhatTheOperatorIsAsked) {
     EXPECT_THAT(Mistakes("ask Which ${colour}?"), ElementsAre(HasSubstr("'colour' is not set")));
 }
 
+TEST(PlanCheck, WhetherTheOperatorIsAskedIsKnownBeforeThePlanRuns) {
+    for (const char* verb : {"ask", "confirm", "await"}) {
+        const std::string words = std::string(verb) == "await" ? "key MENU" : "Fine?";
+        EXPECT_THAT(
+            Mistakes("${v} " + words, "[vars]\nv = \"" + std::string(verb) + "\"\n"),
+            ElementsAre(HasSubstr("'${v}' comes from a variable: the verb of a step that asks the operator")));
+        EXPECT_THAT(Mistakes("${v:-" + std::string(verb) + "} " + words),
+                    ElementsAre(HasSubstr("comes from a variable")));
+    }
+    EXPECT_THAT(Mistakes("${v} red on", "[vars]\nv = \"led\"\n"), ElementsAre());
+    EXPECT_THAT(Mistakes("version", "save = \"v\"\n[[step]]\nrun = \"${v} Fine?\"\n"),
+                ElementsAre(HasSubstr("'${v}' is no verb")));
+    EXPECT_THAT(Mistakes("await key ${v}", "[vars]\nv = \"MENU\"\n"), ElementsAre());
+}
+
 }  // namespace
 }  // namespace zelline

@@ -92,6 +92,24 @@ TEST_F(UnitItemsTest, AreSpentFromBeforeTheyAreSent) {
     EXPECT_THAT(States(), ElementsAre("spent", "spent"));
 }
 
+TEST_F(UnitItemsTest, AreNotSentByAQuestionThatNamesThem) {
+    std::vector<PlanProblem> problems;
+    m_plan = LoadPlan(m_folder.Write("plan.toml",
+                                     "[[step]]\nrun = \"confirm Is ${stock.mac} on the label?\"\n[[step]]\nrun = "
+                                     "\"ask Scan ${stock.mac}\"\n[[step]]\nrun = \"result ${stock.mac}\"\n"),
+                      {}, problems, {{"stock.mac", "?"}});
+    ASSERT_TRUE(problems.empty());
+    Reserve("B", "r2");
+    for (const std::size_t question : {0U, 1U}) {
+        Begin(question);
+        EXPECT_THAT(States(), ElementsAre("free", "reserved"));
+        End(question, StepState::Passed, kAddress);
+        EXPECT_THAT(States(), ElementsAre("free", "reserved"));
+    }
+    Begin(2);
+    EXPECT_THAT(States(), ElementsAre("free", "spent"));
+}
+
 TEST_F(UnitItemsTest, ThatPassedAreWrittenAndVerified) {
     Begin(kWrite);
     End(kWrite, StepState::Passed);
