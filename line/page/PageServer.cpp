@@ -22,6 +22,7 @@ constexpr std::size_t kMostBody = 4096;  // bytes
 constexpr std::size_t kNonceBytes = 16;
 constexpr Millis kLook{500};  // for the end, and for a browser that has gone
 constexpr std::chrono::seconds kSignOfLife{10};
+constexpr Millis kLastWord{2000};  // for the pages to be told how the units ended, when the station ends
 
 // The host of "host:port" or "[host]:port"; the port may be missing.
 std::string HostNamed(const std::string& text) {
@@ -103,6 +104,11 @@ class PageServer::Server {
     Server& operator=(const Server&) = delete;
     ~Server() {
         m_ending = true;
+        // Pages are told the last that there is, which a server that was stopped would not do any more.
+        const auto end = std::chrono::steady_clock::now() + kLastWord;
+        while (m_pages > 0 && std::chrono::steady_clock::now() < end) {
+            std::this_thread::sleep_for(kLastWord / 100);
+        }
         m_http.stop();
         m_thread.join();
     }
@@ -206,11 +212,9 @@ class PageServer::Server {
         answer.set_chunked_content_provider(
             "text/event-stream",
             [this, follower](std::size_t, httplib::DataSink& sink) {
-                const Board::News news = m_station.Shown().Await(follower->since, kLook);
+                const bool last = m_ending;
+                const Board::News news = m_station.Shown().Await(follower->since, last ? Millis(0) : kLook);
                 const auto now = std::chrono::steady_clock::now();
-                if (m_ending) {
-                    return false;
-                }
                 std::string text;
                 for (const Json& object : news.objects) {
                     text += "data: " + JsonLine(object) + "\n\n";
@@ -220,10 +224,10 @@ class PageServer::Server {
                 }
                 follower->since = news.last;
                 if (text.empty()) {
-                    return sink.is_writable();
+                    return !last && sink.is_writable();
                 }
                 follower->said = now;
-                return sink.write(text.data(), text.size());
+                return sink.write(text.data(), text.size()) && !last;
             },
             [this](bool) { --m_pages; });
     }

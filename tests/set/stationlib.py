@@ -73,7 +73,8 @@ class Station:
         self.heard = threading.Condition()
 
     def __enter__(self):
-        command = [programs.find("zelline"), "--json", "station", self.file]
+        # A test that was begun with nohup hands its children a SIGHUP that is ignored.
+        command = ["env", "--default-signal=HUP", programs.find("zelline"), "--json", "station", self.file]
         self.errors = (self.folder / "err").open("w+")
         self.tool = subprocess.Popen(list(map(str, command)), stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=self.errors, text=True)
         self.reader = threading.Thread(target=self._read)
@@ -90,9 +91,9 @@ class Station:
         self.errors.close()
         self.held.cleanup()
 
-    def end(self):
-        """Ends it as the system does, and returns its exit status."""
-        self.tool.send_signal(signal.SIGTERM)
+    def end(self, number=signal.SIGTERM):
+        """Ends it by a signal, as the system does, and returns its exit status."""
+        self.tool.send_signal(number)
         return self.tool.wait(NEVER)
 
     def _read(self):

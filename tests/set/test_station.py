@@ -1,14 +1,18 @@
 """A station of several slots: scans, two sets at a time, one that fails, a lost port, stopping."""
 
+import json
 import pathlib
+import signal
 import tempfile
 
 import runner
 import setlib
-from runner import AtOnce
+from runner import AtOnce, cases
 from stationlib import PLAN, LineSet, Station, two_sets
 
 SLOW = PLAN.replace('run = "led red on"', 'run = "led red on"\nwait = 3600000')
+
+VOLUME = "tovix.sl2.i32.sound.main.volume"
 
 
 class Units(AtOnce):
@@ -102,7 +106,38 @@ class Stops(AtOnce):
             self.assertEqual(station.end(), 0)
             over = station.wait(type="slot", slot="A", phase="over")
             self.assertEqual((over["verdict"], over["reason"]), ("ABORTED", "interrupted"))
-            tv.wait(key="tovix.sl2.i32.sound.main.volume", call="set", since=begin)
+            tv.wait(key=VOLUME, call="set", since=begin)
+
+    def record(self, station):
+        """The verdict of the last run, and the outcomes of its steps."""
+        told = setlib.run("zelline", "--json", "--store", station.folder / "line.db", "report", "last").stdout
+        run, *steps, _ = [json.loads(row) for row in told.splitlines()]
+        self.assertTrue(run["ended"])
+        return run["verdict"], [step["outcome"] for step in steps]
+
+    @cases(["SIGINT", "SIGTERM", "SIGHUP"])
+    def test_the_record_of_a_unit_that_was_stopped_by(self, name):
+        with LineSet() as tv, Station({"A": tv.place}, plan=SLOW, more='store = "line.db"') as station:
+            station.scan("AB0001")
+            station.wait(type="slot", phase="running", step="Lamp")
+            begin = tv.seq()
+            self.assertEqual(station.end(signal.Signals[name]), 0)
+            self.assertEqual(station.wait(type="slot", phase="over")["verdict"], "ABORTED")
+            tv.wait(key=VOLUME, call="set", since=begin)
+            self.assertEqual(self.record(station), ("ABORTED", ["passed", "passed", "not run", "passed"]))
+
+    def test_a_second_signal_leaves_the_teardown_out(self):
+        plan = SLOW.replace('run = "volume 20"', 'run = "volume 20"\nwait = 3600000')
+        with LineSet() as tv, Station({"A": tv.place}, plan=plan, more='store = "line.db"') as station:
+            station.scan("AB0001")
+            station.wait(type="slot", phase="running", step="Lamp")
+            begin = tv.seq()
+            station.tool.send_signal(signal.SIGHUP)
+            station.wait(type="slot", phase="running", step="Sound")
+            self.assertEqual(station.end(), 0)
+            self.assertEqual(station.wait(type="slot", phase="over")["verdict"], "ABORTED")
+            self.assertEqual(self.record(station), ("ABORTED", ["passed", "passed", "not run", "not run"]))
+            self.assertEqual(tv.trace(key=VOLUME, call="set", since=begin), [])
 
 
 class Files(AtOnce):

@@ -4,6 +4,7 @@ import http.client
 import json
 import os
 import pathlib
+import signal
 import tempfile
 import unittest
 import urllib.parse
@@ -174,6 +175,17 @@ class Page(unittest.TestCase):
             self.card("A", "FAIL", "Step: The last", "the operator said no")
             self.assertEqual(self.browser.run("return document.querySelectorAll('.ask > *').length"), 0)
             self.assertEqual(self.browser.complaints(), [])
+
+    def test_a_station_that_is_ended_at_work(self):
+        """The page has the verdict, and says that the station has gone."""
+        with LineSet() as tv, Station({"A": tv.place}, plan=SLOW, page="") as station:
+            self.open(station)
+            self.card("A", "Ready")
+            self.scan("AB0001")
+            self.card("A", "Testing", "Step 3 of 4: Lamp")
+            self.assertEqual(station.end(signal.SIGHUP), 0)
+            self.browser.wait_text("#gone", "No connection to the station")
+            self.card("A", "STOPPED", "AB0001", "stopped before its end")
 
     def test_a_station_that_goes(self):
         with Station({"A": 'port = "nowhere"'}, page="") as station:
