@@ -74,6 +74,10 @@ const RowForm kSteps = RowFormOf({"run", "number", "name", "id", "verb", "teardo
 constexpr std::size_t kItemRevision = 10;
 constexpr std::size_t kRunRevision = 15;
 
+// What a move to another station adds to an item's revision: more than the station before can have counted without
+// having told the server.
+constexpr long long kMove = 1000000;
+
 std::vector<Texts> OwnRows(Store& store, const std::string& query, std::size_t columns, const Texts& uses) {
     std::vector<Texts> rows;
     store.Do([&](soci::session& sql) { rows = RowsOf(sql, query, columns, uses); });
@@ -149,18 +153,19 @@ void StationLedger::BringUp() {
     BringRuns();
 }
 
-// A unit that was at another station before keeps its item: this station has it from now on.
+// A unit that was at another station before keeps its item: this station has it from now on. What is only reserved
+// stays there: that station may have freed it by now, and would give it to another unit as well.
 void StationLedger::Claim(const std::string& type, const std::string& unit) {
+    const char* const has = "type = :type AND unit = :unit AND state NOT IN ('free', 'reserved') AND ledger";
     std::vector<Texts> items;
     m_server.Do([&](soci::session& sql) {
-        items = RowsOf(sql,
-                       fmt::format("SELECT {} FROM item WHERE type = :type AND unit = :unit AND ledger <> :ledger",
-                                   kItems.names) +
-                           m_server.Waiting(),
-                       kItems.count, {type, unit, m_name});
-        for (const Texts& item : items) {
-            Execute(sql, "UPDATE item SET ledger = :ledger WHERE digest = :digest", {m_name, item[0]});
-        }
+        Execute(sql,
+                fmt::format("UPDATE item SET ledger = :ledger, revision = revision + {} WHERE {} <> :mine", kMove,
+                            has),
+                {m_name, type, unit, m_name});
+        // Also what was claimed by a process that was killed before it had taken it over.
+        items = RowsOf(sql, fmt::format("SELECT {} FROM item WHERE {} = :mine", kItems.names, has), kItems.count,
+                       {type, unit, m_name});
     });
     TakeOver(m_own, items);
 }
@@ -212,30 +217,26 @@ std::size_t StationLedger::CountFree(const std::string& type) {
 }
 
 // Several processes of the station may bring up at once; what is older never takes the place of what is newer.
-// What another station has by now stays as that one has it.
+// What another station has by now stays as that one has it, and what a process that was killed has brought already
+// counts as brought.
 void StationLedger::BringItems() {
     const auto items = OwnRows(m_own,
                                "SELECT state, unit, run, note, changed, revision, digest FROM item WHERE revision "
                                "> pushed ORDER BY digest",
                                7, {});
-    std::vector<Texts> brought;
     m_server.Do([&](soci::session& sql) {
         for (const Texts& item : items) {
-            const std::string& revision = item[5];
             Texts uses = item;
-            uses.insert(uses.end(), {m_name, revision});
-            if (Execute(
-                    sql,
+            uses.insert(uses.end(), {m_name, item[5]});
+            Execute(sql,
                     "UPDATE item SET state = :state, unit = :unit, run = :run, note = :note, changed = :changed, "
                     "revision = :revision WHERE digest = :digest AND ledger = :ledger AND revision < :newer",
-                    uses) != 0) {
-                brought.push_back({revision, item[6]});
-            }
+                    uses);
         }
     });
     m_own.Do([&](soci::session& sql) {
-        for (const Texts& item : brought) {
-            Execute(sql, "UPDATE item SET pushed = :pushed WHERE digest = :digest", item);
+        for (const Texts& item : items) {
+            Execute(sql, "UPDATE item SET pushed = :pushed WHERE digest = :digest", {item[5], item[6]});
         }
     });
 }

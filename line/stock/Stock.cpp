@@ -82,6 +82,23 @@ std::optional<Item> FirstItem(soci::session& sql, const std::string& query, cons
     return statement.execute(true) ? std::optional(row.Made()) : std::nullopt;
 }
 
+// Frees what is reserved and fits the condition, which takes these values.
+void FreeReserved(soci::session& sql, const std::string& condition, const std::vector<std::string>& values) {
+    const std::string now = TimeText();
+    soci::statement update(sql);
+    update.exchange(soci::use(now));
+    for (const std::string& value : values) {
+        update.exchange(soci::use(value));
+    }
+    update.alloc();
+    update.prepare(
+        "UPDATE item SET state = 'free', unit = '', run = '', changed = :changed, revision = revision + 1 WHERE "
+        "state = 'reserved' AND " +
+        condition);
+    update.define_and_bind();
+    update.execute(true);
+}
+
 // What is wrong with one item; `state` as it stands in the row.
 std::string ItemDoubt(const Item& item, const std::string& state) {
     if (StateNumber(state) == kStates.size()) {
@@ -218,9 +235,15 @@ Item Stock::Reserve(const std::string& type, const std::string& unit, const std:
     std::optional<Item> item;
     m_store.Do([&](soci::session& sql) {
         const std::string columns = kItemColumns;
-        item = FirstItem(sql, columns + " WHERE type = :type AND unit = :unit ORDER BY added, name LIMIT 1", type,
-                         &unit);
+        item = FirstItem(sql,
+                         columns +
+                             " WHERE type = :type AND unit = :unit ORDER BY CASE state WHEN 'reserved' THEN 1 "
+                             "ELSE 0 END, added, name LIMIT 1",
+                         type, &unit);
         if (item) {
+            if (item->state != ItemState::Reserved) {
+                FreeReserved(sql, "type = :type AND unit = :unit", {type, unit});
+            }
             return;
         }
         item = FirstItem(
@@ -260,12 +283,7 @@ void Stock::Settle(const Item& item, ItemState state, const std::string& note) {
 }
 
 void Stock::Release(const std::string& run) {
-    m_store.Do([&](soci::session& sql) {
-        const std::string now = TimeText();
-        sql << "UPDATE item SET state = 'free', unit = '', run = '', changed = :changed, revision = revision + 1 "
-               "WHERE run = :run AND state = 'reserved'",
-            soci::use(now), soci::use(run);
-    });
+    m_store.Do([&](soci::session& sql) { FreeReserved(sql, "run = :run", {run}); });
 }
 
 bool Stock::Retire(const std::string& type, const std::string& name, const std::string& note) {
@@ -307,7 +325,10 @@ std::vector<std::string> Stock::Check() {
             if (!doubt.empty()) {
                 problems.push_back(fmt::format("{} {} {}", item.type, item.name, doubt));
             }
-            if (!item.unit.empty() && item.type == before.type && item.unit == before.unit) {
+            if (item.unit.empty() || item.state == ItemState::Reserved) {
+                continue;  // no unit has it
+            }
+            if (item.type == before.type && item.unit == before.unit) {
                 problems.push_back(fmt::format("the unit {} has two items of {}: {} and {}", item.unit, item.type,
                                                before.name, item.name));
             }

@@ -72,8 +72,9 @@ class Stock {
     // All items, by type and name, with their content.
     std::vector<Item> All();
 
-    // The item of the unit, which it keeps once it has one; else a free one, reserved for it by this run. Throws
-    // Error with Exit::Store when there is none.
+    // The item of the unit, which it keeps once it has one; else a free one, reserved for it by this run. What was
+    // reserved for a unit that has another item by now is free again. Throws Error with Exit::Store when there is
+    // none. No other run may be at work on the unit.
     Item Reserve(const std::string& type, const std::string& unit, const std::string& run);
 
     // The item is about to be sent: from now on its outcome is unknown, so that it is spent until more is known.

@@ -143,6 +143,102 @@ TEST_F(StationLedgerTest, AUnitKeepsItsItemAtAnotherStation) {
     EXPECT_EQ(StateOf(m_own, item.name), "verified U");
 }
 
+TEST_F(StationLedgerTest, WhatIsOnlyReservedStaysWhereItMayBeFreedAgain) {
+    Fill(50);
+    StationLedger a(m_own, m_server, "A");
+    a.Supply(m_types, "U");
+    const Item item = Stock(m_own).Reserve(kAddressStock, "U", "r1");
+    a.BringUp();
+    Stock(m_own).Release("r1");  // it was not sent, and the server was away
+    StationLedger b(m_other, m_server, "B");
+    b.Supply(m_types, "U");
+    const Item second = Stock(m_other).Reserve(kAddressStock, "U", "r2");
+    EXPECT_NE(second.name, item.name);
+    Stock(m_other).Settle(second, ItemState::Written, "");
+    b.BringUp();
+    a.BringUp();
+    a.Supply(m_types, "V");
+    EXPECT_EQ(Stock(m_own).Reserve(kAddressStock, "V", "r3").name, item.name) << "no other unit has it";
+}
+
+TEST_F(StationLedgerTest, WhatWasReservedForAUnitThatHasAnotherIsFreeAgain) {
+    Fill(50);
+    StationLedger a(m_own, m_server, "A");
+    a.Supply(m_types, "U");
+    const Item item = Stock(m_own).Reserve(kAddressStock, "U", "r1");  // and the process was killed
+    StationLedger b(m_other, m_server, "B");
+    b.Supply(m_types, "U");
+    const Item second = Stock(m_other).Reserve(kAddressStock, "U", "r2");
+    Stock(m_other).Settle(second, ItemState::Written, "");
+    b.BringUp();
+    a.BringUp();
+    EXPECT_THAT(Stock(m_server).Check(), testing::IsEmpty()) << "the unit was given one only";
+    a.Supply(m_types, "U");
+    EXPECT_EQ(Stock(m_own).Reserve(kAddressStock, "U", "r3").name, second.name);
+    EXPECT_EQ(StateOf(m_own, item.name), "free ");
+}
+
+TEST_F(StationLedgerTest, WhatWasClaimedByAProcessThatWasKilledIsTakenOver) {
+    Fill(50);
+    StationLedger a(m_own, m_server, "A");
+    a.Supply(m_types, "U");
+    const Item item = Stock(m_own).Reserve(kAddressStock, "U", "r1");
+    Stock(m_own).Settle(item, ItemState::Written, "");
+    a.BringUp();
+    StationLedger b(m_other, m_server, "B");
+    b.Supply(m_types, "U");
+    m_other.Do([](soci::session& sql) { sql << "DELETE FROM item"; });  // it was killed before it had them
+    b.Supply(m_types, "U");
+    EXPECT_EQ(Stock(m_other).Reserve(kAddressStock, "U", "r2").name, item.name);
+}
+
+TEST_F(StationLedgerTest, WhatAStationCouldNotTellInTimeIsOlderThanWhatTheNextOneKnows) {
+    Fill(50);
+    StationLedger a(m_own, m_server, "A");
+    a.Supply(m_types, "U");
+    const Item item = Stock(m_own).Reserve(kAddressStock, "U", "r1");
+    Stock(m_own).Sending(item, "r1");
+    a.BringUp();
+    for (int change = 0; change < 5; ++change) {  // while the server was away
+        Stock(m_own).Sending(item, "r1");
+    }
+    StationLedger b(m_other, m_server, "B");
+    b.Supply(m_types, "U");
+    Stock(m_other).Settle(Stock(m_other).Reserve(kAddressStock, "U", "r2"), ItemState::Verified, "");
+    b.BringUp();
+    a.Supply(m_types, "U");
+    EXPECT_EQ(StateOf(m_own, item.name), "verified U");
+    a.BringUp();
+    EXPECT_EQ(StateOf(m_server, item.name), "verified U");
+}
+
+TEST_F(StationLedgerTest, NothingIsBroughtUpTimeAndAgain) {
+    const auto toBring = [this] {
+        int count = 0;
+        m_own.Do([&](soci::session& sql) {
+            sql << "SELECT COUNT(*) FROM item WHERE revision > pushed", soci::into(count);
+        });
+        return count;
+    };
+    Fill(50);
+    StationLedger a(m_own, m_server, "A");
+    a.Supply(m_types, "U");
+    const Item item = Stock(m_own).Reserve(kAddressStock, "U", "r1");
+    Stock(m_own).Sending(item, "r1");
+    EXPECT_EQ(toBring(), 1);
+    a.BringUp();
+    EXPECT_EQ(toBring(), 0);
+    // Its process was killed before it had noted that.
+    m_own.Do([](soci::session& sql) { sql << "UPDATE item SET pushed = 0"; });
+    a.BringUp();
+    EXPECT_EQ(toBring(), 0);
+    // Another station has the item by now.
+    Stock(m_own).Settle(item, ItemState::Written, "");
+    StationLedger(m_other, m_server, "B").Supply(m_types, "U");
+    a.BringUp();
+    EXPECT_EQ(toBring(), 0);
+}
+
 TEST_F(StationLedgerTest, AnOlderCopyOfTheFileIsRefused) {
     Fill(30);
     { const StationLedger ledger(m_own, m_server, "A"); }

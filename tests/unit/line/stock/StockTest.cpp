@@ -162,8 +162,10 @@ TEST_F(StockTest, ACheckFindsWhatWasChangedFromOutside) {
 
 TEST_F(StockTest, ACheckTellsOfAUnitWithTwoAndOfAFreeItemWithAUnit) {
     m_stock.Add({KeyItem("a", "1"), KeyItem("b", "2")});
-    m_stock.Reserve("hdcp1", "A", "r");
+    const Item item = m_stock.Reserve("hdcp1", "A", "r");
     Change("UPDATE item SET unit = 'A' WHERE name = 'b'");
+    EXPECT_THAT(m_stock.Check(), ElementsAre("hdcp1 b is free and has a unit")) << "it was sent neither";
+    m_stock.Sending(item, "r");
     EXPECT_THAT(m_stock.Check(), UnorderedElementsAre("hdcp1 b is free and has a unit",
                                                       "the unit A has two items of hdcp1: a and b"));
 }
