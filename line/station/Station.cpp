@@ -7,10 +7,13 @@
 #include <cctype>
 #include <ctime>
 
+#include "record/StationLedger.h"
+
 namespace zelline {
 namespace {
 
 constexpr std::chrono::seconds kStoreAge{60};  // after which the store is looked at again
+constexpr std::chrono::seconds kStoreAway{5};  // the same for one that could not be reached
 
 std::string WithoutBlanks(const std::string& text) {
     const char* const blanks = " \t\r\n";
@@ -226,16 +229,22 @@ void Station::AskTheStore() {
         const LineState line = LookAtStore();
         m_board->Change(line);
         lock.lock();
-        m_storeChanged.wait_for(lock, kStoreAge, [this] { return m_storeIsOld || m_ending; });
+        m_storeChanged.wait_for(lock, line.problem.empty() ? kStoreAge : kStoreAway,
+                                [this] { return m_storeIsOld || m_ending; });
     }
 }
 
+// Tells a server what it does not know yet, and asks it.
 LineState Station::LookAtStore() const {
     LineState line;
     line.known = true;
     line.shift = ShiftBegin(m_file.shifts, std::time(nullptr));
     try {
         Store store(m_file.store);
+        if (IsServer(m_file.store)) {  // what was left while it was away need not wait for the next unit
+            Store own(m_file.ledger);
+            StationLedger(own, store, m_file.name).BringUp();
+        }
         line.stock = Stock(store).Count();
         line.yield = YieldOf(store, line.shift);
     } catch (const Error& error) {

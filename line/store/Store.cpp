@@ -21,11 +21,14 @@ namespace {
 
 constexpr int kBusySeconds = 30;    // that a transaction of another process may take
 constexpr int kConnectSeconds = 5;  // that a server may take to answer
+constexpr int kSilentSeconds =
+    10;  // of a network that was cut: the system itself would wait for a quarter of an hour
 constexpr long kMigrationLock = 0x7A656C6C;
 
 std::string ServerConnection(const std::string& where) {
     return where + (where.find('?') == std::string::npos ? '?' : '&') +
-           fmt::format("connect_timeout={}", kConnectSeconds);
+           fmt::format("connect_timeout={}&tcp_user_timeout={}&keepalives_idle={}&keepalives_interval=1",
+                       kConnectSeconds, kSilentSeconds * 1000, kSilentSeconds);
 }
 
 // A file that only its owner may read; keys lie in it.
@@ -47,6 +50,13 @@ void PrepareFile(const std::string& path) {
         Fail(Exit::Unusable, "the store {} holds keys, and others than its owner may open it: chmod 600 {}", path,
              path);
     }
+}
+
+// Errors are told where they are met; the server's library would print them, and notices, as they come as well.
+void Quieten(soci::session& sql) {
+    const auto* server = static_cast<soci::postgresql_session_backend*>(sql.get_backend());
+    ::PQsetNoticeProcessor(
+        server->conn_, [](void*, const char*) {}, nullptr);
 }
 
 std::string FirstLine(const std::string& text) {
@@ -101,8 +111,8 @@ Store::Store(const std::string& where) : m_name(where), m_isServer(zelline::IsSe
         m_sql = m_isServer ? std::make_unique<soci::session>(soci::postgresql, ServerConnection(where))
                            : std::make_unique<soci::session>(
                                  soci::sqlite3, fmt::format("db=\"{}\" timeout={}", where, kBusySeconds));
-        if (m_isServer) {  // its library would print the rest
-            *m_sql << "SET client_min_messages TO error";
+        if (m_isServer) {
+            Quieten(*m_sql);
         }
     } catch (const soci::soci_error& error) {
         Fail(Exit::Store, "the store {} cannot be reached: {}", m_name, FirstLine(error.get_error_message()));
