@@ -61,9 +61,9 @@ class Server:
         options = f"-h 127.0.0.1 -p {self.port} -k {self.folder} -c fsync=off -c max_connections=200"
         self._run("pg_ctl", "-D", self.folder / "data", "-w", "-l", self.folder / "log", "-o", options, "start")
 
-    def stop(self):
-        """Ends it at once, as a power cut would for those who are connected."""
-        self._run("pg_ctl", "-D", self.folder / "data", "-w", "-m", "immediate", "stop")
+    def stop(self, mode="immediate"):
+        """Ends it at once, as a power cut would for those who are connected; "fast" has it undo what is under way."""
+        self._run("pg_ctl", "-D", self.folder / "data", "-w", "-m", mode, "stop")
 
     def ask(self, query):
         """The rows of a query, each a list of texts."""
