@@ -1,8 +1,8 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <array>
 
+#include "protocol/ReportedKeys.h"
 #include "verbs/Verbs.h"
 #include "wire/Error.h"
 
@@ -10,8 +10,7 @@ namespace zelline {
 namespace {
 
 // The keys that a set reports by name.
-constexpr std::array<std::string_view, 7> kNamedKeys = {"POWER",  "CHUP", "CHDOWN", "VOUP",
-                                                        "VODOWN", "MENU", "SOURCE"};
+const std::vector<std::string_view> kNamedKeys = NamesIn(zel::kReportedKeys, &zel::ReportedKey::word);
 
 std::function<Action(const Words&)> PutQuestion(Action::Kind kind) {
     return [kind](const Words& words) {
@@ -52,7 +51,7 @@ const std::vector<VerbInfo>& OperatorVerbs() {
          {{"key NAME", AwaitKey}},
          "Have the operator press a key, and wait for the set's report of it",
          "",
-         {kNamedKeys.begin(), kNamedKeys.end()}},
+         kNamedKeys},
     };
     return kVerbs;
 }

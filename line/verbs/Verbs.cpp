@@ -67,22 +67,12 @@ std::string Text(const Words& words) {
 
 constexpr std::array<std::string_view, 4> kQueries = {"MAC", "WIFIMAC", "ESN", "ETH_IP"};
 
-const std::vector<std::string_view>& SourceNames() {
-    static const auto kNames = [] {
-        std::vector<std::string_view> names;
-        for (const zel::SourceInfo& source : zel::kSources) {
-            names.push_back(source.name);
-        }
-        return names;
-    }();
-    return kNames;
-}
+const std::vector<std::string_view> kSources = NamesIn(zel::kSources, &zel::SourceInfo::name);
 
 std::string SourceDoubt(const std::string& name) {
-    const auto& names = SourceNames();
-    const bool known = std::find(names.begin(), names.end(), name) != names.end();
+    const bool known = std::find(kSources.begin(), kSources.end(), name) != kSources.end();
     return known ? std::string()
-                 : fmt::format("the set knows no source '{}'; there are {}", name, fmt::join(names, ", "));
+                 : fmt::format("the set knows no source '{}'; there are {}", name, fmt::join(kSources, ", "));
 }
 
 // A set's own address, which is written with colons.
@@ -254,11 +244,10 @@ const std::vector<VerbInfo>& Verbs() {
         {"source",
          {{"NAME", Ask(id::kSourceCheck, Text, SourceDoubt)}},
          "Show an input, and set the sound for measuring",
-         fmt::format("NAME is one of {},\n{}.\n",
-                     fmt::join(SourceNames().begin(), SourceNames().begin() + 10, ", "),
-                     fmt::join(SourceNames().begin() + 10, SourceNames().end(), ", ")) +
+         fmt::format("NAME is one of {},\n{}.\n", fmt::join(kSources.begin(), kSources.begin() + 10, ", "),
+                     fmt::join(kSources.begin() + 10, kSources.end(), ", ")) +
              "The first tuner input takes several seconds longer: the set learns its tuners.",
-         SourceNames()},
+         kSources},
         {"cam", {{"", Ask(id::kCamDetected)}}, "Is a CI module in?", ""},
         {"network", {{"", Ask(id::kWiredNetwork)}}, "Does the wired network have an address?", ""},
         {"ping",

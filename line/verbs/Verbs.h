@@ -50,6 +50,16 @@ struct Form {
     std::function<Action(const Words& chosen)> make;
 };
 
+// The names that stand in one column of a table.
+template <typename Rows, typename Column>
+std::vector<std::string_view> NamesIn(const Rows& rows, Column column) {
+    std::vector<std::string_view> names;
+    for (const auto& row : rows) {
+        names.push_back(row.*column);
+    }
+    return names;
+}
+
 struct VerbInfo {
     std::string_view name;
     std::vector<Form> forms;

@@ -1,7 +1,9 @@
 // What the set says of itself: the answers with data, the ready frame and the key press reports.
 
+#include <array>
+#include <atomic>
+
 #include "commands/Handlers.h"
-#include "commands/ReportedKeys.h"
 #include "connectivity/RadioScan.h"
 #include "factory_aux/FactoryAux.h"
 #include "log/FixedLine.h"
@@ -10,8 +12,15 @@
 #include "protocol/CommandCatalogue.h"
 #include "protocol/FrameCodec.h"
 #include "protocol/KeyFiles.h"
+#include "protocol/ReportedKeys.h"
 
 namespace zel {
+
+// How often each was reported. Any thread.
+struct KeyPressCounters {
+    std::array<std::atomic<std::uint32_t>, kReportedKeys.size()> counts{};
+};
+
 namespace {
 
 constexpr std::uint32_t kMaxKeyReports = 10;
@@ -104,9 +113,7 @@ AnswerValue AnswerSoftwareVersion(UartManager& manager, std::uint16_t /*id*/, co
 }
 
 AnswerValue AnswerLinkClosing(UartManager& /*manager*/, std::uint16_t /*id*/, const std::string& /*text*/) {
-    AnswerValue value;
-    value.says = AnswerValue::Says::LinkClosing;
-    return value;
+    return {AnswerValue::Says::LinkClosing, {}, 0};
 }
 
 }  // namespace zel

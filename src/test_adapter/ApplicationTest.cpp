@@ -1,13 +1,13 @@
 #include "test_adapter/ApplicationTest.h"
 
 #include "UartManager/UartManager.h"
-#include "commands/ReportedKeys.h"
 #include "flashenv/FlashEnv.h"
 #include "log/FixedLine.h"
 #include "log/LogPrint.h"
 #include "model/ModelKeys.h"
 #include "os/Storage.h"
 #include "protocol/CommandIds.h"
+#include "protocol/ReportedKeys.h"
 
 namespace {
 

@@ -1,10 +1,9 @@
 // The keys of the remote control and the panel whose presses are reported to the line by name.
-#ifndef ZELFAC_COMMANDS_REPORTEDKEYS_H
-#define ZELFAC_COMMANDS_REPORTEDKEYS_H
+#ifndef ZELFAC_PROTOCOL_REPORTEDKEYS_H
+#define ZELFAC_PROTOCOL_REPORTEDKEYS_H
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
@@ -20,16 +19,11 @@ constexpr std::int32_t kPowerKey = 70;
 
 inline constexpr std::array<ReportedKey, 7> kReportedKeys = {{{kPowerKey, "POWER"},
                                                               {161, "CHUP"},
-                                                              {162, "VODOWN"},
                                                               {163, "CHDOWN"},
-                                                              {164, "MENU"},
                                                               {166, "VOUP"},
+                                                              {162, "VODOWN"},
+                                                              {164, "MENU"},
                                                               {168, "SOURCE"}}};
-
-// How often each was reported. Any thread.
-struct KeyPressCounters {
-    std::array<std::atomic<std::uint32_t>, kReportedKeys.size()> counts{};
-};
 
 // The key's place in the list, the size of the list for a key that is not in it.
 inline std::size_t PlaceOfReportedKey(std::int32_t code) {
