@@ -7,10 +7,6 @@
 #include "log/LogPrint.h"
 #include "os/Thread.h"
 
-UartManager* UartManager::m_UartInstance = nullptr;
-std::atomic<std::int32_t> UartManager::input_fd{-1};
-std::atomic<std::uint8_t> UartManager::_bExitUartDebug{1};
-
 UartManager* UartManager::GetInstance() {
     if (m_UartInstance == nullptr) {
         try {
@@ -110,37 +106,9 @@ void UartManager::JoinReported(LinkThread& thread, int line, const char* call, c
     std::printf("%s", result == 0 ? succeeded : failed);
 }
 
-void UartManager::SetRunMode(zel::RunMode mode) {
-    m_runMode = mode;
-}
-
 void UartManager::SetRunMode(std::uint8_t mode) {
     constexpr auto kLast = static_cast<std::uint8_t>(zel::RunMode::UsbUpdate);
     SetRunMode(mode <= kLast ? static_cast<zel::RunMode>(mode) : zel::RunMode::None);
-}
-
-zel::RunMode UartManager::GetRunMode() const {
-    return m_runMode;
-}
-
-bool UartManager::IsFactoryMode() const {
-    return m_runMode == zel::RunMode::Factory;
-}
-
-bool UartManager::IsAgingMode() const {
-    return m_runMode == zel::RunMode::Aging;
-}
-
-bool UartManager::IsUsbUpdateMode() const {
-    return m_runMode == zel::RunMode::UsbUpdate;
-}
-
-std::uint8_t UartManager::GetStatusChanged() const {
-    return m_u8StatusChanged;
-}
-
-void UartManager::SetStatusChanged(std::uint8_t changed) {
-    m_u8StatusChanged = changed;
 }
 
 int UartManager::LogPrint(const char* format, ...) {

@@ -46,9 +46,10 @@ class UartManager : public ModelClient {
     // The one object; null when there was no memory for it. Any thread, after main has called it once.
     static UartManager* GetInstance();
 
-    static UartManager* m_UartInstance;
-    static std::atomic<std::int32_t> input_fd;         // the port's descriptor, -1 while it is closed
-    static std::atomic<std::uint8_t> _bExitUartDebug;  // 1 the link's threads are to stop or do not run, 0 running
+    inline static UartManager* m_UartInstance = nullptr;
+    inline static std::atomic<std::int32_t> input_fd{-1};  // the port's descriptor, -1 while it is closed
+    inline static std::atomic<std::uint8_t> _bExitUartDebug{
+        1};  // 1 the link's threads are to stop or do not run, 0 running
 
     UartManager();
     virtual ~UartManager();
@@ -63,15 +64,15 @@ class UartManager : public ModelClient {
     void Stop();
 
     // What the process is for; none until start-up has found out. Any thread.
-    void SetRunMode(zel::RunMode mode);
+    void SetRunMode(zel::RunMode mode) { m_runMode = mode; }
     void SetRunMode(std::uint8_t mode);  // by its number; above 3 none
-    zel::RunMode GetRunMode() const;
-    bool IsFactoryMode() const;
-    bool IsAgingMode() const;
-    bool IsUsbUpdateMode() const;
+    zel::RunMode GetRunMode() const { return m_runMode; }
+    bool IsFactoryMode() const { return m_runMode == zel::RunMode::Factory; }
+    bool IsAgingMode() const { return m_runMode == zel::RunMode::Aging; }
+    bool IsUsbUpdateMode() const { return m_runMode == zel::RunMode::UsbUpdate; }
     // Whether what the status screen shows has changed; set by the commands, reset by the screen. Any thread.
-    std::uint8_t GetStatusChanged() const;
-    void SetStatusChanged(std::uint8_t changed);
+    std::uint8_t GetStatusChanged() const { return m_u8StatusChanged; }
+    void SetStatusChanged(std::uint8_t changed) { m_u8StatusChanged = changed; }
 
     // zel::LogPrint, by the link's own name.
     [[gnu::format(printf, 1, 2)]] static int LogPrint(const char* format, ...);

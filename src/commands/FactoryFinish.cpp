@@ -11,8 +11,6 @@
 #include "os/Shell.h"
 #include "os/Storage.h"
 
-std::atomic<std::int32_t> m_i32RetCheckPlayreadyYoutube{-1};
-
 namespace {
 
 constexpr std::int32_t kConfirmationPolls = 40;

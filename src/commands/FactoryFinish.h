@@ -7,6 +7,6 @@
 
 // 0 when both the PlayReady and the YouTube key passed their check, -1 until checked. The factory-finish commands
 // are refused unless it is 0.
-extern std::atomic<std::int32_t> m_i32RetCheckPlayreadyYoutube;
+inline std::atomic<std::int32_t> m_i32RetCheckPlayreadyYoutube{-1};
 
 #endif

@@ -4,7 +4,6 @@
 
 #include "UartManager/UartManager.h"
 #include "connectivity/RadioScan.h"
-#include "connectivity/ScanLimits.h"
 #include "log/LogPrint.h"
 #include "model/ModelCycle.h"
 #include "model/ModelKeys.h"

@@ -4,7 +4,6 @@
 
 #include "UartManager/UartManager.h"
 #include "connectivity/RadioScan.h"
-#include "connectivity/ScanLimits.h"
 #include "log/LogPrint.h"
 #include "model/ModelKeys.h"
 #include "os/Delay.h"
@@ -23,6 +22,10 @@ void PrintRound(std::int32_t accessPoints, const zel::RadioScan& scan) {
 }
 
 }  // namespace
+
+std::shared_ptr<zel::RadioScan> zel::MakeRadioScan() {
+    return std::make_shared<RadioScan>();
+}
 
 void UartManager::ZelWifiScan() {
     const int result = zel::StartThread(m_threadWifiScan, ZelWifiScanThread, this, __LINE__);

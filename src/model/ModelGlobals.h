@@ -3,6 +3,7 @@
 #ifndef ZELFAC_MODEL_MODELGLOBALS_H
 #define ZELFAC_MODEL_MODELGLOBALS_H
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <boost/shared_ptr.hpp>
@@ -12,19 +13,19 @@
 #include "text/SharedText.h"
 #include "vumodelapi/RootInterface.h"
 
-extern std::atomic<std::int32_t> factory_ready_val;  // 1: the factory-ready action was confirmed
-extern std::atomic<std::int32_t> m_i32ChannelCount;  // rows of the table being iterated
-extern std::atomic<bool> m_bPresetChannelFinish;     // message 338 has arrived: a preset load has ended
-extern std::atomic<bool> m_bGeTunerUuidFinish;       // favourite-list rows are channels (true) or tuners
+inline std::atomic<std::int32_t> factory_ready_val{0};   // 1: the factory-ready action was confirmed
+inline std::atomic<std::int32_t> m_i32ChannelCount{0};   // rows of the table being iterated
+inline std::atomic<bool> m_bPresetChannelFinish{false};  // message 338 has arrived: a preset load has ended
+inline std::atomic<bool> m_bGeTunerUuidFinish{false};    // favourite-list rows are channels (true) or tuners
 
-extern zel::SharedText dst_ATV_tuner_uuid;    // analogue tuner
-extern zel::SharedText dst_DTV_tuner_uuid;    // terrestrial and cable tuner
-extern zel::SharedText dst_DTVS2_tuner_uuid;  // satellite tuner
-extern zel::SharedText m_strAtvUuid;          // reference channel of each
-extern zel::SharedText m_strDtvUuid;
-extern zel::SharedText m_strDtvS2Uuid;
-extern zel::SharedText m_strAtvNum;  // channel numbers of the reference channels; nothing fills them
-extern zel::SharedText m_strDtvNum;
+inline zel::SharedText dst_ATV_tuner_uuid;    // analogue tuner
+inline zel::SharedText dst_DTV_tuner_uuid;    // terrestrial and cable tuner
+inline zel::SharedText dst_DTVS2_tuner_uuid;  // satellite tuner
+inline zel::SharedText m_strAtvUuid;          // reference channel of each
+inline zel::SharedText m_strDtvUuid;
+inline zel::SharedText m_strDtvS2Uuid;
+inline zel::SharedText m_strAtvNum;  // channel numbers of the reference channels; nothing fills them
+inline zel::SharedText m_strDtvNum;
 
 namespace zel {
 
@@ -54,12 +55,15 @@ inline constexpr std::array<const Tuner*, 3> kTuners = {&kAnalogueTuner, &kTerre
                                                         &kSatelliteTuner};
 
 // Whether the identities of all three are known.
-bool AllTunersKnown();
+inline bool AllTunersKnown() {
+    return std::none_of(kTuners.begin(), kTuners.end(), [](const Tuner* tuner) { return tuner->uuid.Empty(); });
+}
 
 }  // namespace zel
 
 // The tuner list's iterator of the last ZelGetDvbUuid. Touched by the thread that runs the table reads only. Never
 // destroyed: its destruction is the model library's, which is not called any more once main has ended.
-extern boost::shared_ptr<vumodelapi::TableIterator>& ptrFavListTabLelterator;
+inline boost::shared_ptr<vumodelapi::TableIterator>& ptrFavListTabLelterator =
+    *new boost::shared_ptr<vumodelapi::TableIterator>;
 
 #endif

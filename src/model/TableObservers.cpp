@@ -54,54 +54,6 @@ void FavlistObserverTableImpl::notifyUpdate(std::int32_t update) {
     PrintTableUpdate(zel::FixedLine(360), update);
 }
 
-namespace zel {
-
-template <const IteratorLines& Lines>
-void TracedTableIterator<Lines>::notifyCommit(std::int32_t result) {
-    std::printf(" %s %d result:%d\n", "notifyCommit", Lines.commit, result);
-}
-
-template <const IteratorLines& Lines>
-void TracedTableIterator<Lines>::notifyTotalCount(std::int32_t count) {
-    m_i32ChannelCount = count;
-    std::printf(" %s %d m_i32ChannelCount:%d\n", "notifyTotalCount", Lines.totalCount, count);
-}
-
-template <const IteratorLines& Lines>
-void TracedTableIterator<Lines>::notifySeekToRow(std::int32_t result) {
-    std::printf(" %s %d res:%d\n", "notifySeekToRow", Lines.seekToRow, result);
-}
-
-template <const IteratorLines& Lines>
-void TracedTableIterator<Lines>::notifySeekToContent(std::int32_t result) {
-    std::printf(" %s %d res:%d\n", "notifySeekToContent", Lines.seekToContent, result);
-}
-
-template <const IteratorLines& Lines>
-void TracedTableIterator<Lines>::notifyCursorPosition(std::int32_t result) {
-    std::printf(" %s %d res:%d\n", "notifyCursorPosition", Lines.cursorPosition, result);
-}
-
-template <const IteratorLines& Lines>
-void TracedTableIterator<Lines>::notifyReadRow() {
-    std::printf(" %s %d \n", "notifyReadRow", Lines.readRow);
-}
-
-template <const IteratorLines& Lines>
-void TracedTableIterator<Lines>::notifyIteratorReady() {
-    std::printf(" %s %d \n", "notifyIteratorReady", Lines.iteratorReady);
-}
-
-template <const IteratorLines& Lines>
-void TracedTableIterator<Lines>::notifyUpdate(std::int32_t update) {
-    std::printf(" %s %d update:%d\n", "notifyUpdate", Lines.update, update);
-}
-
-template class TracedTableIterator<kServiceListLines>;
-template class TracedTableIterator<kFavouriteListLines>;
-
-}  // namespace zel
-
 void ChannelObserverTableIteratorImpl::notifyReadRowChunk(const vumodelapi::TableRowChunk&) {
     std::cout << "notifyReadRowChunk " << std::endl;
     std::printf(" m_strAtvNum:%s m_strAtvUuid:%s \n m_strDtvNum:%s m_strDtvUuid:%s\n", m_strAtvNum.Get().c_str(),

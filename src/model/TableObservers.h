@@ -4,8 +4,10 @@
 #define ZELFAC_MODEL_TABLEOBSERVERS_H
 
 #include <cstdint>
+#include <cstdio>
 
 #include "log/FixedLine.h"
+#include "model/ModelGlobals.h"
 #include "vumodelapi/Observers.h"
 
 // The service list's changes.
@@ -48,14 +50,27 @@ template <const IteratorLines& Lines>
 class TracedTableIterator : public vumodelapi::ObserverTableIterator {
   public:
     void notifyConnectionState(std::int32_t) override {}
-    void notifyCommit(std::int32_t result) override;
-    void notifyTotalCount(std::int32_t count) override;
-    void notifySeekToRow(std::int32_t result) override;
-    void notifySeekToContent(std::int32_t result) override;
-    void notifyCursorPosition(std::int32_t result) override;
-    void notifyReadRow() override;
-    void notifyIteratorReady() override;
-    void notifyUpdate(std::int32_t update) override;
+    void notifyCommit(std::int32_t result) override {
+        std::printf(" %s %d result:%d\n", "notifyCommit", Lines.commit, result);
+    }
+    void notifyTotalCount(std::int32_t count) override {
+        m_i32ChannelCount = count;
+        std::printf(" %s %d m_i32ChannelCount:%d\n", "notifyTotalCount", Lines.totalCount, count);
+    }
+    void notifySeekToRow(std::int32_t result) override {
+        std::printf(" %s %d res:%d\n", "notifySeekToRow", Lines.seekToRow, result);
+    }
+    void notifySeekToContent(std::int32_t result) override {
+        std::printf(" %s %d res:%d\n", "notifySeekToContent", Lines.seekToContent, result);
+    }
+    void notifyCursorPosition(std::int32_t result) override {
+        std::printf(" %s %d res:%d\n", "notifyCursorPosition", Lines.cursorPosition, result);
+    }
+    void notifyReadRow() override { std::printf(" %s %d \n", "notifyReadRow", Lines.readRow); }
+    void notifyIteratorReady() override { std::printf(" %s %d \n", "notifyIteratorReady", Lines.iteratorReady); }
+    void notifyUpdate(std::int32_t update) override {
+        std::printf(" %s %d update:%d\n", "notifyUpdate", Lines.update, update);
+    }
 };
 
 }  // namespace zel

@@ -27,10 +27,6 @@ void LeaveModeAndRestart(UartManager& manager) {
 
 }  // namespace
 
-std::atomic<qx::apmclient::AppManagerClientAdapter*> s_appManagerClientAdapter{nullptr};
-
-const std::string ApplicationTest::appId = "ZelFactory_Eu4K";
-
 std::int32_t ApplicationTest::onKeyEvent(const qx::appmanager::KeyEvent& event) {
     UartManager* manager = UartManager::GetInstance();
     if (manager == nullptr) {
@@ -55,81 +51,5 @@ std::int32_t ApplicationTest::requestStop(const std::string&) {
         adapter->notifyAppStatusInfo(appId, kStatusStopped);
         adapter->unRegisterApp(appId);
     }
-    return 0;
-}
-
-std::string ApplicationTest::getAppId() {
-    return appId;
-}
-
-std::int32_t ApplicationTest::requestStart(const std::string&) {
-    return 0;
-}
-
-std::int32_t ApplicationTest::requestPause(const std::string&) {
-    return 0;
-}
-
-std::int32_t ApplicationTest::requestResume(const std::string&) {
-    return 0;
-}
-
-std::int32_t ApplicationTest::requestSuspend(const std::string&) {
-    return 0;
-}
-
-std::int32_t ApplicationTest::requestWakeup(const std::string&) {
-    return 0;
-}
-
-std::int32_t ApplicationTest::requestForeground(const std::string&) {
-    return 0;
-}
-
-std::int32_t ApplicationTest::requestBackground(const std::string&) {
-    return 0;
-}
-
-std::int32_t ApplicationTest::requestShow(const std::string&) {
-    return 0;
-}
-
-std::int32_t ApplicationTest::requestHide(const std::string&) {
-    return 0;
-}
-
-std::int32_t ApplicationTest::requestReload(const std::string&) {
-    return 0;
-}
-
-std::int32_t ApplicationTest::requestLanguageChange(const std::string&) {
-    return 0;
-}
-
-std::int32_t ApplicationTest::requestCountryChange(const std::string&) {
-    return 0;
-}
-
-std::int32_t ApplicationTest::requestDisplayChange(const std::string&) {
-    return 0;
-}
-
-std::int32_t ApplicationTest::requestUserData(const std::string&, const std::string&) {
-    return 0;
-}
-
-std::int32_t ApplicationTest::requestMessage(const std::string&, const std::string&) {
-    return 0;
-}
-
-std::int32_t ApplicationTest::requestFocus(const std::string&) {
-    return 0;
-}
-
-std::int32_t ApplicationTest::requestUnfocus(const std::string&) {
-    return 0;
-}
-
-std::int32_t ApplicationTest::requestStatus(const std::string&) {
     return 0;
 }

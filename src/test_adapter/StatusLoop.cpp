@@ -17,8 +17,6 @@ constexpr std::uint32_t kUsbPauseSeconds = 1;
 
 }  // namespace
 
-StatusLoop::StatusLoop(UartManager& manager, Canvas& canvas) : m_manager(manager), m_canvas(canvas) {}
-
 void StatusLoop::ShowFirst() {
     const RunMode mode = m_manager.GetRunMode();
     const bool factory = mode == RunMode::Factory;

@@ -12,7 +12,7 @@ namespace zel {
 class StatusLoop {
   public:
     // Both outlive the loop.
-    StatusLoop(UartManager& manager, Canvas& canvas);
+    StatusLoop(UartManager& manager, Canvas& canvas) : m_manager(manager), m_canvas(canvas) {}
 
     // Shows the first picture of the run mode.
     void ShowFirst();

@@ -17,14 +17,6 @@
 #include "provisioning/configuration/ConfigLines.h"
 #include "provisioning/configuration/Revision.h"
 
-char m_strCountry[kConfigLineSize];
-char m_strRegion[kConfigLineSize];
-char m_strLogo[kConfigLineSize];
-char m_strBrand[kConfigLineSize];
-char m_strLanguage[kConfigLineSize];
-char m_strProjectId[kConfigLineSize];
-char m_strCustomerModel[kConfigLineSize];
-
 namespace {
 
 constexpr int kLongestRead = 255;  // fgets: at most 254 characters of a line at a time

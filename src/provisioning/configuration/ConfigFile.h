@@ -10,12 +10,12 @@
 constexpr std::size_t kConfigLineSize = 256;
 constexpr std::size_t kBrandSize = 128;  // of the flash variable "brand" as it is read, with its zero byte
 
-extern char m_strCountry[kConfigLineSize];
-extern char m_strRegion[kConfigLineSize];
-extern char m_strLogo[kConfigLineSize];
-extern char m_strBrand[kConfigLineSize];
-extern char m_strLanguage[kConfigLineSize];
-extern char m_strProjectId[kConfigLineSize];
-extern char m_strCustomerModel[kConfigLineSize];
+inline char m_strCountry[kConfigLineSize];
+inline char m_strRegion[kConfigLineSize];
+inline char m_strLogo[kConfigLineSize];
+inline char m_strBrand[kConfigLineSize];
+inline char m_strLanguage[kConfigLineSize];
+inline char m_strProjectId[kConfigLineSize];
+inline char m_strCustomerModel[kConfigLineSize];
 
 #endif

@@ -13,8 +13,6 @@
 #include "os/Thread.h"
 #include "protocol/FrameCodec.h"
 
-std::atomic<bool> m_bCurrentKeyFinish{false};
-
 namespace zel {
 namespace {
 

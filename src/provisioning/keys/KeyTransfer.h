@@ -16,7 +16,7 @@ class UartManager;
 
 // Set when a key file (not a configuration file) was installed; while set, all but the first chunk of a further
 // transfer are ignored. Cleared by the queries of a key's checksum.
-extern std::atomic<bool> m_bCurrentKeyFinish;
+inline std::atomic<bool> m_bCurrentKeyFinish{false};
 
 namespace zel {
 

@@ -13,9 +13,6 @@
 #include "os/Storage.h"
 #include "provisioning/usb/StickNames.h"
 
-std::atomic<std::int32_t> m_secondUpdateStatus{zel::NothingUsable};
-zel::SharedText m_strSecondUpdateMessage;
-
 namespace {
 
 constexpr char kEntry[] = "ZelSecondUpdate";

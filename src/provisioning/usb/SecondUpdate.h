@@ -16,8 +16,8 @@ enum UpdateStatus : std::int32_t { NothingUsable = 0, ImportDone, ImportErrors, 
 }  // namespace zel
 
 // What the USB update came to (a zel::UpdateStatus), and the words collected on the way, each ending in ";".
-extern std::atomic<std::int32_t> m_secondUpdateStatus;
-extern zel::SharedText m_strSecondUpdateMessage;
+inline std::atomic<std::int32_t> m_secondUpdateStatus{zel::NothingUsable};
+inline zel::SharedText m_strSecondUpdateMessage;
 
 namespace zel {
 
