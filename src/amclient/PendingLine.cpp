@@ -24,16 +24,13 @@ bool PendingLine::Take(std::string_view& bytes) {
     }
     const std::size_t newline = bytes.find('\n');
     m_complete = newline != std::string_view::npos;
-    Append(bytes.substr(0, newline));
-    bytes.remove_prefix(m_complete ? newline + 1 : bytes.size());
-    return m_complete;
-}
-
-void PendingLine::Append(std::string_view piece) {
+    const std::string_view piece = bytes.substr(0, newline);
     const std::size_t kept = std::min(piece.size(), m_size - 1 - m_length);
     std::memcpy(m_buffer + m_length, piece.data(), kept);
     m_length += kept;
     m_overlong = m_overlong || kept < piece.size();
+    bytes.remove_prefix(m_complete ? newline + 1 : bytes.size());
+    return m_complete;
 }
 
 }  // namespace zel

@@ -26,8 +26,6 @@ class PendingLine {
     bool IsOverlong() const { return m_overlong; }
 
   private:
-    void Append(std::string_view piece);
-
     char* m_buffer = nullptr;
     std::size_t m_size = 0;
     std::size_t m_length = 0;

@@ -219,10 +219,7 @@ std::int32_t AmClientInit(t_am_client* client) {
 }
 
 std::int32_t AmClientShutdown() {
-    if (g_i4_done != 0 || g_td == 0) {
-        return 0;
-    }
-    if (g_i4_done.exchange(1) != 0) {
+    if (g_td == 0 || g_i4_done.exchange(1) != 0) {
         return 0;
     }
     if (AmOnReaderThread()) {

@@ -4,13 +4,9 @@
 
 namespace zel {
 
-void LogInterfaceFailed(const char* operation, int line, std::int32_t status) {
-    LogPrint("getInterfaceReference failed, %s %d ret = %d\n", operation, line, status);
-}
-
 void LogCycleFailure(const char* text, const char* operation, int line, std::int32_t status) {
     if (text == nullptr) {
-        LogInterfaceFailed(operation, line, status);
+        LogPrint("getInterfaceReference failed, %s %d ret = %d\n", operation, line, status);
     } else {
         LogPrint("%s, ret = %d\n", text, status);
     }
@@ -25,7 +21,7 @@ ModelSession::ModelSession(const CallSite& site) {
     const std::int32_t found =
         frame::Process::getInstance()->getInterfaceReference(m_interface, key::kRootInterface);
     if (found != 0 || m_interface == nullptr) {
-        LogInterfaceFailed(site.operation, site.line, found);
+        LogCycleFailure(nullptr, site.operation, site.line, found);
         return;
     }
     m_root = m_interface->getRootInterface();

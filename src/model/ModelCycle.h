@@ -55,10 +55,7 @@ struct CycleLines {
     int operate;
 };
 
-// "getInterfaceReference failed, %s %d ret = %d\n"
-void LogInterfaceFailed(const char* operation, int line, std::int32_t status);
-
-// Logs `text` with the status, or the interface-reference text when there is none.
+// Logs `text` with the status, or "getInterfaceReference failed, %s %d ret = %d\n" when there is none.
 void LogCycleFailure(const char* text, const char* operation, int line, std::int32_t status);
 
 // Runs the cycle on `key` with `observer`: `operate(handle)` returns a status, and `settle()` runs between a

@@ -63,10 +63,8 @@ void FactoryReadyActionObserver::notifyExecutionError(std::int32_t) {
 }
 
 void SetCIKeyActionObserver::notifyExecutionResult(const vumodelapi::ArgumentList& results) {
-    const std::string outcome = FirstResult(results);
-    std::printf("results[0].values:%s \n", outcome.c_str());
-    // The two outcomes that the set knows. Nobody waits for either: an accepted action counts as done.
-    [[maybe_unused]] const bool known = outcome == "Success" || outcome == "Failed";
+    // "Success" or "Failed". Nobody waits for either: an accepted action counts as done.
+    std::printf("results[0].values:%s \n", FirstResult(results).c_str());
 }
 
 void SetCIKeyActionObserver::notifyExecutionError(std::int32_t) {

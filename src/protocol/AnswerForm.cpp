@@ -35,14 +35,9 @@ FrameKind KindOf(AnswerForm form, std::string_view payload) {
     return FrameKind::Plain;
 }
 
-// Least significant byte first.
-std::array<char, 4> BytesOf(std::uint32_t number) {
-    return {static_cast<char>(number), static_cast<char>(number >> 8), static_cast<char>(number >> 16),
-            static_cast<char>(number >> 24)};
-}
-
 UartFrame NumberFrame(std::uint16_t id, AnswerForm form, std::uint32_t number) {
-    std::array<char, 4> bytes = BytesOf(number);
+    std::array<char, 4> bytes = {static_cast<char>(number), static_cast<char>(number >> 8),
+                                 static_cast<char>(number >> 16), static_cast<char>(number >> 24)};
     if (form == AnswerForm::Bits32Big) {
         bytes = {bytes[3], bytes[2], bytes[1], bytes[0]};
     }
@@ -82,8 +77,9 @@ UartFrame AnswerFrame(std::uint16_t id, AnswerForm form, std::string_view payloa
 UartFrame EncodeAnswer(std::uint16_t id, AnswerForm form, const AnswerValue& value) {
     switch (value.says) {
         case Says::Success:
+            return AnswerFrame(id, AnswerForm::Status, kSuccess);
         case Says::Failure:
-            return EncodeStatus(id, value.says == Says::Success);
+            return AnswerFrame(id, AnswerForm::Status, kFailure);
         case Says::Nothing:
             return AnswerFrame(id, AnswerForm::Empty, {});
         case Says::LinkClosing:
@@ -97,10 +93,6 @@ UartFrame EncodeAnswer(std::uint16_t id, AnswerForm form, const AnswerValue& val
             break;
     }
     return AnswerFrame(id, form, value.text);
-}
-
-UartFrame EncodeStatus(std::uint16_t id, bool success) {
-    return AnswerFrame(id, AnswerForm::Status, success ? kSuccess : kFailure);
 }
 
 AnswerValue DecodeAnswer(AnswerForm form, const UartFrame& frame) {

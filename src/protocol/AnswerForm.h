@@ -55,9 +55,6 @@ UartFrame AnswerFrame(std::uint16_t id, AnswerForm form, std::string_view payloa
 // bytes is cut. Unknown cannot be sent: its bytes go out as a text.
 UartFrame EncodeAnswer(std::uint16_t id, AnswerForm form, const AnswerValue& value);
 
-// The status reply: success or failure of the command `id`.
-UartFrame EncodeStatus(std::uint16_t id, bool success);
-
 // What `frame` says as the answer to a command whose answers have the form `form`. A payload that the form does
 // not allow is given as the text that it may be, also for a Status answered with kind 0x11 (a key press report).
 AnswerValue DecodeAnswer(AnswerForm form, const UartFrame& frame);

@@ -7,6 +7,7 @@
 #include "flashenv/FlashEnv.h"
 #include "os/Shell.h"
 #include "os/Storage.h"
+#include "provisioning/usb/StickNames.h"
 
 namespace {
 
@@ -20,9 +21,7 @@ void PrintProcesses() {
     zel::RunSystem("ps");
     std::puts("===============================================");
     std::fflush(stdout);
-    char ownProcesses[64];
-    std::snprintf(ownProcesses, sizeof ownProcesses, "ps -aux | grep %s", "ZelFacTest_Eu4K");
-    zel::RunSystem(ownProcesses);
+    zel::RunSystem("ps -aux | grep ZelFacTest_Eu4K");
     std::puts("==================ps end=======================");
 }
 
@@ -34,9 +33,9 @@ std::uint32_t SearchStick(UartManager& manager, const char* folder, const char* 
 }
 
 bool StickHasWork(UartManager& manager) {
-    const std::uint32_t customer = SearchStick(manager, "RW9602CustomerFile", "CONFIG.bin");
-    const std::uint32_t copy = SearchStick(manager, "CopyRW9602CustomerFile", "CONFIG.bin");
-    const std::uint32_t oem = SearchStick(manager, "", "OEM_data");
+    const std::uint32_t customer = SearchStick(manager, zel::stick::kCustomerFolder, zel::stick::kConfigName);
+    const std::uint32_t copy = SearchStick(manager, zel::stick::kExportFolder, zel::stick::kConfigName);
+    const std::uint32_t oem = SearchStick(manager, "", zel::stick::kOemEntry);
     return copy < 2 || customer < 2 || oem == 0;
 }
 

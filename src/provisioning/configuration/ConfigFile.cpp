@@ -16,6 +16,7 @@
 #include "os/Storage.h"
 #include "provisioning/configuration/ConfigLines.h"
 #include "provisioning/configuration/Revision.h"
+#include "text/Decimal.h"
 
 namespace {
 
@@ -83,19 +84,19 @@ std::int32_t UartManager::ZelWriteConfigFile(const char* path) {
     FlashEnv& flash = FlashEnv::instance();
 
     if (IsGiven(m_strCountry, "META_COUNTRY")) {
-        const std::int32_t country = zel::LineNumber(m_strCountry);
+        const std::int32_t country = zel::DecimalOf(m_strCountry);
         std::printf("i32NewCountryIndex:%d m_strCountry:%s \n", country, m_strCountry);
         results.Add(writeMetaData(META_COUNTRY, country), __LINE__);
         results.Add(ZelSetValue(zel::key::kFactoryCountry, country), __LINE__);
         results.Add(flash.setEnv("db_table", "0"), __LINE__);
     }
     if (IsGiven(m_strRegion, "META_REGION")) {
-        const std::int32_t region = zel::LineNumber(m_strRegion);
+        const std::int32_t region = zel::DecimalOf(m_strRegion);
         std::printf("i32NewRegionIndex:%d m_strRegion:%s \n", region, m_strRegion);
         results.Add(writeMetaData(META_REGION, region), __LINE__);
     }
     if (IsGiven(m_strLogo, "META_LOGO")) {
-        const std::int32_t logo = zel::LineNumber(m_strLogo);
+        const std::int32_t logo = zel::DecimalOf(m_strLogo);
         std::printf("i32NewLogoIndex:%d m_strLogo:%s \n", logo, m_strLogo);
         results.Add(flash.setEnv("db_table", "0"), __LINE__);
         results.Add(writeMetaData(META_LOGO, logo), __LINE__);
@@ -106,7 +107,7 @@ std::int32_t UartManager::ZelWriteConfigFile(const char* path) {
         results.Add(flash.setEnv("brand", m_strBrand), __LINE__);
     }
     if (IsGiven(m_strLanguage, "META_LAGUAGE")) {
-        const std::int32_t language = zel::LineNumber(m_strLanguage);
+        const std::int32_t language = zel::DecimalOf(m_strLanguage);
         std::printf("i32NewLanguageIndex:%d m_strRegion:%s \n", language, m_strLanguage);
         results.Add(writeMetaData(META_LANGUAGE, language), __LINE__);
     }
@@ -116,7 +117,7 @@ std::int32_t UartManager::ZelWriteConfigFile(const char* path) {
         results.Add(writeStrMetaData(META_CUSTOMER_MODEL, m_strCustomerModel), __LINE__);
     }
     if (IsGiven(m_strProjectId, "META_PROJECT_ID")) {
-        const std::int32_t project = zel::LineNumber(m_strProjectId);
+        const std::int32_t project = zel::DecimalOf(m_strProjectId);
         std::printf("i32ProjectId:%d m_strProjectId:%s \n", project, m_strProjectId);
         results.Add(ZelSetValue(zel::key::kModelIndex, project), __LINE__);
         results.Add(writeMetaData(META_PROJECT_ID, project), __LINE__);
@@ -134,7 +135,7 @@ std::int32_t UartManager::ZelCheckConfig() {
     std::int32_t value = 0;
     const auto compareNumber = [&](_FAC_META_DATA item, const char* name, const char* bufferName,
                                    const char* wantedLine, int line) {
-        const std::int32_t wanted = zel::LineNumber(wantedLine);
+        const std::int32_t wanted = zel::DecimalOf(wantedLine);
         readMetaData(item, &value);
         std::printf("%s is:%d atoi(%s):%d\n", name, value, bufferName, wanted);
         compare(value == wanted, line);

@@ -2,16 +2,10 @@
 
 #include <cstring>
 
-#include "text/Decimal.h"
-
 namespace zel {
 
 bool IsEmptyLine(const char* line) {
     return std::strchr("\r\t\n ", *line) != nullptr;  // the terminating zero is one of them
-}
-
-std::int32_t LineNumber(const char* line) {
-    return DecimalOf(line);
 }
 
 void CutLineEnd(char* line) {

@@ -2,15 +2,10 @@
 #ifndef ZELFAC_PROVISIONING_CONFIGURATION_CONFIGLINES_H
 #define ZELFAC_PROVISIONING_CONFIGURATION_CONFIGLINES_H
 
-#include <cstdint>
-
 namespace zel {
 
 // Whether the line begins with its end, a tab or a blank.
 bool IsEmptyLine(const char* line);
-
-// The number of the leading decimal digits; 0 without.
-std::int32_t LineNumber(const char* line);
 
 // Ends the text at its first line feed, then at its first carriage return.
 void CutLineEnd(char* line);

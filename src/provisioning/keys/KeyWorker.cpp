@@ -28,6 +28,7 @@ struct KeyRow {
 
 constexpr char kKeybox[] = "KeyBox01.bin";
 
+// By KeyFile.
 constexpr std::array<KeyRow, kKeyFiles.size()> kKeyRows = {{
     {KeyFile::Hdcp1, KeyStoreKind(KEY_HDCP1), "HDCP1", "ZelHDCP1Key.bin"},
     {KeyFile::Hdcp2, KeyStoreKind(KEY_HDCP2), "HDCP2", "ZelHDCP2Key.bin"},
@@ -40,12 +41,8 @@ constexpr std::array<KeyRow, kKeyFiles.size()> kKeyRows = {{
 }};
 
 const KeyRow* FindRow(std::uint16_t commandId) {
-    for (const KeyRow& row : kKeyRows) {
-        if (InfoOf(row.file).transfer == commandId) {
-            return &row;
-        }
-    }
-    return nullptr;
+    const KeyFileInfo* info = FindKeyTransfer(commandId);
+    return info == nullptr ? nullptr : &kKeyRows[static_cast<std::size_t>(info->file)];
 }
 
 bool IsConfiguration(const KeyRow& row) {

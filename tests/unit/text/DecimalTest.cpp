@@ -8,8 +8,15 @@
 namespace {
 
 TEST(Decimal, WhatATextBeginsWith) {
-    for (const auto& [text, value] : std::vector<std::pair<const char*, std::int32_t>>{
-             {"300", 300}, {"1234abc", 1234}, {"hours", 0}, {"", 0}, {"-7\n", -7}, {" \t+12", 12}, {"0x10", 0}}) {
+    for (const auto& [text, value] : std::vector<std::pair<const char*, std::int32_t>>{{"300", 300},
+                                                                                       {"1234abc", 1234},
+                                                                                       {"hours", 0},
+                                                                                       {"", 0},
+                                                                                       {"-7\n", -7},
+                                                                                       {" \t+12", 12},
+                                                                                       {"0x10", 0},
+                                                                                       {"010", 10},
+                                                                                       {"+4", 4}}) {
         EXPECT_EQ(zel::DecimalOf(text), value) << text;
     }
 }

@@ -1,4 +1,3 @@
-#include <limits>
 
 #include "provisioning/ProvisioningFixture.h"
 #include "provisioning/configuration/ConfigLines.h"
@@ -17,18 +16,6 @@ TEST(ConfigLines, EmptyByTheFirstCharacter) {
     for (const char* const line : {"5", "-", "a b", "\v", "\f"}) {
         EXPECT_FALSE(zel::IsEmptyLine(line)) << line;
     }
-}
-
-TEST(ConfigLines, NumbersAreTheLeadingDigits) {
-    EXPECT_EQ(zel::LineNumber("12\r\n"), 12);
-    EXPECT_EQ(zel::LineNumber("-3\n"), -3);
-    EXPECT_EQ(zel::LineNumber("+4"), 4);
-    EXPECT_EQ(zel::LineNumber("7abc"), 7);
-    EXPECT_EQ(zel::LineNumber("010"), 10);
-    EXPECT_EQ(zel::LineNumber("0x10"), 0);
-    EXPECT_EQ(zel::LineNumber("abc"), 0);
-    EXPECT_EQ(zel::LineNumber(""), 0);
-    EXPECT_EQ(zel::LineNumber("2147483647"), std::numeric_limits<std::int32_t>::max());
 }
 
 TEST(ConfigLines, TextsEndAtTheFirstLineFeedThenAtTheFirstReturn) {
