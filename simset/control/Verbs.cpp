@@ -113,11 +113,6 @@ const VerbForm* FindForm(const std::vector<VerbForm>& forms, const Words& words)
     return found == forms.end() ? nullptr : &*found;
 }
 
-bool Changes(const std::vector<VerbForm>& forms, const Words& words) {
-    const VerbForm* const form = FindForm(forms, words);
-    return form != nullptr && form->changes;
-}
-
 void RefuseName(const std::string& what, const std::string& name, const std::vector<std::string>& names) {
     throw ControlError(fmt::format("there is no {} \"{}\"; did you mean {}?", what, name,
                                    fmt::join(NearNames(name, names, kSuggestions), " or ")));

@@ -66,9 +66,6 @@ std::optional<Arguments> Match(const VerbForm& form, const Words& words);
 // The first form that `words` match; null when there is none.
 const VerbForm* FindForm(const std::vector<VerbForm>& forms, const Words& words);
 
-// Whether the first form that `words` match changes the set.
-bool Changes(const std::vector<VerbForm>& forms, const Words& words);
-
 // Says how the verb is used, or which verbs sound like it when no form has it.
 [[noreturn]] void RefuseVerb(const std::vector<VerbForm>& forms, const Words& words);
 

@@ -41,13 +41,6 @@ std::string Refusal(const Words& words) {
     }
 }
 
-TEST(Verbs, KnowWhichOfThemChangeSomething) {
-    const std::vector<VerbForm> forms = {{"smell", "", "", false}, {"smell", "SPICE [--deep]", ""}};
-    EXPECT_TRUE(Changes(forms, {"smell", "pepper", "--deep"}));
-    EXPECT_FALSE(Changes(forms, {"smell"}));
-    EXPECT_FALSE(Changes(forms, {"smell", "pepper", "salt"})) << "no form is like that";
-}
-
 TEST(Verbs, TakeTheFirstFormThatMatches) {
     EXPECT_EQ(Answer({"cook", "stop"}), "stop");
     EXPECT_EQ(Answer({"cook", "soup"}), "cook soup in /home for -");
