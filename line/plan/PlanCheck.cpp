@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <iterator>
 #include <set>
 #include <sstream>
 
@@ -140,6 +141,7 @@ class Checker {
             RefuseLaterSteps(step, *text);
             Expand(*text, known);
         }
+        CheckRunIf(step.runIf);
         if (step.words.empty()) {
             return;  // told of when the file was read
         }
@@ -188,12 +190,38 @@ class Checker {
     void RefuseLaterSteps(const Step& step, const std::string& text) const {
         for (const Reference& reference : ReferencesIn(text)) {
             const auto named = std::find_if(m_plan.steps.begin(), m_plan.steps.end(), [&](const Step& other) {
-                return !other.id.empty() && reference.name == "step." + other.id;
+                return (!other.id.empty() && reference.name == "step." + other.id) ||
+                       (!reference.fallback && !other.save.empty() && reference.name == other.save);
             });
-            if (named != m_plan.steps.end() && m_known.count(reference.name) == 0) {
+            if (named != m_plan.steps.end() && m_known.count(reference.name) == 0 &&
+                step.own.count(reference.name) == 0) {
                 Fail(Exit::Unusable,
-                     "the step '{}' in {}{} does not come before this one, so ${{{}}} is not known", named->id,
+                     "the step '{}' in {}{} does not come before this one, so ${{{}}} is not known",
+                     named->id.empty() ? named->name : named->id,
                      named->file == step.file ? "line " : named->file + ":", named->line, reference.name);
+            }
+        }
+    }
+
+    // A word that no step ever comes to would skip the step each time, and nobody would see it.
+    static void CheckRunIf(const std::string& text) {
+        CheckCondition(text);
+        const Condition condition = ConditionOf(text);
+        const std::pair<const std::string&, const std::string&> sides[] = {{condition.left, condition.right},
+                                                                           {condition.right, condition.left}};
+        for (const auto& [state, word] : sides) {
+            const auto references = ReferencesIn(state);
+            const bool isState = references.size() == 1 &&
+                                 references[0].end - references[0].begin == state.size() &&
+                                 references[0].name.rfind("step.", 0) == 0;
+            if (!isState || references[0].fallback || condition.sign.empty() || !ReferencesIn(word).empty()) {
+                continue;
+            }
+            const StepState all[] = {StepState::Passed, StepState::Failed, StepState::Skipped, StepState::NotRun};
+            const std::size_t some = references[0].name == kAllSteps ? 2 : std::size(all);
+            if (std::none_of(all, all + some, [&, w = &word](StepState s) { return *w == StateWord(s); })) {
+                Fail(Exit::Unusable, "{} is never '{}': write {}", state, word,
+                     some == 2 ? "passed or failed" : "passed, failed, skipped or not run");
             }
         }
     }

@@ -12,6 +12,7 @@
 #include <set>
 
 #include "plan/PlanCheck.h"
+#include "plan/TomlText.h"
 #include "wire/Error.h"
 
 namespace zelline {
@@ -24,23 +25,6 @@ constexpr long kMostMs = 86400000;     // of every time and count in a plan
 
 std::size_t LineOf(const toml::node& node) {
     return node.source().begin.line;
-}
-
-// The text of a text, a number or a truth value.
-std::optional<std::string> TextOf(const toml::node& node) {
-    if (const auto* text = node.as_string()) {
-        return text->get();
-    }
-    if (const auto* number = node.as_integer()) {
-        return fmt::to_string(number->get());
-    }
-    if (const auto* number = node.as_floating_point()) {
-        return fmt::to_string(number->get());
-    }
-    if (const auto* flag = node.as_boolean()) {
-        return flag->get() ? "true" : "false";
-    }
-    return std::nullopt;
 }
 
 // One table of a plan's file. Whatever is wrong in it is added to `problems`, and the value then left out.
@@ -76,7 +60,7 @@ struct Section {
         const toml::node* node = table.get(key);
         const auto text = node == nullptr ? std::nullopt : TextOf(*node);
         if (node != nullptr && !text) {
-            Problem(*node, fmt::format("'{}' must be a text", key));
+            Problem(*node, fmt::format("'{}' must be a text, a number, true or false", key));
         }
         return text;
     }
@@ -134,6 +118,9 @@ void ReadExpectation(const Section& step, Expectation& expect) {
         return;
     }
     rules->Allow({"status", "equals", "matches", "min", "max"}, "in 'expect'");
+    if (rules->table.empty()) {
+        step.Problem(*step.table.get("expect"), "'expect' is empty; without it a step expects success");
+    }
     expect.equals = rules->Text("equals");
     expect.matches = rules->Text("matches");
     expect.least = rules->Value<double>("min", "a number");
@@ -268,7 +255,7 @@ class Reader {
             table = toml::parse(text, file);
             m_text += text;
         } catch (const toml::parse_error& error) {
-            m_problems.push_back({file, error.source().begin.line, std::string(error.description())});
+            m_problems.push_back({file, error.source().begin.line, WordsOf(error)});
             return plan;
         }
         m_open.push_back(fs::path(file).lexically_normal().string());
@@ -365,12 +352,19 @@ class Reader {
         }
         const std::string known = plan.name.empty() ? fs::path(section.file).stem().string() : plan.name;
         plan.name = section.Text("name").value_or(known);
+        if (plan.name.find("${") != std::string::npos) {
+            section.Problem(*section.table.get("name"),
+                            "a plan has one name for all units: variables are filled in in the names of steps");
+        }
         plan.description = section.Text("description").value_or(plan.description);
         if (const auto variables = section.Table("vars", "written as [vars]")) {
             for (const auto& [key, value] : variables->table) {
-                if (const auto text = variables->Text(key.str())) {
-                    plan.variables[std::string(key.str())] = *text;
+                const std::string name(key.str());
+                const std::string text = variables->Text(name).value_or("");
+                if (const std::string doubt = VariableDoubt(name, text); !doubt.empty()) {
+                    variables->Problem(value, doubt);
                 }
+                plan.variables[name] = text;
             }
         }
         Common defaults;
@@ -421,6 +415,9 @@ void Give(Plan& plan, const std::string& path, const Variables& given, std::vect
             problems.push_back({path, 0,
                                 fmt::format("--set {}: the plan knows no such variable{}", name,
                                             alike == known.end() ? "" : "; there is '" + *alike + "'")});
+        }
+        if (const std::string doubt = VariableDoubt(name, value); !doubt.empty()) {
+            problems.push_back({path, 0, fmt::format("--set {}: {}", name, doubt)});
         }
         plan.variables[name] = value;
         for (Step& step : plan.steps) {

@@ -33,8 +33,22 @@ std::vector<Reference> ReferencesIn(const std::string& text);
 // for a name that is not known, or a brace that is not closed.
 std::string Expand(const std::string& text, const Variables& variables);
 
-// Whether a run-if text holds: "A == B", "A != B", or "A", which holds unless it is empty, 0, no or false.
-bool Holds(const std::string& condition, const Variables& variables);
+// What a run-if text is made of: "A == B", "A != B", or "A", without the blanks and quotes around them. Variables
+// are not filled in.
+struct Condition {
+    std::string left;
+    std::string right;
+    std::string_view sign;  // "==", "!=", or empty
+};
+
+Condition ConditionOf(const std::string& text);
+
+// Throws Error with Exit::Unusable for a text that is meant to be more than a condition can be, such as
+// "A == B && C": without this it would hold always, or never.
+void CheckCondition(const std::string& text);
+
+// Whether the condition holds; "A" does unless it is empty, 0, no or false.
+bool Holds(const std::string& text, const Variables& variables);
 
 }  // namespace zelline
 

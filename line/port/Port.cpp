@@ -32,9 +32,10 @@ Port::Port(const std::string& path, int interrupt) : m_path(path), m_interrupt(i
             Fail(Exit::Port, "port {} is taken by {}: end that program first", path,
                  holder.empty() ? "another program" : holder);
         }
-        const char* advice = reason == ENOENT   ? "'zelline ports' lists the ports of this machine"
-                             : reason == EACCES ? "join the group that owns it, usually dialout"
-                                                : "check the name and the cable";
+        const char* advice = reason == ENOENT ? "'zelline ports' lists the ports of this machine"
+                             : reason == EACCES
+                                 ? "join the group that owns it, usually dialout (adduser), and log in again"
+                                 : "check the name and the cable";
         Fail(Exit::Port, "port {} cannot be opened: {}; {}", path, std::strerror(reason), advice);
     }
     try {

@@ -86,7 +86,11 @@ UnitItems::~UnitItems() {
 }
 
 void UnitItems::Reserve(Plan& plan) {
-    for (const std::string& type : ItemTypesOf(plan)) {
+    const auto types = ItemTypesOf(plan);
+    for (const std::string& type : ItemTypes()) {
+        plan.variables.erase(ItemVariable(type));  // what stood in for it when the plan was checked
+    }
+    for (const std::string& type : types) {
         const Item item = m_stock.Reserve(type, m_unit, m_run);
         plan.variables[ItemVariable(type)] = VariableValue(item);
         m_items.emplace(type, item);

@@ -58,6 +58,11 @@ RunReports::RunReports(const std::vector<std::string>& patterns, const PlanResul
         if (!paths.insert(path).second) {
             Fail(Exit::Unusable, "two reports would be {}", path);
         }
+        const std::filesystem::path folder = std::filesystem::path(path).parent_path();
+        if (!folder.empty()) {
+            std::error_code ignored;  // the report itself tells that it cannot be written
+            std::filesystem::create_directories(folder, ignored);
+        }
         m_reports.emplace_back(path);
     }
 }

@@ -12,6 +12,7 @@
 #include <regex>
 #include <set>
 
+#include "plan/TomlText.h"
 #include "store/Store.h"
 
 namespace zelline {
@@ -109,7 +110,14 @@ class StationReader {
             return;
         }
         for (const auto& [key, value] : *node->as_table()) {
-            variables[std::string(key.str())] = Text(*node->as_table(), key.str());
+            const std::string name(key.str());
+            const auto text = TextOf(value);
+            const std::string doubt = !text ? fmt::format("'{}' must be a text, a number, true or false", name)
+                                            : VariableDoubt(name, *text);
+            if (!doubt.empty()) {
+                Problem(value, doubt);
+            }
+            variables[name] = text.value_or("");
         }
     }
 
@@ -243,7 +251,7 @@ StationFile LoadStation(const std::string& path, std::vector<PlanProblem>& probl
     try {
         return StationReader(path, problems).Read(toml::parse(text, path));
     } catch (const toml::parse_error& error) {
-        problems.push_back({path, error.source().begin.line, std::string(error.description())});
+        problems.push_back({path, error.source().begin.line, WordsOf(error)});
         return {};
     }
 }

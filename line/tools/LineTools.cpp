@@ -44,6 +44,7 @@ const char* RoleWord(const UartFrame& frame) {
     }
 }
 
+constexpr Millis kLongQuiet{3000};       // longer than the pause between two ready frames
 constexpr Millis kUnansweredPause{700};  // longer than the silence that ends a burst for the set
 
 // The request of a burst that one of `answers` belongs to, as far as none is missing; the last one when none has
@@ -152,12 +153,19 @@ Exit Listen(const Context& context) {
     const Session session(context, &noise);
     Link& link = *session.link;
     const long time = context.options.listenFor;
+    const Millis begun = link.Line().Now();
+    bool heard = false;
     const Millis end = time > 0 ? link.Line().Now() + Millis(time) : Millis::max();
     for (Millis now = link.Line().Now(); now < end; now = link.Line().Now()) {
         const auto frame = link.Receive(std::min(end, now + Millis(1000)));
         if (!frame) {
+            if (!heard && link.Line().Now() - begun >= kLongQuiet) {
+                heard = true;
+                console.Note("nothing so far: a set that is connected says nothing of itself; ask it something");
+            }
             continue;
         }
+        heard = true;
         Json object = {
             {"v", 1}, {"type", RoleWord(*frame)}, {"id", IdText(frame->CommandId())}, {"hex", WireHex(*frame)}};
         if (RoleOf(*frame) == FrameRole::KeyPress) {

@@ -1,5 +1,7 @@
 #include <fmt/format.h>
 
+#include <regex>
+
 #include "record/Runs.h"
 #include "report/RunReports.h"
 #include "report/RunTable.h"
@@ -39,8 +41,12 @@ Exit ShowHistory(const Context& context) {
         context.console.out << fmt::format(kRow, "Run", "Begun", "Unit", "Verdict", "Time", "What failed")
                             << std::endl;
     }
-    for (const RecordedRun& run :
-         LastRuns(store, context.options.unit, static_cast<std::size_t>(context.options.last))) {
+    const auto runs = LastRuns(store, context.options.unit, static_cast<std::size_t>(context.options.last));
+    if (runs.empty()) {
+        context.console.Note(context.options.unit.empty() ? "no run is recorded"
+                                                          : "no run of this unit is recorded");
+    }
+    for (const RecordedRun& run : runs) {
         const PlanResult& result = run.result;
         const std::string failed = result.steps.empty() ? "" : result.steps[0].name + ": " + result.steps[0].words;
         Json object = PlaceJson(run);
@@ -56,8 +62,17 @@ Exit ShowHistory(const Context& context) {
 }
 
 Exit ShowYield(const Context& context) {
+    static const std::regex kDay("[0-9]{4}-(0[1-9]|1[0-2])-(0[1-9]|[12][0-9]|3[01])");
+    const std::string& since = context.options.since;
+    if (!since.empty() && !std::regex_match(since, kDay)) {
+        Fail(Exit::Unusable, "--since {}: write a day such as 2026-05-04", since);
+    }
     Store store = OpenStore(context.options);
-    for (const PlanYield& yield : YieldOf(store, context.options.since)) {
+    const auto yields = YieldOf(store, since);
+    if (yields.empty()) {
+        context.console.Note("no unit has come to the end of a run" + (since.empty() ? "" : " since " + since));
+    }
+    for (const PlanYield& yield : yields) {
         Json failures = Json::array();
         std::string words = fmt::format(
             "{}\n  first pass  {:5.1f} %  {} of {} units\n  in the end  {:5.1f} %  {} of {} units, {} runs",

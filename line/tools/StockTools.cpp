@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <filesystem>
 
 #include "plan/PlanText.h"
 #include "stock/Delivery.h"
@@ -127,9 +128,13 @@ bool Fits(const StockForm& form, const Words& words) {
 
 }  // namespace
 
-Store OpenStore(const Options& options) {
+Store OpenStore(const Options& options, bool isNew) {
     if (options.store.empty()) {
         Fail(Exit::Unusable, "which store? Write --store FILE or --store postgresql://..., or set ZELLINE_STORE");
+    }
+    std::error_code status;
+    if (!isNew && !IsServer(options.store) && !std::filesystem::exists(options.store, status)) {
+        Fail(Exit::Unusable, "there is no store {}: 'stock add' and 'run' make one", options.store);
     }
     return Store(options.store);
 }
@@ -147,7 +152,7 @@ Exit WorkOnStock(const Context& context) {
     std::string forms;
     for (const StockForm& form : kStockForms) {
         if (Fits(form, words)) {
-            Store store = OpenStore(context.options);
+            Store store = OpenStore(context.options, words[0] == "add");
             Stock stock(store);
             return form.run(context, stock, words);
         }

@@ -12,8 +12,9 @@
 
 namespace zelline {
 
-// The store that the options name. Throws Error as Store does, and with Exit::Unusable when they name none.
-Store OpenStore(const Options& options);
+// The store that the options name. Throws Error as Store does, and with Exit::Unusable when they name none, or a
+// file that is not there and is not to be made: `isNew` tells whether it may be.
+Store OpenStore(const Options& options, bool isNew = false);
 
 // Tells of report files that made older ones give way or could not be written; returns the worst of `status` and
 // what it told of.

@@ -83,7 +83,7 @@ TEST_F(Cli, TakenPortIsFour) {
 TEST_F(Cli, RecordThatCannotBeWrittenIsFiveBeforeAnythingIsSent) {
     const std::string plan = m_folder.Write("plan.toml", "[[step]]\nrun = \"version\"\n");
     EXPECT_EQ(Ask({"--trace", m_folder.At("nowhere/t"), "version"}), 5);
-    EXPECT_EQ(Ask({"run", plan, "--report", m_folder.At("nowhere/r.json")}), 5);
+    EXPECT_EQ(Ask({"run", plan, "--report", plan + "/r.json"}), 5);
     EXPECT_EQ(m_opened, 0);
 }
 
@@ -385,6 +385,9 @@ TEST_F(Cli, ListensForTheGivenTime) {
     const Millis start = m_set.Now();
     EXPECT_EQ(Ask({"listen", "--for", "2500"}), 0);
     EXPECT_EQ(m_set.Now() - start, Millis(2500));
+    EXPECT_EQ(m_err.str(), "");
+    EXPECT_EQ(Ask({"listen", "--for", "9000"}), 0);
+    EXPECT_EQ(m_err.str(), "nothing so far: a set that is connected says nothing of itself; ask it something\n");
     EXPECT_TRUE(m_set.received.empty());
 }
 

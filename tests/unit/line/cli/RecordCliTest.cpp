@@ -2,6 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "line/CliFixture.h"
 #include "record/Runs.h"
 #include "store/Store.h"
@@ -282,6 +284,27 @@ TEST_F(RecordCli, TheYieldCountsUnitsAndNotRuns) {
     EXPECT_EQ(With({"yield", "--json", "--since", "2026-05-05"}), 0);
     EXPECT_EQ(Last()["units"], 2);
     EXPECT_EQ(Last()["first_pass"], 1);
+    for (const char* day : {"yesterday", "2026-13-01", "2026-5-5", "20260505"}) {
+        EXPECT_EQ(With({"yield", "--since", day}), 2) << day;
+    }
+    EXPECT_EQ(With({"yield", "--since", "2099-01-01"}), 0);
+    EXPECT_THAT(m_err.str(), HasSubstr("no unit has come to the end of a run since 2099-01-01"));
+    EXPECT_EQ(With({"history", "--unit", "nobody"}), 0);
+    EXPECT_THAT(m_err.str(), HasSubstr("no run of this unit"));
+}
+
+TEST_F(RecordCli, WhatOnlyLooksMakesNoStore) {
+    for (const std::vector<std::string>& verb :
+         {std::vector<std::string>{"history"}, {"yield"}, {"report", "last"}, {"stock", "status"}}) {
+        EXPECT_EQ(With(verb), 2);
+        EXPECT_THAT(m_err.str(), HasSubstr("there is no store"));
+        EXPECT_FALSE(std::filesystem::exists(m_store));
+    }
+}
+
+TEST_F(RecordCli, AReportMakesItsFolder) {
+    EXPECT_EQ(RunUnit(m_plain, "A", {"--report", m_folder.At("reports/{unit}/r.csv").string()}), 0);
+    EXPECT_TRUE(std::filesystem::exists(m_folder.At("reports/A/r.csv")));
 }
 
 TEST_F(RecordCli, ARecordThatCannotBeWrittenIsToldWhenTheRunIsOver) {

@@ -91,6 +91,21 @@ TEST(PlanCheck, ARunIfThatNamesALaterStepSaysSo) {
                 ElementsAre(HasSubstr("the step 'a' in line 2 does not come before this one")));
 }
 
+TEST(PlanCheck, AConditionThatNeverChangesIsAMistake) {
+    const auto when = [](const std::string& condition) {
+        return Mistakes("version", "id = \"a\"\n[[step]]\nrun = \"cam\"\nrun-if = \"" + condition + "\"\n");
+    };
+    for (const char* condition : {"${step.a} == pass", "${step.a} != ok", "PASSED == ${step.a}",
+                                  "${step.all} == skipped", "${step.a} == "}) {
+        EXPECT_THAT(when(condition), ElementsAre(HasSubstr("is never"))) << condition;
+    }
+    EXPECT_THAT(when("${step.a} = passed"), ElementsAre(HasSubstr("'run-if' is one of A == B")));
+    for (const char* condition : {"${step.a} == passed", "'not run' != ${step.a}", "${step.all} == failed",
+                                  "${step.a} == ${word:-passed}", "${step.b:-none} == none", "${step.a}"}) {
+        EXPECT_THAT(when(condition), ElementsAre()) << condition;
+    }
+}
+
 TEST(PlanCheck, WhatTheOperatorIsAsked) {
     EXPECT_THAT(Mistakes("ask 'Which colour?'", "expect = { equals = \"red\" }\nuntil = 10000\n"), ElementsAre());
     EXPECT_THAT(Mistakes("confirm Is the picture fine?"), ElementsAre());

@@ -52,6 +52,11 @@ TEST(PlanFile, MistakesAreToldWithTheirLines) {
                 ElementsAre(HasSubstr("6: the id 'a' is taken by the step in line 3")));
     EXPECT_THAT(MistakesIn("inherit = \"plan.toml\"\n[[step]]\nrun = \"version\"\n"),
                 ElementsAre(HasSubstr("1: ")));
+    EXPECT_THAT(MistakesIn("[[step]]\nrun = \"version\"\nexpect = {}\n"),
+                ElementsAre(HasSubstr("3: 'expect' is empty")));
+    EXPECT_THAT(MistakesIn("[vars]\na = [1]\n[[step]]\nrun = \"version\"\n"),
+                ElementsAre(HasSubstr("2: 'a' must be a text, a number, true or false")));
+    EXPECT_THAT(MistakesIn("name = \"x\n"), ElementsAre(HasSubstr("is a quote not closed?")));
     const auto syntax = MistakesIn("[[step]]\nrun = \"version\n");
     ASSERT_EQ(syntax.size(), 1U);
     EXPECT_EQ(syntax[0].substr(0, 2), "2:");
@@ -59,6 +64,28 @@ TEST(PlanFile, MistakesAreToldWithTheirLines) {
 
 TEST(PlanFile, AllMistakesAreToldAtOnce) {
     EXPECT_EQ(MistakesIn("[[step]]\nrun = \"volume 101\"\n[[step]]\nrun = \"dance\"\nwat = 1\n").size(), 3U);
+}
+
+TEST(PlanFile, NothingIsFilledInWhereItWouldStayAsItIs) {
+    EXPECT_THAT(MistakesIn("[vars]\nsn = \"${unit}\"\n[[step]]\nrun = \"sn write ${sn}\"\n"),
+                ElementsAre(HasSubstr("2: nothing is filled in in the value of a variable: write ${unit}")));
+    EXPECT_THAT(MistakesIn("[[step]]\nrun = \"sn write ${sn}\"\n", {{"sn", "a${b}"}}),
+                ElementsAre(HasSubstr("0: --set sn: nothing is filled in")));
+    EXPECT_THAT(MistakesIn("name = \"Of ${unit}\"\n[[step]]\nrun = \"version\"\n"),
+                ElementsAre(HasSubstr("1: a plan has one name for all units")));
+}
+
+TEST(PlanFile, AValueThatNobodyGivesIsToldWithItsRemedy) {
+    EXPECT_THAT(MistakesIn("[[step]]\nrun = \"sn write ${unit}\"\n"),
+                ElementsAre(HasSubstr("give it with --unit SERIAL")));
+    EXPECT_THAT(MistakesIn("[[step]]\nrun = \"sn write ${env.ZELLINE_TEST_NOTHING}\"\n"),
+                ElementsAre(HasSubstr("the environment has no ZELLINE_TEST_NOTHING")));
+    EXPECT_THAT(MistakesIn("[[step]]\nrun = \"mac write ${stock.mac}\"\n"),
+                ElementsAre(HasSubstr("the stock has no type 'mac'")));
+    EXPECT_THAT(MistakesIn("[[step]]\nrun = \"version\"\nrun-if = \"${step.none} == passed\"\n"),
+                ElementsAre(HasSubstr("no step has the id 'none'")));
+    EXPECT_THAT(MistakesIn("[[step]]\nrun = \"sn write ${v}\"\n[[step]]\nrun = \"version\"\nsave = \"v\"\n"),
+                ElementsAre(HasSubstr("the step 'version' in line 4 does not come before this one")));
 }
 
 TEST(PlanFile, VariablesOfTheUserOutrankThePlans) {

@@ -24,15 +24,28 @@ TEST(PlanText, VariablesAreFilledIn) {
     EXPECT_EQ(Expand("${c:-}", variables), "");
     EXPECT_THROW(Expand("${c}", variables), Error);
     EXPECT_THROW(Expand("${a", variables), Error);
+    EXPECT_THROW(Expand("${c:-${a}}", variables), Error);
 }
 
 TEST(PlanText, ConditionsHold) {
     const Variables variables = {{"a", "1"}, {"no", "no"}, {"empty", ""}};
     for (const char* text : {"${a} == 1", "${a} != 2", "${a}", "'${a}' == \"1\"", "${empty} == ''"}) {
         EXPECT_TRUE(Holds(text, variables)) << text;
+        EXPECT_NO_THROW(CheckCondition(text)) << text;
     }
     for (const char* text : {"${a} == 2", "${a} != 1", "${no}", "${empty}", "0", "false"}) {
         EXPECT_FALSE(Holds(text, variables)) << text;
+        EXPECT_NO_THROW(CheckCondition(text)) << text;
+    }
+}
+
+TEST(PlanText, WhatIsMeantToBeMoreThanAConditionIsRefused) {
+    for (const char* text : {"${a} = 1", "${a} > 1", "not ${a}", "${a} ${b}", "!${a}", "${a} == 1 && ${b} == 2",
+                             "${a} == 1 || ${b}", "${a} == ${b} == 1", "${a} === 1", "${a} && ${b}"}) {
+        EXPECT_THROW(CheckCondition(text), Error) << text;
+    }
+    for (const char* text : {"${a:-x y}", "${a}${b}", "", "'${a}' == 'not run'", "${a} == k=v", "${a} != A&B"}) {
+        EXPECT_NO_THROW(CheckCondition(text)) << text;
     }
 }
 

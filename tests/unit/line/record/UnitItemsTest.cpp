@@ -35,7 +35,8 @@ class UnitItemsTest : public testing::Test {
         key.content = "the key";
         m_stock.Add({address, key});
         std::vector<PlanProblem> problems;
-        m_plan = LoadPlan(m_folder.Write("plan.toml", kPlan), {}, problems, {{"stock.mac", "?"}});
+        m_plan = LoadPlan(m_folder.Write("plan.toml", kPlan), {}, problems,
+                          {{"stock.mac", "?"}, {"stock.netflix", "?"}});
         EXPECT_TRUE(problems.empty());
         Reserve("A", "r1");
     }
@@ -80,6 +81,7 @@ TEST_F(UnitItemsTest, StandInTheStepsAndVariables) {
     EXPECT_EQ(m_plan.variables["stock.mac"], kAddress);
     EXPECT_EQ(m_plan.variables.count("stock.hdcp1"), 1U);
     EXPECT_EQ(m_plan.variables["stock.hdcp1"], "E5DD83C9");
+    EXPECT_EQ(m_plan.variables.count("stock.netflix"), 0U);
     EXPECT_THAT(States(), ElementsAre("reserved", "reserved"));
 }
 

@@ -66,6 +66,9 @@ TEST(StationFile, MistakesAreToldWithTheirLines) {
     EXPECT_THAT(StationMistakes(kSlot), testing::SizeIs(3)) << "name, scan and plan are missing";
     EXPECT_THAT(StationMistakes("name = \"A\"\nplan = \"p\"\nscan = \"(\"\n" + std::string(kSlot)),
                 ElementsAre("3: 'scan' is no regular expression"));
+    EXPECT_THAT(StationMistakes(whole + "[vars]\nlevel = 20\nloud = true\nname = \"A\"\n" + kSlot), ElementsAre());
+    EXPECT_THAT(StationMistakes(whole + "[vars]\nlevel = [20]\nsn = \"${unit}\"\n" + kSlot),
+                ElementsAre(HasSubstr("5: 'level' must be"), HasSubstr("6: nothing is filled in")));
     EXPECT_THAT(StationMistakes(whole + "shifts = [\"6:00\"]\n" + kSlot),
                 ElementsAre(HasSubstr("4: '6:00' is no time of day")));
     EXPECT_THAT(StationMistakes(whole + kSlot + "serial = \"1\"\n"),
