@@ -87,6 +87,11 @@ class Browser:
         except urllib.error.HTTPError as error:
             raise Refused(error.read().decode(errors="replace")[:500]) from None
 
+    def screen(self, width, height, zoom=1.0):
+        """A screen of so many pixels, with the browser's zoom; all 0 is the window as it was begun."""
+        self._ask("POST", "/goog/cdp/execute", {"cmd": "Emulation.setDeviceMetricsOverride", "params": {
+            "width": round(width / zoom), "height": round(height / zoom), "deviceScaleFactor": zoom, "mobile": False}})
+
     def open(self, url):
         self._ask("POST", "/url", {"url": url})
 

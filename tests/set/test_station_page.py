@@ -211,6 +211,38 @@ class Page(unittest.TestCase):
             self.assertEqual(outside, 0)
             self.assertEqual(self.browser.complaints(), [])
 
+    def test_a_question_can_be_read_on_every_screen(self):
+        names = [f"P{number}" for number in range(10)]
+        plan = '[[step]]\nrun = "confirm Is the picture free of lines, spots and stripes?"\n'
+        self.addCleanup(self.browser.screen, 0, 0)
+        with LineSet() as tv:
+            places = {name: tv.place if name == "P0" else f'port = "{name}.tty"' for name in names}
+            with Station(places, plan=plan, page='language = "en"') as station:
+                self.open(station)
+                self.scan("P0")
+                self.scan("AB0001")
+                self.card("P0", "Is the picture free")
+                self.scan("P0")
+                self.scan("perhaps")
+                self.card("P0", "neither yes nor no")
+                for width, height, zoom in ((1024, 600, 1), (1024, 600, 1.5), (1280, 720, 1), (1920, 1080, 1), (1920, 1080, 1.5)):
+                    with self.subTest(width=width, height=height, zoom=zoom):
+                        self.browser.screen(width, height, zoom)
+                        self.picture(f"question-{width}-{zoom}")
+                        # Neither cut off by its own box or by the slot, nor over another part of the slot.
+                        hidden = self.browser.run("""
+                            const card = document.querySelector(arguments[0]);
+                            const parts = ['.head', '.big', '.reason', '.words', '.ask', '.bar'].map((name) => card.querySelector(name));
+                            const shown = parts.filter((part) => part && part.getClientRects().length && part.textContent !== '');
+                            const box = (part) => { const range = document.createRange(); range.selectNodeContents(part); return range.getBoundingClientRect(); };
+                            const wrong = card.querySelector('.said').scrollHeight > card.querySelector('.said').clientHeight + 1 ? ['said'] : [];
+                            shown.forEach((part, i) => {
+                              if (box(part).bottom > card.getBoundingClientRect().bottom + 1) wrong.push(part.className);
+                              if (i > 0 && box(part).top < box(shown[i - 1]).bottom - 2) wrong.push(shown[i - 1].className + ' over ' + part.className);
+                            });
+                            return wrong;""", CARD.format("P0"))
+                        self.assertEqual(hidden, [])
+
     def test_what_is_scanned_is_text(self):
         with Station({"A": 'port = "nowhere"'}, page="") as station:
             self.open(station)

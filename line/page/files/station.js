@@ -98,7 +98,7 @@ function draw(slot) {
   const { state } = slot;
   const [big, reason, words] = said(state);
   const lost = state.phase === 'idle' && !state.port ? ' lost' : '';
-  slot.card.className = `slot ${state.phase} ${state.verdict ?? ''}${lost}${state.question ? ' asks' : ''}`;
+  slot.card.className = `slot ${state.phase} ${state.verdict ?? ''}${lost}${state.question ? ' asks' : ''}${state.question?.key ? ' key' : ''}`;
   put(slot.name, state.slot);
   put(slot.unit, state.unit ?? '');
   put(slot.big, big);
