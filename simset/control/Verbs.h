@@ -76,10 +76,10 @@ const VerbForm* FindForm(const std::vector<VerbForm>& forms, const Words& words)
 // The rows for `simset ctl --help`; verbs that want a set that is on are marked with a star.
 std::string HelpText(const std::vector<VerbForm>& forms);
 
-// A form with the member of `Owner` that carries it out and returns the text to print.
+// A form with what carries it out on its owner, a member of it or a function, and returns the text to print.
 template <typename Owner>
 struct Verb : VerbForm {
-    std::string (Owner::*run)(const Arguments& arguments);
+    std::function<std::string(Owner& owner, const Arguments& arguments)> run;
 };
 
 template <typename Owner>
@@ -87,7 +87,7 @@ std::vector<VerbForm> FormsOf(const std::vector<Verb<Owner>>& verbs) {
     return {verbs.begin(), verbs.end()};
 }
 
-// Carries out the first row that `words` match. Throws ControlError when none does, and what the row's member
+// Carries out the first row that `words` match. Throws ControlError when none does, and what the row's function
 // throws.
 template <typename Owner>
 std::string RunVerb(const std::vector<Verb<Owner>>& verbs, Owner& owner, const Words& words,
@@ -95,7 +95,7 @@ std::string RunVerb(const std::vector<Verb<Owner>>& verbs, Owner& owner, const W
     for (const Verb<Owner>& verb : verbs) {
         if (auto arguments = Match(verb, words)) {
             arguments->caller = caller;
-            return (owner.*verb.run)(*arguments);
+            return verb.run(owner, *arguments);
         }
     }
     RefuseVerb(FormsOf(verbs), words);

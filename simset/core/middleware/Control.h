@@ -42,42 +42,10 @@ class Control {
     static std::vector<VerbForm> Forms() { return FormsOf(Verbs()); }
 
     // The text to print. Throws ControlError or StateError.
-    std::string Run(const Words& words) { return RunVerb(Verbs(), *this, words); }
+    std::string Run(const Words& words) { return RunVerb(Verbs(), m_parts, words); }
 
   private:
-    static const std::vector<Verb<Control>>& Verbs();
-
-    std::string GetModel(const Arguments& arguments);
-    std::string ListModel(const Arguments& arguments);
-    std::string SetModel(const Arguments& arguments);
-    std::string FailModel(const Arguments& arguments);
-    std::string GetFlash(const Arguments& arguments);
-    std::string ListFlash(const Arguments& arguments);
-    std::string SetFlash(const Arguments& arguments);
-    std::string FailFlash(const Arguments& arguments);
-    std::string GetMeta(const Arguments& arguments);
-    std::string SetMeta(const Arguments& arguments);
-    std::string FailMeta(const Arguments& arguments);
-    std::string ListKeys(const Arguments& arguments);
-    std::string ClearKeys(const Arguments& arguments);
-    std::string FailKeys(const Arguments& arguments);
-    std::string FailApm(const Arguments& arguments);
-    std::string FailShell(const Arguments& arguments);
-    std::string FailMount(const Arguments& arguments);
-    std::string FailSync(const Arguments& arguments);
-    template <const char* Area>
-    std::string ListFaults(const Arguments& arguments);
-    std::string ListDisks(const Arguments& arguments);
-    std::string ChangeDisk(const Arguments& arguments);
-    std::string ListBehaviours(const Arguments& arguments);
-    std::string Behave(const Arguments& arguments);
-    std::string Press(const Arguments& arguments);
-    std::string TellModel(const Arguments& arguments);
-    std::string SwitchServices(const Arguments& arguments);
-    std::string AskApplication(const Arguments& arguments);
-    std::string ListViolations(const Arguments& arguments);
-    std::string Fail(const char* area, const std::string& name, const std::string& step, const std::string& status,
-                     const Arguments& arguments);
+    static const std::vector<Verb<Parts>>& Verbs();
 
     Parts m_parts;
 };
