@@ -1,5 +1,6 @@
 #include "simset/server/ThreadServer.h"
 
+#include <algorithm>
 #include <array>
 #include <system_error>
 
@@ -70,7 +71,9 @@ void ThreadServer::Accept() {
             connection.thread = std::thread([this, &connection] {
                 m_serve(connection.socket.Get());
                 ::shutdown(connection.socket.Get(), SHUT_RDWR);
+                const std::lock_guard doneLock(m_mutex);
                 connection.done = true;
+                m_changed.notify_all();
             });
         } catch (const std::system_error&) {
             m_connections.pop_back();
@@ -86,6 +89,14 @@ void ThreadServer::Reap() {
             connection.thread.join();
         }
         return done;
+    });
+}
+
+void ThreadServer::AwaitNone() {
+    std::unique_lock lock(m_mutex);
+    m_changed.wait(lock, [this] {
+        return std::all_of(m_connections.begin(), m_connections.end(),
+                           [](const Connection& connection) { return connection.done; });
     });
 }
 

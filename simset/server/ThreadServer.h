@@ -5,6 +5,7 @@
 #include <sys/socket.h>
 
 #include <atomic>
+#include <condition_variable>
 #include <cstddef>
 #include <functional>
 #include <list>
@@ -40,13 +41,16 @@ class ThreadServer {
     // Ends every connection both ways without waiting for its thread. Any thread.
     void DropConnections() { Shutdown(SHUT_RDWR); }
 
+    // Waits until no connection is served any more. Not for their threads, nor with a lock held that they take.
+    void AwaitNone();
+
     // While not open, who connects is sent away. Any thread.
     void SetOpen(bool open) { m_open = open; }
 
   private:
     struct Connection {
         Descriptor socket;
-        std::atomic<bool> done{false};
+        bool done = false;
         std::thread thread;
     };
 
@@ -59,6 +63,7 @@ class ThreadServer {
     WakeUp m_stop;
     std::atomic<bool> m_open{true};
     std::mutex m_mutex;
+    std::condition_variable m_changed;
     std::list<Connection> m_connections;
     std::thread m_acceptor;
 };

@@ -26,6 +26,7 @@ class UnixServer {
 
     // As those of ThreadServer. Any thread.
     void DropConnections() { m_server.DropConnections(); }
+    void AwaitNone() { m_server.AwaitNone(); }
     void SetOpen(bool open) { m_server.SetOpen(open); }
 
   private:

@@ -7,12 +7,7 @@ from setlib import Set
 
 class CommandSet(Set):
     def __init__(self, *options, **more):
-        super().__init__(*options, app="/bin/dash", wait=False, **more)
-
-    def start(self):
-        super().start()
-        self.await_true(lambda: (self.state / "control").exists(), "the set's control socket")
-        self.wait(since=self.before, who="power", call="on")
+        super().__init__(*options, app="/bin/dash", **more)
 
     def run(self, command):
         """Lets the application run a shell command; returns its exit status."""

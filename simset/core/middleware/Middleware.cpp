@@ -125,15 +125,20 @@ void Middleware::ApplicationEnded(int status) {
 }
 
 void Middleware::PowerOff() {
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    ++m_epoch;
-    m_powered = false;
-    m_appManager.Drop("");
-    if (m_server) {
-        m_server->SetOpen(false);
-        m_server->DropConnections();
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        ++m_epoch;
+        m_powered = false;
+        m_appManager.Drop("");
+        if (m_server) {
+            m_server->SetOpen(false);
+            m_server->DropConnections();
+        }
+        m_cutPoint.PowerIsOff();
     }
-    m_cutPoint.PowerIsOff();
+    if (m_server) {
+        m_server->AwaitNone();  // what was reported before has its row before that of the power
+    }
 }
 
 void Middleware::CutPowerAfter(std::uint64_t steps) {

@@ -35,6 +35,9 @@ class Server {
     // Ends every connection without waiting for its thread.
     void DropConnections() { m_server.DropConnections(); }
 
+    // Waits until every connection has ended. Not for their threads, nor with a lock held that a call takes.
+    void AwaitNone() { m_server.AwaitNone(); }
+
     // While not open, who connects is sent away.
     void SetOpen(bool open) { m_server.SetOpen(open); }
 

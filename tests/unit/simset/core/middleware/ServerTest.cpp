@@ -1,5 +1,8 @@
 #include <sys/socket.h>
 
+#include <future>
+#include <thread>
+
 #include "simset/base/Status.h"
 #include "simset/core/Fixture.h"
 #include "simset/server/UnixServer.h"
@@ -84,6 +87,27 @@ TEST_F(SocketOfSet, HearsReportsOfOtherProcesses) {
     const auto row = Trace("mount").at(0);
     EXPECT_EQ(row["target"], "/zodata/critical");
     EXPECT_FALSE(row.contains("op"));
+}
+
+TEST_F(SocketOfSet, WhatIsUnderWayWhenThePowerGoesIsToldBefore) {
+    std::promise<void> begun;
+    std::promise<void> ended;
+    m_hooks.onSync = [&] {
+        begun.set_value();
+        ended.get_future().wait();
+        return true;
+    };
+    auto socket = Connect();
+    SendRaw(socket, "{\"op\":\"sync\"}\n");
+    begun.get_future().wait();
+    const auto releaser = std::async(std::launch::async, [&] {
+        std::string line;
+        EXPECT_FALSE(socket.Receive(line)) << "the connection is ended before it is waited for";
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        ended.set_value();
+    });
+    TheMiddleware().PowerOff();
+    EXPECT_EQ(Trace("sync").size(), 1U);
 }
 
 TEST_F(SocketOfSet, AnswersCommandsAndMountsAsWasAskedFor) {
