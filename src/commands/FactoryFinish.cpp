@@ -14,12 +14,12 @@
 namespace {
 
 constexpr std::int32_t kConfirmationPolls = 40;
-constexpr std::uint32_t kPollMilliseconds = 500;
+constexpr std::uint32_t kConfirmationPollMilliseconds = 500;
 constexpr std::uint32_t kAfterConfirmationMilliseconds = 100;
 
 void AwaitConfirmation() {
     for (std::int32_t left = kConfirmationPolls; left > 0 && factory_ready_val != 1; --left) {
-        zel::DelayMilliseconds(kPollMilliseconds);
+        zel::DelayMilliseconds(kConfirmationPollMilliseconds);
     }
     zel::DelayMilliseconds(kAfterConfirmationMilliseconds);
 }
