@@ -73,12 +73,12 @@ void RunRecord::RunBegins(const PlanResult& planned) {
         const std::string path = Printable(planned.plan);
         const std::string name = Printable(planned.name);
         sql << "INSERT INTO run (id, unit, station, slot, port, plan, plan_name, plan_hash, tool, variables, "
-               "started, revision) "
+               "started, note, revision) "
                "VALUES (:id, :unit, :station, :slot, :port, :plan, :plan_name, :plan_hash, :tool, :variables, "
-               ":started, 1)",
+               ":started, :note, 1)",
             soci::use(m_plan.run), soci::use(m_place.unit), soci::use(m_place.station), soci::use(m_place.slot),
             soci::use(m_place.port), soci::use(path), soci::use(name), soci::use(hash), soci::use(m_place.tool),
-            soci::use(variables), soci::use(planned.started);
+            soci::use(variables), soci::use(planned.started), soci::use(m_note);
         for (std::size_t i = 0; i < planned.steps.size(); ++i) {
             const StepResult& step = planned.steps[i];
             const int number = static_cast<int>(i);

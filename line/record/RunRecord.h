@@ -32,6 +32,9 @@ class RunRecord : public RunObserver {
     // `plan` lives as long as this object, and is as it will run.
     RunRecord(Store& store, const Plan& plan, RunPlace place);
 
+    // What is to be recorded of the circumstances in which the run begins.
+    void SetNote(const std::string& note) { m_note = note; }
+
     // Throws Error with Exit::Store: nothing has been sent then.
     void RunBegins(const PlanResult& planned) override;
 
@@ -48,6 +51,7 @@ class RunRecord : public RunObserver {
     Store& m_store;
     const Plan& m_plan;
     RunPlace m_place;
+    std::string m_note;
     std::map<std::size_t, std::string> m_begun;  // when, for steps under way
     std::vector<Error> m_problems;
 };

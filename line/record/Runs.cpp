@@ -9,7 +9,7 @@ namespace zelline {
 namespace {
 
 constexpr char kRunColumns[] =
-    "SELECT id, unit, station, slot, port, plan, plan_name, plan_hash, tool, variables, started, ended, ms, "
+    "SELECT id, unit, station, slot, port, plan, plan_name, plan_hash, tool, variables, started, ended, note, ms, "
     "status "
     "FROM run ";
 constexpr char kStepColumns[] =
@@ -41,9 +41,9 @@ std::vector<RecordedRun> RunsOf(soci::session& sql, const std::string& query,
     for (const std::string& text : uses) {
         select.exchange(soci::use(text));
     }
-    for (std::string* column :
-         {&row.result.run, &row.place.unit, &row.place.station, &row.place.slot, &row.place.port, &row.result.plan,
-          &row.result.name, &row.planHash, &row.place.tool, &row.variables, &row.result.started, &row.ended}) {
+    for (std::string* column : {&row.result.run, &row.place.unit, &row.place.station, &row.place.slot,
+                                &row.place.port, &row.result.plan, &row.result.name, &row.planHash,
+                                &row.place.tool, &row.variables, &row.result.started, &row.ended, &row.note}) {
         select.exchange(soci::into(*column));
     }
     select.exchange(soci::into(ms));

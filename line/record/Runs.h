@@ -17,6 +17,7 @@ struct RecordedRun {
     std::string planHash;   // SHA-256 of the plan's files
     std::string variables;  // a JSON object
     std::string ended;      // UTC; empty for one that has not ended
+    std::string note;       // what was unusual as it began; mostly empty
     // The run that has not ended counts as stopped, and steps of which nothing is known as not run.
     PlanResult result;
     std::vector<std::string> limits;  // a JSON object for each step

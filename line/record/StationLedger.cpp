@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <ctime>
 #include <vector>
 
 #include "store/Digest.h"
@@ -67,7 +68,7 @@ RowForm RowFormOf(const std::vector<const char*>& names) {
 const RowForm kItems = RowFormOf(
     {"digest", "type", "name", "content", "state", "unit", "run", "note", "added", "changed", "revision"});
 const RowForm kRuns = RowFormOf({"id", "unit", "station", "slot", "port", "plan", "plan_name", "plan_hash", "tool",
-                                 "variables", "started", "ended", "ms", "status", "verdict", "revision"});
+                                 "variables", "started", "ended", "ms", "status", "verdict", "revision", "note"});
 const RowForm kSteps = RowFormOf({"run", "number", "name", "id", "verb", "teardown", "limits", "begun", "ended",
                                   "ms", "state", "status", "value", "is_number", "words", "tries", "burst"});
 // Their places among these.
@@ -136,6 +137,27 @@ StationLedger::StationLedger(Store& own, Store& server, const std::string& stati
         Execute(sql, "UPDATE ledger SET station = :station, generation = :generation WHERE name = :name",
                 {station, fmt::to_string(known), m_name});
     });
+}
+
+bool StationLedger::IsAway(Store& own) {
+    const long long now = std::time(nullptr);
+    const auto rows = OwnRows(own, "SELECT noted FROM absence", 1, {});
+    // One that was noted later than now is no measure: the clock was changed.
+    return !rows.empty() && std::stoll(rows[0][0]) <= now && now < std::stoll(rows[0][0]) + kLeftAlone.count();
+}
+
+void StationLedger::NoteSilence(Store& own, std::chrono::steady_clock::time_point begin) {
+    constexpr std::chrono::seconds kInVain{1};
+    if (std::chrono::steady_clock::now() - begin >= kInVain) {
+        own.Note([&](soci::session& sql) {
+            Execute(sql, "DELETE FROM absence", {});
+            Execute(sql, "INSERT INTO absence (noted) VALUES (:noted)", {fmt::to_string(std::time(nullptr))});
+        });
+    }
+}
+
+void StationLedger::NoteAnswer(Store& own) {
+    own.Note([](soci::session& sql) { Execute(sql, "DELETE FROM absence", {}); });
 }
 
 void StationLedger::Supply(const std::set<std::string>& types, const std::string& unit) {

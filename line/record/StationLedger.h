@@ -2,6 +2,7 @@
 #ifndef ZELLINE_RECORD_STATIONLEDGER_H
 #define ZELLINE_RECORD_STATIONLEDGER_H
 
+#include <chrono>
 #include <set>
 #include <string>
 
@@ -20,6 +21,17 @@ class StationLedger {
   public:
     static constexpr std::size_t kBlock = 20;  // free items of a type that a station is given
     static constexpr std::size_t kLow = 10;    // fewer than that, and it takes more
+
+    static constexpr std::chrono::seconds kLeftAlone{60};  // a server that was waited for in vain
+
+    // Whether the server was last waited for in vain, less than kLeftAlone ago.
+    static bool IsAway(Store& own);
+
+    // Remembers that the server was waited for in vain from `begin` on, if that is worth remembering: one that
+    // refuses takes no time.
+    static void NoteSilence(Store& own, std::chrono::steady_clock::time_point begin);
+    // The server has answered since.
+    static void NoteAnswer(Store& own);
 
     // Makes the file known to the server. `station` is the station's name, for people. Throws Error with
     // Exit::Unusable for a file that is an older copy.

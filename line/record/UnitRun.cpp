@@ -2,10 +2,17 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <chrono>
+
 namespace zelline {
 namespace {
 
 constexpr char kTaken[] = "the unit {} is being worked on by another run";
+constexpr char kWorksOn[] = "; the station works on with what it has, and brings it up another time";
+// For a unit that has all it needs, and for one that can do nothing without the server.
+constexpr ServerPatience kBrief{std::chrono::seconds(2), std::chrono::seconds(10)};
+constexpr ServerPatience kPatient{std::chrono::seconds(5), std::chrono::seconds(30)};
 
 }  // namespace
 
@@ -18,16 +25,25 @@ UnitRun::UnitRun(const std::string& store, const std::string& ledger, Plan& plan
     if (!place.unit.empty() && !m_store.Lock(lock)) {
         Fail(Exit::Unusable, kTaken, place.unit);
     }
-    if (IsServer(store)) {
+    const std::set<std::string> types = ItemTypesOf(plan);
+    const bool hasAll = std::all_of(types.begin(), types.end(),
+                                    [&](const std::string& type) { return m_stock.Has(type, place.unit); });
+    if (IsServer(store) && hasAll && StationLedger::IsAway(m_store)) {
+        m_notes.push_back(
+            fmt::format("the store {} did not answer a short while ago{}", WithoutPassword(store), kWorksOn));
+    } else if (IsServer(store)) {
         Share([&] {
-            m_server.emplace(store);
+            m_server.emplace(store, hasAll ? kBrief : kPatient);
             m_shared.emplace(m_store, *m_server, place.station);
             if (!place.unit.empty() && !m_server->Lock(lock)) {
                 Fail(Exit::Unusable, kTaken, place.unit);
             }
             m_shared->BringUp();
-            m_shared->Supply(ItemTypesOf(plan), place.unit);
+            m_shared->Supply(types, place.unit);
         });
+    }
+    if (!m_notes.empty()) {
+        m_record.SetNote(m_notes.front());
     }
     try {
         m_items->Reserve(plan);
@@ -59,16 +75,18 @@ void UnitRun::End() {
 }
 
 void UnitRun::Share(const std::function<void()>& work) {
+    const auto begin = std::chrono::steady_clock::now();
     try {
         work();
+        StationLedger::NoteAnswer(m_store);
     } catch (const Error& error) {
         if (error.Status() != Exit::Store) {
             throw;
         }
         m_shared.reset();
         m_server.reset();
-        m_notes.push_back(
-            fmt::format("{}; the station works on with what it has, and brings it up another time", error.what()));
+        m_notes.push_back(error.what() + std::string(kWorksOn));
+        StationLedger::NoteSilence(m_store, begin);
     }
 }
 

@@ -18,9 +18,10 @@ namespace zelline {
 class UnitRun {
   public:
     // `store` as Store takes it. With a server the work is done in the file `ledger`, with blocks of items that
-    // are the station's; a server that is away is no hindrance while the block lasts. Reserves the items of the
-    // plan and puts them into it; the plan stays where it is until this object is gone. Throws Error: what Store
-    // does, with Exit::Unusable when another run has the unit, with Exit::Store when the stock is empty.
+    // are the station's; a server that is away is no hindrance while the block lasts, and one that has been waited
+    // for in vain is left alone for a while. Reserves the items of the plan and puts them into it; the plan stays
+    // where it is until this object is gone. Throws Error: what Store does, with Exit::Unusable when another run
+    // has the unit, with Exit::Store when the stock is empty.
     UnitRun(const std::string& store, const std::string& ledger, Plan& plan, const RunPlace& place);
     UnitRun(const UnitRun&) = delete;
     UnitRun& operator=(const UnitRun&) = delete;

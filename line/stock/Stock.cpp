@@ -270,6 +270,16 @@ Item Stock::Reserve(const std::string& type, const std::string& unit, const std:
     return *item;
 }
 
+bool Stock::Has(const std::string& type, const std::string& unit) {
+    int count = 0;
+    m_store.Do([&](soci::session& sql) {
+        sql << "SELECT COUNT(*) FROM item WHERE type = :type AND (unit = :unit OR (state = 'free' AND ledger = "
+               "''))",
+            soci::use(type), soci::use(unit), soci::into(count);
+    });
+    return count > 0;
+}
+
 void Stock::Sending(const Item& item, const std::string& run) {
     m_store.Do([&](soci::session& sql) {
         SetState(sql, item.digest, ItemState::Spent, "sent to its unit; what came of it is not known");

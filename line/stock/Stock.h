@@ -77,6 +77,9 @@ class Stock {
     // none. No other run may be at work on the unit.
     Item Reserve(const std::string& type, const std::string& unit, const std::string& run);
 
+    // Whether Reserve would have one.
+    bool Has(const std::string& type, const std::string& unit);
+
     // The item is about to be sent: from now on its outcome is unknown, so that it is spent until more is known.
     void Sending(const Item& item, const std::string& run);
 

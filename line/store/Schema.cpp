@@ -12,7 +12,7 @@ using Statements = std::vector<const char*>;
 
 // One entry for each version, in order; what stands here is never changed, only added to. Types and words are
 // those that SQLite and PostgreSQL share. Columns are never null: an empty text stands for nothing.
-const std::array<Statements, 4> kVersions = {{
+const std::array<Statements, 5> kVersions = {{
     // `digest` is an item's identity: SHA-256 of a key's content, an address itself. `content` is a key's bytes in
     // hexadecimal.
     {"CREATE TABLE item (digest TEXT PRIMARY KEY, type TEXT NOT NULL, name TEXT NOT NULL, content TEXT NOT NULL, "
@@ -47,6 +47,10 @@ const std::array<Statements, 4> kVersions = {{
      "ALTER TABLE item ADD COLUMN pushed BIGINT NOT NULL DEFAULT 0",
      "ALTER TABLE run ADD COLUMN revision BIGINT NOT NULL DEFAULT 0",
      "ALTER TABLE run ADD COLUMN pushed BIGINT NOT NULL DEFAULT 0"},
+    // A row of `absence`, in a station's own file only, says when its server was last waited for in vain: seconds
+    // since
+    // 1970. `run.note` is what was unusual as the run began.
+    {"CREATE TABLE absence (noted BIGINT NOT NULL)", "ALTER TABLE run ADD COLUMN note TEXT NOT NULL DEFAULT ''"},
 }};
 
 }  // namespace

@@ -5,12 +5,16 @@
 #include <fmt/format.h>
 #include <soci/postgresql/soci-postgresql.h>
 #include <soci/sqlite3/soci-sqlite3.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <chrono>
+#include <condition_variable>
 #include <cstring>
+#include <mutex>
+#include <optional>
+#include <thread>
 
 #include "store/Digest.h"
 #include "store/Schema.h"
@@ -19,16 +23,15 @@
 namespace zelline {
 namespace {
 
-constexpr int kBusySeconds = 30;    // that a transaction of another process may take
-constexpr int kConnectSeconds = 5;  // that a server may take to answer
+constexpr int kBusySeconds = 30;  // that a transaction of another process may take
 constexpr int kSilentSeconds =
     10;  // of a network that was cut: the system itself would wait for a quarter of an hour
 constexpr long kMigrationLock = 0x7A656C6C;
 
-std::string ServerConnection(const std::string& where) {
+std::string ServerConnection(const std::string& where, std::chrono::seconds time) {
     return where + (where.find('?') == std::string::npos ? '?' : '&') +
            fmt::format("connect_timeout={}&tcp_user_timeout={}&keepalives_idle={}&keepalives_interval=1",
-                       kConnectSeconds, kSilentSeconds * 1000, kSilentSeconds);
+                       time.count(), kSilentSeconds * 1000, kSilentSeconds);
 }
 
 // A file that only its owner may read; keys lie in it.
@@ -101,19 +104,80 @@ class Store::LockFile {
     int m_file;
 };
 
-Store::Store(const std::string& where) : m_name(where), m_isServer(zelline::IsServer(where)) {
+// Closes the connection to a server that leaves a statement without its answer for too long: the library, which
+// would wait for it for ever, then has an error.
+class Store::Watch {
+  public:
+    Watch(int connection, std::chrono::seconds patience)
+        : m_connection(connection), m_patience(patience), m_thread([this] { Run(); }) {}
+    Watch(const Watch&) = delete;
+    Watch& operator=(const Watch&) = delete;
+    ~Watch() {
+        Tell([this] { m_isGone = true; });
+        m_thread.join();
+    }
+
+    // A statement begins: the one before it has been answered.
+    void Begin() {
+        Tell([this] { m_end = std::chrono::steady_clock::now() + m_patience; });
+    }
+    void End() {
+        Tell([this] { m_end.reset(); });
+    }
+
+  private:
+    void Tell(const std::function<void()>& change) {
+        const std::lock_guard lock(m_mutex);
+        change();
+        m_changed.notify_all();
+    }
+    void Run() {
+        for (std::unique_lock lock(m_mutex); !m_isGone;) {
+            if (!m_end) {
+                m_changed.wait(lock);
+            } else if (std::chrono::steady_clock::now() < *m_end) {
+                m_changed.wait_until(lock, std::chrono::steady_clock::time_point(*m_end));
+            } else {
+                ::shutdown(m_connection, SHUT_RDWR);
+                m_end.reset();
+            }
+        }
+    }
+
+    const int m_connection;
+    const std::chrono::seconds m_patience;
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::optional<std::chrono::steady_clock::time_point> m_end;
+    bool m_isGone = false;
+    std::thread m_thread;
+};
+
+// While it lives the statements of a connection are watched, if they are at all.
+class Store::Watched {
+  public:
+    explicit Watched(Watch* watch) : m_watch(watch) {}
+    Watched(const Watched&) = delete;
+    Watched& operator=(const Watched&) = delete;
+    ~Watched() {
+        if (m_watch != nullptr) {
+            m_watch->End();
+        }
+    }
+
+  private:
+    Watch* m_watch;
+};
+
+Store::Store(const std::string& where, const ServerPatience& patience)
+    : m_name(where), m_isServer(zelline::IsServer(where)) {
     if (m_isServer) {
         m_name = WithoutPassword(where);
     } else {
         PrepareFile(where);
     }
     try {
-        m_sql = m_isServer ? std::make_unique<soci::session>(soci::postgresql, ServerConnection(where))
-                           : std::make_unique<soci::session>(
-                                 soci::sqlite3, fmt::format("db=\"{}\" timeout={}", where, kBusySeconds));
-        if (m_isServer) {
-            Quieten(*m_sql);
-        }
+        Connect(where, patience);
     } catch (const soci::soci_error& error) {
         Fail(Exit::Store, "the store {} cannot be reached: {}", m_name, FirstLine(error.get_error_message()));
     }
@@ -133,6 +197,24 @@ Store::Store(const std::string& where) : m_name(where), m_isServer(zelline::IsSe
 
 Store::~Store() = default;
 
+void Store::Connect(const std::string& where, const ServerPatience& patience) {
+    if (!m_isServer) {
+        m_sql = std::make_unique<soci::session>(soci::sqlite3,
+                                                fmt::format("db=\"{}\" timeout={}", where, kBusySeconds));
+        return;
+    }
+    m_sql = std::make_unique<soci::session>(soci::postgresql, ServerConnection(where, patience.connection));
+    if (patience.statement.count() > 0) {
+        auto* const server = static_cast<soci::postgresql_session_backend*>(m_sql->get_backend());
+        m_watch = std::make_unique<Watch>(::PQsocket(server->conn_), patience.statement);
+        m_sql->set_query_transformation([this](const std::string& statement) {
+            m_watch->Begin();
+            return statement;
+        });
+    }
+    Quieten(*m_sql);
+}
+
 // A setting that only makes a file quicker or slower: it does without it while others are at work.
 void Store::Set(const char* pragma) {
     try {
@@ -149,6 +231,7 @@ void Store::Undo() {
 }
 
 void Store::Do(const std::function<void(soci::session& sql)>& work) {
+    const Watched watched(m_watch.get());
     try {
         *m_sql << (m_isServer ? "BEGIN" : "BEGIN IMMEDIATE");
         try {

@@ -4,6 +4,7 @@
 
 #include <soci/soci.h>
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <string>
@@ -16,13 +17,19 @@ bool IsServer(const std::string& name);
 // The name of a store without the password that it may have.
 std::string WithoutPassword(const std::string& name);
 
+// How long a server may take before it counts as one that cannot be reached.
+struct ServerPatience {
+    std::chrono::seconds connection{5};  // 2 at least
+    std::chrono::seconds statement{0};   // for its answer to one; 0: as long as it takes
+};
+
 // One connection to a store. One thread uses it at a time; several processes and threads may each have their own.
 class Store {
   public:
     // `where` is a file, which is made when it is missing and readable by its owner alone, or "postgresql://...".
     // Brings the tables up to date. Throws Error: with Exit::Store when it cannot be reached, with Exit::Unusable
     // for a file that is no store, that others may read, or that a newer tool made.
-    explicit Store(const std::string& where);
+    explicit Store(const std::string& where, const ServerPatience& patience = {});
     Store(const Store&) = delete;
     Store& operator=(const Store&) = delete;
     ~Store();
@@ -52,7 +59,10 @@ class Store {
 
   private:
     class LockFile;
+    class Watch;
+    class Watched;
 
+    void Connect(const std::string& where, const ServerPatience& patience);
     void Set(const char* pragma);
     void Undo();
 
@@ -60,6 +70,7 @@ class Store {
     bool m_isServer;
     std::unique_ptr<LockFile> m_locks;  // of a file
     std::unique_ptr<soci::session> m_sql;
+    std::unique_ptr<Watch> m_watch;  // of a server, where its statements have a limit
 };
 
 // The time, for rows of the store: UTC with milliseconds, such as "2026-05-04T08:15:30.123Z". Such texts sort by

@@ -101,12 +101,14 @@ Exit ReportRun(const Context& context) {
     const Console& console = context.console;
     Store store = OpenStore(context.options);
     const RecordedRun run = LoadRun(store, context.options.words[0]);
-    const std::string about = fmt::format(
-        "Run {}{}, {} at {} on {}, zelline {}, plan {} (SHA-256 {})\nVariables {}\n", run.result.run,
-        run.place.unit.empty() ? "" : " of unit " + run.place.unit, run.place.station, run.result.started,
-        run.place.port, run.place.tool, run.result.plan, run.planHash, run.variables);
+    const std::string about =
+        fmt::format("Run {}{}, {} at {} on {}, zelline {}, plan {} (SHA-256 {})\nVariables {}\n{}", run.result.run,
+                    run.place.unit.empty() ? "" : " of unit " + run.place.unit, run.place.station,
+                    run.result.started, run.place.port, run.place.tool, run.result.plan, run.planHash,
+                    run.variables, run.note.empty() ? "" : "Note: " + run.note + "\n");
     Json object = PlaceJson(run);
     object["variables"] = Json::parse(run.variables);
+    object["note"] = run.note.empty() ? Json(nullptr) : Json(run.note);
     object["limits"] = Json::array();
     for (const std::string& limits : run.limits) {
         object["limits"].push_back(Json::parse(limits));
