@@ -9,12 +9,26 @@
 
 namespace zelline {
 
+// Why a question is put again.
+enum class Doubt {
+    None,     // it is put for the first time
+    Empty,    // the answer was empty
+    Neither,  // it was neither yes nor no
+    Press,    // the key is to be pressed, and not answered
+    Unfit     // it is not what the step expects
+};
+
+// "", "empty", "neither", "press" or "unfit".
+const char* DoubtWord(Doubt doubt);
+
 struct OperatorQuestion {
     Action::Kind kind = Action::Kind::Question;  // Question, Confirm or Press
     std::string step;                            // its id in the plan, or its name where it has none
     std::string words;                           // what is asked; empty for Press
     std::string key;                             // Press
-    std::string note;                            // why it is asked again; empty the first time
+    std::string note;                            // why it is put again, in words; empty the first time
+    Doubt doubt = Doubt::None;                   // the same
+    std::string said;                            // the answer that was none
 };
 
 // Whether the text is the answer yes or no, in English or Chinese; nothing when it is neither.

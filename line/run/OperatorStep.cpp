@@ -23,8 +23,10 @@ class Standing {
     Standing& operator=(const Standing&) = delete;
     ~Standing() { m_person.Withdraw(); }
 
-    void PutAgain(const std::string& note) {
+    void PutAgain(const std::string& note, Doubt doubt, const std::string& said) {
         m_question.note = note;
+        m_question.doubt = doubt;
+        m_question.said = said;
         m_person.Show(m_question);
     }
 
@@ -40,33 +42,40 @@ std::string WithoutBlanksAround(const std::string& text) {
                                       : text.substr(begin, text.find_last_not_of(blanks) - begin + 1);
 }
 
-// Takes in what the operator said. Returns why it is no answer; empty when it is one.
-std::string Understand(const Action& action, const std::string& text, Outcome& outcome) {
+// Why what was said is no answer.
+struct NoAnswer {
+    std::string words;
+    Doubt doubt;
+};
+
+// Takes in what the operator said, when it is an answer.
+std::optional<NoAnswer> Understand(const Action& action, const std::string& text, Outcome& outcome) {
     const std::string said = WithoutBlanksAround(text);
     if (action.kind == Action::Kind::Question) {
         if (said.empty()) {
-            return "an empty answer is none";
+            return NoAnswer{"an empty answer is none", Doubt::Empty};
         }
         outcome.value = said;
         outcome.hasValue = true;
         outcome.words = fmt::format("the operator answered \"{}\"", Printable(said));
-        return {};
+        return std::nullopt;
     }
     const auto yes = YesOrNo(said);
     if (action.kind == Action::Kind::Confirm) {
         if (!yes) {
-            return fmt::format("\"{}\" is neither yes nor no", Printable(said));
+            return NoAnswer{fmt::format("\"{}\" is neither yes nor no", Printable(said)), Doubt::Neither};
         }
         outcome.status = *yes ? Exit::Success : Exit::Failure;
         outcome.words = *yes ? "the operator said yes" : "the operator said no";
-        return {};
+        return std::nullopt;
     }
     if (yes != false) {
-        return fmt::format("press {}, or answer no when the set does not react", action.key);
+        return NoAnswer{fmt::format("press {}, or answer no when the set does not react", action.key),
+                        Doubt::Press};
     }
     outcome.status = Exit::Failure;
     outcome.words = fmt::format("the operator said that the set does not react to {}", action.key);
-    return {};
+    return std::nullopt;
 }
 
 // Keys are reported once the set is connected.
@@ -96,8 +105,13 @@ std::optional<bool> YesOrNo(std::string text) {
     return yes || text == "no" || text == "n" || text == "否" ? std::optional(yes) : std::nullopt;
 }
 
-Outcome AskOperator(Link& link, Operator& person, const Action& action, const std::string& step,
-                    const std::string& note, std::optional<Millis> limit) {
+const char* DoubtWord(Doubt doubt) {
+    constexpr const char* kWords[] = {"", "empty", "neither", "press", "unfit"};
+    return kWords[static_cast<std::size_t>(doubt)];
+}
+
+Outcome AskOperator(Link& link, Operator& person, const Action& action, OperatorQuestion question,
+                    std::optional<Millis> limit) {
     const Millis start = link.Line().Now();
     Outcome outcome;
     outcome.tries = 1;
@@ -111,16 +125,19 @@ Outcome AskOperator(Link& link, Operator& person, const Action& action, const st
         if (action.kind == Action::Kind::Press) {
             ConnectFor(link);
         }
-        Standing question(person, {action.kind, step, action.question, action.key, note});
+        question.kind = action.kind;
+        question.words = action.question;
+        question.key = action.key;
+        Standing standing(person, std::move(question));
         std::string other;  // a key that was reported in the place of the one that is awaited
         for (;;) {
             const Millis passed = link.Line().Now() - start;
             if (const auto text = person.Take()) {
-                const std::string doubt = Understand(action, *text, outcome);
-                if (doubt.empty()) {
+                const auto none = Understand(action, *text, outcome);
+                if (!none) {
                     return end(outcome.status, outcome.words);
                 }
-                question.PutAgain(doubt);
+                standing.PutAgain(none->words, none->doubt, WithoutBlanksAround(*text));
             }
             if (limit && passed >= *limit) {
                 return end(Exit::NoAnswer, MissingWords(action, *limit, other));

@@ -81,8 +81,7 @@ void Wait(Transport& line, Millis time, UploadProgress* progress) {
 void RefuseRestart(Link& link) {
     link.TakeIn();
     if (link.TakeRestart()) {
-        Fail(Exit::Failure,
-             "the set has restarted: it sends ready frames again, which ended when it was connected");
+        Fail(Exit::Failure, kSetRestarted);
     }
 }
 
@@ -181,7 +180,7 @@ class PlanRunner {
 
     void Ask(const Step& step, const Action& action, StepResult& result) {
         const Outcome outcome = IsForOperator(action)
-                                    ? PutToOperator(step, action, result.words)
+                                    ? PutToOperator(step, action, result)
                                     : Perform(m_link, action, StepSettings(step, m_settings), m_progress);
         result.tries += outcome.tries;
         result.elapsed = outcome.elapsed;
@@ -189,16 +188,20 @@ class PlanRunner {
         Judge(step, outcome, Known(step), result);
     }
 
-    // `note` is why it is put again. The general time for answers is the set's.
-    Outcome PutToOperator(const Step& step, const Action& action, const std::string& note) {
+    // `before` is what came of it when it was put before. The general time for answers is the set's.
+    Outcome PutToOperator(const Step& step, const Action& action, const StepResult& before) {
         if (m_person == nullptr) {
             Fail(Exit::Unusable, "there is nobody to answer '{}'", action.verb);
         }
         if (m_progress != nullptr) {
             m_progress->End();
         }
-        return AskOperator(m_link, *m_person, action, step.id.empty() ? step.name : step.id, note,
-                           step.settings.timeout);
+        OperatorQuestion question;
+        question.step = step.id.empty() ? step.name : step.id;
+        question.note = before.words;
+        question.doubt = before.tries == 0 ? Doubt::None : Doubt::Unfit;
+        question.said = before.value;
+        return AskOperator(m_link, *m_person, action, std::move(question), step.settings.timeout);
     }
 
     // As long as the step's `until` says, when it was asked at the time `since` and its answer did not fit.

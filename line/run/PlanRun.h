@@ -10,6 +10,10 @@
 
 namespace zelline {
 
+// What is said of the step in which it is seen.
+constexpr char kSetRestarted[] =
+    "the set has restarted: it sends ready frames again, which ended when it was connected";
+
 // What is to be told of the plan's run before it has ended: no step has run, and the verdict is that it was
 // stopped.
 PlanResult NotYetRun(const Plan& plan);

@@ -16,11 +16,10 @@ Json QuestionJson(const std::optional<SlotQuestion>& question) {
     const char* kind = question->kind == Action::Kind::Confirm ? "confirm"
                        : question->kind == Action::Kind::Press ? "key"
                                                                : "text";
-    return {{"number", question->number},
-            {"kind", kind},
-            {"words", question->words},
-            {"key", OrNull(question->key)},
-            {"note", OrNull(question->note)}};
+    return {{"number", question->number},     {"kind", kind},
+            {"words", question->words},       {"key", OrNull(question->key)},
+            {"note", OrNull(question->note)}, {"doubt", OrNull(question->doubt)},
+            {"said", OrNull(question->said)}};
 }
 
 Json SlotJson(const SlotState& state) {
@@ -67,7 +66,8 @@ Json LineJson(const LineState& line) {
             {"units", units},
             {"first_pass", firstPass},
             {"passed", passed},
-            {"problem", OrNull(line.problem)}};
+            {"problem", OrNull(line.problem)},
+            {"goes_on", line.goesOn}};
 }
 
 }  // namespace

@@ -20,6 +20,11 @@ namespace zelline {
 
 // The kind of a failure where the operator, and not the set, gave no answer in time.
 constexpr char kNobodyAnswered[] = "operator";
+// What else an operator is told by a text of its own: the set has restarted, the answer is not that of a good set,
+// and the set does not react to a key.
+constexpr char kRestartReason[] = "restart";
+constexpr char kAnswerReason[] = "answer";
+constexpr char kNoReactionReason[] = "no reaction";
 
 enum class SlotPhase {
     Idle,          // waits for a unit
@@ -34,8 +39,10 @@ struct SlotQuestion {
     std::uint64_t number = 0;  // of the questions of its slot: another one each time that one is put
     Action::Kind kind = Action::Kind::Question;
     std::string words;
-    std::string key;   // that is to be pressed
-    std::string note;  // why it is asked again
+    std::string key;    // that is to be pressed
+    std::string note;   // why it is put again
+    std::string doubt;  // the same, as DoubtWord has it
+    std::string said;   // the answer that was none
 };
 
 struct SlotState {
@@ -51,7 +58,7 @@ struct SlotState {
     std::optional<int> percent;  // of a file that is being sent
     std::string verdict;         // as Verdict has it; empty until it is over
     std::optional<SlotQuestion> question;
-    std::string reason;  // kind of failure: a status word, or kNobodyAnswered
+    std::string reason;  // kind of failure: a status word, or one of those above
     std::string failed;  // the step that failed; empty when none had begun
     std::string words;   // what is known of the failure, or why it waits
     std::chrono::steady_clock::time_point begun;
@@ -65,6 +72,7 @@ struct LineState {
     std::vector<PlanYield> yield;  // since `shift`
     std::string shift;             // UTC
     std::string problem;           // why the store cannot be asked
+    bool goesOn = false;  // all the same: the figures are those of the station's own file, beside the server
 };
 
 // The state of all, with a number that grows with each change, so that whoever follows misses nothing that still

@@ -16,6 +16,8 @@ void SlotOperator::Show(const OperatorQuestion& question) {
     shown.words = question.words;
     shown.key = question.key;
     shown.note = question.note;
+    shown.doubt = DoubtWord(question.doubt);
+    shown.said = question.said;
     m_board.Change(m_slot, [&](SlotState& state) { state.question = shown; });
 }
 

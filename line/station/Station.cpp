@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cctype>
 #include <ctime>
+#include <optional>
 
 #include "record/StationLedger.h"
 
@@ -14,6 +15,7 @@ namespace {
 
 constexpr std::chrono::seconds kStoreAge{60};  // after which the store is looked at again
 constexpr std::chrono::seconds kStoreAway{5};  // the same for one that could not be reached
+constexpr ServerPatience kLookPatience{std::chrono::seconds(5), std::chrono::seconds(30)};
 
 std::string WithoutBlanks(const std::string& text) {
     const char* const blanks = " \t\r\n";
@@ -239,16 +241,36 @@ LineState Station::LookAtStore() const {
     LineState line;
     line.known = true;
     line.shift = ShiftBegin(m_file.shifts, std::time(nullptr));
-    try {
-        Store store(m_file.store);
-        if (IsServer(m_file.store)) {  // what was left while it was away need not wait for the next unit
-            Store own(m_file.ledger);
-            StationLedger(own, store, m_file.name).BringUp();
-        }
+    const auto look = [&](Store& store) {
         line.stock = Stock(store).Count();
         line.yield = YieldOf(store, line.shift);
+    };
+    std::optional<Store> own;  // beside a server
+    const auto begin = std::chrono::steady_clock::now();
+    try {
+        if (!m_file.ledger.empty()) {
+            own.emplace(m_file.ledger);
+        }
+        Store store(m_file.store, kLookPatience);
+        if (own) {  // what was left while it was away need not wait for the next unit
+            StationLedger(*own, store, m_file.name).BringUp();
+        }
+        look(store);
+        if (own) {
+            StationLedger::NoteAnswer(*own);
+        }
     } catch (const Error& error) {
         line.problem = error.what();
+        line.goesOn = own && error.Status() == Exit::Store;
+    }
+    if (line.goesOn) {
+        try {
+            StationLedger::NoteSilence(*own, begin);
+            look(*own);
+        } catch (const Error& error) {
+            line.problem = error.what();
+            line.goesOn = false;
+        }
     }
     return line;
 }

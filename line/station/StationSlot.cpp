@@ -37,7 +37,7 @@ class BoardObserver : public RunObserver, public UploadProgress {
     }
     void StepBegins(std::size_t number, const Action& action) override {
         m_underWay.insert(number);
-        m_isForOperator = IsForOperator(action);
+        m_kind = action.kind;
         Show();
     }
     void StepEnded(std::size_t number, const StepResult& result) override {
@@ -48,8 +48,7 @@ class BoardObserver : public RunObserver, public UploadProgress {
             m_hasFailed = true;
             m_board.Change(m_slot, [&](SlotState& state) {
                 state.failed = result.name;
-                state.reason = m_isForOperator && result.status == Exit::NoAnswer ? kNobodyAnswered
-                                                                                  : StatusWord(result.status);
+                state.reason = ReasonOf(result);
                 state.words = result.words;
             });
         }
@@ -71,6 +70,19 @@ class BoardObserver : public RunObserver, public UploadProgress {
     }
 
   private:
+    // The kind of the failure, for which an operator has a text.
+    const char* ReasonOf(const StepResult& result) const {
+        const bool isQuestion = m_kind == Action::Kind::Question || m_kind == Action::Kind::Confirm;
+        const bool isPress = m_kind == Action::Kind::Press;
+        if (result.words == kSetRestarted) {
+            return kRestartReason;
+        }
+        if (result.status == Exit::Failure && (isQuestion || isPress)) {
+            return isPress ? kNoReactionReason : kAnswerReason;
+        }
+        return result.status == Exit::NoAnswer && (isQuestion || isPress) ? kNobodyAnswered
+                                                                          : StatusWord(result.status);
+    }
     void Show() {
         m_board.Change(m_slot, [&](SlotState& state) {
             state.step = m_underWay.empty() ? std::string() : m_names[*m_underWay.begin()];
@@ -87,7 +99,7 @@ class BoardObserver : public RunObserver, public UploadProgress {
     std::size_t m_bytes = 0;
     std::optional<int> m_percent;
     bool m_hasFailed = false;
-    bool m_isForOperator = false;  // the step that began last
+    Action::Kind m_kind = Action::Kind::Ask;  // of the step that began last
 };
 
 }  // namespace

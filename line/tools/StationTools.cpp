@@ -77,6 +77,15 @@ class StationVoice {
                 words = fmt::format("{:<8} {:<16} asks  {}{}", slot, std::string(news["unit"]), note, asked);
             }
         }
+        if (news["type"] == "line") {
+            const std::string problem = news["problem"].is_null() ? "" : std::string(news["problem"]);
+            if (problem != m_problem) {
+                words = problem.empty()
+                            ? "The store answers again"
+                            : problem + (news["goes_on"] ? "; the slots work on with what the station has" : "");
+            }
+            m_problem = problem;
+        }
         Say(news, words);
     }
 
@@ -84,6 +93,7 @@ class StationVoice {
     const Console& m_console;
     std::mutex m_mutex;
     std::map<std::string, std::string> m_phases;
+    std::string m_problem;  // of the store
     std::map<std::string, std::uint64_t> m_asked;
 };
 

@@ -1,5 +1,6 @@
 """The operator's page of a station in Chromium: scans, passes, fails, questions answered, a lost port, a reload, ten slots, who may use it."""
 
+import contextlib
 import http.client
 import json
 import os
@@ -10,7 +11,10 @@ import unittest
 import urllib.parse
 
 import runner
+import setlib
 from browser import Browser
+from pgserver import Server
+from quickset import QuickSet
 from setlib import NEVER
 from stationlib import PLAN, LineSet, Station, two_sets
 
@@ -31,6 +35,26 @@ expect = { equals = "nothing" }
 [[step]]
 name = "The last"
 run = "confirm Well?"
+"""
+
+
+CHINESE = """
+[[step]]
+name = "标签"
+run = "ask 标签上的号码是多少？"
+expect = { equals = "7" }
+until = 3600000
+[[step]]
+name = "按键"
+run = "await key MENU"
+[[step]]
+name = "画面"
+run = "confirm 画面是否清晰、没有条纹？"
+"""
+
+FROM_STOCK = """
+[[step]]
+run = "mac write @stock"
 """
 
 
@@ -92,7 +116,7 @@ class Page(unittest.TestCase):
                 self.picture("fail")
                 self.browser.click("#language")
                 self.card("A", "合格")
-                self.card("B", "不合格", "步骤: Lamp")
+                self.card("B", "不合格", "步骤：Lamp")
                 self.picture("chinese")
                 self.browser.click("#language")
                 self.assertEqual(self.browser.complaints(), [])
@@ -120,6 +144,9 @@ class Page(unittest.TestCase):
             self.card("B", "STOPPED", "AB0002")
             self.scan("AB0003")
             self.browser.wait_text("#reply", "AB0003: which slot?")
+            self.browser.click("#language")
+            self.browser.wait_text("#reply", "AB0003：哪个工位？")
+            self.browser.click("#language")
             self.browser.keys("\ue00c")
             self.browser.wait("return document.getElementById('reply').textContent === ''")
             self.scan("A")
@@ -176,6 +203,67 @@ class Page(unittest.TestCase):
             self.assertEqual(self.browser.run("return document.querySelectorAll('.ask > *').length"), 0)
             self.assertEqual(self.browser.complaints(), [])
 
+    def test_all_that_an_operator_reads_is_in_the_language_of_the_page(self):
+        detail = "工程师信息："
+        with LineSet() as tv, Station({"A": tv.place}, plan=CHINESE, page='language = "zh"') as station:
+            self.open(station)
+            self.card("A", "就绪")
+            self.scan("AB0001")
+            self.card("A", "请回答", "标签上的号码是多少？")
+            self.scan("8")
+            self.card("A", "“8” 不符合要求")
+            self.picture("zh-again")
+            self.scan("7")
+            self.card("A", "请按 MENU")
+            self.scan("yes")
+            self.card("A", "请按电视机的 MENU 键")
+            self.picture("zh-key")
+            tv.press(164)
+            self.card("A", "画面是否清晰")
+            self.scan("maybe")
+            self.card("A", "“maybe” 既不是“是”，也不是“否”。")
+            self.picture("zh-confirm")
+            self.assertNotIn("neither", self.browser.text(CARD.format("A")))
+            self.scan("否")
+            self.card("A", "不合格", "步骤：画面。此回答不符合要求", detail + "the operator said no")
+            self.picture("zh-fail")
+            (station.folder / "plan.toml").write_text(SLOW)
+            self.scan("AB0002")
+            self.card("A", "测试中", "步骤 3 / 4：Lamp")
+            self.picture("zh-running")
+        with Station({"A": 'port = "nowhere"'}, page='language = "zh"') as station:
+            self.open(station)
+            self.card("A", "未接线", detail)
+            self.picture("zh-lost")
+
+    def test_the_server_is_away(self):
+        """The page says that the slots work on, and with how much."""
+        with Server() as server, contextlib.closing(QuickSet(lambda _: None)) as tv:
+            added = setlib.run("zelline", "--store", server.url, "stock", "add", "mac", "00:00:00:00:01:01", "00:00:00:00:01:28")
+            self.assertEqual(added.returncode, 0, added.stderr)
+            with Station({"A": f'port = "{tv.path}"'}, plan=FROM_STOCK, more=f'store = "{server.url}"', page="") as station:
+                self.open(station)
+                self.browser.wait_text("#stock", "Left: mac 40")
+                self.scan("AB0001")
+                self.card("A", "PASS", "AB0001")
+                self.browser.wait_text("#stock", "Left: mac 39")
+                server.stop()
+                self.scan("AB0002")
+                self.card("A", "PASS", "AB0002")
+                self.browser.wait_text("#stock", "The server cannot be reached. The slots work on")
+                self.browser.wait_text("#stock", "Left: mac 18 ⚠")
+                self.browser.wait_text("#yield", "2 of 2 passed")
+                self.picture("away")
+                self.browser.click("#language")
+                self.browser.wait_text("#stock", "无法连接服务器。各工位用本站现有的继续测试。 剩余：mac 18 ⚠")
+                self.picture("zh-away")
+                server.start()
+                self.scan("AB0003")
+                self.card("A", "合格", "AB0003")
+                self.browser.wait_text("#stock", "剩余：mac 37")
+                self.assertNotIn("服务器", self.browser.text("#stock"))
+                self.browser.click("#language")
+
     def test_a_station_that_is_ended_at_work(self):
         """The page has the verdict, and says that the station has gone."""
         with LineSet() as tv, Station({"A": tv.place}, plan=SLOW, page="") as station:
@@ -203,13 +291,17 @@ class Page(unittest.TestCase):
                 self.scan(name)
                 self.scan(f"AB{number:04}")
                 self.card(name, "等待线缆", f"AB{number:04}")
-            outside = self.browser.run("""
+            outside = """
+                const gone = document.getElementById('gone'), end = gone.hidden ? innerHeight : gone.getBoundingClientRect().top;
                 return [...document.querySelectorAll('.slot')].filter((card) => {
                   const place = card.getBoundingClientRect();
-                  return place.bottom > innerHeight || place.right > innerWidth || place.height < 100;
-                }).length""")
-            self.assertEqual(outside, 0)
+                  return place.bottom > end || place.right > innerWidth || place.height < 100;
+                }).length"""
+            self.assertEqual(self.browser.run(outside), 0)
             self.assertEqual(self.browser.complaints(), [])
+            self.assertEqual(station.end(), 0)
+            self.browser.wait_text("#gone", "与工作站的连接已断开")
+            self.assertEqual(self.browser.run(outside), 0, "what is said then covers no slot")
 
     def test_a_question_can_be_read_on_every_screen(self):
         names = [f"P{number}" for number in range(10)]

@@ -85,7 +85,7 @@ class Beside(unittest.TestCase):
     def asked(self, station, unit, number=1):
         """The unit's run is at its question, which is the slot's `number`."""
         station.scan(unit)
-        question = {"number": number, "kind": "confirm", "words": "Well?", "key": None, "note": None}
+        question = {"number": number, "kind": "confirm", "words": "Well?", "key": None, "note": None, "doubt": None, "said": None}
         station.wait(type="slot", unit=unit, question=question)
 
     def answered(self, station, unit):

@@ -71,18 +71,21 @@ function makeSlot(name) {
 
 // What is to be read across the room, what it means, and what an engineer wants to know.
 function said(state) {
+  const detail = (words) => (words ? text('detail', { words }) : '');
   const word = { idle: state.port ? 'idle' : 'no-port', port: 'port', set: 'set' }[state.phase];
   if (word) {
-    return [text(word), text(`${word}-hint`), state.words || (state.phase === 'port' || !state.port ? state.place : '')];
+    return [text(word), text(`${word}-hint`), detail(state.words || (state.phase === 'port' || !state.port ? state.place : ''))];
   }
   if (state.question) {
-    const { words, note, key } = state.question;
-    return [text(key ? 'press' : 'asks', { key }), key ? text('press-hint') : words, note ?? ''];
+    const { words, doubt, said: answered, key } = state.question;
+    return [text(key ? 'press' : 'asks', { key }), key ? text('press-hint') : words,
+      doubt ? text(`again-${doubt}`, { answer: answered, key }) : ''];
   }
   if (state.phase === 'running') {
     const part = state.percent === null ? '' : ` · ${text('sending')} ${state.percent} %`;
-    const failed = state.failed ? `✘ ${state.failed}: ${state.words}` : '';
-    return [text('running'), `${text('step')} ${Math.min(state.done + 1, state.steps)} ${text('of')} ${state.steps}: ${state.step ?? ''}${part}`, failed];
+    const number = Math.min(state.done + 1, state.steps);
+    return [text('running'), text('step-of', { number, steps: state.steps, step: state.step ?? '' }) + part,
+      state.failed ? `✘ ${text('failed-already', state)}` : ''];
   }
   if (state.verdict === 'PASSED') {
     return [`✔ ${text('pass')}`, '', ''];
@@ -91,7 +94,7 @@ function said(state) {
   if (state.verdict === 'ABORTED') {
     return [`■ ${text('stopped')}`, reason, ''];
   }
-  return [`✘ ${text('fail')}`, state.failed ? `${text('step')}: ${state.failed}. ${reason}` : reason, state.words];
+  return [`✘ ${text('fail')}`, state.failed ? text('failed-step', { failed: state.failed, reason }) : reason, detail(state.words)];
 }
 
 function draw(slot) {
@@ -151,10 +154,10 @@ async function answer(slot, words) {
   try {
     const { taken } = await send('answer', { slot: slot.state.slot, question: slot.state.question.number, text: words });
     if (!taken) {
-      reply(text('reply-late'), true);
+      reply('reply-late', {}, true);
     }
   } catch {
-    reply(text('reply-lost'), true);
+    reply('reply-lost', {}, true);
   }
   at('field').focus();
 }
@@ -170,7 +173,7 @@ function stop(name) {
   const slot = slots.get(name);
   if (slot.pressed) {
     slot.pressed = 'stopping';
-    send('stop', { slot: name }).catch(() => reply(text('reply-lost'), true));
+    send('stop', { slot: name }).catch(() => reply('reply-lost', {}, true));
   } else {
     slot.pressed = 'once';
     setTimeout(() => {
@@ -191,27 +194,35 @@ function drawLine() {
   if (!line?.known) {
     return;
   }
-  if (line.problem) {
+  if (line.problem && !line.goes_on) {
     put(at('stock'), `⚠ ${text('store-away')}`);
     at('stock').className = 'low';
     return;
   }
   const first = line.units ? (100 * line.first_pass / line.units).toFixed(0) : 0;
   put(at('yield'), line.units ? text('yield', { ...line, first }) : text('yield-none'));
-  put(at('stock'), line.stock.length ? `${text('stock')}: ${line.stock.map((row) => `${row.stock} ${row.free}${row.free < kLowStock ? ' ⚠' : ''}`).join(' · ')}` : '');
-  at('stock').className = line.stock.some((row) => row.free < kLowStock) ? 'low' : '';
+  const stock = line.stock.map((row) => `${row.stock} ${row.free}${row.free < kLowStock ? ' ⚠' : ''}`).join(' · ');
+  const left = stock ? text('stock', { stock }) : '';
+  put(at('stock'), line.problem ? `⚠ ${text('server-away')} ${left}` : left);
+  at('stock').className = line.problem || line.stock.some((row) => row.free < kLowStock) ? 'low' : '';
 }
 
 // --- The scanner -----------------------------------------------------------------------------------------------
 
 let replyEnds = 0;
+let replied = null; // the key of a text, and its values
 
-function reply(words, wrong, lasts = false) {
-  put(at('reply'), words);
+function drawReply() {
+  put(at('reply'), replied ? text(...replied) : '');
+}
+
+function reply(key, values = {}, wrong = false, lasts = false) {
+  replied = key && [key, values];
+  drawReply();
   at('reply').className = wrong ? 'wrong' : '';
   clearTimeout(replyEnds);
   if (!lasts) {
-    replyEnds = setTimeout(() => put(at('reply'), ''), kReplySeconds * 1000);
+    replyEnds = setTimeout(() => reply(null), kReplySeconds * 1000);
   }
 }
 
@@ -226,9 +237,9 @@ at('scan').addEventListener('submit', async (event) => {
     const answer = await send('scan', { text: scanned });
     const key = answer.reply === 'busy' && !answer.slot ? 'busy-all' : answer.reply;
     const waits = ['which-slot', 'which-unit', 'which-answer'].includes(key);
-    reply(text(`reply-${key}`, answer), !waits && !['begun', 'answered'].includes(key), waits);
+    reply(`reply-${key}`, answer, !waits && !['begun', 'answered'].includes(key), waits);
   } catch {
-    reply(text('reply-lost'), true);
+    reply('reply-lost', {}, true);
   }
 });
 
@@ -238,7 +249,7 @@ document.addEventListener('keydown', (event) => {
   const inAnswer = document.activeElement.classList.contains('answer') && !onButton;
   if (event.key === 'Escape') {
     at('field').value = '';
-    reply('', false);
+    reply(null);
     send('forget', {}).catch(() => {});
     at('field').focus();
   } else if (event.key.length === 1 && !inAnswer && !event.ctrlKey && !event.altKey && !event.metaKey && !(onButton && event.key === ' ')) {
@@ -276,6 +287,7 @@ function drawAll() {
   put(document.querySelector('#gone span'), text('gone-hint'));
   slots.forEach(draw);
   drawLine();
+  drawReply();
 }
 
 function columns(count) {
@@ -287,9 +299,9 @@ function hear(told) {
     put(at('name'), told.name);
     document.title = told.name;
     if (told.unit && told.unit !== asked) {
-      reply(text('reply-which-slot', told), false, true);
+      reply('reply-which-slot', told, false, true);
     } else if (!told.unit && asked && at('reply').textContent === text('reply-which-slot', { unit: asked })) {
-      reply('', false); // answered on another page
+      reply(null); // answered on another page
     }
     asked = told.unit;
   } else if (told.type === 'slot') {

@@ -197,15 +197,20 @@ TEST(SlotOperator, AnAnswerIsForTheQuestionThatIsPut) {
     SlotOperator person(board, 0);
     EXPECT_FALSE(person.Asks());
     EXPECT_FALSE(person.Answer(std::nullopt, "early"));
-    person.Show({Action::Kind::Question, "label", "Which?", "", ""});
+    person.Show({Action::Kind::Question, "label", "Which?", "", "", Doubt::None, ""});
     EXPECT_TRUE(person.Asks());
     const auto first = board.At(0).question;
     ASSERT_TRUE(first);
     EXPECT_EQ(first->words, "Which?");
-    person.Show({Action::Kind::Press, "key", "", "MENU", "again"});
+    person.Show({Action::Kind::Press, "key", "", "MENU", "again", Doubt::Press, "ok"});
     const auto news = board.Await(0, Millis(0)).objects;
-    EXPECT_EQ(news[1]["question"],
-              Json({{"number", 2}, {"kind", "key"}, {"words", ""}, {"key", "MENU"}, {"note", "again"}}));
+    EXPECT_EQ(news[1]["question"], Json({{"number", 2},
+                                         {"kind", "key"},
+                                         {"words", ""},
+                                         {"key", "MENU"},
+                                         {"note", "again"},
+                                         {"doubt", "press"},
+                                         {"said", "ok"}}));
     EXPECT_FALSE(person.Answer(first->number, "late"));
     EXPECT_EQ(person.Take(), std::nullopt);
     EXPECT_TRUE(person.Answer(2, "no"));
