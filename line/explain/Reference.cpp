@@ -40,7 +40,7 @@ const char* GroupTitle(zel::CommandGroup group) {
     }
 }
 
-const char* PayloadWords(zel::PayloadRule rule) {
+const char* PayloadRuleWords(zel::PayloadRule rule) {
     switch (rule) {
         case zel::PayloadRule::NotEmpty:
             return "An empty payload is dropped without an answer.";
@@ -146,8 +146,8 @@ std::string ProtocolReference() {
             continue;
         }
         page += fmt::format("\n### {} {}\n\n{}. Payload: {}. {}{}Answer: {}.\n\n", IdText(row.id), row.name,
-                            GroupTitle(row.group), row.payloadText, PayloadWords(row.payload),
-                            *PayloadWords(row.payload) == '\0' ? "" : " ", row.answerText);
+                            GroupTitle(row.group), row.payloadText, PayloadRuleWords(row.payload),
+                            *PayloadRuleWords(row.payload) == '\0' ? "" : " ", row.answerText);
         const std::uint8_t chunks = CarriesFileBytes(row.id) ? 1 : 0;
         const UartFrame request = FrameOf({row.id, std::string(row.exampleAsked), 0, chunks});
         page += fmt::format("    > {}\n      {}\n", WireHex(request), Explain(request));

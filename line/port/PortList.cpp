@@ -40,7 +40,7 @@ bool SameDevice(const struct stat& a, const struct stat& b) {
     return !IsPty(a) || (a.st_dev == b.st_dev && a.st_ino == b.st_ino);
 }
 
-std::string FirstLine(const fs::path& file) {
+std::string FirstLineOfFile(const fs::path& file) {
     std::ifstream stream(file);
     std::string line;
     std::getline(stream, line);
@@ -159,7 +159,7 @@ std::string Holder(const struct stat& device) {
             continue;
         }
         if (holder.empty() || owners.count(name) != 0) {
-            holder = fmt::format("{} (process {})", Printable(FirstLine(process / "comm")), name);
+            holder = fmt::format("{} (process {})", Printable(FirstLineOfFile(process / "comm")), name);
         }
     }
     return holder;
