@@ -208,6 +208,8 @@ void CheckUnit(const Options& options, const Plan& plan) {
 Variables CheckedAnswers(const Options& options, const Plan& plan, bool atTerminal) {
     Variables unused = GivenVariables(options.answers, "--answer STEP=TEXT");
     const Variables answers = unused;
+    std::string place;  // of the first one without an answer
+    std::string missing;
     for (const Step& step : plan.steps) {
         if (!IsOperatorStep(step) || step.words[0] == "await") {
             continue;
@@ -216,10 +218,8 @@ Variables CheckedAnswers(const Options& options, const Plan& plan, bool atTermin
         const auto given = answers.find(name);
         unused.erase(name);
         if (given == answers.end() && !atTerminal) {
-            Fail(Exit::Unusable,
-                 "{}:{}: the step asks the operator, and {}: write --answer '{}=TEXT'; nothing was sent",
-                 step.file, step.line,
-                 options.json ? "with --json nobody is asked" : "standard input is no terminal", name);
+            place = place.empty() ? fmt::format("{}:{}", step.file, step.line) : place;
+            missing += fmt::format(" --answer '{}={}'", name, step.words[0] == "confirm" ? "yes|no" : "TEXT");
         }
         if (given != answers.end() && step.words[0] == "confirm" && !YesOrNo(given->second)) {
             Fail(Exit::Unusable, "--answer {}={}: the step wants yes or no", name, given->second);
@@ -227,6 +227,10 @@ Variables CheckedAnswers(const Options& options, const Plan& plan, bool atTermin
         if (given != answers.end() && given->second.find_first_not_of(" \t\r\n") == std::string::npos) {
             Fail(Exit::Unusable, "--answer {}=: an empty answer is none", name);
         }
+    }
+    if (!missing.empty()) {
+        Fail(Exit::Unusable, "{}: the step asks the operator, and {}: write{}; nothing was sent", place,
+             options.json ? "with --json nobody is asked" : "standard input is no terminal", missing);
     }
     if (!unused.empty()) {
         Fail(Exit::Unusable, "--answer {}: the plan has no such step that asks the operator",

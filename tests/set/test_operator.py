@@ -160,7 +160,7 @@ class WithoutATerminal(AtOnce):
             words = ["--port", tv.ready["line"], "run", plan]
             done = setlib.run("zelline", *words)
             self.assertEqual(done.returncode, 2)
-            self.assertRegex(done.stderr, r"plan.toml:4: .*standard input is no terminal: write --answer 'label=TEXT'; nothing was sent")
+            self.assertRegex(done.stderr, r"plan.toml:4: .*standard input is no terminal: write --answer 'label=TEXT' --answer 'Picture=yes\|no'; nothing was sent")
             words += ["--answer", "label=L7", "--answer"]
             done = setlib.run("zelline", *words, "Picture=perhaps")
             self.assertEqual(done.returncode, 2)

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "protocol/KeyFiles.h"
+
 namespace zelline {
 namespace {
 
@@ -13,9 +15,15 @@ constexpr std::int64_t kPass = 10000;
 constexpr std::int64_t kByte = 87;  // 10 bits at 115200 baud
 
 const std::map<int, int>& Queries() {
-    static const std::map<int, int> kQueries = {{0x1282, 0x1281}, {0x1284, 0x1283}, {0x1286, 0x1285},
-                                                {0x12A3, 0x12A1}, {0x12A4, 0x12A2}, {0x12B4, 0x12B3},
-                                                {0x12BA, 0x12B9}};
+    static const std::map<int, int> kQueries = [] {
+        std::map<int, int> queries;
+        for (const zel::KeyFileInfo& type : zel::kKeyFiles) {
+            if (type.file != zel::KeyFile::Config) {
+                queries[type.checksum] = type.transfer;
+            }
+        }
+        return queries;
+    }();
     return kQueries;
 }
 

@@ -145,7 +145,9 @@ TEST_F(Cli, QuestionsAreAnsweredBeforehandWhereThereIsNoTerminal) {
                        "[[step]]\nname = \"Picture\"\nrun = \"confirm Is it fine?\"\n");
     EXPECT_EQ(Ask({"--json", "run", plan, "--answer", "label=A"}), 2);
     EXPECT_THAT(m_err.str(), HasSubstr("plan.toml:7: the step asks the operator, and with --json nobody is asked: "
-                                       "write --answer 'Picture=TEXT'; nothing was sent"));
+                                       "write --answer 'Picture=yes|no'; nothing was sent"));
+    EXPECT_EQ(Ask({"--json", "run", plan}), 2);
+    EXPECT_THAT(m_err.str(), HasSubstr("write --answer 'label=TEXT' --answer 'Picture=yes|no'; nothing was sent"));
     EXPECT_EQ(Ask({"run", plan, "--answer", "label=A", "--answer", "Picture=perhaps"}), 2);
     EXPECT_EQ(Ask({"run", plan, "--answer", "label= ", "--answer", "Picture=yes"}), 2);
     EXPECT_EQ(Ask({"run", plan, "--answer", "label=A", "--answer", "Picture=yes", "--answer", "x=y"}), 2);
