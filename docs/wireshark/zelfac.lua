@@ -1,7 +1,7 @@
 -- Shows frames of the factory serial protocol in Wireshark and tshark.
 --
--- Made by "zelline commands --lua" from the command catalogue that the application and the line tool share; do not
--- edit it by hand. Put it into Wireshark's folder of personal Lua plugins (Help, About, Folders), or
+-- The tables are made by "zelline commands --lua" from the command catalogue that the application and the line tool
+-- share, the rest is written here. Put it into Wireshark's folder of personal Lua plugins (Help, About, Folders), or
 --
 --     tshark -X lua_script:zelfac.lua -r session.pcapng
 --
