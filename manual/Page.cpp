@@ -131,14 +131,25 @@ std::string Heading(std::string title) {
     return fmt::format(".SH {}\n", Literal(title));
 }
 
+std::string Head(std::string name, int section, const std::string& program, const std::string& version,
+                 const std::string& summary) {
+    const std::string told = fmt::format(".SH NAME\n{} \\- {}\n", Literal(name), Literal(summary));
+    std::transform(name.begin(), name.end(), name.begin(), [](unsigned char c) { return std::toupper(c); });
+    return fmt::format(".TH {} {} \"\" \"{} {}\"\n{}", Literal(name), section, program, version, told);
+}
+
+std::string Sections(const std::vector<Section>& sections) {
+    std::string roff;
+    for (const Section& section : sections) {
+        roff += Heading(section.title) + Text(section.text);
+    }
+    return roff;
+}
+
 }  // namespace
 
 std::string ManPage(const Program& program) {
-    std::string capitals = program.name;
-    std::transform(capitals.begin(), capitals.end(), capitals.begin(),
-                   [](unsigned char c) { return std::toupper(c); });
-    std::string page = fmt::format(".TH {} 1 \"\" \"{} {}\"\n", capitals, program.name, program.version);
-    page += fmt::format(".SH NAME\n{} \\- {}\n.SH SYNOPSIS\n", program.name, Literal(program.summary));
+    std::string page = Head(program.name, 1, program.name, program.version, program.summary) + ".SH SYNOPSIS\n";
     for (std::size_t i = 0; i < program.synopsis.size(); ++i) {
         page +=
             fmt::format("{}{} {}\n", i == 0 ? "" : ".br\n", Bold(program.name), FormWords(program.synopsis[i]));
@@ -149,11 +160,21 @@ std::string ManPage(const Program& program) {
             page += CommandEntry(command);
         }
     }
-    page += Heading("Options") + OptionList(program.options);
-    for (const Section& section : program.sections) {
-        page += Heading(section.title) + Text(section.text);
+    return page + Heading("Options") + OptionList(program.options) + Sections(program.sections);
+}
+
+std::string ManPage(const FileFormat& format, const std::string& version) {
+    std::string page = Head(format.name, 5, format.program, version, format.summary);
+    page += Heading("Description") + Text(format.text);
+    for (const FileTable& table : format.tables) {
+        page += fmt::format(".SH {}\n{}", Literal(table.title), Text(table.text));
+        for (const Key& key : table.keys) {
+            page += fmt::format(".TP\n{}, {}\n{}", Bold(key.name), Literal(key.form.words), Text(key.help + "."));
+            page += key.standard.empty() ? "" : Text("Without it: " + key.standard + ".");
+        }
     }
-    return page;
+    page += Sections(format.sections);
+    return page + fmt::format(".SH SEE ALSO\n.BR {} (1)\n", format.program);
 }
 
 }  // namespace manual

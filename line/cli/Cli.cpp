@@ -98,7 +98,8 @@ Exit Dispatch(const Context& context, const std::string& verb) {
         return AskTheSet(context, {verb});
     }
     const bool takesAny = tool->words.size() > 3 && tool->words.substr(tool->words.size() - 3) == "...";
-    if (!tool->words.empty() && !takesAny && context.options.words.size() != 1) {
+    const bool mayBeLeftOut = tool->words.substr(0, 1) == "[" && context.options.words.empty();
+    if (!tool->words.empty() && !takesAny && !mayBeLeftOut && context.options.words.size() != 1) {
         Fail(Exit::Unusable, "write '{} {}'", tool->name, tool->words);
     }
     return tool->run(context);

@@ -5,7 +5,9 @@
 #include "cli/ToolVerbs.h"
 #include "manual/Completion.h"
 #include "manual/Page.h"
+#include "plan/PlanFormat.h"
 #include "protocol/KeyFiles.h"
+#include "station/StationFormat.h"
 
 namespace zelline {
 namespace {
@@ -134,6 +136,13 @@ std::string VerbPage(const manual::Command& verb) {
     return fmt::format("{}\n{}\n{}", page, OptionLines(), Statuses());
 }
 
+const manual::FileFormat& FormatOf(const std::string& file) {
+    if (file != "plan" && file != "station") {
+        Fail(Exit::Unusable, "there are pages of the files 'plan' and 'station'");
+    }
+    return file == "plan" ? PlanFormat() : StationFormat();
+}
+
 }  // namespace
 
 const manual::Program& Description() {
@@ -142,7 +151,15 @@ const manual::Program& Description() {
 }
 
 Exit ShowManual(const Context& context) {
-    context.console.out << manual::ManPage(Description());
+    const Words& words = context.options.words;
+    context.console.out << (words.empty() ? manual::ManPage(Description())
+                                          : manual::ManPage(FormatOf(words[0]), ZELLINE_VERSION));
+    return Exit::Success;
+}
+
+Exit ShowFormat(const Context& context) {
+    const manual::FileFormat& format = FormatOf(context.options.words[0]);
+    context.console.out << (context.options.markdown ? manual::MarkdownTables(format) : manual::PlainPage(format));
     return Exit::Success;
 }
 

@@ -18,8 +18,9 @@ const manual::Program& Description();
 std::string HelpPage();
 std::string HelpPage(std::string_view verb);
 
-// What carries out the verbs that print the man page and the completions.
+// What carries out the verbs that print the man pages, what there is to tell of files, and the completions.
 Exit ShowManual(const Context& context);
+Exit ShowFormat(const Context& context);
 Exit ShowCompletion(const Context& context);
 
 }  // namespace zelline

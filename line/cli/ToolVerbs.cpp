@@ -9,6 +9,7 @@ namespace {
 constexpr OptionInfo kListenFor = {
     "--for", "MS", &Options::listenFor, "how long to listen; without it, until Ctrl-C", 1, 86400000};
 constexpr OptionInfo kMarkdown = {"--markdown", "", &Options::markdown, "the whole protocol reference"};
+constexpr OptionInfo kTables = {"--markdown", "", &Options::markdown, "its tables alone, in Markdown"};
 constexpr OptionInfo kLua = {"--lua", "", &Options::lua, "a dissector of the protocol for Wireshark"};
 constexpr OptionInfo kDryRun = {"--dry-run", "", &Options::dryRun, "print what would be sent, and send nothing"};
 constexpr OptionInfo kOneByOne = {"--one-by-one", "", &Options::oneByOne, "ask each step alone"};
@@ -56,7 +57,7 @@ const std::vector<ToolVerb>& ToolVerbs() {
          "PLAN.toml",
          {&kUnit, &kSet},
          "Check a station plan without a set",
-         "Each mistake is told with its file and line.",
+         "Each mistake is told with its file and line. 'zelline help plan' tells what may stand in a plan.",
          ValidatePlan},
         {"replay",
          "FILE",
@@ -123,7 +124,18 @@ const std::vector<ToolVerb>& ToolVerbs() {
          "List the commands of the protocol",
          "--markdown prints the whole protocol reference, --lua what lets Wireshark read a --trace FILE.pcapng.",
          ShowCommands},
-        {"man", "", {}, "Print the man page", "  zelline man | man -l -", ShowManual},
+        {"help",
+         "plan|station",
+         {&kTables},
+         "Tell what may stand in the file of a plan or of a station",
+         "",
+         ShowFormat},
+        {"man",
+         "[plan|station]",
+         {},
+         "Print the man page, of the tool or of a file that it reads",
+         "  zelline man plan | man -l -",
+         ShowManual},
         {"completion",
          "bash|zsh",
          {},

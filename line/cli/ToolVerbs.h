@@ -12,8 +12,9 @@ namespace zelline {
 // One such verb: what stands behind it, its help, and what carries it out.
 struct ToolVerb {
     std::string_view name;
-    std::string_view
-        words;  // what must stand behind it: one word, or any number when it ends in "..."; empty for nothing
+    // What must stand behind it: one word, none or one in brackets, or any number when it ends in "..."; empty for
+    // nothing.
+    std::string_view words;
     std::vector<const OptionInfo*> options;
     std::string_view help;  // one line
     std::string_view more;

@@ -11,7 +11,9 @@
 #include <regex>
 #include <set>
 
+#include "manual/FileSection.h"
 #include "plan/PlanCheck.h"
+#include "plan/PlanFormat.h"
 #include "plan/TomlText.h"
 #include "wire/Error.h"
 
@@ -21,73 +23,22 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::size_t kMaxDepth = 16;  // plans within plans
-constexpr long kMostMs = 86400000;     // of every time and count in a plan
 
-std::size_t LineOf(const toml::node& node) {
-    return node.source().begin.line;
-}
+// One table of a plan's file.
+struct Section : manual::FileSection {
+    Section(const toml::table& own, PlanTable keys, const std::string& path, std::vector<PlanProblem>& problems)
+        : FileSection(own, KeysOf(keys),
+                      [&path, &problems](std::size_t line, const std::string& words) {
+                          problems.push_back({path, line, words});
+                      }),
+          file(path) {}
 
-// One table of a plan's file. Whatever is wrong in it is added to `problems`, and the value then left out.
-struct Section {
-    const toml::table& table;
-    const std::string& file;
-    std::vector<PlanProblem>& problems;
-
-    void Problem(std::size_t line, const std::string& words) const { problems.push_back({file, line, words}); }
-    void Problem(const toml::node& node, const std::string& words) const { Problem(LineOf(node), words); }
-
-    // Tells of keys other than `known`.
-    void Allow(const std::set<std::string_view>& known, std::string_view where) const {
-        for (const auto& [key, node] : table) {
-            if (known.count(key.str()) == 0) {
-                Problem(key.source().begin.line,
-                        fmt::format("'{}' is unknown {}; there are {}", key.str(), where, fmt::join(known, ", ")));
-            }
-        }
-    }
-
-    template <typename T>
-    std::optional<T> Value(std::string_view key, const char* kind) const {
-        const toml::node* node = table.get(key);
-        const auto value = node == nullptr ? std::nullopt : node->value<T>();
-        if (node != nullptr && !value) {
-            Problem(*node, fmt::format("'{}' must be {}", key, kind));
-        }
-        return value;
-    }
-
-    std::optional<std::string> Text(std::string_view key) const {
-        const toml::node* node = table.get(key);
-        const auto text = node == nullptr ? std::nullopt : TextOf(*node);
-        if (node != nullptr && !text) {
-            Problem(*node, fmt::format("'{}' must be a text, a number, true or false", key));
-        }
-        return text;
-    }
-
-    std::optional<long> Count(std::string_view key, long least) const {
-        const auto value = Value<std::int64_t>(key, "a whole number");
-        if (value && (*value < least || *value > kMostMs)) {
-            Problem(*table.get(key), fmt::format("'{}' must be from {} to {}", key, least, kMostMs));
-            return std::nullopt;
-        }
-        return value;
-    }
-
-    std::optional<Millis> Time(std::string_view key, long least) const {
-        const auto value = Count(key, least);
+    std::optional<Millis> Time(std::string_view key) const {
+        const auto value = Whole(key);
         return value ? std::optional(Millis(*value)) : std::nullopt;
     }
 
-    // The table under `key`; `form` shows how it is written.
-    std::optional<Section> Table(std::string_view key, std::string_view form) const {
-        const toml::node* node = table.get(key);
-        if (node != nullptr && !node->is_table()) {
-            Problem(*node, fmt::format("'{}' must be {}", key, form));
-        }
-        return node != nullptr && node->is_table() ? std::optional(Section{*node->as_table(), file, problems})
-                                                   : std::nullopt;
-    }
+    const std::string& file;
 };
 
 // What a step has in common with the defaults of its file.
@@ -97,61 +48,53 @@ struct Common {
 };
 
 void ReadCommon(const Section& section, Settings& settings, bool& stopOnFailure) {
-    if (const auto timeout = section.Time("timeout", 1)) {
+    if (const auto timeout = section.Time("timeout")) {
         settings.timeout = timeout;
     }
-    if (const auto retries = section.Count("retries", 0)) {
-        settings.retries = static_cast<int>(std::min(*retries, 1000L));
+    if (const auto retries = section.Whole("retries")) {
+        settings.retries = static_cast<int>(std::min<std::int64_t>(*retries, 1000));
     }
-    settings.pace = section.Time("pace", 0).value_or(settings.pace);
-    if (const auto text = section.Text("on-failure")) {
-        if (*text != "stop" && *text != "continue") {
-            section.Problem(*section.table.get("on-failure"), "'on-failure' must be \"stop\" or \"continue\"");
-        }
-        stopOnFailure = *text != "continue";
+    settings.pace = section.Time("pace").value_or(settings.pace);
+    if (const auto choice = section.Choice("on-failure")) {
+        stopOnFailure = *choice == "stop";
     }
 }
 
-void ReadExpectation(const Section& step, Expectation& expect) {
-    const auto rules = step.Table("expect", "a table, such as { equals = \"100\" }");
-    if (!rules) {
+void ReadExpectation(const Section& step, Expectation& expect, std::vector<PlanProblem>& problems) {
+    const toml::table* table = step.Table("expect");
+    if (table == nullptr) {
         return;
     }
-    rules->Allow({"status", "equals", "matches", "min", "max"}, "in 'expect'");
-    if (rules->table.empty()) {
-        step.Problem(*step.table.get("expect"), "'expect' is empty; without it a step expects success");
+    const Section rules(*table, PlanTable::Expect, step.file, problems);
+    rules.TellOfUnknown();
+    if (table->empty()) {
+        rules.Problem(*table, "'expect' is empty; without it a step expects success");
     }
-    expect.equals = rules->Text("equals");
-    expect.matches = rules->Text("matches");
-    expect.least = rules->Value<double>("min", "a number");
-    expect.most = rules->Value<double>("max", "a number");
+    expect.equals = rules.Text("equals");
+    expect.matches = rules.Text("matches");
+    expect.least = rules.Number("min");
+    expect.most = rules.Number("max");
     if (expect.matches && expect.matches->find("${") == std::string::npos) {
         try {
             const std::regex checked(*expect.matches);
         } catch (const std::regex_error&) {
-            rules->Problem(*rules->table.get("matches"), "'matches' is no regular expression");
+            rules.Problem(*table->get("matches"), "'matches' is no regular expression");
         }
     }
-    if (const auto status = rules->Text("status")) {
-        const Exit choices[] = {Exit::Success, Exit::Failure, Exit::NoAnswer};
-        const auto choice = std::find_if(std::begin(choices), std::end(choices),
-                                         [&](Exit exit) { return *status == StatusWord(exit); });
-        if (choice == std::end(choices)) {
-            rules->Problem(*rules->table.get("status"),
-                           "'status' must be \"success\", \"failure\" or \"no answer\"");
-        } else {
-            expect.status = *choice;
+    if (const auto status = rules.Choice("status")) {
+        for (const Exit exit : {Exit::Success, Exit::Failure, Exit::NoAnswer}) {
+            expect.status = *status == StatusWord(exit) ? exit : expect.status;
         }
     }
 }
 
 void ReadWords(const Section& section, Step& step) {
-    const toml::node* node = section.table.get("run");
+    const toml::node* node = section.Node("run");
     if (node == nullptr) {
         section.Problem(step.line, "the step has no 'run', such as run = \"volume 20\"");
         return;
     }
-    step.line = LineOf(*node);
+    step.line = Section::LineOf(*node);
     if (const auto* list = node->as_array()) {
         for (const toml::node& word : *list) {
             if (const auto text = word.value<std::string>()) {
@@ -168,7 +111,7 @@ void ReadWords(const Section& section, Step& step) {
             return;
         }
     } else {
-        section.Problem(step.line, "'run' must be a text or a list of texts");
+        section.Refuse("run");
         return;
     }
     if (step.words.empty()) {
@@ -176,13 +119,13 @@ void ReadWords(const Section& section, Step& step) {
     }
 }
 
-Step ReadStep(const Section& section, const Common& defaults, bool teardown) {
-    section.Allow({"name", "id", "run", "expect", "within", "until", "timeout", "retries", "pace", "on-failure",
-                   "run-if", "save", "wait", "include"},
-                  "in a step");
+Step ReadStep(const toml::table& table, const std::string& file, const Common& defaults, bool teardown,
+              std::vector<PlanProblem>& problems) {
+    const Section section(table, PlanTable::Step, file, problems);
+    section.TellOfUnknown();
     Step step;
-    step.file = section.file;
-    step.line = LineOf(section.table);
+    step.file = file;
+    step.line = section.Line();
     step.settings = defaults.settings;
     step.stopOnFailure = defaults.stopOnFailure;
     step.teardown = teardown;
@@ -191,14 +134,14 @@ Step ReadStep(const Section& section, const Common& defaults, bool teardown) {
         step.settings.timeout.reset();  // what the defaults say is for the set
     }
     ReadCommon(section, step.settings, step.stopOnFailure);
-    ReadExpectation(section, step.expect);
+    ReadExpectation(section, step.expect, problems);
     step.name = section.Text("name").value_or(fmt::format("{}", fmt::join(step.words, " ")));
     step.id = section.Text("id").value_or("");
     step.runIf = section.Text("run-if").value_or("");
     step.save = section.Text("save").value_or("");
-    step.wait = section.Time("wait", 0).value_or(Millis(0));
-    step.within = section.Time("within", 1);
-    step.until = section.Time("until", 1);
+    step.wait = section.Time("wait").value_or(Millis(0));
+    step.within = section.Time("within");
+    step.until = section.Time("until");
     return step;
 }
 
@@ -259,7 +202,7 @@ class Reader {
             return plan;
         }
         m_open.push_back(fs::path(file).lexically_normal().string());
-        plan = ReadTable({table, file, m_problems});
+        plan = ReadTable({table, PlanTable::Plan, file, m_problems});
         m_open.pop_back();
         return plan;
     }
@@ -290,29 +233,26 @@ class Reader {
     void ReadSteps(Plan& plan, const Section& section, const char* key, const Common& defaults,
                    std::set<std::string>& inherited) {
         const bool teardown = std::string_view(key) == "teardown";
-        const toml::node* node = section.table.get(key);
-        const auto* list = node == nullptr ? nullptr : node->as_array();
-        if (node != nullptr && (list == nullptr || !list->is_homogeneous(toml::node_type::table))) {
-            section.Problem(*node, fmt::format("'{}' must be written as [[{}]]", key, key));
-            return;
-        }
+        const toml::array* list = section.Tables(key);
         for (std::size_t i = 0; list != nullptr && i < list->size(); ++i) {
-            const Section entry{*list->get(i)->as_table(), section.file, m_problems};
-            const toml::node* include = entry.table.get("include");
+            const toml::table& own = *list->get(i)->as_table();
+            const Section entry(own, PlanTable::Include, section.file, m_problems);
+            const toml::node* include = entry.Node("include");
             if (include == nullptr) {
-                Add(plan, ReadStep(entry, defaults, teardown), inherited, "");
+                Add(plan, ReadStep(own, section.file, defaults, teardown, m_problems), inherited, "");
                 continue;
             }
             for (Step& step : Included(entry, *include)) {
                 step.teardown = step.teardown || teardown;
-                Add(plan, std::move(step), inherited, fmt::format("{}:{}", section.file, LineOf(*include)));
+                Add(plan, std::move(step), inherited,
+                    fmt::format("{}:{}", section.file, Section::LineOf(*include)));
             }
         }
     }
 
     // The steps of an included file, which keep its variables to themselves.
     std::vector<Step> Included(const Section& entry, const toml::node& include) {
-        entry.Allow({"include", "prefix"}, "beside 'include'");
+        entry.TellOfUnknown();
         const auto prefix = entry.Text("prefix");
         Plan part = ReadOther(entry, include);
         try {
@@ -339,12 +279,12 @@ class Reader {
             section.Problem(node, fmt::format("{} leads back to itself", path));
             return {};
         }
-        return ReadFile(path, fmt::format("{}:{}", section.file, LineOf(node)));
+        return ReadFile(path, fmt::format("{}:{}", section.file, Section::LineOf(node)));
     }
 
     Plan ReadTable(const Section& section) {
-        section.Allow({"name", "description", "inherit", "defaults", "vars", "step", "teardown"}, "in a plan");
-        const toml::node* base = section.table.get("inherit");
+        section.TellOfUnknown();
+        const toml::node* base = section.Node("inherit");
         Plan plan = base == nullptr ? Plan() : ReadOther(section, *base);
         std::set<std::string> inherited;
         for (const Step& step : plan.steps) {
@@ -353,24 +293,16 @@ class Reader {
         const std::string known = plan.name.empty() ? fs::path(section.file).stem().string() : plan.name;
         plan.name = section.Text("name").value_or(known);
         if (plan.name.find("${") != std::string::npos) {
-            section.Problem(*section.table.get("name"),
+            section.Problem(*section.Node("name"),
                             "a plan has one name for all units: variables are filled in in the names of steps");
         }
         plan.description = section.Text("description").value_or(plan.description);
-        if (const auto variables = section.Table("vars", "written as [vars]")) {
-            for (const auto& [key, value] : variables->table) {
-                const std::string name(key.str());
-                const std::string text = variables->Text(name).value_or("");
-                if (const std::string doubt = VariableDoubt(name, text); !doubt.empty()) {
-                    variables->Problem(value, doubt);
-                }
-                plan.variables[name] = text;
-            }
-        }
+        ReadVariables(section, plan.variables);
         Common defaults;
-        if (const auto values = section.Table("defaults", "written as [defaults]")) {
-            values->Allow({"timeout", "retries", "pace", "on-failure"}, "in 'defaults'");
-            ReadCommon(*values, defaults.settings, defaults.stopOnFailure);
+        if (const toml::table* table = section.Table("defaults")) {
+            const Section values(*table, PlanTable::Defaults, section.file, m_problems);
+            values.TellOfUnknown();
+            ReadCommon(values, defaults.settings, defaults.stopOnFailure);
         }
         ReadSteps(plan, section, "step", defaults, inherited);
         ReadSteps(plan, section, "teardown", defaults, inherited);

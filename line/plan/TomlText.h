@@ -1,31 +1,16 @@
-// What plans and station files have in common as TOML: the text of a value, and what is wrong with a file's form.
+// What plans and station files have in common as TOML: variables, and what is wrong with a file's form.
 #ifndef ZELLINE_PLAN_TOMLTEXT_H
 #define ZELLINE_PLAN_TOMLTEXT_H
 
 #include <fmt/format.h>
 #include <toml++/toml.h>
 
-#include <optional>
 #include <string>
 
-namespace zelline {
+#include "manual/FileSection.h"
+#include "plan/PlanText.h"
 
-// The text of a text, a number or a truth value.
-inline std::optional<std::string> TextOf(const toml::node& node) {
-    if (const auto* text = node.as_string()) {
-        return text->get();
-    }
-    if (const auto* number = node.as_integer()) {
-        return fmt::to_string(number->get());
-    }
-    if (const auto* number = node.as_floating_point()) {
-        return fmt::to_string(number->get());
-    }
-    if (const auto* flag = node.as_boolean()) {
-        return flag->get() ? "true" : "false";
-    }
-    return std::nullopt;
-}
+namespace zelline {
 
 // Why a value under [vars] would not do as it is written; empty when it would.
 inline std::string VariableDoubt(const std::string& name, const std::string& value) {
@@ -33,6 +18,24 @@ inline std::string VariableDoubt(const std::string& name, const std::string& val
                ? std::string()
                : fmt::format("nothing is filled in in the value of a variable: write {} where '{}' is used", value,
                              name);
+}
+
+// Reads the variables under [vars].
+inline void ReadVariables(const manual::FileSection& section, Variables& variables) {
+    const toml::table* table = section.Table("vars");
+    if (table == nullptr) {
+        return;
+    }
+    for (const auto& [key, value] : *table) {
+        const std::string name(key.str());
+        const auto text = manual::FileSection::TextOf(value);
+        const std::string doubt =
+            !text ? fmt::format("'{}' must be a text, a number, true or false", name) : VariableDoubt(name, *text);
+        if (!doubt.empty()) {
+            section.Problem(value, doubt);
+        }
+        variables[name] = text.value_or("");
+    }
 }
 
 // The parser's words, and what most often is behind them.

@@ -12,7 +12,9 @@
 #include <regex>
 #include <set>
 
+#include "manual/FileSection.h"
 #include "plan/TomlText.h"
+#include "station/StationFormat.h"
 #include "store/Store.h"
 
 namespace zelline {
@@ -34,58 +36,48 @@ class StationReader {
         : m_file(file), m_problems(problems) {}
 
     StationFile Read(const toml::table& table) {
-        Allow(table, {"name", "plan", "scan", "store", "ledger", "reports", "shifts", "vars", "page", "slot"},
-              "in a station");
+        const Section section = Read(table, StationTable::Station);
         StationFile station;
-        station.name = Text(table, "name");
-        station.scan = Text(table, "scan");
-        station.store = Beside(Text(table, "store"));
-        station.ledger = Beside(Text(table, "ledger"));
+        station.name = section.Text("name").value_or("");
+        station.scan = section.Text("scan").value_or("");
+        station.store = Beside(section, "store");
+        station.ledger = Beside(section, "ledger");
         if (station.ledger.empty() && IsServer(station.store)) {
             station.ledger = m_file + ".ledger";
         }
-        for (const std::string& report : Texts(table, "reports")) {
+        for (const std::string& report : Texts(section, "reports")) {
             station.reports.push_back(Beside(report));
         }
-        ReadVariables(table, station.variables);
-        ReadShifts(table, station.shifts);
-        ReadPage(table, station.page);
-        ReadSlots(table, station);
+        ReadVariables(section, station.variables);
+        ReadShifts(section, station.shifts);
+        ReadPage(section, station.page);
+        ReadSlots(section, station);
         if (station.name.empty()) {
             Problem(0, "the station has no 'name'; records name it");
         }
-        CheckScan(table, station);
+        CheckScan(section, station);
         return station;
     }
 
   private:
+    using Section = manual::FileSection;
+
     void Problem(std::size_t line, const std::string& words) { m_problems.push_back({m_file, line, words}); }
-    void Problem(const toml::node& node, const std::string& words) { Problem(node.source().begin.line, words); }
 
-    void Allow(const toml::table& table, const std::set<std::string_view>& known, std::string_view where) {
-        for (const auto& [key, node] : table) {
-            if (known.count(key.str()) == 0) {
-                Problem(key.source().begin.line,
-                        fmt::format("'{}' is unknown {}; there are {}", key.str(), where, fmt::join(known, ", ")));
-            }
-        }
+    // The table with its unknown keys told of.
+    Section Read(const toml::table& table, StationTable keys) {
+        Section section(table, KeysOf(keys),
+                        [this](std::size_t line, const std::string& words) { Problem(line, words); });
+        section.TellOfUnknown();
+        return section;
     }
 
-    std::string Text(const toml::table& table, std::string_view key) {
-        const toml::node* node = table.get(key);
-        const auto text = node == nullptr ? std::nullopt : node->value_exact<std::string>();
-        if (node != nullptr && (!text || text->empty())) {
-            Problem(*node, fmt::format("'{}' must be a text that is not empty", key));
-        }
-        return text.value_or("");
-    }
-
-    std::vector<std::string> Texts(const toml::table& table, std::string_view key) {
+    static std::vector<std::string> Texts(const Section& section, std::string_view key) {
         std::vector<std::string> texts;
-        const toml::node* node = table.get(key);
+        const toml::node* node = section.Node(key);
         const auto* list = node == nullptr ? nullptr : node->as_array();
         if (node != nullptr && (list == nullptr || !(list->empty() || list->is_homogeneous<std::string>()))) {
-            Problem(*node, fmt::format("'{}' must be a list of texts", key));
+            section.Refuse(key);
             return texts;
         }
         for (std::size_t i = 0; list != nullptr && i < list->size(); ++i) {
@@ -94,39 +86,23 @@ class StationReader {
         return texts;
     }
 
+    std::string Beside(const Section& section, std::string_view key) const {
+        return Beside(section.Text(key).value_or(""));
+    }
+
     std::string Beside(const std::string& name) const {
         return name.empty() || name.find("://") != std::string::npos
                    ? name
                    : (std::filesystem::path(m_file).parent_path() / name).lexically_normal().string();
     }
 
-    void ReadVariables(const toml::table& table, Variables& variables) {
-        const toml::node* node = table.get("vars");
-        if (node == nullptr) {
-            return;
-        }
-        if (!node->is_table()) {
-            Problem(*node, "'vars' must be written as [vars]");
-            return;
-        }
-        for (const auto& [key, value] : *node->as_table()) {
-            const std::string name(key.str());
-            const auto text = TextOf(value);
-            const std::string doubt = !text ? fmt::format("'{}' must be a text, a number, true or false", name)
-                                            : VariableDoubt(name, *text);
-            if (!doubt.empty()) {
-                Problem(value, doubt);
-            }
-            variables[name] = text.value_or("");
-        }
-    }
-
-    void ReadShifts(const toml::table& table, std::vector<std::string>& shifts) {
+    static void ReadShifts(const Section& section, std::vector<std::string>& shifts) {
         static const std::regex kTime("([01][0-9]|2[0-3]):[0-5][0-9]");
-        shifts = Texts(table, "shifts");
+        shifts = Texts(section, "shifts");
         for (const std::string& shift : shifts) {
             if (!std::regex_match(shift, kTime)) {
-                Problem(*table.get("shifts"), fmt::format("'{}' is no time of day, such as 06:00", shift));
+                section.Problem(*section.Node("shifts"),
+                                fmt::format("'{}' is no time of day, such as 06:00", shift));
             }
         }
         if (shifts.empty()) {
@@ -135,25 +111,21 @@ class StationReader {
         std::sort(shifts.begin(), shifts.end());
     }
 
-    void ReadPage(const toml::table& table, PagePlace& page) {
-        const toml::node* node = table.get("page");
-        if (node == nullptr) {
+    void ReadPage(const Section& section, PagePlace& page) {
+        const toml::table* table = section.Table("page");
+        if (table == nullptr) {
             return;
         }
-        if (!node->is_table()) {
-            Problem(*node, "'page' must be written as [page]");
-            return;
-        }
-        const toml::table& own = *node->as_table();
-        Allow(own, {"address", "token", "language"}, "in 'page'");
-        page.token = Text(own, "token");
-        page.language = Text(own, "language");
+        const Section own = Read(*table, StationTable::Page);
+        page.token = own.Text("token").value_or("");
+        page.language = own.Text("language").value_or("");
         page.host = "127.0.0.1";
-        const std::string address = Text(own, "address");
+        const std::string address = own.Text("address").value_or("");
         static const std::regex kAddress(R"((?:\[([0-9A-Fa-f:.]+)\]|([0-9.]+)):([0-9]{1,5}))");
         std::smatch parts;
         if (!address.empty() && !std::regex_match(address, parts, kAddress)) {
-            Problem(*own.get("address"), fmt::format("'{}' is no address, such as 127.0.0.1:8080", address));
+            own.Problem(*table->get("address"),
+                        fmt::format("'{}' is no address, such as 127.0.0.1:8080", address));
             return;
         }
         if (!address.empty()) {
@@ -161,59 +133,62 @@ class StationReader {
             const int port = std::stoi(parts[3]);
             page.port = static_cast<std::uint16_t>(port);
             if (!IsIpAddress(page.host) || port > kLastPort) {
-                Problem(*own.get("address"), fmt::format("'{}' is no address, such as 127.0.0.1:8080", address));
+                own.Problem(*table->get("address"),
+                            fmt::format("'{}' is no address, such as 127.0.0.1:8080", address));
             }
         }
         const bool plain = std::all_of(page.token.begin(), page.token.end(), [](unsigned char c) {
             return std::isalnum(c) != 0 || c == '-' || c == '_';
         });
         if (!plain || (!page.token.empty() && page.token.size() < kLeastToken)) {
-            Problem(*own.get("token"),
-                    fmt::format("'token' must be {} letters, digits, '-' and '_' at least", kLeastToken));
+            own.Problem(*table->get("token"),
+                        fmt::format("'token' must be {} letters, digits, '-' and '_' at least", kLeastToken));
         }
         if (!page.IsLoopback() && page.token.empty()) {
-            Problem(*own.get("address"), "others than this machine can reach that address: 'token' is missing");
+            own.Problem(*table->get("address"),
+                        "others than this machine can reach that address: 'token' is missing");
         }
     }
 
-    void ReadSlots(const toml::table& table, StationFile& station) {
-        const std::string plan = Beside(Text(table, "plan"));
-        const toml::node* node = table.get("slot");
-        const auto* list = node == nullptr ? nullptr : node->as_array();
-        if (list == nullptr || !list->is_homogeneous(toml::node_type::table) || list->size() > kMostSlots) {
-            Problem(node == nullptr ? 0 : node->source().begin.line,
+    void ReadSlots(const Section& section, StationFile& station) {
+        const std::string plan = Beside(section, "plan");
+        const toml::array* list = section.Tables("slot");
+        if (list == nullptr && section.Node("slot") != nullptr) {
+            return;
+        }
+        if (list == nullptr || list->empty() || list->size() > kMostSlots) {
+            Problem(list == nullptr ? 0 : Section::LineOf(*list),
                     fmt::format("there must be 1 to {} slots, each written as [[slot]]", kMostSlots));
             return;
         }
         std::set<std::string> names;
         std::set<std::string> ports;
         for (std::size_t i = 0; i < list->size(); ++i) {
-            const toml::table& own = *list->get(i)->as_table();
-            Allow(own, {"name", "port", "serial", "socket", "plan"}, "in a slot");
+            const Section own = Read(*list->get(i)->as_table(), StationTable::Slot);
             SlotPlace slot;
-            slot.name = own.contains("name") ? Text(own, "name") : std::to_string(i + 1);
-            slot.port = {Beside(Text(own, "port")), Text(own, "serial"), Text(own, "socket")};
-            slot.plan = own.contains("plan") ? Beside(Text(own, "plan")) : plan;
+            slot.name = own.Text("name").value_or(std::to_string(i + 1));
+            slot.port = {Beside(own, "port"), own.Text("serial").value_or(""), own.Text("socket").value_or("")};
+            slot.plan = own.Node("plan") == nullptr ? plan : Beside(own, "plan");
             const int given = (slot.port.path.empty() ? 0 : 1) + (slot.port.serial.empty() ? 0 : 1) +
                               (slot.port.socket.empty() ? 0 : 1);
             if (given != 1) {
-                Problem(
-                    own,
+                own.Problem(
+                    own.Line(),
                     "a slot has one of 'port' (a path), 'serial' (of its USB adapter) and 'socket' (of the hub)");
             } else if (!ports.insert(slot.port.Words()).second) {
-                Problem(own, fmt::format("{} is the port of another slot", slot.port.Words()));
+                own.Problem(own.Line(), fmt::format("{} is the port of another slot", slot.port.Words()));
             }
             if (!names.insert(slot.name).second) {
-                Problem(own, fmt::format("the name '{}' is taken by another slot", slot.name));
+                own.Problem(own.Line(), fmt::format("the name '{}' is taken by another slot", slot.name));
             }
             if (slot.plan.empty()) {
-                Problem(own, "the slot has no 'plan', and the station has none either");
+                own.Problem(own.Line(), "the slot has no 'plan', and the station has none either");
             }
             station.slots.push_back(slot);
         }
     }
 
-    void CheckScan(const toml::table& table, const StationFile& station) {
+    void CheckScan(const Section& section, const StationFile& station) {
         if (station.scan.empty()) {
             Problem(0, "'scan' is missing: the regular expression of a serial number, such as \"[A-Z0-9]{8}\"");
             return;
@@ -222,12 +197,12 @@ class StationReader {
             const std::regex form(station.scan);
             for (const SlotPlace& slot : station.slots) {
                 if (std::regex_match(slot.name, form)) {
-                    Problem(*table.get("scan"),
-                            fmt::format("the slot's name '{}' could be a serial number", slot.name));
+                    section.Problem(*section.Node("scan"),
+                                    fmt::format("the slot's name '{}' could be a serial number", slot.name));
                 }
             }
         } catch (const std::regex_error&) {
-            Problem(*table.get("scan"), "'scan' is no regular expression");
+            section.Problem(*section.Node("scan"), "'scan' is no regular expression");
         }
     }
 

@@ -34,11 +34,15 @@ enum class When : std::uint8_t { Always, On };
 // text ("KEY", "on|off|MS"), others for themselves or for one of several ("write|check"); "[--times N]" and
 // "[--read-only]" may be left out and follow the others in any order.
 struct VerbForm {
+    using Values = std::map<std::string, std::vector<std::string>>;
+
     const char* verb;
     const char* arguments;
     const char* help;
     bool changes = true;  // the set; one that only looks is not told in the trace
     When when = When::Always;
+    // What its words with a capital may be, as far as there are names; for completion.
+    Values (*values)() = nullptr;
 };
 
 // What the user typed for the words of a row that are not fixed.

@@ -61,6 +61,10 @@ manual::Command FromApp(const CLI::App& app) {
 // Options are what stands in brackets, and the words that begin with --.
 manual::Command FromVerb(const VerbForm& form) {
     manual::Command command{form.verb, {""}, {}, form.help, "", {}};
+    for (auto& [word, names] : form.values == nullptr ? VerbForm::Values() : form.values()) {
+        command.values[word] = names;
+        command.values[word].emplace_back("<any>");  // wildcards, and paths of the set
+    }
     if (form.when == When::On) {
         command.more = "Only of a set that is on.";
     }

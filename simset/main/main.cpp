@@ -14,6 +14,7 @@
 #include "simset/board/host/RunOptions.h"
 #include "simset/board/inside/Agent.h"
 #include "simset/board/inside/Protocol.h"
+#include "simset/board/scenario/ScenarioFormat.h"
 #include "simset/main/Manual.h"
 #include "simset/stick/StickCommand.h"
 
@@ -103,7 +104,9 @@ int main(int argc, char** argv) {
         app.add_subcommand("stick", "Make a sample USB stick, or check one before it goes to the line");
     simset::stick::AddStickCommands(*stick, stickOptions);
 
-    const CLI::App* page = app.add_subcommand("man", "Print the man page");
+    CLI::App* page = app.add_subcommand("man", "Print the man page, of simset or of a file that it reads");
+    std::string file;
+    page->add_option("FILE", file, "scenario")->check(CLI::IsMember({"scenario"}))->type_name("FILE");
     CLI::App* completion =
         app.add_subcommand("completion", "Print what makes a shell complete commands and options");
     std::string shell;
@@ -123,7 +126,8 @@ int main(int argc, char** argv) {
     }
     if (page->parsed() || completion->parsed()) {
         const manual::Program told = simset::Describe(app, simset::Board::AllVerbs());
-        const std::string text = page->parsed()    ? ManPage(told)
+        const std::string text = !file.empty()     ? ManPage(simset::ScenarioFormat(), told.version)
+                                 : page->parsed()  ? ManPage(told)
                                  : shell == "bash" ? BashCompletion(told)
                                                    : ZshCompletion(told);
         return std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0 ? 0 : 1;

@@ -31,6 +31,8 @@ class Installed(unittest.TestCase):
         for page in ("man/man1/{}.1", "bash-completion/completions/{}", "zsh/site-functions/_{}"):
             for program in ("zelline", "simset"):
                 self.assertIn(program, (self.prefix / "share" / page.format(program)).read_text())
+        for page in ("zelline-plan", "zelline-station", "simset-scenario"):
+            self.assertIn(".SH DESCRIPTION", (self.prefix / f"share/man/man5/{page}.5").read_text())
         documents = self.prefix / "share/doc/zelfac"
         self.assertTrue((documents / "README.md").is_file())
         self.assertTrue((documents / "docs/protocol.md").is_file())

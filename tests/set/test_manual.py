@@ -17,6 +17,10 @@ from setlib import NEVER, run
 from zelfac import programs
 
 PROGRAMS = ["zelline", "simset"]
+FILES = {"zelline": ["plan", "station"], "simset": ["scenario"]}  # that have a page of their own
+PAGES = [(program, *file) for program in PROGRAMS for file in [[], *([name] for name in FILES[program])]]
+DOCS = pathlib.Path(__file__).resolve().parents[2] / "docs"
+MODEL_VOLUME = "tovix.sl2.i32.sound.main.volume"
 KEY_TYPES = ["hdcp1", "hdcp2", "ciplus", "esn-ulpk-mac", "widevine", "netflix", "ciplusecp"]
 DUMP = "\x07"  # Ctrl-G: the line as it now is
 
@@ -140,16 +144,17 @@ def control_help():
 
 class Pages(unittest.TestCase):
     def test_they_are_sound(self):
-        for program in PROGRAMS:
-            page = printed(program, "man")
+        for program, *file in PAGES:
+            page = printed(program, "man", *file)
             self.assertTrue(page.isascii())
+            self.assertIn(f'.TH {"-".join([program, *file]).upper().replace("-", chr(92) + "-")} {5 if file else 1} ', page)
             done = subprocess.run(["mandoc", "-T", "lint", "-W", "warning"], input=page, capture_output=True, text=True)
             # No date, so that each build makes the same page.
             complaints = [line for line in done.stdout.splitlines() if "missing date" not in line]
-            self.assertEqual((complaints, done.stderr), ([], ""), program)
+            self.assertEqual((complaints, done.stderr), ([], ""), (program, file))
 
-    def text(self, program):
-        done = subprocess.run(["mandoc", "-T", "ascii", "-O", "width=200"], input=printed(program, "man"), capture_output=True, text=True)
+    def text(self, program, *file):
+        done = subprocess.run(["mandoc", "-T", "ascii", "-O", "width=200"], input=printed(program, "man", *file), capture_output=True, text=True)
         return re.sub(".\b", "", done.stdout)
 
     def test_all_of_zelline_is_told(self):
@@ -174,6 +179,42 @@ class Pages(unittest.TestCase):
                 self.assertIn(option, " ".join(lines))
         for option in re.findall(r"^  (--[a-z-]+)", printed("simset", "run", "--help"), re.M):
             self.assertRegex(page, rf"(?m)^     +{option}( |$)")
+
+
+    def test_all_that_may_stand_in_a_file_is_told(self):
+        # The mistake of an unknown key names all that are known.
+        with tempfile.TemporaryDirectory() as folder:
+            file = pathlib.Path(folder) / "file.toml"
+            for text, words in {
+                "wat = 1\n": [("zelline", "plan", "validate", file), ("zelline", "station", "station", file),
+                              ("simset", "scenario", "run", "--state", folder, "--scenario", file)],
+                "[defaults]\nwat = 1\n": [("zelline", "plan", "validate", file)],
+                "[[step]]\nrun = 'version'\nwat = 1\n": [("zelline", "plan", "validate", file)],
+                "[[step]]\nrun = 'version'\nexpect = { wat = 1 }\n": [("zelline", "plan", "validate", file)],
+                "[[step]]\ninclude = 'x'\nwat = 1\n": [("zelline", "plan", "validate", file)],
+                "[page]\nwat = 1\n": [("zelline", "station", "station", file)],
+                "[[slot]]\nwat = 1\n": [("zelline", "station", "station", file)],
+                "[[when]]\nwat = 1\n": [("simset", "scenario", "run", "--state", folder, "--scenario", file)],
+            }.items():
+                file.write_text(text)
+                for program, kind, *command in words:
+                    said = run(program, *command)
+                    known = re.search(r"'wat' is unknown .*; there are (.*)", said.stdout + said.stderr)
+                    self.assertTrue(known, (text, said))
+                    page = self.text(program, kind)
+                    for key in known[1].split(", "):
+                        self.assertRegex(page, rf"(?m)^     +{key}, (a |written|the |\"|true)", text)
+                        if program == "zelline":
+                            self.assertRegex(printed("zelline", "help", kind), rf"(?m)^  {key} ")
+                        else:
+                            self.assertIn(f"| `{key}` |", (DOCS / "scenarios.md").read_text())
+
+    def test_the_documents_tell_the_same(self):
+        # Each table is in the document as "zelline help FILE --markdown" prints it.
+        for kind, document in {"plan": "line-tool.md", "station": "station.md"}.items():
+            text = (DOCS / document).read_text()
+            for table in printed("zelline", "help", kind, "--markdown").split("\n\n"):
+                self.assertIn(table.strip(), text, document)
 
 
 class Bash(unittest.TestCase):
@@ -202,10 +243,32 @@ class Bash(unittest.TestCase):
             ("stock", "add", "h"): {"hdcp1", "hdcp2"},
             ("version", ""): set(),
             ("aspect", "16", ":", ""): {"9"},
+            ("help", ""): {"plan", "station"},
+            ("man", ""): {"plan", "station"},
         }
         for words, expected in offers.items():
             self.assertEqual(bash_offers("zelline", *words), expected, words)
         self.assertEqual(bash_offers("simset", "ctl", "trace", "--"), {"--clear", "--follow", "--since", "--match", "--last", "--state", "--help"})
+        control = {
+            ("model", "get", MODEL_VOLUME[:-1]): {MODEL_VOLUME},
+            ("model", "fail", MODEL_VOLUME, "co"): {"connect", "count"},
+            ("model", "fail", "tovix.*", "co"): {"connect", "count"},
+            ("model", "notify", MODEL_VOLUME, "st"): {"state"},
+            ("behave", ""): {"factory-ready", "preset", "bluetooth", "wifi", "wired", "supervisor"},
+            ("behave", "wifi", ""): {"on", "off"},
+            ("flash", "get", "Zel"): {"ZelFacMode"},
+            ("flash", "fail", "Zel"): {"ZelFacMode"},
+            ("keys", "fail", "h"): {"hdcp1", "hdcp2"},
+            ("keys", "fail", "hdcp1", ""): {"write", "check"},
+            ("apm", "fail", "r"): {"rpc", "registerApp"},
+            ("apm", "request", "requestSto"): {"requestStop"},
+            ("disk", "/zodata/critical", ""): {"full", "default"},
+            ("usb", "read", ""): set(),
+        }
+        for words, expected in control.items():
+            self.assertEqual(bash_offers("simset", "ctl", "--state", "x", *words), expected, words)
+        self.assertGreater(len(bash_offers("simset", "ctl", "model", "set", "")), 50)
+        self.assertEqual(bash_offers("simset", "man", ""), {"scenario"})
         self.assertEqual(bash_offers("simset", "run", "--mode", ""), {"1", "2", "3", "none"})
         self.assertEqual(bash_offers("simset", "run", "--display", "=", "o"), {"own"})
 
@@ -245,6 +308,9 @@ class Terminals:
             "simset ctl --state st": "simset ctl --state state/",
             "simset ctl --state state mod": "simset ctl --state state model ",
             "simset ctl --state state usb p": "simset ctl --state state usb plug ",
+            "simset ctl --state state behave fac": "simset ctl --state state behave factory-ready ",
+            f"simset ctl model get {MODEL_VOLUME[:-2]}": f"simset ctl model get {MODEL_VOLUME} ",
+            "zelline help st": "zelline help station ",
         }.items():
             self.assertEqual(self.shell.line(line + "\t").rstrip(), completed.rstrip(), line)
 

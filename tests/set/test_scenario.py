@@ -142,7 +142,7 @@ class Outcome(AtOnce):
             self.assertEqual(tv.await_end(), USAGE)
             self.assertEqual(
                 [line.rpartition("scenario.toml:")[2] for line in tv.errors().splitlines()],
-                ["4: 'often' is unknown here; there are after, chance, delay, do, match, nth, optional, times",
+                ["4: 'often' is unknown in a [[when]]; there are match, after, do, nth, times, chance, delay, optional",
                  "5: there is no verb \"volume\"; did you mean " + tv.errors().rpartition("did you mean ")[2].rstrip("\n")],
             )
             self.assertFalse(tv.state.exists())

@@ -6,17 +6,17 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <limits>
-#include <set>
+#include <functional>
 #include <string_view>
 
+#include "manual/FileSection.h"
 #include "simset/base/Errors.h"
+#include "simset/board/scenario/ScenarioFormat.h"
 
 namespace simset {
 namespace {
 
-constexpr std::int64_t kMostMs = 86'400'000;
-constexpr std::int64_t kMostRows = std::numeric_limits<std::int32_t>::max();
+using Section = manual::FileSection;
 
 // Reads a file and gathers what is wrong in it.
 class Reader {
@@ -34,16 +34,13 @@ class Reader {
             Problem(error.source().begin.line, std::string(error.description()));
             Refuse();
         }
-        Allow(table, {"name", "seed", "when"});
-        if (const toml::node* name = table.get("name"); name != nullptr && !name->is_string()) {
-            Problem(*name, "'name' must be a text");
-        }
-        scenario.seed = static_cast<std::uint64_t>(
-            Number(table, "seed", 0, std::numeric_limits<std::int64_t>::max()).value_or(1));
-        const toml::node* when = table.get("when");
-        const toml::array* triggers = when == nullptr ? nullptr : when->as_array();
-        if (triggers == nullptr || triggers->empty() || !triggers->is_array_of_tables()) {
-            Problem(when == nullptr ? 1 : LineOf(*when), "a scenario wants one [[when]] or more");
+        const Section section = Read(table, ScenarioTable::Scenario);
+        section.Text("name");
+        scenario.seed = static_cast<std::uint64_t>(section.Whole("seed").value_or(1));
+        const toml::array* triggers = section.Tables("when");
+        if (triggers == nullptr || triggers->empty()) {
+            const toml::node* when = section.Node("when");
+            Problem(when == nullptr ? 1 : Section::LineOf(*when), "a scenario wants one [[when]] or more");
             Refuse();
         }
         for (const toml::node& node : *triggers) {
@@ -54,12 +51,10 @@ class Reader {
     }
 
   private:
-    static std::size_t LineOf(const toml::node& node) { return node.source().begin.line; }
-
     void Problem(std::size_t line, const std::string& words) {
         m_problems.push_back(fmt::format("{}:{}: {}", m_file, line, words));
     }
-    void Problem(const toml::node& node, const std::string& words) { Problem(LineOf(node), words); }
+    void Problem(const toml::node& node, const std::string& words) { Problem(Section::LineOf(node), words); }
 
     void Refuse() const {
         if (!m_problems.empty()) {
@@ -67,73 +62,58 @@ class Reader {
         }
     }
 
-    void Allow(const toml::table& table, const std::set<std::string_view>& known) {
-        for (const auto& [key, node] : table) {
-            if (known.count(key.str()) == 0) {
-                Problem(key.source().begin.line,
-                        fmt::format("'{}' is unknown here; there are {}", key.str(), fmt::join(known, ", ")));
-            }
-        }
-    }
-
-    std::optional<std::int64_t> Number(const toml::table& table, std::string_view key, std::int64_t least,
-                                       std::int64_t most) {
-        const toml::node* node = table.get(key);
-        if (node == nullptr) {
-            return std::nullopt;
-        }
-        const auto* value = node->as_integer();
-        if (value == nullptr || value->get() < least || value->get() > most) {
-            Problem(*node, fmt::format("'{}' must be a whole number from {} to {}", key, least, most));
-            return std::nullopt;
-        }
-        return value->get();
+    // The table with its unknown keys told of.
+    Section Read(const toml::table& table, ScenarioTable keys) {
+        Section section(table, KeysOf(keys),
+                        [this](std::size_t line, const std::string& words) { Problem(line, words); });
+        section.TellOfUnknown();
+        return section;
     }
 
     ScenarioTrigger ReadTrigger(const toml::table& table, std::uint64_t seed) {
-        Allow(table, {"match", "after", "nth", "times", "chance", "delay", "optional", "do"});
+        const Section section = Read(table, ScenarioTable::When);
         ScenarioTrigger trigger;
-        trigger.line = table.source().begin.line;
-        const toml::node* match = table.get("match");
-        if ((match == nullptr) == (table.get("after") == nullptr)) {
+        trigger.line = section.Line();
+        const toml::node* match = section.Node("match");
+        if ((match == nullptr) == (section.Node("after") == nullptr)) {
             Problem(table, "a [[when]] wants either 'match' or 'after'");
         }
         if (match != nullptr) {
-            ReadMatch(*match, trigger);
+            ReadMatch(section, *match, trigger);
         }
-        if (const auto after = Number(table, "after", 0, kMostMs)) {
+        if (const auto after = section.Whole("after")) {
             trigger.after = std::chrono::milliseconds(*after);
             trigger.text = fmt::format("after {} ms", *after);
             for (const char* key : {"nth", "times", "chance", "delay"}) {
-                if (const toml::node* node = table.get(key)) {
+                if (const toml::node* node = section.Node(key)) {
                     Problem(*node, fmt::format("'{}' goes with 'match': a time comes once", key));
                 }
             }
         }
-        trigger.nth = static_cast<std::uint64_t>(Number(table, "nth", 1, kMostRows).value_or(1));
-        trigger.times = static_cast<std::uint64_t>(Number(table, "times", 0, kMostRows).value_or(1));
-        trigger.delay = std::chrono::milliseconds(Number(table, "delay", 0, kMostMs).value_or(0));
-        if (const toml::node* node = table.get("chance")) {
+        trigger.nth = static_cast<std::uint64_t>(section.Whole("nth").value_or(1));
+        trigger.times = static_cast<std::uint64_t>(section.Whole("times").value_or(1));
+        trigger.delay = std::chrono::milliseconds(section.Whole("delay").value_or(0));
+        if (const toml::node* node = section.Node("chance")) {
             trigger.chance = node->value<double>().value_or(-1);
             if (!(trigger.chance > 0 && trigger.chance <= 1)) {
-                Problem(*node, "'chance' must be a number above 0, at most 1");
+                section.Refuse("chance");
             }
         }
-        if (const toml::node* node = table.get("optional")) {
+        if (const toml::node* node = section.Node("optional")) {
             const auto value = node->value_exact<bool>();
             if (!value) {
-                Problem(*node, "'optional' must be true or false");
+                section.Refuse("optional");
             }
             trigger.optional = value.value_or(false);
         }
-        ReadVerbs(table, trigger, seed);
+        ReadVerbs(section, table, trigger, seed);
         return trigger;
     }
 
-    void ReadMatch(const toml::node& node, ScenarioTrigger& trigger) {
+    void ReadMatch(const Section& section, const toml::node& node, ScenarioTrigger& trigger) {
         const auto* text = node.as_string();
         if (text == nullptr) {
-            Problem(node, "'match' must be a text, such as \"who=model call=set\"");
+            section.Refuse("match");
             return;
         }
         trigger.text = text->get();
@@ -144,8 +124,9 @@ class Reader {
         }
     }
 
-    void ReadVerbs(const toml::table& table, ScenarioTrigger& trigger, std::uint64_t seed) {
-        const toml::node* node = table.get("do");
+    void ReadVerbs(const Section& section, const toml::table& table, ScenarioTrigger& trigger,
+                   std::uint64_t seed) {
+        const toml::node* node = section.Node("do");
         if (node == nullptr) {
             Problem(table, "a [[when]] wants 'do': a verb of simset ctl, or a list of them");
             return;

@@ -5,7 +5,9 @@
 #include <fnmatch.h>
 
 #include <algorithm>
+#include <map>
 #include <optional>
+#include <string_view>
 
 #include "simset/base/Numbers.h"
 
@@ -41,15 +43,59 @@ std::string Print(const json& value) {
     return Line(value);
 }
 
+template <typename Named>
+std::vector<std::string> NamesIn(const Named& named) {
+    std::vector<std::string> names;
+    for (const auto& [name, ignored] : named) {
+        (void)ignored;
+        names.push_back(name);
+    }
+    return names;
+}
+
+std::vector<std::string> ModelKeys() {
+    std::vector<std::string> keys;
+    for (const KeyInfo& info : Catalogue()) {
+        keys.emplace_back(info.key);
+    }
+    return keys;
+}
+
+VerbForm::Values ModelWords() {
+    return {{"KEY", ModelKeys()}, {"STEP", kModelSteps}, {"EVENT", NamesIn(Model::Events())}};
+}
+
+VerbForm::Values FlashWords() {
+    return {{"NAME", {Flash::Names().begin(), Flash::Names().end()}}};
+}
+
+VerbForm::Values KeyTypeWords() {
+    return {{"KEY", KeyStore::Names()}};
+}
+
+VerbForm::Values ManagerWords() {
+    return {{"CALL", AppManager::Calls()}, {"REQUEST", NamesIn(AppManager::Requests())}};
+}
+
+VerbForm::Values BehaviourWords() {
+    return {{"NAME", Behaviours::Names()}};
+}
+
+VerbForm::Values DiskWords() {
+    return {{"PATH", DiskSizes::Partitions()}, {"SIZE", {"full", "default"}}};
+}
+
+// What the words of a verb's forms may be.
+const std::map<std::string_view, VerbForm::Values (*)()> kWords = {
+    {kModel, ModelWords}, {kFlash, FlashWords},       {kKeys, KeyTypeWords},
+    {kApm, ManagerWords}, {"behave", BehaviourWords}, {"disk", DiskWords},
+};
+
 const KeyInfo& KeyOf(const std::string& name) {
     if (const KeyInfo* const info = FindKey(name)) {
         return *info;
     }
-    std::vector<std::string> names;
-    for (const auto& info : Catalogue()) {
-        names.emplace_back(info.key);
-    }
-    RefuseName("model key", name, names);
+    RefuseName("model key", name, ModelKeys());
 }
 
 json ValueFor(const KeyInfo& info, const std::string& text) {
@@ -141,12 +187,7 @@ std::string SetModel(const Parts& set, const Arguments& arguments) {
 std::string TellModel(const Parts& set, const Arguments& arguments) {
     const KeyInfo& info = KeyOf(arguments[0]);
     if (Model::Events().count(arguments[1]) == 0) {
-        std::vector<std::string> names;
-        for (const auto& [name, ofIterator] : Model::Events()) {
-            (void)ofIterator;
-            names.push_back(name);
-        }
-        RefuseName("event", arguments[1], names);
+        RefuseName("event", arguments[1], NamesIn(Model::Events()));
     }
     const auto number = ParseNumber<std::int32_t>(arguments[2]);
     if (!number) {
@@ -324,12 +365,7 @@ std::string AskApplication(const Parts& set, const Arguments& arguments) {
     const auto& requests = AppManager::Requests();
     const auto request = requests.find(arguments[0]);
     if (request == requests.end()) {
-        std::vector<std::string> names;
-        for (const auto& [name, texts] : requests) {
-            (void)texts;
-            names.push_back(name);
-        }
-        RefuseName("request", arguments[0], names);
+        RefuseName("request", arguments[0], NamesIn(requests));
     }
     std::vector<std::string> texts{arguments.Option("--text").value_or(""),
                                    arguments.Option("--second").value_or("")};
@@ -407,6 +443,15 @@ const std::vector<Verb<Control::Parts>>& Control::Verbs() {
         {{"violations", "", "the rules that the application broke since simset started", false}, ListViolations},
     };
     return kVerbs;
+}
+
+std::vector<VerbForm> Control::Forms() {
+    std::vector<VerbForm> forms = FormsOf(Verbs());
+    for (VerbForm& form : forms) {
+        const auto words = kWords.find(form.verb);
+        form.values = words == kWords.end() ? nullptr : words->second;
+    }
+    return forms;
 }
 
 }  // namespace simset

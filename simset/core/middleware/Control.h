@@ -39,7 +39,7 @@ class Control {
 
     explicit Control(Parts parts) : m_parts(std::move(parts)) {}
 
-    static std::vector<VerbForm> Forms() { return FormsOf(Verbs()); }
+    static std::vector<VerbForm> Forms();
 
     // The text to print. Throws ControlError or StateError.
     std::string Run(const Words& words) { return RunVerb(Verbs(), m_parts, words); }

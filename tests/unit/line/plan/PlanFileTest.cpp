@@ -40,7 +40,7 @@ TEST(PlanFile, MistakesAreToldWithTheirLines) {
     EXPECT_THAT(MistakesIn("[[step]]\nrun = \"version\"\ntimeout = \"2 s\"\n"),
                 ElementsAre(HasSubstr("3: 'timeout' must be a whole number")));
     EXPECT_THAT(MistakesIn("[[step]]\nrun = \"version\"\ntimeout = 0\n"),
-                ElementsAre(HasSubstr("3: 'timeout' must be from 1")));
+                ElementsAre(HasSubstr("3: 'timeout' must be a whole number of milliseconds from 1")));
     EXPECT_THAT(MistakesIn("[[step]]\nrun = \"sn write ${sn}\"\n"),
                 ElementsAre(HasSubstr("2: the variable 'sn' is not set")));
     EXPECT_THAT(MistakesIn("[[step]]\nrun = \"sn write ${sn\"\n"), ElementsAre(HasSubstr("2: the brace")));

@@ -69,6 +69,10 @@ TEST(StationFile, MistakesAreToldWithTheirLines) {
     EXPECT_THAT(StationMistakes(whole + "[vars]\nlevel = 20\nloud = true\nname = \"A\"\n" + kSlot), ElementsAre());
     EXPECT_THAT(StationMistakes(whole + "[vars]\nlevel = [20]\nsn = \"${unit}\"\n" + kSlot),
                 ElementsAre(HasSubstr("5: 'level' must be"), HasSubstr("6: nothing is filled in")));
+    EXPECT_THAT(StationMistakes(whole + "store = \"\"\n" + kSlot),
+                ElementsAre(HasSubstr("4: 'store' must be a text that is not empty")));
+    EXPECT_THAT(StationMistakes(whole + "[slot]\nport = \"x\"\n"),
+                ElementsAre(HasSubstr("'slot' must be written as [[slot]]")));
     EXPECT_THAT(StationMistakes(whole + "shifts = [\"6:00\"]\n" + kSlot),
                 ElementsAre(HasSubstr("4: '6:00' is no time of day")));
     EXPECT_THAT(StationMistakes(whole + kSlot + "serial = \"1\"\n"),

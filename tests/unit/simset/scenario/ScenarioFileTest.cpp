@@ -93,22 +93,23 @@ TEST_F(ScenarioFile, KeepsTheSeedThatALineIsGiven) {
 TEST_F(ScenarioFile, TellsEveryMistakeWithItsLine) {
     EXPECT_EQ(Mistakes("[[when]\n").substr(0, 2), "1:");
     EXPECT_EQ(Mistakes("seed = 1\n"), "1: a scenario wants one [[when]] or more");
-    EXPECT_EQ(Mistakes("name = 1\nseed = -1\n[[when]]\nafter = 1\ndo = 'reboot'\n"),
+    EXPECT_EQ(Mistakes("name = []\nseed = -1\n[[when]]\nafter = 1\ndo = 'reboot'\n"),
               "1: 'name' must be a text\n2: 'seed' must be a whole number from 0 to 9223372036854775807");
-    EXPECT_EQ(Mistakes("when = 3\n"), "1: a scenario wants one [[when]] or more");
+    EXPECT_EQ(Mistakes("when = 3\n"),
+              "1: 'when' must be written as [[when]]\n1: a scenario wants one [[when]] or more");
     EXPECT_EQ(Mistakes("[[when]]\ndo = 'reboot'\n"), "1: a [[when]] wants either 'match' or 'after'");
     EXPECT_EQ(Mistakes("[[when]]\nmatch = 'a'\nafter = 1\ndo = 'reboot'\n"),
               "1: a [[when]] wants either 'match' or 'after'");
     EXPECT_EQ(Mistakes("[[when]]\nmatch = 'a'\n"),
               "1: a [[when]] wants 'do': a verb of simset ctl, or a list of them");
     EXPECT_EQ(Mistakes("[[when]]\nafter = -1\ndo = []\n"),
-              "2: 'after' must be a whole number from 0 to 86400000\n3: 'do' is empty");
+              "2: 'after' must be a whole number of milliseconds from 0 to 86400000\n3: 'do' is empty");
     EXPECT_EQ(Mistakes("[[when]]\nafter = 1\ntimes = 2\ndo = 'reboot'\n"),
               "3: 'times' goes with 'match': a time comes once");
     EXPECT_EQ(Mistakes("[[when]]\nmatch = 'a'\nchance = 0\noptional = 1\ndo = 'reboot'\n"),
               "3: 'chance' must be a number above 0, at most 1\n4: 'optional' must be true or false");
     EXPECT_EQ(Mistakes("sed = 1\n[[when]]\nafter = 1\ndo = 'reboot'\n"),
-              "1: 'sed' is unknown here; there are name, seed, when");
+              "1: 'sed' is unknown in a scenario; there are name, seed, when");
     EXPECT_EQ(Mistakes("[[when]]\nafter = 1\ndo = ['reboot', 'model set']\n"), "3: usage: model set KEY JSON");
     EXPECT_EQ(Mistakes("[[when]]\nafter = 1\ndo = 'rebot'\n").substr(0, 26), "3: there is no verb \"rebot");
     EXPECT_EQ(Mistakes("[[when]]\nafter = 1\ndo = 'wait who=model'\n"),
