@@ -110,6 +110,7 @@ void Link::Deliver(const UartFrame& frame) {
     m_unparsed = std::move(behind);
     const Millis now = m_transport.Now();
     if (RoleOf(frame) == FrameRole::Answer) {
+        m_isConnected = m_isConnected || frame.CommandId() == zel::command::kConnect;
         m_answered = m_answered.value_or(now);
     } else if (RoleOf(frame) == FrameRole::Ready && m_answered) {
         m_restarted = m_restarted || now - *m_answered > kReadyUnderWay;
@@ -130,7 +131,8 @@ void Link::Abandon() {
 }
 
 Mark Link::NextMark() {
-    return Mark({ConnectFrame(), FrameOf({kFences.at(m_marks++ % kFences.size()), "", 0, 0})});
+    const UartFrame fence = FrameOf({kFences.at(m_marks++ % kFences.size()), "", 0, 0});
+    return Mark({IsConnected() ? fence : ConnectFrame(), fence});
 }
 
 void Link::SetStep(bool allAnswered) {
@@ -148,7 +150,7 @@ bool Link::TakeRestart() {
         return false;
     }
     m_restarted = false;
-    m_answered.reset();
+    ForgetAnswers();
     m_inStep = false;
     return true;
 }
@@ -206,7 +208,7 @@ std::optional<Answered> Link::Try(const Request& request, const AskOptions& opti
         }
         if (!mark.IsPassed()) {
             mark.Take(*frame);
-            seen.connected = seen.connected || frame->CommandId() == zel::command::kConnect;
+            seen.connected = seen.connected || frame->CommandId() == mark.Frames()[0].CommandId();
             continue;
         }
         if (frame->CommandId() != request.id) {
@@ -234,7 +236,7 @@ Answered Link::Ask(const Request& request, const AskOptions& options) {
     for (int attempt = 0; attempt <= options.retries; ++attempt) {
         Mark mark;
         if (options.connect && !m_inStep && request.id != zel::command::kConnect) {
-            mark = m_missing ? NextMark() : Mark({ConnectFrame()});
+            mark = m_missing || IsConnected() ? NextMark() : Mark({ConnectFrame()});
         }
         if (auto answered = Try(request, options, std::move(mark), seen)) {
             answered->tries = attempt + 1;

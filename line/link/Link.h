@@ -72,7 +72,9 @@ class Mark {
 // burst. The set takes both in order and would have taken as long for one, so this costs no time; it ends the
 // ready frames where there are any; and since answers come in order, whatever arrives before the connect's
 // answer is a left-over of an earlier command and is not mistaken for this one's. Behind a missing answer, which
-// may still come, a fence follows the connect, each time another one: a connect may be answered late as well.
+// may still come, a fence follows the connect, each time another one: a connect may be answered late as well. Once
+// the set has answered a connect, the fence goes out twice in its place: a set that has restarted ignores it and
+// goes on with its ready frames, by which it is known.
 //
 // In front of that burst go 73 zero bytes. A set to which a frame came damaged in its length may still be waiting
 // for up to 73 bytes, over any silence: it would take them out of this command, and carry out the old one late.
@@ -100,7 +102,7 @@ class Link {
     bool IsInStep() const { return m_inStep; }
 
     // What goes in front of the next requests for certain that their answers are told from earlier ones: a connect
-    // and a fence.
+    // and a fence, or a fence twice.
     Mark NextMark();
 
     // All that was asked has been answered, or something has not. What AskTogether and Ask find out.
@@ -124,7 +126,15 @@ class Link {
     bool HasHeardNoise() const { return m_noisy || !m_unparsed.empty(); }
 
     // Ready frames are in order from here on: the set was told to leave.
-    void ForgetAnswers() { m_answered.reset(); }
+    void ForgetAnswers() {
+        m_answered.reset();
+        m_isConnected = false;
+    }
+
+    // Whether the set has answered a connect, and has not restarted since as far as is known. Another connect
+    // would hide that it has: one that waits in its port when it comes to itself ends its ready frames before the
+    // first.
+    bool IsConnected() const { return m_isConnected && !m_restarted; }
 
     Transport& Line() { return m_transport; }
 
@@ -139,6 +149,7 @@ class Link {
     Bytes m_unparsed;                  // received, not yet part of a frame
     std::vector<UartFrame> m_arrived;  // received, not yet handed out
     std::optional<Millis> m_answered;  // when the set answered first
+    bool m_isConnected = false;
     bool m_restarted = false;
     bool m_inStep = false;
     bool m_missing = false;  // an answer is, which may still come

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cctype>
 
+#include "link/Fences.h"
 #include "wire/Answer.h"
 #include "wire/Hex.h"
 
@@ -81,9 +82,9 @@ std::optional<NoAnswer> Understand(const Action& action, const std::string& text
 // Keys are reported once the set is connected.
 void ConnectFor(Link& link) {
     if (!link.IsInStep()) {
-        Request connect;
-        connect.id = zel::command::kConnect;
-        link.Ask(connect, {});
+        Request fence;  // and not a connect, which would hide a restart
+        fence.id = kFences[0];
+        link.Ask(fence, {});
     }
 }
 

@@ -17,7 +17,8 @@
 namespace zelline {
 namespace {
 
-constexpr Millis kAskAgain{500};  // between two askings of a step with 'until'
+constexpr Millis kReadyPeriod{2300};  // between two ready frames of a set that is not connected, at most
+constexpr Millis kAskAgain{500};      // between two askings of a step with 'until'
 constexpr const char* kStopped = "stopped while it was under way";
 
 // Why the outcome is not what the step expects; empty when it is.
@@ -77,9 +78,14 @@ void Wait(Transport& line, Millis time, UploadProgress* progress) {
     }
 }
 
-// A set that restarts in the middle of a plan is a bad one, whatever it answers afterwards.
-void RefuseRestart(Link& link) {
+// A set that restarts in the middle of a plan is a bad one, whatever it answers afterwards. Where an answer is
+// missing that should have come, the reason may be a restart: its next ready frame tells.
+void RefuseRestart(Link& link, bool isMissing = false) {
     link.TakeIn();
+    const Millis end = link.Line().Now() + kReadyPeriod;
+    while (isMissing && link.IsConnected() && link.Line().Now() < end) {
+        link.Receive(end);
+    }
     if (link.TakeRestart()) {
         Fail(Exit::Failure, kSetRestarted);
     }
@@ -184,7 +190,8 @@ class PlanRunner {
                                     : Perform(m_link, action, StepSettings(step, m_settings), m_progress);
         result.tries += outcome.tries;
         result.elapsed = outcome.elapsed;
-        RefuseRestart(m_link);
+        RefuseRestart(m_link, outcome.status == Exit::NoAnswer && step.expect.status != Exit::NoAnswer &&
+                                  !IsForOperator(action));
         Judge(step, outcome, Known(step), result);
     }
 
@@ -246,7 +253,9 @@ class PlanRunner {
                     m_progress->Waiting(elapsed);
                 }
             });
-            RefuseRestart(m_link);
+            const std::vector<BurstReply>& replies = burst.Replies();
+            RefuseRestart(m_link, std::any_of(replies.begin(), replies.end(),
+                                              [](const BurstReply& reply) { return reply.frames.empty(); }));
         } catch (const Error& error) {
             broken = error;
         }

@@ -1,4 +1,5 @@
-"""`zelline run` asks the operator at its terminal: answers, wrong ones, Ctrl-C, and where there is no terminal."""
+"""`zelline run` asks the operator at its terminal: answers, wrong ones, Ctrl-C, and where there is no terminal; and
+a set that restarts at a question."""
 
 import contextlib
 import os
@@ -6,6 +7,7 @@ import pathlib
 import select
 import subprocess
 import tempfile
+import threading
 import time
 
 import runner
@@ -151,6 +153,33 @@ class AtTheTerminal(AtOnce):
             self.assertIn("ABORTED", said)
             self.assertRegex(said, r"^(\^C)?\r\n")
             tv.wait(key="tovix.sl2.i32.sound.main.volume", call="set", since=before)
+
+
+class Restarts(AtOnce):
+    def test_a_set_that_restarts_and_finds_the_next_requests_in_its_port(self):
+        """None of them may end its ready frames, by which it is known."""
+        plan = """
+[[step]]
+run = "sn read"
+[[step]]
+run = "confirm Go?"
+[[step]]
+run = "led red on"
+timeout = 700
+retries = 150
+"""
+        with plan_file(plan) as file, LineSet() as tv:
+            with Terminal(programs.find("zelline"), "--port", tv.ready["line"], "run", file) as terminal:
+                terminal.await_text(">>> Go?")
+                before = tv.seq()
+                reboot = threading.Thread(target=tv.ctl, args=("reboot",))
+                reboot.start()
+                tv.wait(who="power", call="on", since=before)
+                terminal.type("yes\n")
+                status, said = terminal.end()
+                reboot.join()
+                self.assertEqual(status, 1, said)
+                self.assertIn("the set has restarted", said)
 
 
 class WithoutATerminal(AtOnce):

@@ -83,7 +83,7 @@ void SimulatedReceiver::Settle() {
 void SimulatedReceiver::Advance(Micros until) {
     for (;;) {
         constexpr Micros kNever = INT64_MAX;
-        const Micros burst = m_burst.empty() ? kNever : m_lastByte + kSilence;
+        const Micros burst = m_burst.empty() ? kNever : std::max(m_lastByte, m_booted) + kSilence;
         const Micros pass = m_frames.empty() ? kNever : m_nextPass;
         const Micros worker = m_busy ? m_workerEnd : kNever;
         const Micros next = std::min({burst, pass, worker, m_restart, m_nextReady});
@@ -94,7 +94,9 @@ void SimulatedReceiver::Advance(Micros until) {
         m_now = std::max(m_now, next);
         if (next == m_restart) {
             connected = false;
-            m_nextReady = std::exchange(m_restart, kNever);
+            m_frames.clear();
+            m_booted = std::exchange(m_restart, kNever) + bootMs * 1000;
+            m_nextReady = m_booted + (bootMs > 0 ? 2000000 : 0);
         } else if (next == m_nextReady) {
             m_nextReady += 2000000;
             Answer(0x1272, 0x00, "\x02", 1);

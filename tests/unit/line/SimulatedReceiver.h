@@ -42,6 +42,8 @@ class SimulatedReceiver : public Transport {
 
     // Knobs.
     long installMs = 300;
+    long bootMs =
+        0;  // after a restart; what arrives meanwhile waits in the port, and the first ready frame takes 2 s more
     bool refuses = false;          // the installation fails
     bool swallowsAnswers = false;  // answers of the worker never arrive
     int damages = 0;               // that many files are assembled with one wrong byte
@@ -82,6 +84,7 @@ class SimulatedReceiver : public Transport {
     Micros m_lastByte = 0;
     Micros m_nextPass = 0;
     Micros m_restart = INT64_MAX;
+    Micros m_booted = 0;
     Micros m_nextReady = INT64_MAX;
     Bytes m_burst;
     std::deque<Frame> m_frames;

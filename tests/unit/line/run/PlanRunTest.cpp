@@ -240,6 +240,27 @@ TEST(PlanRun, ASetThatRestartsIsAFailedUnit) {
     }
 }
 
+// What is asked again waits in the port of a set that has not come to itself yet, which takes it before its first
+// ready frame.
+TEST(PlanRun, ARestartIsSeenThoughTheSetFindsTheNextRequestsInItsPort) {
+    const std::string steps =
+        "[[step]]\nrun = \"connect\"\n[[step]]\nrun = \"led red on\"\nwait = 8000\n[[step]]\nrun = \"led green "
+        "on\"\n[[step]]\nrun = \"cam\"\n";
+    for (const long boot : {1000L, 3500L, 4000L, 5000L}) {
+        for (const std::string each : {"continue", "stop"}) {
+            SimulatedReceiver set;
+            set.bootMs = boot;
+            set.RestartAt(set.Now() + Millis(8700));
+            const Ran ran = RunText("[defaults]\non-failure = \"" + each + "\"\n" + steps, set);
+            EXPECT_EQ(ran.result.status, Exit::Failure) << boot << each;
+            EXPECT_TRUE(std::any_of(
+                ran.result.steps.begin(), ran.result.steps.end(),
+                [](const StepResult& step) { return step.words.find("has restarted") != std::string::npos; }))
+                << boot << each;
+        }
+    }
+}
+
 TEST(PlanRun, ReadyFramesBeforeTheConnectAndAfterLeavingAreInOrder) {
     SimulatedReceiver set;
     set.RestartAt(set.Now());
