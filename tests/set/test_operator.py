@@ -185,8 +185,7 @@ retries = 150
 class WithoutATerminal(AtOnce):
     def test_a_missing_answer_is_told_before_anything_is_sent(self):
         with plan_file(PLAN.replace('name = "Key"\nrun = "await key MENU"', 'run = "version"')) as plan, LineSet() as tv:
-            before = tv.seq()
-            words = ["--port", tv.ready["line"], "run", plan]
+            words = ["--port", "nowhere", "run", plan]  # it would be 4 if the port were opened
             done = setlib.run("zelline", *words)
             self.assertEqual(done.returncode, 2)
             self.assertRegex(done.stderr, r"plan.toml:4: .*standard input is no terminal: write --answer 'label=TEXT' --answer 'Picture=yes\|no'; nothing was sent")
@@ -194,7 +193,7 @@ class WithoutATerminal(AtOnce):
             done = setlib.run("zelline", *words, "Picture=perhaps")
             self.assertEqual(done.returncode, 2)
             self.assertIn("wants yes or no", done.stderr)
-            self.assertEqual(tv.trace(since=before, call="set"), [])
+            words[1] = tv.ready["line"]
             self.assertEqual(setlib.run("zelline", *words, "Picture=no").returncode, 1)
             done = setlib.run("zelline", *words, "Picture=yes")
             self.assertEqual(done.returncode, 0, done.stderr)
