@@ -153,6 +153,19 @@ class Store::Watch {
     std::thread m_thread;
 };
 
+// Has a connection's statements watched, all of which it tells its logger of.
+class Store::StatementLog : public soci::logger_impl {
+  public:
+    explicit StatementLog(Watch& watch) : m_watch(watch) {}
+
+    void start_query(const std::string&) override { m_watch.Begin(); }
+
+  private:
+    logger_impl* do_clone() const override { return std::make_unique<StatementLog>(m_watch).release(); }
+
+    Watch& m_watch;
+};
+
 // While it lives the statements of a connection are watched, if they are at all.
 class Store::Watched {
   public:
@@ -207,10 +220,7 @@ void Store::Connect(const std::string& where, const ServerPatience& patience) {
     if (patience.statement.count() > 0) {
         auto* const server = static_cast<soci::postgresql_session_backend*>(m_sql->get_backend());
         m_watch = std::make_unique<Watch>(::PQsocket(server->conn_), patience.statement);
-        m_sql->set_query_transformation([this](const std::string& statement) {
-            m_watch->Begin();
-            return statement;
-        });
+        m_sql->set_logger(std::make_unique<StatementLog>(*m_watch).release());
     }
     Quieten(*m_sql);
 }

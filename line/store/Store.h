@@ -59,6 +59,7 @@ class Store {
 
   private:
     class LockFile;
+    class StatementLog;
     class Watch;
     class Watched;
 

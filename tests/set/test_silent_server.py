@@ -28,11 +28,13 @@ MEMORY = 60  # seconds for which the server is left alone
 
 
 class Doorway:
-    """Stands before a server: `silent`, it takes connections and bytes and nothing comes of them."""
+    """Stands before a server: `silent`, it takes connections and bytes and nothing comes of them. What the server says
+    takes it `delay` seconds."""
 
     def __init__(self, port):
         self.port = port
         self.silent = False
+        self.delay = 0
         self.callers = 0
         self.door = socket.create_server(("127.0.0.1", 0))
         self.wake, self.waker = socket.socketpair()
@@ -65,6 +67,8 @@ class Doorway:
     def _pass_on(self, end, far):
         try:
             data = end.recv(65536)
+            if end.getpeername()[1] == self.port:
+                time.sleep(self.delay)
             if data and not self.silent:
                 far[end].sendall(data)
         except OSError:
@@ -130,6 +134,23 @@ class Silence(AtOnce):
         self.onWrite = fall_silent
         self.assertEqual(self.unit("U2"), (True, 1))
         self.assertEqual(self.unit("U3"), (True, 0))
+
+    def test_one_that_answers_slowly_has_time_for_much(self):
+        """The limit is for the answer to each statement; much is brought up in one transaction."""
+        self.assertEqual(self.unit("U1"), (False, 1))
+        units = [f"V{number}" for number in range(8)]
+        with contextlib.closing(sqlite3.connect(self.ledger)) as ledger, ledger:
+            for unit in units:
+                for table, key in (("run", "id"), ("step", "run")):
+                    ledger.execute(f"CREATE TEMP TABLE copied AS SELECT * FROM {table} WHERE {key} = (SELECT id FROM run WHERE unit = 'U1')")
+                    ledger.execute(f"UPDATE copied SET {key} = {key} || ?", [unit])
+                    if table == "run":
+                        ledger.execute("UPDATE copied SET unit = ?, pushed = 0", [unit])
+                    ledger.execute(f"INSERT INTO {table} SELECT * FROM copied")
+                    ledger.execute("DROP TABLE copied")
+        self.doorway.delay = 0.1
+        self.assertEqual(self.unit("U2"), (False, 1))
+        self.assertEqual(self.on_server(), ["U1", "U2", *units])
 
     def test_who_has_nothing_asks_it_all_the_same(self):
         self.doorway.silent = True
