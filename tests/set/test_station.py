@@ -106,7 +106,7 @@ class Stops(AtOnce):
             self.assertEqual(station.end(), 0)
             over = station.wait(type="slot", slot="A", phase="over")
             self.assertEqual((over["verdict"], over["reason"]), ("ABORTED", "interrupted"))
-            tv.wait(key=VOLUME, call="set", since=begin)
+            tv.wait(key=VOLUME, call="set", value=20, since=begin)
 
     def record(self, station):
         """The verdict of the last run, and the outcomes of its steps."""
@@ -123,7 +123,7 @@ class Stops(AtOnce):
             begin = tv.seq()
             self.assertEqual(station.end(signal.Signals[name]), 0)
             self.assertEqual(station.wait(type="slot", phase="over")["verdict"], "ABORTED")
-            tv.wait(key=VOLUME, call="set", since=begin)
+            tv.wait(key=VOLUME, call="set", value=20, since=begin)
             self.assertEqual(self.record(station), ("ABORTED", ["passed", "passed", "not run", "passed"]))
 
     def test_a_second_signal_leaves_the_teardown_out(self):
@@ -137,7 +137,7 @@ class Stops(AtOnce):
             self.assertEqual(station.end(), 0)
             self.assertEqual(station.wait(type="slot", phase="over")["verdict"], "ABORTED")
             self.assertEqual(self.record(station), ("ABORTED", ["passed", "passed", "not run", "not run"]))
-            self.assertEqual(tv.trace(key=VOLUME, call="set", since=begin), [])
+            self.assertEqual(tv.trace(key=VOLUME, call="set", value=20, since=begin), [])
 
 
 class Files(AtOnce):
