@@ -79,6 +79,8 @@ constexpr std::size_t kRunRevision = 15;
 // having told the server.
 constexpr long long kMove = 1000000;
 
+constexpr std::size_t kMostRuns = 50;  // that are brought up in one transaction
+
 std::vector<Texts> OwnRows(Store& store, const std::string& query, std::size_t columns, const Texts& uses) {
     std::vector<Texts> rows;
     store.Do([&](soci::session& sql) { rows = RowsOf(sql, query, columns, uses); });
@@ -172,7 +174,8 @@ void StationLedger::Supply(const std::set<std::string>& types, const std::string
 
 void StationLedger::BringUp() {
     BringItems();
-    BringRuns();
+    while (BringRuns() == kMostRuns) {
+    }
 }
 
 // A unit that was at another station before keeps its item: this station has it from now on. What is only reserved
@@ -263,12 +266,16 @@ void StationLedger::BringItems() {
     });
 }
 
-void StationLedger::BringRuns() {
+// In pieces: what was brought stays so when the server goes again, and others wait for one piece only. Returns how
+// many it brought.
+std::size_t StationLedger::BringRuns() {
     std::vector<Texts> runs;
     std::vector<std::vector<Texts>> steps;
     m_own.Do([&](soci::session& sql) {
-        runs = RowsOf(sql, fmt::format("SELECT {} FROM run WHERE revision > pushed ORDER BY id", kRuns.names),
-                      kRuns.count, {});
+        runs = RowsOf(
+            sql,
+            fmt::format("SELECT {} FROM run WHERE revision > pushed ORDER BY id LIMIT {}", kRuns.names, kMostRuns),
+            kRuns.count, {});
         for (const Texts& run : runs) {
             steps.push_back(RowsOf(sql, fmt::format("SELECT {} FROM step WHERE run = :run", kSteps.names),
                                    kSteps.count, {run[0]}));
@@ -295,6 +302,7 @@ void StationLedger::BringRuns() {
             Execute(sql, "UPDATE run SET pushed = :pushed WHERE id = :id", {run[kRunRevision], run[0]});
         }
     });
+    return runs.size();
 }
 
 }  // namespace zelline

@@ -50,7 +50,7 @@ class StationLedger {
     void Lease(const std::string& type);
     std::size_t CountFree(const std::string& type);
     void BringItems();
-    void BringRuns();
+    std::size_t BringRuns();
 
     Store& m_own;
     Store& m_server;

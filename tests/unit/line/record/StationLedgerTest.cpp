@@ -304,5 +304,32 @@ TEST_F(StationLedgerTest, RecordsAreBroughtUpAsTheyAre) {
     EXPECT_EQ(run.place.station, "A");
 }
 
+TEST_F(StationLedgerTest, ManyRunsAreBroughtUpInPieces) {
+    const auto count = [](Store& store, const char* which) {
+        int runs = 0;
+        store.Do([&](soci::session& sql) {
+            sql << std::string("SELECT COUNT(*) FROM run WHERE ") + which, soci::into(runs);
+        });
+        return runs;
+    };
+    for (int number = 0; number < 120; ++number) {
+        Plan plan;
+        plan.run = fmt::format("r{:03}", number);
+        RunRecord(m_own, plan, {"U", "A", "1", "/dev/ttyS0", "1.0"}).RunBegins(PlanResult());
+    }
+    StationLedger a(m_own, m_server, "A");
+    m_server.Do([](soci::session& sql) {  // as one that goes away in the middle does
+        sql << "CREATE TRIGGER away BEFORE INSERT ON run WHEN NEW.id = 'r110' BEGIN SELECT RAISE(ABORT, 'away'); "
+               "END";
+    });
+    EXPECT_THROW(a.BringUp(), Error);
+    EXPECT_EQ(count(m_server, "1 = 1"), 100);
+    EXPECT_EQ(count(m_own, "revision > pushed"), 20);
+    m_server.Do([](soci::session& sql) { sql << "DROP TRIGGER away"; });
+    a.BringUp();
+    EXPECT_EQ(count(m_server, "1 = 1"), 120);
+    EXPECT_EQ(count(m_own, "revision > pushed"), 0);
+}
+
 }  // namespace
 }  // namespace zelline
