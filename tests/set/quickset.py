@@ -12,6 +12,7 @@ from zelfac.frames import BEGIN, END, OVERHEAD, Frame, empty, frame, result, sta
 CHANGE = 0x7FFF  # no command of the line's: what was written to the port before it has been taken
 CONNECT, WRITE_MAC, READ_MAC = 0x1273, 0x1278, 0x1279
 KEY, KEY_CHECKSUM = 0x1281, 0x1282
+EMPTY_QUERIES = (0x1277, 0x127D, 0x127F, 0x1280)  # by which the tool tells answers apart
 # The tool takes no answer to a file that comes sooner: a set would still be waiting for more bytes.
 INSTALLING = 0.45  # seconds
 
@@ -98,5 +99,5 @@ class QuickSet:
         elif request.command == CONNECT:
             self.chunks = {}
             self._say(status(CONNECT, 0))
-        elif request.b:
+        elif request.command in EMPTY_QUERIES:
             self._say(empty(request.command))
