@@ -48,8 +48,8 @@ class UartManager : public ModelClient {
 
     inline static UartManager* m_UartInstance = nullptr;
     inline static std::atomic<std::int32_t> input_fd{-1};  // the port's descriptor, -1 while it is closed
-    inline static std::atomic<std::uint8_t> _bExitUartDebug{
-        1};  // 1 the link's threads are to stop or do not run, 0 running
+    // 1: the link's threads are to stop or do not run, 0: they run.
+    inline static std::atomic<std::uint8_t> _bExitUartDebug{1};
 
     UartManager();
     virtual ~UartManager();
