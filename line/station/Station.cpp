@@ -262,12 +262,14 @@ LineState Station::LookAtStore() const {
     } catch (const Error& error) {
         line.problem = error.what();
         line.goesOn = own && error.Status() == Exit::Store;
+    } catch (const std::exception& error) {  // of the machine, as no thread to be had: the slots go on
+        line.problem = error.what();
     }
     if (line.goesOn) {
         try {
             StationLedger::NoteSilence(*own, begin);
             look(*own);
-        } catch (const Error& error) {
+        } catch (const std::exception& error) {
             line.problem = error.what();
             line.goesOn = false;
         }

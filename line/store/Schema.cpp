@@ -47,9 +47,8 @@ const std::array<Statements, 5> kVersions = {{
      "ALTER TABLE item ADD COLUMN pushed BIGINT NOT NULL DEFAULT 0",
      "ALTER TABLE run ADD COLUMN revision BIGINT NOT NULL DEFAULT 0",
      "ALTER TABLE run ADD COLUMN pushed BIGINT NOT NULL DEFAULT 0"},
-    // A row of `absence`, in a station's own file only, says when its server was last waited for in vain: seconds
-    // since
-    // 1970. `run.note` is what was unusual as the run began.
+    // A row of `absence`, in a station's own file only, says when its server was last waited for in vain (seconds
+    // since 1970). `run.note` is what was unusual as the run began.
     {"CREATE TABLE absence (noted BIGINT NOT NULL)", "ALTER TABLE run ADD COLUMN note TEXT NOT NULL DEFAULT ''"},
 }};
 

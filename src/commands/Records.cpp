@@ -14,17 +14,21 @@ namespace {
 
 struct Record {
     const char* path;
+    const char* touch;      // shell command that makes sure of the file
+    const char* missing;    // log line of a reader that finds none
     const char* operation;  // the writer's name
 };
 
-constexpr Record kPcbSn = {"/var/local/ZelPcbSn", "ZelSetPcbSn"};
-constexpr Record kTestResult = {"/var/local/ZelTestResult", "ZelSetTestResult"};
+constexpr Record kPcbSn = {"/var/local/ZelPcbSn", "touch /var/local/ZelPcbSn", "fopen /var/local/ZelPcbSn fail!\n",
+                           "ZelSetPcbSn"};
+constexpr Record kTestResult = {"/var/local/ZelTestResult", "touch /var/local/ZelTestResult",
+                                "fopen /var/local/ZelTestResult fail!\n", "ZelSetTestResult"};
 constexpr std::size_t kReadLimit = 256;
 
 // Replaces the record and has the screen redrawn. 1, or 0 with a log line when the text did not reach the disk
 // whole; the former record is then still there.
 std::int32_t Write(UartManager& manager, const Record& record, const std::string& text) {
-    if (!zel::RunUnread(std::string("touch ") + record.path)) {
+    if (!zel::RunUnread(record.touch)) {
         zel::LogFail(record.operation, __LINE__);
         return 0;
     }
@@ -41,7 +45,7 @@ std::int32_t Write(UartManager& manager, const Record& record, const std::string
 std::string Read(const Record& record) {
     const zel::File file = zel::OpenFile(record.path, "r");
     if (!file) {
-        zel::LogPrint("fopen %s fail!\n", record.path);
+        zel::LogPrint("%s", record.missing);
         return {};
     }
     return zel::ReadTextUpTo(file.get(), kReadLimit - 1);

@@ -96,6 +96,7 @@ void Middleware::PowerOn() {
     ++m_epoch;
     m_powered = true;
     m_serving = true;
+    m_cutPoint.PowerIsOn();
     m_auxiliary = {};
     m_finish.PowerOn();
     m_synced.PowerOn();

@@ -28,7 +28,7 @@ void CutPoint::Arm(std::uint64_t steps) {
 
 void CutPoint::Step() {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    if (m_left > 0 && --m_left == 0) {
+    if (m_on && m_left > 0 && --m_left == 0) {
         m_failing = true;
         m_told = false;
     }
@@ -49,9 +49,15 @@ void CutPoint::HoldWhileFailing() {
     m_off.wait(lock, [this] { return !m_failing; });
 }
 
+void CutPoint::PowerIsOn() {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_on = true;
+}
+
 void CutPoint::PowerIsOff() {
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
+        m_on = false;
         m_left = 0;
         m_failing = false;
     }

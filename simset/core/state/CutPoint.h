@@ -19,7 +19,7 @@ class CutPoint {
     // The power fails at the `steps`th step from now; 0: not at all.
     void Arm(std::uint64_t steps);
 
-    // Counts a step.
+    // Counts a step, while the power is on.
     void Step();
 
     bool IsFailing() const;
@@ -30,6 +30,8 @@ class CutPoint {
     // While the power is failing: waits until it is off. Otherwise returns at once.
     void HoldWhileFailing();
 
+    void PowerIsOn();
+
     // The power is off: lets everyone go, and forgets the point.
     void PowerIsOff();
 
@@ -37,6 +39,7 @@ class CutPoint {
     mutable std::mutex m_mutex;
     std::condition_variable m_off;
     std::uint64_t m_left = 0;
+    bool m_on = true;
     bool m_failing = false;
     bool m_told = false;
 };

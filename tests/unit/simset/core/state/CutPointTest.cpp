@@ -42,6 +42,17 @@ TEST(CutPoint, FailsAtItsStepAndIsToldOnce) {
     EXPECT_FALSE(point.IsFailing());
 }
 
+TEST(CutPoint, CountsNothingWhileThePowerIsOff) {
+    CutPoint point;
+    point.PowerIsOff();
+    point.Arm(1);
+    point.Step();
+    EXPECT_FALSE(point.IsFailing()) << "who fails now waits for a power-off that has been";
+    point.PowerIsOn();
+    point.Step();
+    EXPECT_TRUE(point.IsFailing());
+}
+
 TEST(CutPoint, IsTakenBack) {
     CutPoint point;
     point.Arm(1);
