@@ -73,8 +73,8 @@ class Mark {
 // ready frames where there are any; and since answers come in order, whatever arrives before the connect's
 // answer is a left-over of an earlier command and is not mistaken for this one's. Behind a missing answer, which
 // may still come, a fence follows the connect, each time another one: a connect may be answered late as well. Once
-// the set has answered a connect, the fence goes out twice in its place: a set that has restarted ignores it and
-// goes on with its ready frames, by which it is known.
+// a set that is watched for a restart has answered a connect, the fence goes out twice in its place: a set that
+// has restarted ignores it and goes on with its ready frames, by which it is known.
 //
 // In front of that burst go 73 zero bytes. A set to which a frame came damaged in its length may still be waiting
 // for up to 73 bytes, over any silence: it would take them out of this command, and carry out the old one late.
@@ -131,10 +131,13 @@ class Link {
         m_isConnected = false;
     }
 
-    // Whether the set has answered a connect, and has not restarted since as far as is known. Another connect
-    // would hide that it has: one that waits in its port when it comes to itself ends its ready frames before the
-    // first.
-    bool IsConnected() const { return m_isConnected && !m_restarted; }
+    // From here on it matters that a set has restarted, and nothing may hide it: a connect that waits in its port
+    // when it comes to itself ends its ready frames before the first. Without this call a set may restart, and is
+    // connected again.
+    void WatchForRestart() { m_watchesForRestart = true; }
+
+    // Whether the set that is watched has answered a connect, and has not restarted since as far as is known.
+    bool IsConnected() const { return m_watchesForRestart && m_isConnected && !m_restarted; }
 
     Transport& Line() { return m_transport; }
 
@@ -149,6 +152,7 @@ class Link {
     Bytes m_unparsed;                  // received, not yet part of a frame
     std::vector<UartFrame> m_arrived;  // received, not yet handed out
     std::optional<Millis> m_answered;  // when the set answered first
+    bool m_watchesForRestart = false;
     bool m_isConnected = false;
     bool m_restarted = false;
     bool m_inStep = false;

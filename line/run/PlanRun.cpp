@@ -111,7 +111,9 @@ class PlanRunner {
           m_oneByOne(oneByOne),
           m_person(person),
           m_result(NotYetRun(plan)),
-          m_values{plan.variables, {}} {}
+          m_values{plan.variables, {}} {
+        m_link.WatchForRestart();
+    }
 
     PlanResult Run() {
         const Millis start = m_link.Line().Now();

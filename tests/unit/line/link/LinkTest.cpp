@@ -70,7 +70,7 @@ TEST(Link, ReadyFramesAndKeyPressesAreToldAndNotTaken) {
 
 TEST(Link, RepeatsWithoutAnAnswerBehindANewConnect) {
     ScriptedLine line;
-    line.Expect(kConnect + " " + kReadSn);
+    line.Expect(kConnect + " " + kReadSn, {{500, kConnected}});
     line.Expect(kConnect + " " + kFence1 + " " + kReadSn, {{500, kConnected + " " + kFenced1 + " " + kSn}});
     line.Expect(kReadSn, {{500, kSn}});
     Link link(line);
@@ -84,13 +84,14 @@ TEST(Link, RepeatsWithoutAnAnswerBehindANewConnect) {
     EXPECT_EQ(line.flushes, 2);
 }
 
-TEST(Link, ASetThatHasAnsweredAConnectGetsNoOtherBeforeItIsSeenToRestart) {
+TEST(Link, ASetThatIsWatchedAndHasAnsweredAConnectGetsNoOtherBeforeItIsSeenToRestart) {
     ScriptedLine line;
     line.Expect(kConnect + " " + kReadSn, {{500, kConnected}});
     line.Expect(kFence1 + " " + kFence1 + " " + kReadSn, {{900, kReady}});
     line.Expect(kConnect + " " + kFence2 + " " + kReadSn,
                 {{500, kConnected + " 79 10 12 7D 00 00 00 61 FE " + kSn}});
     Link link(line);
+    link.WatchForRestart();
     AskOptions options;
     options.timeout = Millis(1000);
     options.retries = 2;
