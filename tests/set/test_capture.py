@@ -142,11 +142,11 @@ class Session(unittest.TestCase):
     def test_flushes_are_told(self):
         for packets in (self.hidden, self.shown):
             flushes = [at for at, packet in enumerate(packets) if packet["role"] == "flush"]
-            # The first command of the session and the transfer each begin with a flush and a connect.
+            # The session begins with a flush and a connect, the transfer with one and a query that is answered empty.
             self.assertEqual((flushes[0], len(flushes)), (0, 2))
+            self.assertEqual([packets[at + 1]["id"] for at in flushes], ["0x1273", "0x1277"])
             for at in flushes:
                 flush = packets[at]
-                self.assertEqual(packets[at + 1]["id"], "0x1273")
                 self.assertEqual((flush["flush"], flush["frame.p2p_dir"]), ("00" * 73, SENT))
                 self.assertEqual(flush["_ws.col.Info"], "flush, 73 zero bytes")
                 self.assertTrue(flush["frame.comment"].startswith("flush, "), flush)
