@@ -3,6 +3,7 @@
 On a noisy line the faults are drawn anew for each run; the campaign draws more of them.
 """
 
+import concurrent.futures
 import json
 import pathlib
 import threading
@@ -66,11 +67,13 @@ class Plans(AtOnce):
 
     @runner.cases({plan.stem: plan for plan in PLANS})
     def test_a_noisy_line(self, plan):
-        first, again = seed(), 0
         clean = self.outcomes(plan)
-        for noise in range(first, first + ROUNDS):
-            for how in ([], ["--one-by-one"]):
-                steps, summary, left = self.outcomes(plan, *how, noise=noise)
+        first = seed()
+        runs = [(noise, how) for noise in range(first, first + ROUNDS) for how in ([], ["--one-by-one"])]
+        again = 0
+        with concurrent.futures.ThreadPoolExecutor(len(runs)) as beside:
+            noisy = beside.map(lambda run: self.outcomes(plan, *run[1], noise=run[0]), runs)
+            for (noise, how), (steps, summary, left) in zip(runs, noisy, strict=True):
                 self.assertEqual(self.judged(steps, summary), self.judged(*clean[:2]), f"noise {noise} {how}")
                 self.assertEqual(left, clean[2], f"noise {noise} {how}")
                 again += sum(step["tries"] > 1 for step in steps)
