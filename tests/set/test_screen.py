@@ -1,5 +1,6 @@
 """What the panel shows: places, sizes and colours, pixel by pixel."""
 
+import pathlib
 import time
 
 import runner
@@ -16,6 +17,20 @@ class Screen(PanelTest):
             self.check_row(picture, height, index + 1, text, TEXT)
         for top, bottom in ((0, height), (3 * height, picture.height)):
             self.assertIsNone(picture.text_box(top, bottom), (top, bottom))
+
+    def test_no_shared_memory_is_left_behind(self):
+        def segments():
+            rows = pathlib.Path("/proc/sysvipc/shm").read_text().splitlines()
+            names = rows[0].split()
+            creator = names.index("cpid")
+            return [row for row in rows[1:] if row.split()[creator] == str(tv.ready["pid"])]
+
+        with PanelSet(panel="1280x720") as tv:
+            tv.await_started()
+            self.assertEqual(tv.picture().height, 720)
+            self.assertTrue(segments())
+            tv.stop()
+            tv.await_true(lambda: not segments(), "the display has let go of the memory")
 
     @cases(["1920x1080", "1280x720"])
     def test_factory(self, panel):
