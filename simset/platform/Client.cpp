@@ -186,6 +186,7 @@ void EventChannel::Run(Events& events) {
             const std::lock_guard<std::mutex> reading(events.reading);
             std::string line;
             if (!events.socket.Receive(line)) {
+                m_ended();
                 return;
             }
             auto event = DecodeLine(line);

@@ -36,7 +36,10 @@ class EventChannel {
   public:
     using Deliver = std::function<void(const nlohmann::json& event)>;
 
-    explicit EventChannel(Deliver deliver) : m_deliver(std::move(deliver)) {}
+    // `ended` is called when no more events come, since the middleware is gone: by each of the threads.
+    explicit EventChannel(
+        Deliver deliver, std::function<void()> ended = [] {})
+        : m_deliver(std::move(deliver)), m_ended(std::move(ended)) {}
 
     // Opens the channel unless it is open. Returns 0, with `client` set to the name under which requests refer to
     // it, or the status of the failure.
@@ -56,6 +59,7 @@ class EventChannel {
     void Run(Events& events);
 
     Deliver m_deliver;
+    std::function<void()> m_ended;
     std::mutex m_mutex;
     std::shared_ptr<Events> m_events;  // shared with the threads that read; null before the first Open
     std::string m_client;

@@ -18,11 +18,39 @@ void Deliveries::Add(std::int64_t number, Receiver receiver) {
 void Deliveries::Remove(std::int64_t number) {
     std::unique_lock<std::mutex> lock(m_mutex);
     m_receivers.erase(number);
+    m_ended.erase(number);
     m_idle.wait(lock, [this, number] {
         const auto running = m_running.equal_range(number);
         return std::all_of(running.first, running.second,
                            [](const auto& entry) { return entry.second == std::this_thread::get_id(); });
     });
+}
+
+void Deliveries::AwaitLast(std::int64_t number, std::chrono::seconds limit) {
+    std::unique_lock<std::mutex> lock(m_mutex);
+    const auto running = m_running.equal_range(number);
+    if (m_receivers.count(number) == 0 || std::any_of(running.first, running.second, [](const auto& entry) {
+            return entry.second == std::this_thread::get_id();
+        })) {
+        return;
+    }
+    m_idle.wait_for(lock, limit, [this, number] { return m_ended.count(number) != 0; });
+}
+
+void Deliveries::Last(std::int64_t number) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    if (m_receivers.count(number) != 0) {
+        m_ended.insert(number);
+        m_idle.notify_all();
+    }
+}
+
+void Deliveries::Last() {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    for (const auto& [number, receiver] : m_receivers) {
+        m_ended.insert(number);
+    }
+    m_idle.notify_all();
 }
 
 void Deliveries::Deliver(const nlohmann::json& event) {

@@ -2,6 +2,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <list>
 #include <map>
 #include <memory>
@@ -27,24 +28,35 @@ using nlohmann::json;
 constexpr char kFileAction[] = "tovix.sl2.common.intf.action.encrypt.key";
 constexpr std::size_t kFileArgument = 1;
 
+// How long a disconnect waits for what is on its way to the observer: far more than a busy machine needs.
+constexpr std::chrono::seconds kLastEvent{30};
+
 // Threads of the application may still be inside when the process exits: neither is ever destroyed.
 Deliveries& TheDeliveries() {
     static Deliveries* const deliveries = new Deliveries;
     return *deliveries;
 }
 
+std::string Event(const json& event) {
+    return event.at("event").get<std::string>();
+}
+
+void Deliver(const json& event) {
+    if (Event(event) == "last") {
+        TheDeliveries().Last(event.at("target").get<std::int64_t>());
+    } else {
+        TheDeliveries().Deliver(event);
+    }
+}
+
 EventChannel& TheChannel() {
     static EventChannel* const channel =
-        new EventChannel([](const json& event) { TheDeliveries().Deliver(event); });
+        new EventChannel([](const json& event) { Deliver(event); }, [] { TheDeliveries().Last(); });
     return *channel;
 }
 
 bool IsMainThread() {
     return ::syscall(SYS_gettid) == ::getpid();
-}
-
-std::string Event(const json& event) {
-    return event.at("event").get<std::string>();
 }
 
 json ArgumentsOnWire(const vumodelapi::ArgumentList& arguments) {
@@ -391,8 +403,14 @@ class Root final : public vumodelapi::RootInterface {
             connection = std::move(found->connection);
             m_links.erase(found);
         }
+        // What the middleware sent before the connection's end arrives, though it is told by threads of its own.
+        const json reply =
+            Ask({{"op", "disconnect"}, {"client", connection->Client()}, {"conn", connection->Number()}});
+        if (reply.value("last", false)) {
+            TheDeliveries().AwaitLast(connection->Number(), kLastEvent);
+        }
         connection->Silence();
-        return AskStatus({{"op", "disconnect"}, {"client", connection->Client()}, {"conn", connection->Number()}});
+        return reply["status"].get<std::int32_t>();
     }
 
   private:

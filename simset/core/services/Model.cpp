@@ -145,8 +145,12 @@ Reply Model::Disconnect(const Request& request) {
                          std::to_string(settle.count()) + " ms after the last operation",
                          {{"key", name}, {"after", (m_shared.now() - *found->second.operated).count()}});
     }
+    const bool observed = found->second.observed;
     m_connections.erase(found);
-    return m_shared.Traced(kWho, {{"call", "disconnect"}, {"key", name}}, kOk);
+    Reply reply = m_shared.Traced(kWho, {{"call", "disconnect"}, {"key", name}}, kOk);
+    // Behind all that was sent to the observer: who disconnects waits for it.
+    reply["last"] = observed && Notify(id, {{"event", "last"}});
+    return reply;
 }
 
 Reply Model::Release(const Request& request) {
@@ -484,12 +488,14 @@ void Model::Store(const KeyInfo& info, json value) {
     m_values[name] = std::move(value);
 }
 
-void Model::Notify(const ConnectionId& target, json event) {
-    if (const auto queue = m_shared.clients.Find(target.first)) {
-        TraceEvent(target, event);
-        event["target"] = target.second;
-        queue->Push(std::move(event));
+bool Model::Notify(const ConnectionId& target, json event) {
+    const auto queue = m_shared.clients.Find(target.first);
+    if (!queue) {
+        return false;
     }
+    TraceEvent(target, event);
+    event["target"] = target.second;
+    return queue->Push(std::move(event));
 }
 
 // A result has a row of its own, and the rows of a table are the answer to a call that has one.

@@ -116,7 +116,7 @@ class Model {
     void JudgeFinishLater();
     std::vector<Leftover> Open(const std::string& client) const;
     void Judge(const Leftover& leftover, int status) const;
-    void Notify(const ConnectionId& target, nlohmann::json event);
+    bool Notify(const ConnectionId& target, nlohmann::json event);
     void TraceEvent(const ConnectionId& target, const nlohmann::json& event) const;
     void NotifyObservers(const KeyInfo& info);
     void Store(const KeyInfo& info, nlohmann::json value);

@@ -1,3 +1,4 @@
+#include <array>
 #include <atomic>
 #include <future>
 #include <thread>
@@ -275,6 +276,31 @@ TEST_F(ClientLibraries, DisconnectWaitsForADeliveryUnderWay) {
     EXPECT_EQ(disconnected.get(), std::make_pair(0, true));
     Ctl({"model", "set", kVolume, "2"});
     EXPECT_TRUE(observer.inside.Empty());
+}
+
+TEST_F(ClientLibraries, WhatWasSentBeforeADisconnectArrives) {
+    const auto interface = OpenModel();
+    auto* const root = interface->getRootInterface();
+    std::array<HoldingObserver, 3> all;  // as many as there are threads that deliver
+    for (auto& observer : all) {
+        vumodelapi::NumericInteger* volume = nullptr;
+        ASSERT_EQ(root->connect(kVolume, &observer, volume), 0);
+    }
+    Ctl({"model", "set", kVolume, "1"});
+    for (auto& observer : all) {
+        observer.inside.Take();
+    }
+    IntegerObserver late;
+    vumodelapi::NumericInteger* backlight = nullptr;
+    ASSERT_EQ(root->connect(kBacklight, &late, backlight), 0);
+    ASSERT_EQ(backlight->setValue(7), 0);
+    auto disconnected = std::async(std::launch::async, [&] { return root->disconnect(kBacklight, &late); });
+    EXPECT_EQ(disconnected.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
+    for (auto& observer : all) {
+        observer.go.set_value();
+    }
+    EXPECT_EQ(disconnected.get(), 0);
+    EXPECT_EQ(late.values.Take(), 7);
 }
 
 TEST_F(ClientLibraries, ReleasingTheInterfaceWaitsAsWell) {

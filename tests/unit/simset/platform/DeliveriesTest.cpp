@@ -7,6 +7,8 @@
 namespace simset {
 namespace {
 
+constexpr std::chrono::seconds kNever{600};
+
 TEST(Deliveries, NothingFollowsTheOneThatARemovalWaitsFor) {
     Deliveries deliveries;
     const auto number = deliveries.NextNumber();
@@ -34,6 +36,27 @@ TEST(Deliveries, NothingFollowsTheOneThatARemovalWaitsFor) {
     go.set_value();
     removed.get();
     first.get();
+}
+
+TEST(Deliveries, TheLastEventIsAwaitedButByItsOwnThread) {
+    Deliveries deliveries;
+    const auto number = deliveries.NextNumber();
+    deliveries.AwaitLast(number, kNever);  // nobody is there
+    deliveries.Add(number, [&](const nlohmann::json&) { deliveries.AwaitLast(number, kNever); });
+    deliveries.Deliver({{"target", number}});
+    auto awaited = std::async(std::launch::async, [&] { deliveries.AwaitLast(number, kNever); });
+    EXPECT_EQ(awaited.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
+    deliveries.Last(number);
+    awaited.get();
+}
+
+TEST(Deliveries, NothingIsAwaitedOnceTheMiddlewareIsGone) {
+    Deliveries deliveries;
+    const auto number = deliveries.NextNumber();
+    deliveries.Add(number, [](const nlohmann::json&) {});
+    auto awaited = std::async(std::launch::async, [&] { deliveries.AwaitLast(number, kNever); });
+    deliveries.Last();
+    awaited.get();
 }
 
 }  // namespace
